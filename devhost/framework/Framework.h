@@ -1,0 +1,84 @@
+#pragma once
+// The seams of the framework: the parts that a program or a test plugs in behind the host services.
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+class CEventServer;
+class CIDServer;
+class CSecurityServer;
+class CSystem;
+class CTraceProducer;
+class CTraceServer;
+
+namespace devhost
+{
+
+/// One HTTP reply as it came: the head (status line and header lines, ending with the empty line) and the
+/// decoded body.
+struct HttpReply {
+    std::string Head;
+    std::string Body;
+};
+
+/// An open connection to a cloud host. Used by one thread; destroying it closes it.
+class Connection
+{
+public:
+    virtual ~Connection() = default;
+    /// Sends the request bytes as they are and reads one reply. Nothing when no complete, well-formed reply
+    /// within the limits came back. Blocks; ends early when the calling worker is asked to stop.
+    virtual std::optional<HttpReply> Exchange(std::string_view Request) = 0;
+};
+
+/// Opens connections. Called from any worker thread.
+class Transport
+{
+public:
+    virtual ~Transport() = default;
+    /// Null when the connection could not be made in time.
+    virtual std::unique_ptr<Connection> Connect(const std::string& Host, int Port,
+                                                std::chrono::milliseconds Timeout) = 0;
+};
+
+/// Receives trace lines and reports. Called from any thread.
+class DiagnosticSink
+{
+public:
+    virtual ~DiagnosticSink() = default;
+    virtual void OnTrace(const std::string& Producer, std::string_view Line) = 0;
+    virtual void OnReport(const std::string& Source, int Line, std::string_view Message) = 0;
+};
+
+/// Blocks the calling thread. A worker's sleeper ends early at shut-down; a test moves its clock instead.
+class Sleeper
+{
+public:
+    virtual ~Sleeper() = default;
+    virtual void Sleep(std::chrono::milliseconds Time) = 0;
+};
+
+/// What stands behind the host services. Borrowed pointers and functions; whoever sets one keeps it alive and
+/// takes it out again. Set on the host thread while no driver code runs.
+struct Framework {
+    Transport* pTransport = nullptr;        // null: no connection can be made
+    DiagnosticSink* pDiagnostics = nullptr; // null: lines and reports are dropped
+    Sleeper* pSleeper = nullptr;            // null: Sleep returns at once
+    CSystem* pSystem = nullptr;
+    CIDServer* pIDServer = nullptr;
+    CEventServer* pEventServer = nullptr;
+    CSecurityServer* pSecurityServer = nullptr;
+    CTraceServer* pTraceServer = nullptr;
+    std::function<int()> WakeMainLoop;                  // any thread
+    std::function<std::string(int Schema)> RedirectURI; // any thread
+};
+
+/// The one set of parts of this process.
+Framework& TheFramework();
+
+} // namespace devhost

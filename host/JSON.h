@@ -1,0 +1,74 @@
+#pragma once
+// JSON trees and the buffer that they are written to.
+
+#include "host/QXString.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+class CTraceProducer;
+
+// A growable byte buffer; after a JSON write it holds NUL-terminated text.
+class CHTTPBuf
+{
+public:
+    explicit CHTTPBuf(int iInitialBytes);
+    const char* Data() const { return m_Bytes.c_str(); }
+    void Append(const std::string& Bytes) { m_Bytes += Bytes; }
+
+private:
+    std::string m_Bytes;
+};
+
+enum JSON_WRITE_FORMAT : int {
+    JSON_WRITE_COMPACT = 0, // no white space between tokens
+};
+
+// One node of a JSON tree; a node owns its children. One thread at a time.
+//
+// The driver relies on: members keep the order in which they were added or parsed; keys match exactly; a
+// search visits the node's whole subtree depth first, in order, and takes the first match.
+class CJSONObject
+{
+public:
+    enum KIND : int { KIND_OBJECT = 0, KIND_ARRAY, KIND_STRING, KIND_NUMBER, KIND_BOOLEAN, KIND_NULL };
+
+    explicit CJSONObject(int iKind); // 0: an empty object
+    virtual ~CJSONObject();
+    CJSONObject(const CJSONObject&) = delete;
+    CJSONObject& operator=(const CJSONObject&) = delete;
+
+    // The first node with this key in the subtree, of any kind, or null. It stays owned by the tree.
+    // iContext is 1 for a search of the whole subtree.
+    CJSONObject* FindNode(const char* pKey, int iContext);
+
+    // The first text, number, true, false or null with this key in the subtree, as text (a number as it was
+    // written). Non-zero when found; otherwise *pOut is unchanged. Objects and arrays do not match.
+    int FindString(const char* pKey, CQXString* pOut, int iContext);
+
+    CJSONObject* Object(int i); // child i, null out of range; stays owned by the tree
+    int NObjects() const { return static_cast<int>(m_Children.size()); }
+
+    void AddObjectString(const char* pKey, const char* pValue);
+    CJSONObject* AddObjectStruct(const char* pKey); // the new nested object, owned by this node
+
+    // Serialises the subtree to the buffer; every text is escaped as RFC 8259, section 7 asks. iEscape is 1.
+    void Write(CHTTPBuf* pBuffer, int iEscape, JSON_WRITE_FORMAT eFormat) const;
+
+    CJSONObject* CreateCopy() const; // a deep copy, owned by the caller
+    void
+    Trace(CTraceProducer* pProducer) const; // the tree as lines of the producer, secrets hidden by the log
+
+    // For the parser.
+    KIND Kind() const { return m_eKind; }
+    const std::string& Key() const { return m_Key; }
+    const std::string& Text() const { return m_Text; }
+    CJSONObject* Append(KIND eKind, std::string Key, std::string Text);
+
+private:
+    KIND m_eKind;
+    std::string m_Key;
+    std::string m_Text;
+    std::vector<std::unique_ptr<CJSONObject>> m_Children;
+};
