@@ -1,0 +1,241 @@
+#pragma once
+// The account interface: one link between the controller and one account of the cloud lock service.
+
+#include "cloud/Attributes.h"
+#include "cloud/Command.h"
+#include "host/DeviceInterface.h"
+#include "host/QXCritical.h"
+#include "host/QXList.h"
+#include "host/QXTimer.h"
+
+#include <memory>
+
+class CAccessPerson;
+class CPortivo;
+class CUser;
+
+// Type id of the account interface, also what a bridge of one reports, and what a lock attaches to.
+inline constexpr int kVestaraInterfaceType = 133;
+
+// Created by the host, which owns it and deletes it through the destructor. Two threads meet here: the host's
+// (every virtual operation but Run) and the interface's worker (Run and what it calls). A comment says which
+// thread calls an operation where it is not the host's.
+//
+// The members are defined in the folder whose subject they are: cloud/ (queues, requests, send cycle,
+// replies), access/ (registry and synchronisation), interface/ (all the rest).
+class CVestaraInterface : public CDeviceNetwork,
+                          public CQXCritical,
+                          public CPropertyUpdateDelegate,
+                          public CActionButtonHandler
+{
+public:
+    explicit CVestaraInterface(CDeviceInterfaceDef* pDefinition);
+    ~CVestaraInterface() override;
+
+    // --- The host's virtual operations ---------------------------------------------------------------------
+
+    // The record: the base's, refresh token, access token, location id and name, master flag, redirect
+    // schema. 1 when every step succeeded; 0 at the first that failed, with the fields read so far in place.
+    int ReadClientData(CQXFile* pFile, int iVersion) override;
+    int WriteClientData(CQXFile* pFile, int iVersion) override;
+    void IFaceDoPropertyExchange(CPropertySet* pSet, PROPERTYSET_DDX eDdx) override;
+    int UnInstall() override; // the host's result of dropping the interface's event registrations
+    void Reset() override;
+    void Discover() override;
+    CQXString GetAuthURL() override;
+    void ProcessAuthCode(CQXString sCode) override;
+    int CanAccept(int iComponentType) override;
+    void OnInterfaceInit() override;
+    void OnInterfaceIdle() override;
+    void GetExtBridgeConfig(CQXMSG* pMsg) override;
+    void SetExtBridgeConfig(CQXMSG* pMsg) override;
+    int Run() override; // worker; returns 0 when the bridge shuts down
+    CQXString GetResetText() override { return "Reset"; }
+    int UpdateProperty(CSystemProperty* pProperty, PROPERTY_UPDATE_CTX eContext, CPropertySet* pSet,
+                       int iReserved1, int iReserved2) override;
+    int ExecuteAction(int iAction, CPropertySet* pSet) override;
+    CQXString GetActionURL(int iAction) override;
+
+    // --- Commands and queues (cloud/Queues.cpp) ------------------------------------------------------------
+
+    // Queues a request and adapts the pace; returns the number of items now queued (AdjustTickRate's result).
+    // Both threads: the worker queues token refreshes. No limit, no check for duplicates.
+    int AddCommand(VestaraMethod eMethod, CommandID eCommand, CQXString sLocationID, CQXString sDeviceID,
+                   CQXString sUserID, CQXString sAccessID);
+    int NCommands() const { return m_Commands.GetCount(); }
+    std::unique_ptr<CVestaraCommand>
+    NextCommand(); // null when empty, also right after a count said otherwise
+
+    // Takes ownership of the answered command and wakes the host's main loop; returns that call's result.
+    // From here on the host thread may delete the command at any moment.
+    int AddResponse(std::unique_ptr<CVestaraCommand> pCommand);
+    int NResponses() const { return m_Responses.GetCount(); }
+    std::unique_ptr<CVestaraCommand> NextResponse();
+
+    // --- Paths and keys (cloud/Paths.cpp, cloud/ParseData.cpp)
+    // ----------------------------------------------
+
+    CQXString PathByCommandID(CommandID eCommand); // template, not formatted; empty and reported when unknown
+    CQXString GetAttribute(Attributes eAttribute); // JSON key; empty and reported when unknown
+
+    // Reads one keyed value from the node's subtree. 1 found; 0 not found, which is reported. The text form
+    // empties its target first and trims trailing blanks, then line feeds; the number form leaves its target
+    // alone when the key is missing.
+    int ParseData(CJSONObject* pNode, CQXString sKey, CQXString* pOut);
+    int ParseData(CJSONObject* pNode, CQXString sKey, int* pOut);
+
+    // --- Requests (cloud/Requests.cpp): worker, as steps of the send cycle
+    // ----------------------------------
+
+    int AssembleData(CQXString* pBody, CVestaraCommand* pCommand);     // 0: the request must not be sent
+    int AssembleHeader(CQXString* pHeader, CVestaraCommand* pCommand); // request line and fixed headers
+    void PackData(CQXString* pHeader, CQXString* pBody, CVestaraCommand* pCommand); // completes the request
+    int GenerateMessage(CVestaraCommand* pCommand, CQXString* pBody); // JSON body of access-person commands
+
+    // --- Send cycle and errors (cloud/SendCycle.cpp, cloud/Errors.cpp): worker
+    // ------------------------------
+
+    // Carries one command to the cloud and back. Takes ownership, always. 1 for status 200 or 204.
+    int SendCommand(std::unique_ptr<CVestaraCommand> pCommand);
+
+    // End of a command that is given up: traces the most specific error text and disposes of both. Either may
+    // be null. Always 1.
+    int HandleError(std::unique_ptr<CVestaraCommand> pCommand, std::unique_ptr<CJSONObject> pReply,
+                    CQXString sMessage);
+
+    // --- Masking (cloud/Masking.cpp)
+    // -------------------------------------------------------------------------
+
+    CQXObList* GenObfuscationList(); // a new snapshot of the four secrets; stays the interface's
+    int PurgeObfuscationList();      // 0
+
+    // --- Replies (cloud/Replies.cpp, TokenReplies.cpp, LocationReplies.cpp, DeviceReplies.cpp)
+    // --------------
+
+    // The one place where a reply takes effect. Takes ownership. 1 processed (also an unhandled id), 0
+    // aborted.
+    int ProcessResponse(std::unique_ptr<CVestaraCommand> pCommand);
+
+    // --- Pace and timers
+    // ------------------------------------------------------------------------------------
+
+    int
+    AdjustTickRate();  // both threads; number of queued items, 0 when nothing is queued and it returns early
+    void InitTimers(); // both polls due in about 2 s; only ever forwards
+    void ResetUpdateTimers(); // both threads: polls start their waits anew
+    void DelayTokenRefresh(); // both threads: the token reads as 6600 s old
+
+    // --- Authorisation
+    // ----------------------------------------------------------------------------------------
+
+    void UpdateAuthURL();
+    void SetAuthCode(CQXString sCode);
+    void ClearAuthCode() { m_sAuthCode.Empty(); }
+    int RefreshToken(); // worker, each turn; 1 when it queued a refresh
+
+    // --- Several accounts (interface/Accounts.cpp, Broadcast.cpp)
+    // -------------------------------------------
+
+    int IsMaster() const { return m_bMaster; }
+    int Authorized() const { return m_bAuthorized; }
+    CVestaraInterface*
+    MasterInterface();                 // never null: elects this interface when there is none. Both threads.
+    int TokenCheck();                  // 1 when the last sibling asked shared a token
+    int TokenShare(CQXString* pToken); // called on a sibling; pToken is the caller's access token
+    void TokenCleanup();               // both threads: a failed refresh drops the account from the worker
+    CVestaraInterface* FindInterface(CQXString sLocationID); // the first that serves the location, or null
+    void UpdateInterfaceName(CVestaraInterface* pInterface, CQXString sLocationName);
+    int ClientBroadcast(int bAuthorized); // both threads; number of clients, or the unchanged state
+    void CleanMasterPointers();
+    int IsOnlyInterface();
+
+    // --- Installation (interface/Installation.cpp)
+    // ------------------------------------------------------------
+
+    CPortivo* NextDoorLock(CPortivo* pCurrent); // wraps; null without clients or where a client is no lock
+    CPortivo* FindDoorLock(CQXString sDeviceID);
+    int AddNewDoorLock(CQXString sDeviceID, CQXString sName); // installs or claims; 1 on success
+    void RemoveAllDevices(int bRestart);
+    void RemoveAllObjects(); // both threads: queues, locations, access persons, mask list
+
+    // --- Locations (interface/Locations.cpp)
+    // ------------------------------------------------------------------
+
+    CQXString LocationID() const { return m_sLocationID; }
+    CQXString LocationName() const { return m_sLocationName; }
+    void SetLocationIdx(int iIndex); // zero-based index into the candidate list
+    void RemoveAllLocations();
+    void RemoveThisLocation(CQXString sID);
+
+    // --- Access persons (access/Registry.cpp)
+    // -----------------------------------------------------------------
+
+    // Look-ups compare exactly. On an empty registry they bring the polls forward and say so.
+    CAccessPerson* AccessPersonByIndex(int iIndex); // both threads
+    CAccessPerson* AccessPersonByID(CQXString sID); // both threads
+    CAccessPerson* AccessPersonByName(CQXString sName);
+    int AccessPersonExists(int iIndex);
+    int AccessPersonExists(CQXString sName);
+
+    // 1: the registry owns the person now. 0: refused, and the person stays the caller's, unless a non-empty
+    // list has no head, in which case the registry has freed it.
+    int InsertAccessPerson(CAccessPerson* pPerson);
+    void ClearIndexes();
+    void RefreshIndexes(); // ties persons to the controller's user slots by name
+    void RemoveAllAccessPersons();
+
+private:
+    friend class CVestaraInterfaceProbe; // tests look at the fields through it
+
+    // Hands a finished line to the host's report. Returns 0, so that a refusal is one statement.
+    int Report(int iLine, CQXString sText);
+    CVestaraInterface*
+    Sibling(int iBridge); // the account interface at a bridge index, this one included, or null
+
+    CVestaraInterface* m_pMaster = nullptr; // borrowed; may be this object itself
+
+    // Shared by both threads through lists that lock themselves. Each owns the commands that it holds.
+    CTSObList m_Commands;
+    CTSObList m_Responses;
+
+    // Lists of the host thread that the worker reads while it assembles and masks requests, and empties after
+    // a refused or lost token, without a lock: the account is unusable at that moment, the host's calls that
+    // walk them are short, and the framework gives the driver no lock that both sides would take.
+    CQXObList m_Locations;       // CLocationPair*, owned
+    CQXObList m_AccessPersons;   // CAccessPerson*, owned; indexed ones first, by index
+    CQXObList m_ObfuscationList; // CQXString*, owned
+
+    CQXTimer m_tmrHousekeeping; // host thread
+    CQXTimer m_tmrRun;          // worker
+
+    // One 32-bit start tick each, set from both threads: a lost setting moves a poll or a refresh by one
+    // period.
+    CQXTimer m_tmrStatusPoll;
+    CQXTimer m_tmrAccessPoll;
+    CQXTimer m_tmrSpare; // started with the others; nothing reads it
+    CQXTimer m_tmrToken; // age of the access token
+
+    // Plain words set from both threads. A race costs one turn at the old pace, or one notice told a round
+    // later.
+    std::uint32_t m_iRunDelay = 0; // milliseconds between two turns of Run
+    std::int32_t m_iTokenLifetime; // seconds; written by the host thread, read by the worker
+    std::int32_t m_bMaster;        // persisted
+    std::int32_t m_bLocationsRequested;
+    std::int32_t m_bAuthorized; // what the locks were last told
+    std::int32_t m_bRemoveDevices;
+    std::int32_t m_bNotifyConfig;
+    std::int32_t m_bNotifyInterface;
+
+    // Written by the host thread and read by the worker while it assembles a request; the worker empties the
+    // access token after a refusal and all of them after a lost refresh. Both sides hold them only for the
+    // length of a copy, and a request with a half-changed token is refused by the cloud and asked again.
+    CQXString m_sAccessToken;
+    CQXString m_sRefreshToken;
+    CQXString m_sOAuthState; // host thread
+    CQXString m_sAuthCode;
+    CQXString m_sAuthURL; // host thread
+    CQXString m_sLocationID;
+    CQXString m_sLocationName;
+    CQXString m_sReserved; // part of the object's layout; nothing uses it
+    OAUTH_REDIRECT_SCHEMA m_iRedirectSchema;
+};

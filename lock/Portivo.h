@@ -1,0 +1,86 @@
+#pragma once
+// One cloud-connected door lock of the controller.
+
+#include "cloud/Attributes.h"
+#include "host/Bridge.h"
+#include "host/DoorLock.h"
+#include "host/QXTimer.h"
+
+#include <cstdint>
+#include <ctime>
+
+class CVestaraInterface;
+
+// Type id of the lock component, and the family that locks live in.
+inline constexpr int kPortivoType = 1084;
+inline constexpr int kLockFamily = 25;
+
+// Created by the host, which owns it. It never talks to the cloud: what it sends goes through its interface's
+// command queue, what it learns arrives through ProcessCommand. Host thread, except that the interface's
+// worker tells it of a lost authorisation (NeedAuth, RegisterWorking, RegisterUnknownState,
+// RegisterErrorState).
+class CPortivo : public CDoorLock, public CBridgeClient
+{
+public:
+    explicit CPortivo(CSystemComponentDef* pDefinition);
+
+    void GetExtendedConfig(CQXMSG* pMsg) override;
+    void SetExtendedConfig(CQXMSG* pMsg) override;
+    int ConnectionType() override { return 4; }
+    int ReadData(CQXFile* pFile, int iVersion) override;
+    int WriteData(CQXFile* pFile, int iVersion) override;
+    int UnInstall() override;
+    void OnComponentInit() override;
+    void OnPostSystemInit() override;
+    void OnComponentIdle() override;
+    int CommandStackEmpty() override;
+    int ExecuteCommand(int iCommand, int iArgument) override;
+    int SendHardwareSlotConfig(int iSlot, QXT_SLOT_CONFIG* pConfig) override;
+    void RegisterEventServer() override;
+    void RegisterWorking(int bWorking) override;
+    void RegisterUnknownState() override;
+    void RegisterErrorState(CQXString sError) override;
+
+    // Keeps the cached interface in step with the bridge: forgets it when there is no bridge, looks it up
+    // when there is one and nothing is cached. A cached pointer is not compared with the bridge again.
+    void Init();
+    CVestaraInterface* Interface(); // through Init(); null when the bridge has none. Borrowed.
+
+    int Online() const { return m_bOnline; }
+    void Online(int bOnline) { m_bOnline = bOnline; }
+    int NeedAuth() const { return m_bNeedAuth; }
+    void NeedAuth(int bNeedAuth) { m_bNeedAuth = bNeedAuth; }
+
+    // Applies one attribute as the cloud reported it. 1 when it was taken, also when it changed nothing; 0
+    // for an empty value, a heartbeat time while offline, or an attribute that is not a lock's.
+    int ProcessCommand(Attributes eAttribute, CQXString* pValue);
+
+    void UpdateTraceName();
+    using CBridgeClient::DeviceID;
+    void DeviceName(CQXString sName); // the name the cloud reports; empty and equal names change nothing
+
+private:
+    friend class CPortivoProbe; // tests look at the fields through it
+
+    int Report(int iLine, CQXString sText); // returns 0
+
+    CVestaraInterface* m_pInterface = nullptr; // borrowed, cached by Init()
+    CQXTimer m_tmrProgress;
+    CQXTimer m_tmrHousekeeping;
+    CQXTimer m_tmrSpare; // started with the others; nothing reads it
+    CQXTimer m_tmrBatteryCheck;
+    std::int32_t m_bNotifyConfig = 0;
+    std::int32_t m_bOnline = 1;
+    std::int32_t m_iReserved = 0;    // persisted; nothing else uses it
+    std::int32_t m_bNeedAuth = 0;    // also set from the worker: a plain word, at worst told twice
+    std::int32_t m_iLowBattery = 30; // percent; persisted
+    CQXString m_sProgrammingCode;
+    CQXString m_sSerialNumber;
+    std::int32_t m_iLastCommand = 0;        // 0 none, 1 lock, 2 unlock
+    std::uint32_t m_iHeartbeatInterval = 0; // milliseconds
+    std::int64_t m_tLastHeartbeat = 0;      // calendar seconds of the last heartbeat
+    CQXTimer m_tmrUnlock;
+    std::int32_t m_iUnlockUser = kNoUnlockUser; // user number minus 1
+
+    static constexpr std::int32_t kNoUnlockUser = 32767;
+};
