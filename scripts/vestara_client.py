@@ -1,0 +1,229 @@
+"""Starts the simulator and the development host and talks to both, for the tour and the end-to-end tests."""
+
+import html.parser
+import json
+import os
+import signal
+import ssl
+import subprocess
+import threading
+import time
+import urllib.error
+import urllib.parse
+import urllib.request
+
+
+class StepFailed(Exception):
+    """A step was not seen in time, or a program answered with an error; the text says which."""
+
+
+class Program:
+    """A child process that prints one line of JSON on standard output when it is ready.
+
+    The line's members are in `ready`. Standard error goes to `log_path`.
+    """
+
+    def __init__(self, name, command, log_path, timeout_s=20):
+        self.name = name
+        self.log_path = log_path
+        self._log = open(log_path, "ab")
+        try:
+            self.process = subprocess.Popen(
+                command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=self._log, start_new_session=True
+            )
+        except OSError as error:
+            self._log.close()
+            raise StepFailed(f"{name} could not be started: {error}") from error
+        self.ready = self._read_ready(timeout_s)
+
+    def _read_ready(self, timeout_s):
+        lines = []
+        reader = threading.Thread(target=lambda: lines.append(self.process.stdout.readline()), daemon=True)
+        reader.start()
+        reader.join(timeout_s)
+        try:
+            return json.loads(lines[0])
+        except (IndexError, ValueError) as error:
+            self.stop()
+            raise StepFailed(f"{self.name} did not get ready; its last words:\n{self.last_words()}") from error
+
+    def last_words(self, count=8):
+        with open(self.log_path, encoding="utf-8", errors="replace") as log:
+            return "".join(log.readlines()[-count:])
+
+    def wait(self, timeout_s):
+        """Waits for the program to end; its exit status, or None when it is still running."""
+        try:
+            return self.process.wait(timeout_s)
+        except subprocess.TimeoutExpired:
+            return None
+
+    def stop(self, timeout_s=15):
+        """Asks the program to end and waits for it; kills it when it does not. The exit status."""
+        if self.process.poll() is None:
+            self.process.send_signal(signal.SIGTERM)
+            if self.wait(timeout_s) is None:
+                self.process.kill()
+                self.process.wait()
+        self.process.stdout.close()
+        self._log.close()
+        return self.process.returncode
+
+
+class JsonApi:
+    """A JSON API on loopback. Calls return the parsed reply and raise StepFailed for an error reply."""
+
+    def __init__(self, base):
+        self.base = base
+
+    def call(self, method, path, body=None):
+        data = None if body is None else json.dumps(body).encode()
+        headers = {"Content-Type": "application/json"} if data is not None or method != "GET" else {}
+        request = urllib.request.Request(self.base + path, data=data, method=method, headers=headers)
+        try:
+            with urllib.request.urlopen(request, timeout=30) as reply:
+                text = reply.read()
+        except urllib.error.HTTPError as error:
+            raise StepFailed(f"{method} {path}: {error.code} {error.read().decode(errors='replace')}") from error
+        except OSError as error:
+            raise StepFailed(f"{method} {path}: {error}") from error
+        return json.loads(text) if text.strip() else None
+
+    def get(self, path):
+        return self.call("GET", path)
+
+    def put(self, path, body):
+        return self.call("PUT", path, body)
+
+    def post(self, path, body=None):
+        return self.call("POST", path, {} if body is None else body)
+
+    def delete(self, path):
+        return self.call("DELETE", path)
+
+
+class _ConsentForm(html.parser.HTMLParser):
+    """Collects the forms of a page: action, hidden fields, named submit buttons."""
+
+    def __init__(self):
+        super().__init__()
+        self.forms = []
+
+    def handle_starttag(self, tag, attrs):
+        attrs = dict(attrs)
+        if tag == "form":
+            self.forms.append({"action": attrs.get("action", ""), "fields": {}, "buttons": []})
+        elif self.forms and tag == "input" and attrs.get("type") == "hidden":
+            self.forms[-1]["fields"][attrs["name"]] = attrs.get("value", "")
+        elif self.forms and (tag == "button" or (tag == "input" and attrs.get("type") == "submit")):
+            self.forms[-1]["buttons"].append((attrs.get("name"), attrs.get("value", "")))
+
+
+class Browser:
+    """Follows the authorize page as a person's browser would: opens it, presses the first button, and follows
+    the redirect back to the host. Trusts only the given CA."""
+
+    def __init__(self, ca_file):
+        context = ssl.create_default_context(cafile=ca_file)
+        self._opener = urllib.request.build_opener(urllib.request.HTTPSHandler(context=context))
+
+    def open(self, url, data=None):
+        """The final address and the page's text."""
+        try:
+            with self._opener.open(url, data=data, timeout=30) as reply:
+                return reply.geturl(), reply.read().decode("utf-8", "replace")
+        except urllib.error.HTTPError as error:
+            return error.geturl(), error.read().decode("utf-8", "replace")
+        except OSError as error:
+            raise StepFailed(f"the browser could not open {url.split('?')[0]}: {error}") from error
+
+    def give_consent(self, url):
+        """Presses the consent button of the authorize page; the final address and page."""
+        address, page = self.open(url)
+        parser = _ConsentForm()
+        parser.feed(page)
+        if not parser.forms:
+            raise StepFailed(f"no consent form on the authorize page:\n{page[:500]}")
+        form = parser.forms[0]
+        fields = dict(form["fields"])
+        for name, value in form["buttons"][:1]:
+            if name:
+                fields[name] = value
+        target = urllib.parse.urljoin(address, form["action"] or address)
+        return self.open(target, urllib.parse.urlencode(fields).encode())
+
+
+class Setup:
+    """One simulator and one development host that talks to it, with their folders below `state_dir`."""
+
+    def __init__(self, bin_dir, driver, state_dir, fixture, sim_port=0, admin_port=0, host_port=0, sim_options=()):
+        self.bin_dir = bin_dir
+        self.driver = driver
+        self.state_dir = state_dir
+        self.host_port = host_port
+        os.makedirs(state_dir, exist_ok=True)
+        self.host = None
+        self.api = None
+        self.simulator = Program(
+            "the simulator",
+            [
+                os.path.join(bin_dir, "vestara-cloudsim"),
+                *("--state-dir", os.path.join(state_dir, "cloudsim")),
+                *("--fixture", fixture),
+                *("--https-port", str(sim_port)),
+                *("--admin-port", str(admin_port)),
+                *sim_options,
+            ],
+            os.path.join(state_dir, "cloudsim.log"),
+        )
+        self.admin = JsonApi(f"http://127.0.0.1:{self.simulator.ready['admin_port']}")
+        self.ca_file = self.simulator.ready["ca_file"]
+
+    def start_host(self, ca_file=None, connect_port=None, options=()):
+        port = connect_port or self.simulator.ready["https_port"]
+        self.host = Program(
+            "the development host",
+            [
+                os.path.join(self.bin_dir, "vestara-devhost"),
+                *("--driver", self.driver),
+                *("--state-dir", os.path.join(self.state_dir, "host")),
+                *("--ca-file", ca_file or self.ca_file),
+                *("--connect-to", f"oauth.vestara.example:443:127.0.0.1:{port}"),
+                *("--connect-to", f"api.vestara.example:443:127.0.0.1:{port}"),
+                *("--authorize-base", f"https://127.0.0.1:{port}"),
+                *("--listen", f"127.0.0.1:{self.host_port}"),
+                *("--log-file", os.path.join(self.state_dir, "host.log")),
+                *options,
+            ],
+            os.path.join(self.state_dir, "host-stderr.log"),
+        )
+        self.api = JsonApi(self.host.ready["api"] + "/api/v1")
+        return self.host.ready
+
+    def stop_host(self):
+        """Asks the host to shut down through its API and waits; its exit status."""
+        self.api.post("/shutdown")
+        status = self.host.wait(20)
+        if status is None:
+            raise StepFailed("the development host did not stop within 20 s")
+        self.host.stop()
+        return status
+
+    def close(self):
+        for program in (self.host, self.simulator):
+            if program:
+                program.stop()
+
+
+def wait_for(what, probe, timeout_s, interval_s=0.3, on_wait=None):
+    """Calls `probe` until it gives something true, and returns that; raises StepFailed after `timeout_s`."""
+    end = time.monotonic() + timeout_s
+    while True:
+        seen = probe()
+        if seen:
+            return seen
+        if time.monotonic() > end:
+            raise StepFailed(f"not seen within {timeout_s} s: {what}")
+        if on_wait:
+            on_wait()
+        time.sleep(interval_s)
