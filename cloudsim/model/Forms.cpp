@@ -15,7 +15,8 @@ namespace
 bool IsUnreserved(char letter)
 {
     return (letter >= 'a' && letter <= 'z') || (letter >= 'A' && letter <= 'Z') ||
-           (letter >= '0' && letter <= '9') || std::string_view("-._~").find(letter) != std::string_view::npos;
+           (letter >= '0' && letter <= '9') ||
+           std::string_view("-._~").find(letter) != std::string_view::npos;
 }
 
 } // namespace
@@ -120,7 +121,8 @@ bool IsLoopbackHttpAddress(std::string_view address)
         return false;
     // Blanks, quotes, control characters and a fragment have no place in a redirect address (RFC 6749 3.1.2).
     const auto isAllowed = [](char letter) {
-        return letter > ' ' && letter < 0x7f && std::string_view("\"<>#\\^`{|}").find(letter) == std::string_view::npos;
+        return letter > ' ' && letter < 0x7f &&
+               std::string_view("\"<>#\\^`{|}").find(letter) == std::string_view::npos;
     };
     if (!std::ranges::all_of(address, isAllowed))
         return false;

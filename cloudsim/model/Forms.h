@@ -10,15 +10,15 @@ namespace cloudsim
 // Name/value pairs of a query or a form body.
 using FormFields = std::map<std::string, std::string, std::less<>>;
 
-// Replaces "%41" by its byte. Other percent signs and the plus sign stay: controllers insert their values as they
-// are, so both may be part of a value.
+// Replaces "%41" by its byte. Other percent signs and the plus sign stay: controllers insert their values as
+// they are, so both may be part of a value.
 std::string PercentDecode(std::string_view text);
 
 // Encodes everything outside RFC 3986's unreserved characters (section 2.3).
 std::string PercentEncode(std::string_view text);
 
-// Splits "a=1&b=2" and decodes names and values. Throws Refusal (400) for a part without "=" and for a name that
-// comes twice.
+// Splits "a=1&b=2" and decodes names and values. Throws Refusal (400) for a part without "=" and for a name
+// that comes twice.
 FormFields ParseForm(std::string_view text);
 
 // Escapes a text for use in HTML content and quoted attribute values.
@@ -30,7 +30,8 @@ std::string_view HostWithoutPort(std::string_view authority);
 // True for 127.0.0.1, [::1] and localhost.
 bool IsLoopbackHost(std::string_view host);
 
-// True for an http address without user part and fragment whose host is a loopback one, with any port and path.
+// True for an http address without user part and fragment whose host is a loopback one, with any port and
+// path.
 bool IsLoopbackHttpAddress(std::string_view address);
 
 } // namespace cloudsim

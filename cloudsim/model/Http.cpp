@@ -1,4 +1,5 @@
-// Reads HTTP/1.1 requests from bytes and writes replies to bytes; what a request means is left to its handlers.
+// Reads HTTP/1.1 requests from bytes and writes replies to bytes; what a request means is left to its
+// handlers.
 #include "cloudsim/model/Http.h"
 
 #include <algorithm>
@@ -59,8 +60,8 @@ std::optional<std::string_view> Request::FindHeader(std::string_view name) const
 
 std::size_t Request::CountHeader(std::string_view name) const
 {
-    return static_cast<std::size_t>(std::ranges::count_if(
-        headers, [name](const Header& header) { return SameName(header.name, name); }));
+    return static_cast<std::size_t>(
+        std::ranges::count_if(headers, [name](const Header& header) { return SameName(header.name, name); }));
 }
 
 RequestReader::RequestReader() : m_parser(std::make_unique<Parser>())
@@ -125,8 +126,8 @@ std::string SerializeReply(const Response& response)
     if (response.closeWithoutReply)
         return {};
     const auto reason = http::obsolete_reason(http::int_to_status(static_cast<unsigned>(response.status)));
-    std::string bytes =
-        "HTTP/1.1 " + std::to_string(response.status) + " " + std::string(reason.data(), reason.size()) + "\r\n";
+    std::string bytes = "HTTP/1.1 " + std::to_string(response.status) + " " +
+                        std::string(reason.data(), reason.size()) + "\r\n";
     for (const Header& header : response.headers)
         bytes += header.name + ": " + header.value + "\r\n";
     // RFC 9110 section 8.6: a 204 reply carries no Content-Length.

@@ -66,7 +66,9 @@ public:
     // Takes more bytes and says how far the request is. After Complete or Failed further bytes are ignored.
     State Feed(std::string_view bytes);
 
-    // The request, once Feed has returned Complete.
+    // What Feed returned last.
+    State Progress() const { return m_state; }
+    // The request, once Feed has returned Complete; an empty one before.
     const Request& Result() const { return m_request; }
     // What is wrong, once Feed has returned Failed.
     const Refusal& Error() const { return *m_error; }
@@ -86,8 +88,8 @@ private:
 // Parses the whole bytes of one request; bytes behind it end up in Request::trailing.
 std::variant<Request, Refusal> ParseRawRequest(std::string_view bytes);
 
-// The bytes that go over the wire: status line, headers, body, shortened when a fault cuts the reply, empty when
-// it closes without one. Response::delay is the transport's business.
+// The bytes that go over the wire: status line, headers, body, shortened when a fault cuts the reply, empty
+// when it closes without one. Response::delay is the transport's business.
 std::string SerializeReply(const Response& response);
 
 } // namespace cloudsim

@@ -1,4 +1,5 @@
-// Reads JSON objects strictly, with complaints that name the field; rules between fields are left to the callers.
+// Reads JSON objects strictly, with complaints that name the field; rules between fields are left to the
+// callers.
 #include "cloudsim/model/Json.h"
 
 namespace cloudsim

@@ -18,8 +18,8 @@ using Json = nlohmann::ordered_json;
 // Serialises without a throw; bytes that are no UTF-8 become the replacement character.
 std::string ToText(const Json& value);
 
-// A field of a JSON document that is missing, unknown, of the wrong type or out of range. what() starts with the
-// field's path, for example "locks[1].power_level must be a whole number from 0 to 100".
+// A field of a JSON document that is missing, unknown, of the wrong type or out of range. what() starts with
+// the field's path, for example "locks[1].power_level must be a whole number from 0 to 100".
 class FieldError : public std::runtime_error
 {
 public:
@@ -35,8 +35,8 @@ private:
     std::string m_code;
 };
 
-// Reads the members of one JSON object strictly: each read names the member, its type and its range, and Finish
-// refuses members that nobody asked for. Every operation throws FieldError. The object is borrowed.
+// Reads the members of one JSON object strictly: each read names the member, its type and its range, and
+// Finish refuses members that nobody asked for. Every operation throws FieldError. The object is borrowed.
 class ObjectReader
 {
 public:

@@ -33,13 +33,15 @@ Response HtmlReply(int status, std::string page)
 {
     Response response;
     response.status = status;
-    // No form-action: browsers apply it to the redirect behind the form too, and that leads to the controller.
-    response.headers = {{"Content-Type", "text/html; charset=utf-8"},
-                        {"Cache-Control", "no-store"},
-                        {"Content-Security-Policy",
-                         "default-src 'none'; style-src 'unsafe-inline'; base-uri 'none'; frame-ancestors 'none'"},
-                        {"Referrer-Policy", "same-origin"},
-                        {"X-Content-Type-Options", "nosniff"}};
+    // No form-action: browsers apply it to the redirect behind the form too, and that leads to the
+    // controller.
+    response.headers = {
+        {"Content-Type", "text/html; charset=utf-8"},
+        {"Cache-Control", "no-store"},
+        {"Content-Security-Policy",
+         "default-src 'none'; style-src 'unsafe-inline'; base-uri 'none'; frame-ancestors 'none'"},
+        {"Referrer-Policy", "same-origin"},
+        {"X-Content-Type-Options", "nosniff"}};
     response.body = std::move(page);
     return response;
 }

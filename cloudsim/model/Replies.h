@@ -15,7 +15,8 @@ Response ErrorReply(const Refusal& refusal);
 // 204 without a body.
 Response NoContentReply();
 
-// An HTML page; the caller has escaped every inserted text. The page may not be framed, cached or run scripts.
+// An HTML page; the caller has escaped every inserted text. The page may not be framed, cached or run
+// scripts.
 Response HtmlReply(int status, std::string page);
 
 // 302 to an address.

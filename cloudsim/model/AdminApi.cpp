@@ -1,0 +1,256 @@
+// Serves the admin routes on the model; binding them to loopback and writing files is left to the server.
+#include "cloudsim/model/AdminApi.h"
+
+#include "cloudsim/model/AdminView.h"
+#include "cloudsim/model/Fixture.h"
+#include "cloudsim/model/Heartbeats.h"
+#include "cloudsim/model/Paths.h"
+#include "cloudsim/model/Replies.h"
+#include "cloudsim/model/RequestChecks.h"
+
+#include <algorithm>
+#include <charconv>
+
+namespace cloudsim
+{
+
+struct AdminApi::Route {
+    std::string_view method;
+    std::string_view path; // "*" stands for one id
+    Handler handler;
+};
+
+struct AdminApi::Call {
+    const std::vector<std::string>& ids;
+    const FormFields query;
+    const Json document;
+    ObjectReader body;
+    TimePoint now;
+};
+
+namespace
+{
+
+// A browser names the page that sends a request in Origin; only pages of this machine may.
+void RefuseForeignPages(const Request& request)
+{
+    const auto host = request.FindHeader("Host");
+    if (!host || request.CountHeader("Host") != 1 || !IsLoopbackHost(HostWithoutPort(*host)))
+        throw Refusal(421, "wrong_host", "the Host header must be that of a loopback address");
+    const auto origin = request.FindHeader("Origin");
+    if (origin && !IsLoopbackHttpAddress(*origin))
+        throw Refusal(403, "foreign_origin", "requests from other sites' pages are refused");
+}
+
+Json ReadBody(const Request& request)
+{
+    if (request.body.empty())
+        return Json::object();
+    const std::string_view type = request.FindHeader("Content-Type").value_or("");
+    if (type.substr(0, type.find(';')) != "application/json")
+        throw Refusal(415, "wrong_content_type", "the Content-Type header must be application/json");
+    return ParseJsonBody(request);
+}
+
+} // namespace
+
+AdminApi::AdminApi(World& world, OAuthService& oauth, FaultList& faults, const RequestLog& log)
+    : m_world(world), m_oauth(oauth), m_faults(faults), m_log(log)
+{
+}
+
+// clang-format off
+const std::vector<AdminApi::Route>& AdminApi::Routes()
+{
+    static const std::vector<Route> routes = {
+        {"GET",    "/admin/world",             &AdminApi::ShowWorld},
+        {"POST",   "/admin/save",              &AdminApi::SaveWorld},
+        {"POST",   "/admin/locks/*/turn",      &AdminApi::TurnKnob},
+        {"POST",   "/admin/locks/*/battery",   &AdminApi::SetBattery},
+        {"POST",   "/admin/locks/*/wifi",      &AdminApi::SetWifi},
+        {"POST",   "/admin/locks/*/online",    &AdminApi::SetOnline},
+        {"POST",   "/admin/locks/*/heartbeat", &AdminApi::Wake},
+        {"POST",   "/admin/locks/*/pin",       &AdminApi::EnterPin},
+        {"DELETE", "/admin/locks/*",           &AdminApi::DeleteLock},
+        {"POST",   "/admin/tokens/revoke",     &AdminApi::RevokeTokens},
+        {"POST",   "/admin/faults",            &AdminApi::AddFaults},
+        {"GET",    "/admin/faults",            &AdminApi::ListFaults},
+        {"DELETE", "/admin/faults",            &AdminApi::ClearFaults},
+        {"GET",    "/admin/requests",          &AdminApi::ListRequests},
+    };
+    return routes;
+}
+// clang-format on
+
+Response AdminApi::Handle(const Request& request, TimePoint now)
+{
+    RefuseForeignPages(request);
+    std::string allowed;
+    for (const Route& route : Routes()) {
+        const auto ids = MatchPath(route.path, request.Path());
+        if (!ids)
+            continue;
+        if (route.method == request.method)
+            return Run(route.handler, request, *ids, now);
+        allowed += (allowed.empty() ? "" : ", ") + std::string(route.method);
+    }
+    if (allowed.empty())
+        throw Refusal(404, "unknown_path", "there is no admin route of that path");
+    throw Refusal(405, "method_not_allowed", "only " + allowed + " is allowed here");
+}
+
+Response AdminApi::Run(Handler handler, const Request& request, const std::vector<std::string>& ids,
+                       TimePoint now)
+{
+    const Json document = ReadBody(request);
+    // A list of faults is the one body that is no object; it travels as a member of one.
+    const Json object = document.is_array() ? Json{{"faults", document}} : document;
+    try {
+        Call call{ids, ParseForm(request.Query().value_or("")), object, ObjectReader(object, ""), now};
+        return JsonReply(200, (this->*handler)(call));
+    } catch (const FieldError& error) {
+        throw RefuseField(error);
+    }
+}
+
+Lock& AdminApi::RequireLock(const Call& call)
+{
+    if (Lock* lock = FindById(m_world.locks, call.ids[0]))
+        return *lock;
+    throw Refusal(404, "unknown_lock", "there is no lock of that id");
+}
+
+Json AdminApi::ShowWorld(Call& call)
+{
+    const auto secrets = call.query.find("secrets");
+    return AdminWorld(m_world, secrets != call.query.end() && secrets->second == "1", call.now);
+}
+
+Json AdminApi::SaveWorld(Call& call)
+{
+    call.body.Finish();
+    return Json::parse(cloudsim::SaveWorld(m_world));
+}
+
+Json AdminApi::TurnKnob(Call& call)
+{
+    Lock& lock = RequireLock(call);
+    const auto state = ParseLockState(call.body.Text("state"));
+    if (!state)
+        throw FieldError("bad_value", "state", "must be \"locked\" or \"unlocked\"");
+    call.body.Finish();
+    cloudsim::TurnKnob(lock, *state, call.now);
+    return AdminLock(lock, false);
+}
+
+Json AdminApi::SetBattery(Call& call)
+{
+    Lock& lock = RequireLock(call);
+    const auto level = static_cast<int>(call.body.Integer("level", 0, 100));
+    call.body.Finish();
+    lock.physical.powerLevel = level;
+    return AdminLock(lock, false);
+}
+
+Json AdminApi::SetWifi(Call& call)
+{
+    Lock& lock = RequireLock(call);
+    const auto level = static_cast<int>(call.body.Integer("level", 0, 100));
+    call.body.Finish();
+    lock.physical.wifiLevel = level;
+    return AdminLock(lock, false);
+}
+
+Json AdminApi::SetOnline(Call& call)
+{
+    Lock& lock = RequireLock(call);
+    const bool online = call.body.Boolean("online");
+    const bool alive = call.body.Boolean("alive", lock.alive);
+    call.body.Finish();
+    if (alive != lock.alive)
+        lock.updatedAt = call.now;
+    lock.online = online;
+    lock.alive = alive;
+    return AdminLock(lock, false);
+}
+
+Json AdminApi::Wake(Call& call)
+{
+    Lock& lock = RequireLock(call);
+    call.body.Finish();
+    WakeLock(lock, call.now);
+    return AdminLock(lock, false);
+}
+
+Json AdminApi::EnterPin(Call& call)
+{
+    Lock& lock = RequireLock(call);
+    const std::string pin = call.body.Text("pin");
+    call.body.Finish();
+    const auto person = std::ranges::find(m_world.persons, pin, &AccessPerson::pin);
+    const bool hasAccess =
+        person != m_world.persons.end() && std::ranges::any_of(m_world.accesses, [&](const Access& access) {
+            return access.personId == person->id && access.lockId == lock.id;
+        });
+    if (!hasAccess)
+        throw Refusal(403, "pin_refused", "the PIN is not one of a person with access to this lock");
+    cloudsim::TurnKnob(lock, LockState::Unlocked, call.now);
+    return {{"access_person_id", person->id}, {"lock", AdminLock(lock, false)}};
+}
+
+Json AdminApi::DeleteLock(Call& call)
+{
+    const std::string id = RequireLock(call).id;
+    call.body.Finish();
+    std::erase_if(m_world.accesses, [&](const Access& access) { return access.lockId == id; });
+    std::erase_if(m_world.locks, [&](const Lock& lock) { return lock.id == id; });
+    return {{"deleted", id}};
+}
+
+Json AdminApi::RevokeTokens(Call& call)
+{
+    const bool refreshToo = call.body.Boolean("refresh", false);
+    call.body.Finish();
+    const std::size_t access = m_oauth.RevokeAccessTokens();
+    return {{"access", access}, {"refresh", refreshToo ? m_oauth.RevokeRefreshTokens() : 0}};
+}
+
+Json AdminApi::AddFaults(Call& call)
+{
+    const Json& list = call.body.Array("faults");
+    call.body.Finish();
+    std::vector<Fault> faults;
+    for (const Json& entry : list)
+        faults.push_back(FaultList::Read(entry, "faults[" + std::to_string(faults.size()) + "]"));
+    for (Fault& fault : faults)
+        m_faults.Add(std::move(fault));
+    return ListFaults(call);
+}
+
+Json AdminApi::ListFaults(Call&)
+{
+    Json list = Json::array();
+    for (const Fault& fault : m_faults.All())
+        list.push_back(FaultList::Write(fault));
+    return {{"faults", std::move(list)}};
+}
+
+Json AdminApi::ClearFaults(Call& call)
+{
+    m_faults.Clear();
+    return ListFaults(call);
+}
+
+Json AdminApi::ListRequests(Call& call)
+{
+    std::size_t limit = 100;
+    if (const auto given = call.query.find("limit"); given != call.query.end()) {
+        const std::string& text = given->second;
+        const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), limit);
+        if (error != std::errc{} || end != text.data() + text.size())
+            throw Refusal(400, "bad_query", "limit must be a whole number");
+    }
+    return {{"requests", m_log.Last(limit)}};
+}
+
+} // namespace cloudsim

@@ -1,0 +1,59 @@
+#pragma once
+
+#include "cloudsim/model/Faults.h"
+#include "cloudsim/model/Http.h"
+#include "cloudsim/model/Json.h"
+#include "cloudsim/model/OAuth.h"
+#include "cloudsim/model/RequestLog.h"
+#include "cloudsim/model/World.h"
+
+#include <string>
+#include <vector>
+
+namespace cloudsim
+{
+
+// The routes by which a test or a demonstration changes the world behind the cloud's back. They need no
+// token, so the server offers them on loopback only; requests must name a loopback host, and a request with a
+// body must be JSON, so that no foreign web page can send one unasked.
+class AdminApi
+{
+public:
+    // Borrows everything.
+    AdminApi(World& world, OAuthService& oauth, FaultList& faults, const RequestLog& log);
+
+    // Carries out one request. Throws Refusal.
+    Response Handle(const Request& request, TimePoint now);
+
+private:
+    struct Route;
+    struct Call;
+    using Handler = Json (AdminApi::*)(Call&);
+
+    static const std::vector<Route>& Routes();
+
+    Response Run(Handler handler, const Request& request, const std::vector<std::string>& ids, TimePoint now);
+    Lock& RequireLock(const Call& call);
+
+    Json ShowWorld(Call& call);
+    Json SaveWorld(Call& call);
+    Json TurnKnob(Call& call);
+    Json SetBattery(Call& call);
+    Json SetWifi(Call& call);
+    Json SetOnline(Call& call);
+    Json Wake(Call& call);
+    Json EnterPin(Call& call);
+    Json DeleteLock(Call& call);
+    Json RevokeTokens(Call& call);
+    Json AddFaults(Call& call);
+    Json ListFaults(Call& call);
+    Json ClearFaults(Call& call);
+    Json ListRequests(Call& call);
+
+    World& m_world;
+    OAuthService& m_oauth;
+    FaultList& m_faults;
+    const RequestLog& m_log;
+};
+
+} // namespace cloudsim

@@ -1,0 +1,126 @@
+// Keeps the injected faults and applies them to replies; closing and waiting are left to the transport.
+#include "cloudsim/model/Faults.h"
+
+#include "cloudsim/model/Replies.h"
+
+#include <array>
+
+namespace cloudsim
+{
+namespace
+{
+
+struct KindName {
+    FaultKind kind;
+    std::string_view name;
+};
+
+constexpr std::array<KindName, 7> kKindNames = {{{FaultKind::Status, "status"},
+                                                 {FaultKind::Close, "close"},
+                                                 {FaultKind::Delay, "delay"},
+                                                 {FaultKind::Cut, "cut"},
+                                                 {FaultKind::Truncate, "truncate"},
+                                                 {FaultKind::BadJson, "bad_json"},
+                                                 {FaultKind::Body, "body"}}};
+
+FaultKind ReadKind(ObjectReader& reader)
+{
+    const std::string text = reader.Text("kind");
+    for (const KindName& entry : kKindNames) {
+        if (entry.name == text)
+            return entry.kind;
+    }
+    throw FieldError("bad_value", reader.Path("kind"),
+                     "must be status, close, delay, cut, truncate, bad_json or body");
+}
+
+} // namespace
+
+Fault FaultList::Read(const Json& json, const std::string& path)
+{
+    ObjectReader reader(json, path);
+    Fault fault;
+    fault.kind = ReadKind(reader);
+    if (reader.Has("match")) {
+        ObjectReader match = reader.Object("match");
+        fault.method = match.OptionalText("method");
+        fault.pathPrefix = match.OptionalText("path").value_or("");
+        match.Finish();
+    }
+    const int usualStatus = fault.kind == FaultKind::Body ? 200 : 503;
+    fault.status = static_cast<int>(reader.Integer("status", 200, 599, usualStatus));
+    fault.delay = std::chrono::milliseconds(reader.Integer("delay_ms", 0, 600000, 0));
+    fault.body = reader.OptionalText("body").value_or("");
+    fault.remaining = static_cast<int>(reader.Integer("count", 0, 1000000, 1));
+    reader.Finish();
+    return fault;
+}
+
+Json FaultList::Write(const Fault& fault)
+{
+    std::string_view kind;
+    for (const KindName& entry : kKindNames) {
+        if (entry.kind == fault.kind)
+            kind = entry.name;
+    }
+    return {{"match", {{"method", fault.method ? Json(*fault.method) : Json()}, {"path", fault.pathPrefix}}},
+            {"kind", kind},
+            {"status", fault.status},
+            {"delay_ms", fault.delay.count()},
+            {"body", fault.body},
+            {"count", fault.remaining}};
+}
+
+std::optional<Fault> FaultList::Take(const Request& request)
+{
+    for (auto fault = m_faults.begin(); fault != m_faults.end(); ++fault) {
+        if (fault->method && *fault->method != request.method)
+            continue;
+        if (!request.Path().starts_with(fault->pathPrefix))
+            continue;
+        const Fault taken = *fault;
+        if (fault->remaining > 0 && --fault->remaining == 0)
+            m_faults.erase(fault);
+        return taken;
+    }
+    return std::nullopt;
+}
+
+std::optional<Response> ReplyInstead(const Fault& fault)
+{
+    if (fault.kind != FaultKind::Status && fault.kind != FaultKind::Close)
+        return std::nullopt;
+    Response response =
+        fault.status == 204
+            ? NoContentReply()
+            : ErrorReply(Refusal(fault.status, "injected_fault", "a fault was injected here"));
+    response.closeWithoutReply = fault.kind == FaultKind::Close;
+    response.delay = fault.delay;
+    return response;
+}
+
+void Harm(const Fault& fault, Response& response)
+{
+    response.delay = fault.delay;
+    switch (fault.kind) {
+    case FaultKind::Status:
+    case FaultKind::Close:
+    case FaultKind::Delay:
+        break;
+    case FaultKind::Cut:
+        response.cutAfterBytes = response.body.size() / 2;
+        break;
+    case FaultKind::Truncate:
+        response.body.resize(response.body.size() / 2);
+        break;
+    case FaultKind::BadJson:
+        response.body = "{\"data\": [{\"type\": \"lock\", \"id\": ]";
+        break;
+    case FaultKind::Body:
+        response.status = fault.status;
+        response.body = fault.body;
+        break;
+    }
+}
+
+} // namespace cloudsim
