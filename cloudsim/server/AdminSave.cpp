@@ -1,0 +1,55 @@
+// Adds files to the admin route that saves the world, since the model itself opens none.
+#include "cloudsim/server/AdminSave.h"
+
+#include "cloudsim/model/Fixture.h"
+#include "cloudsim/model/Replies.h"
+#include "cloudsim/model/RequestChecks.h"
+#include "cloudsim/server/StateFolder.h"
+
+namespace cloudsim
+{
+namespace
+{
+
+std::optional<std::string> ReadPath(const Request& request)
+{
+    if (request.body.empty())
+        return std::nullopt;
+    try {
+        const Json body = ParseJsonBody(request);
+        ObjectReader reader(body, "");
+        std::optional<std::string> path = reader.OptionalText("path");
+        reader.Finish();
+        return path;
+    } catch (const FieldError& error) {
+        throw RefuseField(error);
+    }
+}
+
+} // namespace
+
+Response HandleAdminWithFiles(Cloud& cloud, const Request& request, const std::filesystem::path& folder,
+                              TimePoint now)
+try {
+    if (request.method != "POST" || request.Path() != "/admin/save")
+        return cloud.HandleAdmin(request, now);
+    const auto path = ReadPath(request);
+    // The model checks who asks before anything is written.
+    Request plain = request;
+    if (path)
+        plain.body = "{}";
+    Response response = cloud.HandleAdmin(plain, now);
+    if (!path || response.status != 200)
+        return response;
+    const std::filesystem::path file = folder / *path;
+    try {
+        WritePrivateFile(file, SaveWorld(cloud.CurrentWorld()));
+    } catch (const std::runtime_error& error) {
+        throw Refusal(422, "cannot_save", error.what());
+    }
+    return JsonReply(200, Json{{"saved", file.string()}});
+} catch (const Refusal& refusal) {
+    return ErrorReply(refusal);
+}
+
+} // namespace cloudsim

@@ -1,0 +1,16 @@
+#pragma once
+
+#include "cloudsim/model/Cloud.h"
+
+#include <filesystem>
+
+namespace cloudsim
+{
+
+// Answers an admin request like Cloud::HandleAdmin, except that POST /admin/save with a "path" writes the
+// world to that file (mode 0600, relative paths below folder) and answers {"saved": path}. Without a path the
+// reply is the world itself.
+Response HandleAdminWithFiles(Cloud& cloud, const Request& request, const std::filesystem::path& folder,
+                              TimePoint now);
+
+} // namespace cloudsim
