@@ -1,0 +1,142 @@
+// Collects trace lines and reports of all producers in one log. Hiding secrets is the filter's work.
+
+#include "devhost/framework/DiagnosticLog.h"
+
+#include <boost/nowide/utf/convert.hpp>
+#include <spdlog/logger.h>
+#include <spdlog/sinks/basic_file_sink.h>
+#include <spdlog/sinks/stdout_sinks.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <pthread.h>
+#include <stdexcept>
+#include <unistd.h>
+
+namespace devhost
+{
+
+namespace
+{
+
+// The line as valid UTF-8 in which control characters are written as escapes.
+std::string OneLine(std::string_view Text)
+{
+    constexpr std::string_view kHex = "0123456789abcdef";
+    const std::string Valid =
+        boost::nowide::utf::convert_string<char>(Text.data(), Text.data() + Text.size());
+    std::string Line;
+    Line.reserve(Valid.size());
+    for (const char c : Valid) {
+        const auto Byte = static_cast<unsigned char>(c);
+        if (c == '\r')
+            Line += "\\r";
+        else if (c == '\n')
+            Line += "\\n";
+        else if (c == '\t')
+            Line += "\\t";
+        else if (Byte < 0x20 || Byte == 0x7F)
+            Line.append("\\x").append({kHex[Byte >> 4], kHex[Byte & 15]});
+        else
+            Line += c;
+    }
+    return Line;
+}
+
+std::string ThreadName()
+{
+    std::array<char, 16> Name{};
+    pthread_getname_np(pthread_self(), Name.data(), Name.size());
+    return std::string(Name.data()) + "/" + std::to_string(gettid());
+}
+
+// The log may show what happens in a house, so a new file is for its owner only.
+void CreatePrivateFile(const std::string& Path)
+{
+    const int iFile = open(Path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
+    if (iFile < 0)
+        throw std::runtime_error("the log file " + Path + " cannot be opened: " + std::strerror(errno));
+    close(iFile);
+}
+
+std::string ShortenedForMemory(const std::string& Text)
+{
+    if (Text.size() <= DiagnosticLog::kMaxKeptBytes)
+        return Text;
+    return OneLine(std::string_view(Text).substr(0, DiagnosticLog::kMaxKeptBytes)) + " ... (" +
+           std::to_string(Text.size()) + " bytes)";
+}
+
+} // namespace
+
+DiagnosticLog::DiagnosticLog(LogOptions Options) : m_Options(std::move(Options))
+{
+    std::vector<spdlog::sink_ptr> Sinks;
+    if (!m_Options.FilePath.empty()) {
+        CreatePrivateFile(m_Options.FilePath);
+        Sinks.push_back(std::make_shared<spdlog::sinks::basic_file_sink_mt>(m_Options.FilePath));
+    }
+    if (m_Options.bToStderr)
+        Sinks.push_back(std::make_shared<spdlog::sinks::stderr_sink_mt>());
+    m_pLogger = std::make_shared<spdlog::logger>("devhost", Sinks.begin(), Sinks.end());
+    m_pLogger->set_level(spdlog::level::trace);
+    m_pLogger->flush_on(spdlog::level::trace);
+    m_pLogger->set_pattern("%Y-%m-%d %H:%M:%S.%e %v");
+}
+
+DiagnosticLog::~DiagnosticLog() = default;
+
+void DiagnosticLog::OnTrace(const std::string& Producer, std::string_view Line)
+{
+    Add(Producer, 0, false, Line);
+}
+
+void DiagnosticLog::OnReport(const std::string& Source, int Line, std::string_view Message)
+{
+    Add(Source, Line, true, Message);
+}
+
+void DiagnosticLog::Add(const std::string& Producer, int iLine, bool bReport, std::string_view Text)
+{
+    const auto Now = std::chrono::system_clock::now();
+    const std::string Line = OneLine(m_Secrets.Hide(Text));
+    LogEntry Entry{
+        0, Now, ThreadName(), OneLine(m_Secrets.Hide(Producer)), iLine, bReport, ShortenedForMemory(Line)};
+    const std::string Origin =
+        bReport ? "report " + Entry.Producer + ":" + std::to_string(iLine) : Entry.Producer;
+    std::function<void()> OnNewEntry;
+    {
+        // The file has the lines in the order of their numbers, so both are done under the lock.
+        const std::lock_guard Lock(m_Mutex);
+        Entry.uSequence = ++m_uLastSequence;
+        m_pLogger->log(Now, spdlog::source_loc{}, spdlog::level::info,
+                       "[" + Entry.Thread + "] " + Origin + ": " + Line);
+        m_Entries.push_back(std::move(Entry));
+        if (m_Entries.size() > m_Options.nKept)
+            m_Entries.pop_front();
+        OnNewEntry = m_OnNewEntry;
+    }
+    if (OnNewEntry)
+        OnNewEntry();
+}
+
+std::vector<LogEntry> DiagnosticLog::EntriesSince(std::uint64_t uSequence, std::size_t nMax) const
+{
+    const std::lock_guard Lock(m_Mutex);
+    const auto First = std::partition_point(m_Entries.begin(), m_Entries.end(), [=](const LogEntry& Entry) {
+        return Entry.uSequence <= uSequence;
+    });
+    const auto nFound = std::min(nMax, static_cast<std::size_t>(m_Entries.end() - First));
+    return {First, First + static_cast<std::ptrdiff_t>(nFound)};
+}
+
+void DiagnosticLog::OnNewEntry(std::function<void()> Function)
+{
+    const std::lock_guard Lock(m_Mutex);
+    m_OnNewEntry = std::move(Function);
+}
+
+} // namespace devhost

@@ -1,0 +1,102 @@
+// Reads one HTTP reply with Beast's parser under the host's limits; the bytes are brought by the transport.
+
+#include "devhost/framework/HttpReplyReader.h"
+
+#include <utility>
+
+namespace devhost
+{
+
+namespace http = boost::beast::http;
+
+HttpReplyReader::HttpReplyReader()
+{
+    StartReply();
+}
+
+void HttpReplyReader::StartReply()
+{
+    m_Parser.emplace();
+    m_Parser->header_limit(kMaxHeadBytes);
+    m_Parser->body_limit(kMaxBodyBytes);
+    m_Head.clear();
+    m_bHeadChecked = false;
+}
+
+void HttpReplyReader::Fail(std::string Why)
+{
+    m_State = State::Failed;
+    m_Failure = std::move(Why);
+}
+
+HttpReplyReader::State HttpReplyReader::Feed(std::string_view Bytes)
+{
+    m_Pending += Bytes;
+    while (m_State == State::NeedsMore && !m_Pending.empty()) {
+        boost::beast::error_code Error;
+        const std::size_t cbTaken = m_Parser->put(boost::asio::buffer(m_Pending), Error);
+        // The parser stops behind the head, so what it takes before the head was checked belongs to the head.
+        if (!m_bHeadChecked)
+            m_Head.append(m_Pending, 0, cbTaken);
+        m_Pending.erase(0, cbTaken);
+        if (Error == http::error::need_more) {
+            // What cannot be taken yet is at most a head or a chunk's header with its trailers.
+            if (m_Pending.size() > kMaxHeadBytes)
+                Fail("a header is too long");
+            break;
+        }
+        if (Error)
+            Fail(Error.message());
+        else if (m_Parser->is_header_done() && !m_bHeadChecked)
+            CheckHead();
+        else if (m_Parser->is_done())
+            m_State = State::Complete;
+    }
+    return m_State;
+}
+
+void HttpReplyReader::CheckHead()
+{
+    m_bHeadChecked = true;
+    const auto& Reply = m_Parser->get();
+    if (Reply.version() != 10 && Reply.version() != 11)
+        return Fail("unknown HTTP version");
+    const auto nEncodings = Reply.count(http::field::transfer_encoding);
+    if (nEncodings > 0 && Reply.count(http::field::content_length) > 0)
+        return Fail("both Content-Length and Transfer-Encoding");
+    if (nEncodings > 1 ||
+        (nEncodings == 1 && !boost::beast::iequals(Reply[http::field::transfer_encoding], "chunked")))
+        return Fail("unknown transfer encoding");
+    const unsigned uStatus = Reply.result_int();
+    if (uStatus == 101)
+        return Fail("the protocol was switched without being asked");
+    if (uStatus / 100 == 1) {
+        if (++m_nInformational > kMaxInformational)
+            return Fail("too many informational replies");
+        return StartReply();
+    }
+    m_Parser->eager(true);
+    if (m_Parser->is_done())
+        m_State = State::Complete;
+}
+
+HttpReplyReader::State HttpReplyReader::EndOfStream()
+{
+    if (m_State != State::NeedsMore)
+        return m_State;
+    boost::beast::error_code Error;
+    if (!m_bHeadChecked || !m_Parser->need_eof())
+        Fail("the reply was cut short");
+    else if (m_Parser->put_eof(Error); Error)
+        Fail(Error.message());
+    else
+        m_State = State::Complete;
+    return m_State;
+}
+
+HttpReply HttpReplyReader::Take()
+{
+    return {std::exchange(m_Head, {}), std::move(m_Parser->get().body())};
+}
+
+} // namespace devhost

@@ -1,0 +1,176 @@
+// JSON trees: searching, building, writing and tracing. Parsing is in JSONParser.
+
+#include "host/JSON.h"
+
+#include "host/Trace.h"
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+namespace
+{
+
+using namespace std::string_view_literals;
+
+// Values that no trace may show. "code" is both an authorisation code and a field of error replies; hiding
+// the second is the price of hiding the first.
+constexpr std::array kSecretKeys = {"access_token"sv, "client_secret"sv,    "code"sv,
+                                    "pin"sv,          "programming_code"sv, "refresh_token"sv};
+
+bool IsSecret(std::string_view Key)
+{
+    return std::find(kSecretKeys.begin(), kSecretKeys.end(), Key) != kSecretKeys.end();
+}
+
+void AppendQuoted(std::string& Out, const std::string& Text)
+{
+    Out += nlohmann::json(Text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+}
+
+void AppendValue(std::string& Out, const CJSONObject& Node, bool bHideSecrets);
+
+void AppendChildren(std::string& Out, const CJSONObject& Node, bool bHideSecrets)
+{
+    const bool bObject = Node.Kind() == CJSONObject::KIND_OBJECT;
+    Out += bObject ? '{' : '[';
+    for (int i = 0; i < Node.NObjects(); ++i) {
+        // The children of a constant tree are only read here.
+        const CJSONObject& Child = *const_cast<CJSONObject&>(Node).Object(i);
+        if (i > 0)
+            Out += ',';
+        if (bObject) {
+            AppendQuoted(Out, Child.Key());
+            Out += ':';
+        }
+        if (bHideSecrets && IsSecret(Child.Key()))
+            Out += "\"***\"";
+        else
+            AppendValue(Out, Child, bHideSecrets);
+    }
+    Out += bObject ? '}' : ']';
+}
+
+void AppendValue(std::string& Out, const CJSONObject& Node, bool bHideSecrets)
+{
+    switch (Node.Kind()) {
+    case CJSONObject::KIND_OBJECT:
+    case CJSONObject::KIND_ARRAY:
+        AppendChildren(Out, Node, bHideSecrets);
+        return;
+    case CJSONObject::KIND_STRING:
+        AppendQuoted(Out, Node.Text());
+        return;
+    case CJSONObject::KIND_NUMBER:
+    case CJSONObject::KIND_BOOLEAN:
+    case CJSONObject::KIND_NULL:
+        Out += Node.Text();
+        return;
+    }
+}
+
+bool IsContainer(const CJSONObject& Node)
+{
+    return Node.Kind() == CJSONObject::KIND_OBJECT || Node.Kind() == CJSONObject::KIND_ARRAY;
+}
+
+// The first node under pRoot, depth first and in order, that has the key and, if asked for, a text.
+CJSONObject* Find(CJSONObject* pRoot, std::string_view Key, bool bScalarOnly, bool bSubtree)
+{
+    for (int i = 0; i < pRoot->NObjects(); ++i) {
+        CJSONObject* pChild = pRoot->Object(i);
+        if (pChild->Key() == Key && !(bScalarOnly && IsContainer(*pChild)))
+            return pChild;
+        if (!bSubtree || pChild->NObjects() == 0)
+            continue;
+        if (CJSONObject* pFound = Find(pChild, Key, bScalarOnly, bSubtree))
+            return pFound;
+    }
+    return nullptr;
+}
+
+} // namespace
+
+CHTTPBuf::CHTTPBuf(int iInitialBytes)
+{
+    if (iInitialBytes > 0)
+        m_Bytes.reserve(static_cast<std::size_t>(iInitialBytes));
+}
+
+CJSONObject::CJSONObject(int iKind)
+    : m_eKind(iKind >= KIND_OBJECT && iKind <= KIND_NULL ? static_cast<KIND>(iKind) : KIND_OBJECT)
+{
+}
+
+CJSONObject::~CJSONObject() = default;
+
+CJSONObject* CJSONObject::FindNode(const char* pKey, int iContext)
+{
+    return pKey ? Find(this, pKey, false, iContext != 0) : nullptr;
+}
+
+int CJSONObject::FindString(const char* pKey, CQXString* pOut, int iContext)
+{
+    const CJSONObject* pFound = pKey && pOut ? Find(this, pKey, true, iContext != 0) : nullptr;
+    if (!pFound)
+        return 0;
+    *pOut = pFound->m_Text.c_str();
+    return 1;
+}
+
+CJSONObject* CJSONObject::Object(int i)
+{
+    return i >= 0 && i < NObjects() ? m_Children[static_cast<std::size_t>(i)].get() : nullptr;
+}
+
+void CJSONObject::AddObjectString(const char* pKey, const char* pValue)
+{
+    Append(KIND_STRING, pKey ? pKey : "", pValue ? pValue : "");
+}
+
+CJSONObject* CJSONObject::AddObjectStruct(const char* pKey)
+{
+    return Append(KIND_OBJECT, pKey ? pKey : "", {});
+}
+
+CJSONObject* CJSONObject::Append(KIND eKind, std::string Key, std::string Text)
+{
+    auto pChild = std::make_unique<CJSONObject>(eKind);
+    pChild->m_Key = std::move(Key);
+    pChild->m_Text = std::move(Text);
+    m_Children.push_back(std::move(pChild));
+    return m_Children.back().get();
+}
+
+void CJSONObject::Write(CHTTPBuf* pBuffer, int /*iEscape*/, JSON_WRITE_FORMAT /*eFormat*/) const
+{
+    if (!pBuffer)
+        return;
+    std::string Text;
+    AppendValue(Text, *this, false);
+    pBuffer->Append(Text);
+}
+
+CJSONObject* CJSONObject::CreateCopy() const
+{
+    auto pCopy = std::make_unique<CJSONObject>(m_eKind);
+    pCopy->m_Key = m_Key;
+    pCopy->m_Text = m_Text;
+    pCopy->m_Children.reserve(m_Children.size());
+    for (const auto& pChild : m_Children)
+        pCopy->m_Children.emplace_back(pChild->CreateCopy());
+    return pCopy.release();
+}
+
+void CJSONObject::Trace(CTraceProducer* pProducer) const
+{
+    // The driver hands over every tree, so the switch is asked here: a reply of a large house in the log at
+    // every poll would bury all else.
+    if (!pProducer || !pProducer->TraceEnabled())
+        return;
+    std::string Text;
+    AppendValue(Text, *this, true);
+    pProducer->Trace(Text.c_str());
+}

@@ -1,0 +1,78 @@
+// Looks up host names on a thread of its own, because the system's resolver can neither be timed nor stopped.
+
+#include "devhost/framework/NameLookup.h"
+
+#include "devhost/framework/WorkerStop.h"
+
+#include <boost/asio/io_context.hpp>
+
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+namespace devhost
+{
+
+namespace
+{
+
+using Tcp = boost::asio::ip::tcp;
+
+// Shared by the caller and the look-up's thread, which may outlast the caller's patience.
+struct Lookup {
+    std::mutex Mutex;
+    std::condition_variable Changed;
+    bool bDone = false;
+    bool bStopped = false;
+    LookupResult Result;
+
+    void Finish(LookupResult Found)
+    {
+        const std::lock_guard Lock(Mutex);
+        Result = std::move(Found);
+        bDone = true;
+        Changed.notify_all();
+    }
+
+    void Stop()
+    {
+        const std::lock_guard Lock(Mutex);
+        bStopped = true;
+        Changed.notify_all();
+    }
+};
+
+LookupResult Resolve(const std::string& Name, std::uint16_t uPort)
+{
+    boost::asio::io_context Io;
+    boost::system::error_code Error;
+    LookupResult Found;
+    for (const auto& Entry : Tcp::resolver(Io).resolve(Name, std::to_string(uPort), Error))
+        Found.Endpoints.push_back(Entry.endpoint());
+    Found.Failure = Error.message();
+    return Found;
+}
+
+} // namespace
+
+LookupResult LookUpName(const std::string& Name, std::uint16_t uPort,
+                        std::chrono::steady_clock::time_point Deadline)
+{
+    boost::system::error_code NoAddress;
+    const auto Address = boost::asio::ip::make_address(Name, NoAddress);
+    if (!NoAddress)
+        return {{Tcp::endpoint(Address, uPort)}, {}};
+
+    const auto pLookup = std::make_shared<Lookup>();
+    std::thread([pLookup, Name, uPort] { pLookup->Finish(Resolve(Name, uPort)); }).detach();
+    const WorkerStop::Wake Wake(WorkerStop::Current(), [pLookup] { pLookup->Stop(); });
+    std::unique_lock Lock(pLookup->Mutex);
+    const bool bEnded =
+        pLookup->Changed.wait_until(Lock, Deadline, [&] { return pLookup->bDone || pLookup->bStopped; });
+    if (pLookup->bDone)
+        return std::move(pLookup->Result);
+    return {{}, bEnded ? "stopped" : "timed out"};
+}
+
+} // namespace devhost

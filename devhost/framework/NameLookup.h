@@ -1,0 +1,24 @@
+#pragma once
+// Looking up host names without being held up by the resolver.
+
+#include <boost/asio/ip/tcp.hpp>
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace devhost
+{
+
+struct LookupResult {
+    std::vector<boost::asio::ip::tcp::endpoint> Endpoints; ///< empty when the look-up failed
+    std::string Failure;                                   ///< why, for people
+};
+
+/// The addresses of a host name, or of an address given as text. Waits at most until the deadline, and no
+/// longer than until the calling worker is asked to stop.
+LookupResult LookUpName(const std::string& Name, std::uint16_t uPort,
+                        std::chrono::steady_clock::time_point Deadline);
+
+} // namespace devhost

@@ -1,0 +1,51 @@
+#pragma once
+// The real transport: TLS over TCP.
+
+#include "devhost/framework/Framework.h"
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace devhost
+{
+
+/// Sends connections for one host and port to another address. Names in certificates are still checked
+/// against the host.
+struct ConnectTo {
+    std::string Host;
+    int Port = 0;
+    std::string Address; ///< a name or an address, without brackets
+    int AddressPort = 0;
+
+    /// Parses "HOST:PORT:ADDRESS:PORT"; an IPv6 address stands in brackets. Ports are 1 to 65535.
+    /// @throws std::invalid_argument that says what is wrong.
+    static ConnectTo Parse(std::string_view Text);
+};
+
+struct TlsOptions {
+    std::string CaFile; ///< certificates to trust, PEM; empty: those that the system trusts
+    std::vector<ConnectTo> Routes;
+    std::chrono::milliseconds ExchangeTimeout{30000}; ///< for a whole exchange
+};
+
+/// Connects with TLS 1.2 or later, and always verifies the chain and the host name. Every failure is written
+/// as a trace line of the producer "tls". Waiting ends early when the calling worker is asked to stop. Any
+/// thread; the object outlives its connections.
+class TlsTransport : public Transport
+{
+public:
+    /// @throws std::runtime_error when the CA file cannot be used.
+    explicit TlsTransport(TlsOptions Options);
+    ~TlsTransport() override;
+
+    std::unique_ptr<Connection> Connect(const std::string& Host, int Port,
+                                        std::chrono::milliseconds Timeout) override;
+
+private:
+    class Impl;
+    std::unique_ptr<Impl> m_pImpl;
+};
+
+} // namespace devhost
