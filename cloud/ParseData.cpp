@@ -1,0 +1,31 @@
+// Reads one keyed value out of a reply; what a missing value means is decided by the caller.
+
+#include "cloud/Text.h"
+#include "interface/VestaraInterface.h"
+
+#include <cstdlib>
+
+int CVestaraInterface::ParseData(CJSONObject* pNode, CQXString sKey, CQXString* pOut)
+{
+    // Emptied first on purpose: a token reply that lacks its token thereby empties the stored one, and the
+    // account asks for a new authorisation.
+    pOut->Empty();
+    if (!pNode || !pNode->FindString(sKey, pOut, 1))
+        return Report(3023, FormatLine("\"%s\" not identified", Text(sKey)));
+
+    // Blanks first, line feeds second, once each: a blank in front of a line feed stays on purpose, because
+    // names were stored that way and are compared with what the cloud sends.
+    pOut->TrimRight(" ");
+    pOut->TrimRight("\n");
+    return 1;
+}
+
+int CVestaraInterface::ParseData(CJSONObject* pNode, CQXString sKey, int* pOut)
+{
+    // A missing number leaves the target alone, unlike a missing text: an old lifetime is better than none.
+    CQXString sValue;
+    if (!pNode || !pNode->FindString(sKey, &sValue, 1))
+        return Report(3047, FormatLine("\"%s\" not identified", Text(sKey)));
+    *pOut = std::atoi(Text(sValue));
+    return 1;
+}

@@ -1,0 +1,118 @@
+// Maps commands to resource paths and attributes to JSON keys; filling in the paths is the requests' work.
+
+#include "cloud/Paths.h"
+
+#include "interface/VestaraInterface.h"
+
+#include <cstddef>
+
+namespace
+{
+
+template <class Id>
+struct Row {
+    Id eId;
+    const char* pText;
+};
+
+// clang-format off
+constexpr Row<CommandID> kPaths[] = {
+    {CMD_TOKEN_AUTHORIZE,      "/oauth/token"},
+    {CMD_TOKEN_REFRESH,        "/oauth/token"},
+    {CMD_LOCATIONS_LIST,       "/locations"},
+    {CMD_LOCATION_GET,         "/locations/%s"},                    // location
+    {CMD_DEVICES_STATUS,       "/devices"},
+    {CMD_DEVICES_DISCOVER,     "/devices"},
+    {CMD_DEVICE_GET,           "/devices/%s"},                      // device
+    {CMD_ACCESS_PERSONS_LIST,  "/access_persons"},
+    {CMD_ACCESS_PERSON_CREATE, "/access_persons"},
+    {CMD_ACCESS_PERSON_UPDATE, "/access_persons/%s"},               // user
+    {CMD_ACCESS_PERSON_DELETE, "/access_persons/%s"},               // user
+    {CMD_ACCESSES_QUERY,       "/access_persons/%s/accesses"},      // user
+    {CMD_ACCESSES_LIST,        "/access_persons/%s/accesses"},      // user
+    {CMD_ACCESS_GRANT,         "/access_persons/%s/accesses"},      // user
+    {CMD_ACCESS_REVOKE,        "/access_persons/%s/accesses/%s"},   // user, access
+    {CMD_ACCESS_PERSON_NOTIFY, "/access_persons/%s/email/notify"},  // user
+    {CMD_DEVICE_LOCK,          "/devices/%s/lock"},                 // device
+    {CMD_DEVICE_UNLOCK,        "/devices/%s/unlock"},               // device
+};
+
+constexpr Row<Attributes> kKeys[] = {
+    {ATTR_ACCESS_TOKEN,       "access_token"},
+    {ATTR_REFRESH_TOKEN,      "refresh_token"},
+    {ATTR_EXPIRES_IN,         "expires_in"},
+    {ATTR_LOCATION_TYPE,      "type"},
+    {ATTR_LOCATION_NAME,      "name"},
+    {ATTR_LOCATION_ID,        "id"},
+    {ATTR_DEVICE_TYPE,        "type"},
+    {ATTR_DEVICE_NAME,        "name"},
+    {ATTR_DEVICE_ID,          "id"},
+    {ATTR_POWER_SOURCE,       "power_source"},
+    {ATTR_POWER_LEVEL,        "power_level"},
+    {ATTR_HEARTBEAT_INTERVAL, "heartbeat_interval"},
+    {ATTR_SERIAL_NUMBER,      "serial_number"},
+    {ATTR_PROGRAMMING_CODE,   "programming_code"},
+    {ATTR_DEVICE_LOCATION_ID, "location_id"},
+    {ATTR_STATE,              "state"},
+    {ATTR_WIFI_LEVEL,         "wifi_level"},
+    {ATTR_CONNECTED_AT,       "connected_at"},
+    {ATTR_UPDATED_AT,         "updated_at"},
+    {ATTR_ALIVE,              "alive"},
+    {ATTR_PERSON_TYPE,        "type"},
+    {ATTR_PERSON_NAME,        "name"},
+    {ATTR_PERSON_ID,          "id"},
+    {ATTR_PIN,                "pin"},
+    {ATTR_EMAIL,              "email"},
+    {ATTR_ACCESS_TYPE,        "type"},
+    {ATTR_ACCESS_ID,          "id"},
+    {ATTR_ACCESS_PERSON_ID,   "access_person_id"},
+    {ATTR_ACCESSIBLE_ID,      "accessible_id"},
+};
+// clang-format on
+
+// A look-up indexes its table, so row i must be the row of value i, from 0 to the last value.
+template <class Id, std::size_t nRows>
+constexpr bool IsComplete(const Row<Id> (&Rows)[nRows], Id eLast)
+{
+    for (std::size_t i = 0; i < nRows; ++i)
+        if (static_cast<std::size_t>(Rows[i].eId) != i)
+            return false;
+    return static_cast<std::size_t>(eLast) + 1 == nRows;
+}
+static_assert(IsComplete(kPaths, CMD_DEVICE_UNLOCK));
+static_assert(IsComplete(kKeys, ATTR_ACCESSIBLE_ID));
+
+template <class Id, std::size_t nRows>
+const char* Look(const Row<Id> (&Rows)[nRows], Id eId)
+{
+    const auto iRow = static_cast<std::size_t>(static_cast<std::uint32_t>(eId)); // negative: past the end
+    return iRow < nRows ? Rows[iRow].pText : nullptr;
+}
+
+} // namespace
+
+const char* PathTemplate(CommandID eCommand)
+{
+    return Look(kPaths, eCommand);
+}
+
+const char* AttributeKey(Attributes eAttribute)
+{
+    return Look(kKeys, eAttribute);
+}
+
+CQXString CVestaraInterface::PathByCommandID(CommandID eCommand)
+{
+    const char* pPath = PathTemplate(eCommand);
+    if (!pPath)
+        Report(3090, FormatLine("Unknown CommandID: %d", static_cast<int>(eCommand)));
+    return pPath;
+}
+
+CQXString CVestaraInterface::GetAttribute(Attributes eAttribute)
+{
+    const char* pKey = AttributeKey(eAttribute);
+    if (!pKey)
+        Report(3137, FormatLine("Unknown Attribute: %d", static_cast<int>(eAttribute)));
+    return pKey;
+}
