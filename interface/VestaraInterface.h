@@ -11,11 +11,15 @@
 #include <memory>
 
 class CAccessPerson;
+class CLocationPair;
 class CPortivo;
 class CUser;
 
 // Type id of the account interface, also what a bridge of one reports, and what a lock attaches to.
 inline constexpr int kVestaraInterfaceType = 133;
+
+// Source name in the interface's reports and notices. The host matches on it, so it is no file name.
+inline constexpr char kInterfaceSource[] = "vestarai";
 
 // Created by the host, which owns it and deletes it through the destructor. Two threads meet here: the host's
 // (every virtual operation but Run) and the interface's worker (Run and what it calls). A comment says which
@@ -177,9 +181,9 @@ public:
     int AccessPersonExists(int iIndex);
     int AccessPersonExists(CQXString sName);
 
-    // 1: the registry owns the person now. 0: refused, and the person stays the caller's, unless a non-empty
-    // list has no head, in which case the registry has freed it.
-    int InsertAccessPerson(CAccessPerson* pPerson);
+    // 1: the registry owns the person now, and pPerson is null. 0: refused; the person stays the caller's,
+    // unless a non-empty list has no head, in which case the registry has freed it and pPerson is null.
+    int InsertAccessPerson(std::unique_ptr<CAccessPerson>& pPerson);
     void ClearIndexes();
     void RefreshIndexes(); // ties persons to the controller's user slots by name
     void RemoveAllAccessPersons();
@@ -191,6 +195,64 @@ private:
     int Report(int iLine, CQXString sText);
     CVestaraInterface*
     Sibling(int iBridge); // the account interface at a bridge index, this one included, or null
+
+    void TakeTurn();       // worker: one turn of Run
+    void DoHousekeeping(); // deferred notices and removals
+    void PollCloud();      // queues the periodic requests that are due
+
+    // Queues a read that names no device, user or access; returns AddCommand's result.
+    int QueueRead(CommandID eCommand, CQXString sLocationID);
+
+    void BuildPropertyPage(CPropertySet* pSet);
+    CQXString LocationStatus(PROPERTY_UPDATE_CTX eContext);
+    void UpdateLocationChoices(CSystemProperty* pProperty, PROPERTY_UPDATE_CTX eContext);
+    void PutLocationChoices(CQXMSG* pMsg);
+    void PutLocationStatus(CQXMSG* pMsg);
+    void SelectSingleLocation(CLocationPair* pLocation);
+    int IndexOfSelectedLocation(); // the last match, -1 for none
+
+    void TellAuthLost(CPortivo* pLock); // both threads
+    CPortivo* CreateDoorLock(const CQXString& sDeviceID, const CQXString& sName);
+    void ClaimDoorLock(CPortivo* pLock, const CQXString& sDeviceID);
+    void AttachClient(CBridgeClient* pClient, const CQXString& sDeviceID);
+    void RemoveDoorLock(CPortivo* pLock); // one that hangs on this interface's bridge; any other stays
+
+    // Steps of the request assembly (cloud/Requests.cpp): worker. 0: the request must not be sent.
+    int AssembleTokenCode(CQXString* pBody);
+    int AssembleTokenRefresh(CQXString* pBody);
+    int AssembleChange(CQXString* pBody, CVestaraCommand* pCommand);
+    int AssembleTarget(CQXString* pHeader, CVestaraCommand* pCommand); // verb and path
+
+    // Steps of the send cycle (cloud/SendCycle.cpp): worker. Results are SendCommand's.
+    void TraceRequest(CQXString* pRequest, CQXString* pBody);
+    std::unique_ptr<CHTMLPage> Exchange(CHTTPConnectionSSL* pConnection, const CQXString& sRequest,
+                                        VestaraMethod eMethod); // null: no page
+    int GiveUpWithoutPage(std::unique_ptr<CVestaraCommand> pCommand);
+    int HandleReply(std::unique_ptr<CVestaraCommand> pCommand, std::unique_ptr<CHTMLPage> pPage);
+    int QueueReply(std::unique_ptr<CVestaraCommand> pCommand, std::unique_ptr<CJSONObject> pReply);
+    int FinishDeletion(std::unique_ptr<CVestaraCommand> pCommand);
+    int DropAuthorization(std::unique_ptr<CVestaraCommand> pCommand, std::unique_ptr<CJSONObject> pReply,
+                          CQXString sStatus);
+
+    // Branches of ProcessResponse and their steps: host thread. A branch owns the command; results are
+    // ProcessResponse's.
+    int ProcessTokenReply(std::unique_ptr<CVestaraCommand> pCommand);
+    void OnNewAccessToken();
+    void TakeRefreshToken(CQXString sRefreshToken);
+    int ProcessLocationReply(std::unique_ptr<CVestaraCommand> pCommand);
+    void ProcessLocation(CQXString sID, CQXString sName);
+    int WalkCandidates(const CQXString& sID); // 1 when the location is a candidate already
+    int ProcessDeviceListReply(std::unique_ptr<CVestaraCommand> pCommand);
+    void ProcessListedDevice(CJSONObject* pEntry, CommandID eCommand);
+    int InstallListedLock(CVestaraInterface* pOwner, CommandID eCommand, const CQXString& sID,
+                          const CQXString& sName, const CQXString& sLocationID); // 1 when it is installed now
+    void RouteDevice(CVestaraInterface* pOwner, CJSONObject* pEntry, CQXString sID, CQXString sLocationID);
+    int ProcessDeviceReply(std::unique_ptr<CVestaraCommand> pCommand);
+
+    // Steps of the registry (access/Registry.cpp).
+    int AwaitsAccessPersons(); // 1 for an empty registry: brings the polls forward and says so
+    int InsertIndexed(std::unique_ptr<CAccessPerson>& pPerson);
+    int InsertUnindexed(std::unique_ptr<CAccessPerson>& pPerson);
 
     CVestaraInterface* m_pMaster = nullptr; // borrowed; may be this object itself
 
