@@ -1,0 +1,157 @@
+// Builds the parts of a request that depend on the command alone; checks and order are the assembly's work.
+
+#include "cloud/RequestText.h"
+
+#include "access/AccessPerson.h"
+#include "cloud/CloudConstants.h"
+#include "cloud/Text.h"
+
+const char* HostName(VestaraMethod eMethod)
+{
+    switch (eMethod) {
+    case METHOD_TOKEN_CODE:
+    case METHOD_TOKEN_REFRESH:
+        return kOAuthHost;
+    case METHOD_READ:
+    case METHOD_WRITE:
+    case METHOD_DELETE:
+        return kApiHost;
+    }
+    return "";
+}
+
+namespace
+{
+
+// One kind of request target: what stands before the path, and which ids fill the path in.
+CQXString Target(const char* pVerb, const char* pTemplate)
+{
+    CQXString sTarget(pVerb);
+    sTarget += pTemplate;
+    return sTarget;
+}
+
+CQXString Target(const char* pVerb, const char* pTemplate, const CQXString& sID)
+{
+    CQXString sPath;
+    sPath.Format(pTemplate, Text(sID));
+    return Target(pVerb, Text(sPath));
+}
+
+CQXString Target(const char* pVerb, const char* pTemplate, const CQXString& sID, const CQXString& sSecondID)
+{
+    CQXString sPath;
+    sPath.Format(pTemplate, Text(sID), Text(sSecondID));
+    return Target(pVerb, Text(sPath));
+}
+
+} // namespace
+
+CQXString ReadTarget(const char* pTemplate, const CVestaraCommand& Command)
+{
+    constexpr const char* pVerb = "GET ";
+    switch (Command.GetCommandID()) {
+    case CMD_LOCATIONS_LIST:
+    case CMD_DEVICES_STATUS:
+    case CMD_DEVICES_DISCOVER:
+    case CMD_ACCESS_PERSONS_LIST:
+        return Target(pVerb, pTemplate);
+    case CMD_LOCATION_GET:
+        return Target(pVerb, pTemplate, Command.LocationID());
+    case CMD_DEVICE_GET:
+        return Target(pVerb, pTemplate, Command.DeviceID());
+    case CMD_ACCESSES_LIST:
+        return Target(pVerb, pTemplate, Command.UserID());
+    case CMD_TOKEN_AUTHORIZE:
+    case CMD_TOKEN_REFRESH:
+    case CMD_ACCESS_PERSON_CREATE:
+    case CMD_ACCESS_PERSON_UPDATE:
+    case CMD_ACCESS_PERSON_DELETE:
+    case CMD_ACCESSES_QUERY:
+    case CMD_ACCESS_GRANT:
+    case CMD_ACCESS_REVOKE:
+    case CMD_ACCESS_PERSON_NOTIFY:
+    case CMD_DEVICE_LOCK:
+    case CMD_DEVICE_UNLOCK:
+        break;
+    }
+
+    // Not repaired on purpose: a read of something that cannot be read goes out without a path, and the cloud
+    // names the mistake in its answer.
+    return pVerb;
+}
+
+CQXString WriteTarget(const char* pTemplate, const CVestaraCommand& Command)
+{
+    // The command alone decides; the method only chooses the headers of the body.
+    switch (Command.GetCommandID()) {
+    case CMD_ACCESS_PERSON_CREATE:
+        return Target("POST ", pTemplate);
+    case CMD_ACCESS_PERSON_UPDATE:
+        return Target("PUT ", pTemplate, Command.UserID());
+    case CMD_ACCESS_PERSON_DELETE:
+        return Target("DELETE ", pTemplate, Command.UserID());
+    case CMD_ACCESS_GRANT:
+    case CMD_ACCESS_PERSON_NOTIFY:
+        return Target("POST ", pTemplate, Command.UserID());
+    case CMD_ACCESS_REVOKE:
+        return Target("DELETE ", pTemplate, Command.UserID(), Command.AccessID());
+    case CMD_DEVICE_LOCK:
+    case CMD_DEVICE_UNLOCK:
+        return Target("PUT ", pTemplate, Command.DeviceID());
+    case CMD_TOKEN_AUTHORIZE:
+    case CMD_TOKEN_REFRESH:
+    case CMD_LOCATIONS_LIST:
+    case CMD_LOCATION_GET:
+    case CMD_DEVICES_STATUS:
+    case CMD_DEVICES_DISCOVER:
+    case CMD_DEVICE_GET:
+    case CMD_ACCESS_PERSONS_LIST:
+    case CMD_ACCESSES_QUERY:
+    case CMD_ACCESSES_LIST:
+        break;
+    }
+    return CQXString();
+}
+
+CQXString TokenCodeForm(const CQXString& sAuthCode, const CQXString& sRedirectURI)
+{
+    CQXString sForm;
+    sForm.Format("code=%s&client_id=%s&client_secret=%s&redirect_uri=%s&grant_type=authorization_code",
+                 Text(sAuthCode), kClientID, kClientSecret, Text(sRedirectURI));
+    return sForm;
+}
+
+CQXString TokenRefreshForm(const CQXString& sRefreshToken)
+{
+    CQXString sForm;
+    sForm.Format("client_id=%s&client_secret=%s&refresh_token=%s&grant_type=refresh_token", kClientID,
+                 kClientSecret, Text(sRefreshToken));
+    return sForm;
+}
+
+void AddNewPerson(CJSONObject* pRoot, const CAccessPerson& Person)
+{
+    pRoot->AddObjectString("type", "access_user");
+    CJSONObject* pAttributes = pRoot->AddObjectStruct("attributes");
+    pAttributes->AddObjectString("name", Text(Person.Name()));
+    if (Person.HasEmail())
+        pAttributes->AddObjectString("email", Text(Person.Email()));
+    pAttributes->AddObjectString("pin", Text(Person.PinCode()));
+}
+
+void AddChangedPerson(CJSONObject* pRoot, const CAccessPerson& Person)
+{
+    // Neither type nor e-mail, unlike a new person: the cloud mails an invitation to whatever address it
+    // gets.
+    CJSONObject* pAttributes = pRoot->AddObjectStruct("attributes");
+    pAttributes->AddObjectString("name", Text(Person.Name()));
+    pAttributes->AddObjectString("pin", Text(Person.PinCode()));
+}
+
+void AddGrantedLock(CJSONObject* pRoot, const CQXString& sDeviceID)
+{
+    CJSONObject* pAttributes = pRoot->AddObjectStruct("attributes");
+    pAttributes->AddObjectString("accessible_id", Text(sDeviceID));
+    pAttributes->AddObjectString("accessible_type", "lock");
+}

@@ -1,0 +1,24 @@
+#pragma once
+// The texts of a request that need no account: host, request target, bodies.
+
+#include "cloud/Command.h"
+
+class CAccessPerson;
+
+// The host that serves a method: the OAuth host for token requests, the API host for the rest; empty for a
+// value that is no method.
+const char* HostName(VestaraMethod eMethod);
+
+// Verb and path of a GET or of a change, without the HTTP version: pTemplate filled from the command's ids.
+// A command that has no such request gives "GET " and the empty text.
+CQXString ReadTarget(const char* pTemplate, const CVestaraCommand& Command);
+CQXString WriteTarget(const char* pTemplate, const CVestaraCommand& Command);
+
+// Form bodies of the token requests. Every value goes in as it is; none is encoded.
+CQXString TokenCodeForm(const CQXString& sAuthCode, const CQXString& sRedirectURI);
+CQXString TokenRefreshForm(const CQXString& sRefreshToken);
+
+// JSON bodies of the access-person commands, added to the empty object pRoot. Every value is a text.
+void AddNewPerson(CJSONObject* pRoot, const CAccessPerson& Person);
+void AddChangedPerson(CJSONObject* pRoot, const CAccessPerson& Person);
+void AddGrantedLock(CJSONObject* pRoot, const CQXString& sDeviceID);
