@@ -1,0 +1,120 @@
+// Routes the locks of a device list to the accounts that serve them, and hands a lock's attributes to it;
+// what a value means is the lock's business.
+
+#include "cloud/Text.h"
+#include "interface/VestaraInterface.h"
+#include "lock/Portivo.h"
+
+#include <utility>
+
+namespace
+{
+
+// What a lock is told of a device object, in this order: the state before the heartbeat, so that the report
+// of a turned lock is not taken for a late one, and the interval before the time that it measures.
+constexpr Attributes kLockAttributes[] = {
+    ATTR_STATE,         ATTR_POWER_LEVEL,        ATTR_WIFI_LEVEL,   ATTR_PROGRAMMING_CODE,
+    ATTR_SERIAL_NUMBER, ATTR_HEARTBEAT_INTERVAL, ATTR_CONNECTED_AT, ATTR_UPDATED_AT,
+    ATTR_ALIVE,
+};
+
+} // namespace
+
+int CVestaraInterface::ProcessDeviceListReply(std::unique_ptr<CVestaraCommand> pCommand)
+{
+    CJSONObject* pData = pCommand->Response()->FindNode("data", 1);
+    if (!pData) {
+        pCommand.reset();
+        return Report(1231, FormatLine("'data' node not found - aborting ProcessResponse"));
+    }
+
+    // A fault in one entry says nothing about the others, so each failure skips its own entry only.
+    for (int i = 0; i < pData->NObjects(); ++i)
+        ProcessListedDevice(pData->Object(i), pCommand->GetCommandID());
+    return 1;
+}
+
+void CVestaraInterface::ProcessListedDevice(CJSONObject* pEntry, CommandID eCommand)
+{
+    CQXString sType;
+    ParseData(pEntry, GetAttribute(ATTR_DEVICE_TYPE), &sType);
+    if (sType.Compare("lock") != 0) {
+        Report(1242, FormatLine("Unsupported Device type: [%s]", Text(sType)));
+        return;
+    }
+    CQXString sID;
+    CQXString sName;
+    if (!ParseData(pEntry, GetAttribute(ATTR_DEVICE_ID), &sID) ||
+        !ParseData(pEntry, GetAttribute(ATTR_DEVICE_NAME), &sName)) {
+        Report(1249, FormatLine("Could not parse DeviceID and/or DeviceName"));
+        return;
+    }
+    CQXString sLocationID;
+    if (!ParseData(pEntry, GetAttribute(ATTR_DEVICE_LOCATION_ID), &sLocationID)) {
+        Report(1255, FormatLine("Could not parse Device's Location ID"));
+        return;
+    }
+    if (TraceEnabled())
+        Trace(FormatLine("Processing [%s:%s] ...", Text(sName), Text(sID)));
+
+    const CPortivo* pLock = FindDoorLock(sID);
+    CVestaraInterface* pOwner = FindInterface(sLocationID);
+    if (!pLock && !InstallListedLock(pOwner, eCommand, sID, sName, sLocationID)) {
+        Trace("DoorLock not found in system - try re-discovering");
+        return;
+    }
+    RouteDevice(pOwner, pEntry, std::move(sID), std::move(sLocationID));
+}
+
+int CVestaraInterface::InstallListedLock(CVestaraInterface* pOwner, CommandID eCommand, const CQXString& sID,
+                                         const CQXString& sName, const CQXString& sLocationID)
+{
+    if (!pOwner)
+        return Report(1271, FormatLine("Could not find interface with ID: [%s]", Text(sLocationID)));
+
+    // A poll never installs: the installer may have deleted the lock on purpose since the last discovery.
+    if (eCommand != CMD_DEVICES_DISCOVER)
+        return 0;
+    if (!pOwner->AddNewDoorLock(sID, sName))
+        return Report(1278, FormatLine("Failed to Install [%s:%s]", Text(sName), Text(sID)));
+    return FindDoorLock(sID) ? 1 : 0;
+}
+
+void CVestaraInterface::RouteDevice(CVestaraInterface* pOwner, CJSONObject* pEntry, CQXString sID,
+                                    CQXString sLocationID)
+{
+    // A copy of its own, because the list goes with its command, while the owner reads the entry later.
+    auto pRouted = std::make_unique<CVestaraCommand>(METHOD_READ, CMD_DEVICE_GET, std::move(sLocationID),
+                                                     std::move(sID), CQXString(), CQXString());
+    pRouted->Response(pEntry->CreateCopy());
+    if (!pOwner) {
+        // Only this entry is given up, whatever the text says.
+        pRouted.reset();
+        Report(1294, FormatLine("VestaraInterface device NULL - aborting ProcessResponse"));
+        return;
+    }
+    UpdateInterfaceName(pOwner, pOwner->LocationName());
+    pOwner->AddResponse(std::move(pRouted));
+}
+
+int CVestaraInterface::ProcessDeviceReply(std::unique_ptr<CVestaraCommand> pCommand)
+{
+    CJSONObject* pDevice = pCommand->Response();
+    CQXString sValue;
+    ParseData(pDevice, GetAttribute(ATTR_DEVICE_ID), &sValue);
+    CPortivo* pLock = FindDoorLock(sValue);
+    if (!pLock) {
+        pCommand.reset();
+        return Report(1312, FormatLine("DoorLock device NULL - aborting ProcessResponse"));
+    }
+
+    // The lock is told of missing values too, as empty ones: what an absent value means is its own decision.
+    ParseData(pDevice, GetAttribute(ATTR_DEVICE_NAME), &sValue);
+    pLock->DeviceName(sValue);
+    pLock->UpdateTraceName();
+    for (const Attributes eAttribute : kLockAttributes) {
+        ParseData(pDevice, GetAttribute(eAttribute), &sValue);
+        pLock->ProcessCommand(eAttribute, &sValue);
+    }
+    return 1;
+}
