@@ -29,7 +29,7 @@ public:
     virtual void NotifyUserSlotChange() {}
     CQXString SignalStrengthText() const;        // for people
     CQXString ErrorText() const;                 // the registered error, empty when there is none
-    int LastUser() const { return m_iLastUser; } // what RegisterLockUnsecured was last given, 0 for none
+    int LastUser() const { return m_iLastUser; } // who last unsecured it, as RegisterLockUnsecured was given
     int CommandUser() const { return m_iCommandUser; } // what RegisterUnlockCommand was last given
 
     // Users of the controller that may use this lock, by user id.

@@ -1,0 +1,49 @@
+#pragma once
+// One property page of an interface, from its building to its storing.
+
+#include "host/DeviceInterface.h"
+#include "host/PropertySet.h"
+
+#include <map>
+#include <optional>
+#include <string>
+#include <variant>
+
+namespace devhost
+{
+
+constexpr int kPropertyName = 1023; // the bridge's name; read-only where the driver names its bridge
+constexpr int kPropertyType = 1024; // the definition's name
+constexpr int kActionAuthorise = 20002;
+constexpr int kActionReset = 20003;
+constexpr int kAttribReadOnly = 4;
+
+/// A page that is shown. Host thread. It borrows the interface for the length of each call only.
+class PropertyPage
+{
+public:
+    /// New values by property id: the index of a choice, or a text.
+    using Values = std::map<int, std::variant<int, std::string>>;
+
+    /// Builds the page: the host's properties and actions, the driver's exchange, then its marks.
+    void Build(CDeviceInterface& Interface);
+
+    /// Fills every property that has a delegate again, as for a page that is open.
+    void Refresh();
+
+    /// Takes the values over and lets the interface store them. Nothing is changed when one is wrong: an
+    /// unknown property, one that is read-only, an index that is no choice, a value of the wrong kind.
+    /// @return what is wrong, for people; nothing when the values were stored.
+    std::optional<std::string> Store(CDeviceInterface& Interface, const Values& NewValues);
+
+    bool HasAction(int Action) const;
+    CPropertySet& Set() { return m_Set; }
+    const CPropertySet& Set() const { return m_Set; }
+
+private:
+    std::optional<std::string> Check(const Values& NewValues) const;
+
+    CPropertySet m_Set;
+};
+
+} // namespace devhost

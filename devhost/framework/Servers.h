@@ -1,0 +1,113 @@
+#pragma once
+// The host's servers behind the singletons: ids, event registrations, users, trace switches.
+
+#include "host/Servers.h"
+#include "host/Trace.h"
+
+#include <array>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace devhost
+{
+
+/// Hands out ids of bridges and components. Host thread.
+class IDServer : public CIDServer
+{
+public:
+    /// The next id; never 0, and above every id that was noted.
+    unsigned NewID() override { return m_Next++; }
+    /// Keeps later ids above an id that is in use.
+    void NoteUsed(unsigned ID);
+    unsigned Next() const { return m_Next; }
+
+private:
+    unsigned m_Next = 1;
+};
+
+/// Who wants the events of which component. Host thread.
+class EventServer : public CEventServer
+{
+public:
+    /// Notes the owner (a bridge id) of a source (a component id). A second registration of the pair changes
+    /// nothing; a source that was claimed by another bridge follows the new owner.
+    void Register(unsigned Owner, unsigned Source);
+    int DeleteAllByOwner(unsigned uOwnerID) override;
+    void DeleteBySource(unsigned Source);
+    std::size_t Count() const { return m_OwnerBySource.size(); }
+
+private:
+    std::map<unsigned, unsigned> m_OwnerBySource;
+};
+
+/// The components that appear on the tabs of the controller's screens, each once. Host thread.
+class TabLayout : public CTabLayoutManager
+{
+public:
+    void AppendAllTabID(unsigned uComponentID, int iReserved) override;
+    void Remove(unsigned ComponentID);
+    const std::vector<unsigned>& Components() const { return m_Components; }
+
+private:
+    std::vector<unsigned> m_Components;
+};
+
+/// A user as it is entered.
+struct UserData {
+    std::string Name;  ///< 1 to 64 bytes of UTF-8 without control characters
+    std::string Email; ///< empty, or local@domain of at most 254 bytes
+    std::string Pin;   ///< 4 to 16 decimal digits
+};
+
+/// What is wrong with a user, for people; nothing when the user can be stored. Names no secret.
+std::optional<std::string> CheckUser(const UserData& User);
+
+/// Users by door-lock slot. Host thread.
+class SecurityServer : public CSecurityServer
+{
+public:
+    static constexpr int kSlots = 30;
+
+    CUser* GetUserAtDoorLockSlot(int iSlot) override;
+    CTabLayoutManager* TabLayoutManager() override { return &m_Tabs; }
+    void Update() override { ++m_Updates; }
+
+    /// Stores a user. Its id is the slot's number counted from one, so that commands and reports, which
+    /// number users from one, mean the same user.
+    /// @return what is wrong with the user or the slot; nothing when it was stored.
+    std::optional<std::string> SetUser(int Slot, const UserData& User);
+    /// @return whether there was a user.
+    bool DeleteUser(int Slot);
+    TabLayout& Tabs() { return m_Tabs; }
+    int Updates() const { return m_Updates; }
+
+private:
+    std::array<std::unique_ptr<CUser>, kSlots> m_Users;
+    TabLayout m_Tabs;
+    int m_Updates = 0;
+};
+
+/// Trace switches by the producer's name. Host thread.
+class TraceServer : public CTraceServer
+{
+public:
+    /// Sets the producer's switch to the stored one, or to the default for an unknown name.
+    void LoadStateFor(CTraceProducer* pProducer) override;
+    void Store(const std::string& Name, bool Enabled) { m_Switches[Name] = Enabled; }
+    /// What producers without a stored switch start with.
+    void Default(bool Enabled) { m_Default = Enabled; }
+    bool Default() const { return m_Default; }
+    /// Forgets every stored switch, so that the default holds for all.
+    void Clear() { m_Switches.clear(); }
+    const std::map<std::string, bool>& Switches() const { return m_Switches; }
+
+private:
+    std::map<std::string, bool> m_Switches;
+    bool m_Default = false;
+};
+
+} // namespace devhost

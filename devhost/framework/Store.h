@@ -1,0 +1,59 @@
+#pragma once
+// Where the configuration is kept: a file, or memory.
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace devhost
+{
+
+/// Keeps one configuration text. Host thread.
+class Store
+{
+public:
+    virtual ~Store() = default;
+    /// The stored text; nothing when none was stored yet.
+    /// @throws std::runtime_error when there is one that cannot be read: going on would overwrite it.
+    virtual std::optional<std::string> Load() = 0;
+    /// Replaces the stored text as a whole: afterwards either the new or the old one is there.
+    /// @return what went wrong, empty on success.
+    virtual std::string Save(std::string_view Text) = 0;
+    /// Keeps the stored text beside, under a name that no other text has. The stored one stays as well.
+    /// @return what went wrong, empty on success.
+    virtual std::string KeepAside() = 0;
+};
+
+/// One file, readable by its owner only, because its records hold tokens and PINs.
+class FileStore : public Store
+{
+public:
+    /// The folder must exist. @param Path of the file, which need not exist.
+    explicit FileStore(std::filesystem::path Path) : m_Path(std::move(Path)) {}
+    std::optional<std::string> Load() override;
+    /// Writes a new file in the same folder, flushes it to the disk, and renames it over the old one.
+    std::string Save(std::string_view Text) override;
+    /// Gives the file a second name that ends in ".damaged-1" or the next free number.
+    std::string KeepAside() override;
+
+private:
+    std::filesystem::path m_Path;
+};
+
+/// A text in memory, for tests.
+class MemoryStore : public Store
+{
+public:
+    std::optional<std::string> Load() override { return Text; }
+    std::string Save(std::string_view NewText) override;
+    std::string KeepAside() override;
+
+    std::optional<std::string> Text;
+    std::vector<std::string> Aside;
+    std::string NextError; ///< when not empty, the result of every save
+    int Saves = 0;
+};
+
+} // namespace devhost
