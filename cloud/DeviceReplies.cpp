@@ -10,8 +10,8 @@
 namespace
 {
 
-// What a lock is told of a device object, in this order: the state before the heartbeat, so that the report
-// of a turned lock is not taken for a late one, and the interval before the time that it measures.
+// What a lock is told of a device object, in this order: the state first, because its report ends the wait
+// that the heartbeat would otherwise still count, and the interval before the time that it measures.
 constexpr Attributes kLockAttributes[] = {
     ATTR_STATE,         ATTR_POWER_LEVEL,        ATTR_WIFI_LEVEL,   ATTR_PROGRAMMING_CODE,
     ATTR_SERIAL_NUMBER, ATTR_HEARTBEAT_INTERVAL, ATTR_CONNECTED_AT, ATTR_UPDATED_AT,

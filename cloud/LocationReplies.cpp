@@ -78,9 +78,9 @@ int CVestaraInterface::WalkCandidates(const CQXString& sID)
             continue;
         pServing->RemoveAllLocations();
 
-        // On purpose the entry behind the served one goes, or none behind the last: the position has moved on
-        // already. The pair is given up, not freed, because an open page may still be showing its name. The
-        // order and content that pages show after several lists depend on it.
+        // On purpose the entry behind the served one goes, or none behind the last, because the position has
+        // moved on already: what installers see offered after several lists depends on it. The pair is given
+        // up, not freed: the walk has not looked at it and does not know who does.
         [[maybe_unused]] void* pGivenUp = m_Locations.RemoveAt(pPos);
 #ifdef __SANITIZE_ADDRESS__
         __lsan_ignore_object(pGivenUp);

@@ -142,8 +142,8 @@ void AddNewPerson(CJSONObject* pRoot, const CAccessPerson& Person)
 
 void AddChangedPerson(CJSONObject* pRoot, const CAccessPerson& Person)
 {
-    // Neither type nor e-mail, unlike a new person: the cloud mails an invitation to whatever address it
-    // gets.
+    // Neither type nor e-mail, unlike a new person, on purpose: an update never changes whom the cloud writes
+    // to.
     CJSONObject* pAttributes = pRoot->AddObjectStruct("attributes");
     pAttributes->AddObjectString("name", Text(Person.Name()));
     pAttributes->AddObjectString("pin", Text(Person.PinCode()));
