@@ -188,6 +188,21 @@ public:
     void RefreshIndexes(); // ties persons to the controller's user slots by name
     void RemoveAllAccessPersons();
 
+    // --- Synchronisation of a user slot with the cloud (access/Synchronisation.cpp) ------------------------
+    // A slot is 0 to 29; the device id is that of the lock that asks. A refusal says why and queues nothing.
+
+    int PushUser(int iSlot, CQXString sDeviceID,
+                 CUser* pUser);                       // 1 queued or taken over; pUser borrowed, not null
+    int PullUser(int iSlot, CQXString sDeviceID);     // 1 queued, also when nobody is at the slot
+    int GrantAccess(int iSlot, CQXString sDeviceID);  // 1 queued
+    int RevokeAccess(int iSlot, CQXString sDeviceID); // 1 queued: the read that leads to the revocation
+
+    // Brings the person to the values of the user at its slot, or to the four given ones when there is none.
+    // An empty id keeps the person's own if there is a user. The given user is ignored. 1 when a field
+    // changed.
+    int UpdateAccessPerson(CAccessPerson* pPerson, CUser* pUser, CQXString sName, CQXString sID,
+                           CQXString sPinCode, CQXString sEmail);
+
 private:
     friend class CVestaraInterfaceProbe; // tests look at the fields through it
 
@@ -249,10 +264,24 @@ private:
     void RouteDevice(CVestaraInterface* pOwner, CJSONObject* pEntry, CQXString sID, CQXString sLocationID);
     int ProcessDeviceReply(std::unique_ptr<CVestaraCommand> pCommand);
 
-    // Steps of the registry (access/Registry.cpp).
+    int ProcessPersonReply(std::unique_ptr<CVestaraCommand> pCommand);
+    int ProcessPerson(CJSONObject* pEntry, const CVestaraCommand& Command); // 0: the reply is aborted
+    CAccessPerson* PersonOfReply(const CVestaraCommand& Command, const CQXString& sEntryID);
+    int AddRemotePerson(CQXString sID, CQXString sName, CQXString sPin, CQXString sEmail); // 0: refused
+    void GrantEnabledLocks(int iSlot);
+    int ProcessAccessReply(std::unique_ptr<CVestaraCommand> pCommand);
+    void ProcessAccess(CJSONObject* pEntry, const CVestaraCommand& Command);
+
+    // Steps of the registry (access/Registry.cpp) and of the synchronisation (access/Synchronisation.cpp).
     int AwaitsAccessPersons(); // 1 for an empty registry: brings the polls forward and says so
     int InsertIndexed(std::unique_ptr<CAccessPerson>& pPerson);
     int InsertUnindexed(std::unique_ptr<CAccessPerson>& pPerson);
+    int PushChangedPerson(CAccessPerson* pPerson, CQXString sDeviceID, CUser* pUser);
+    int TakeOverPerson(CAccessPerson* pPerson, int iSlot, CUser* pUser);
+    CAccessPerson* PersonAtSlot(int iSlot);  // or null
+    CUser* SlotUser(CAccessPerson* pPerson); // null for none; ties an untied person to a slot that matches it
+    bool DiffersTraced(const char* pField, const CQXString& sOld, const CQXString& sNew);
+    void QueueForPerson(VestaraMethod eMethod, CommandID eCommand, CQXString sDeviceID, CQXString sUserID);
 
     CVestaraInterface* m_pMaster = nullptr; // borrowed; may be this object itself
 

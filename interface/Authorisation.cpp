@@ -1,0 +1,69 @@
+// Authorisation of the account: the address that the installer's browser opens, the code that comes back, and
+// when the access token is refreshed; the token requests and their replies are the cloud side's.
+
+#include "cloud/CloudConstants.h"
+#include "cloud/Text.h"
+#include "host/Platform.h"
+#include "host/System.h"
+#include "interface/VestaraInterface.h"
+
+namespace
+{
+
+constexpr std::uint32_t kRefreshMarginMs = 600000;
+constexpr unsigned kNoRefreshTokenPauseMs = 7000;
+
+} // namespace
+
+CQXString CVestaraInterface::GetAuthURL()
+{
+    // Built anew each time, so that a changed schema or state value shows at once.
+    UpdateAuthURL();
+    return m_sAuthURL;
+}
+
+void CVestaraInterface::UpdateAuthURL()
+{
+    m_sOAuthState = CSystem::Instance()->GetOAuthState(BridgeID());
+    // The redirect address goes in as the host gives it: the cloud compares it with the registered text.
+    const CQXString sRedirect = OAuthRedirectURI(m_iRedirectSchema);
+    m_sAuthURL.Format("https://%s/oauth/authorize?client_id=%s&response_type=code&redirect_uri=%s&state=%s",
+                      kOAuthHost, kClientID, Text(sRedirect), Text(m_sOAuthState));
+}
+
+void CVestaraInterface::SetAuthCode(CQXString sCode)
+{
+    m_sAuthCode = std::move(sCode);
+}
+
+void CVestaraInterface::ProcessAuthCode(CQXString sCode)
+{
+    // The code stays here while the master sends the request, so only the master can be authorised: on any
+    // other interface the request finds no code and is refused. The page offers the button on the master
+    // only.
+    SetAuthCode(std::move(sCode));
+    MasterInterface()->AddCommand(METHOD_TOKEN_CODE, CMD_TOKEN_AUTHORIZE, "", "", "", "");
+}
+
+int CVestaraInterface::RefreshToken()
+{
+    if (!m_bMaster)
+        return 0;
+    if (m_sRefreshToken.IsEmpty()) {
+        DelayTokenRefresh();
+        Report(729, FormatLine("Refresh Token is Empty - cannot re-authenticate"));
+        // Nothing but a new authorisation helps, so the report is held down to one in seven seconds.
+        Sleep(kNoRefreshTokenPauseMs);
+        return 0;
+    }
+    // Unsigned on purpose: a lifetime below the margin wraps to a threshold of weeks, so a token that the
+    // cloud means to be short-lived is not refreshed over and over. Zero and negative lifetimes fall under
+    // the same rule.
+    const std::uint32_t uDueMs = static_cast<std::uint32_t>(m_iTokenLifetime) * 1000u - kRefreshMarginMs;
+    if (m_tmrToken.QXTickCount() < uDueMs)
+        return 0;
+    MasterInterface()->AddCommand(METHOD_TOKEN_REFRESH, CMD_TOKEN_REFRESH, "", "", "", "");
+    if (TraceEnabled())
+        Trace("Sending Token Refresh Command");
+    return 1;
+}

@@ -1,0 +1,115 @@
+// Object, persisted record and start of the account interface; what its record and its loops mean is left to
+// the folders that define the other members.
+
+#include "host/System.h"
+#include "interface/VestaraInterface.h"
+
+namespace
+{
+
+// The host's own pacing values for a device network; only the host reads them.
+constexpr int kNetworkPacing1 = 15000;
+constexpr unsigned kNetworkPacing2 = 1000;
+
+// Set in the host's flag word at construction, and again after a record was read, which replaces the word.
+constexpr int kInterfaceFlagBits = 0x4000 | 0x4000000;
+
+// Until the first token reply says otherwise.
+constexpr int kDefaultTokenLifetimeSeconds = 7200;
+
+// Records up to this version end before the redirect schema.
+constexpr int kLastVersionWithoutSchema = 1460;
+
+// Both polls come about two seconds after a start: they fall due past 15 s and past 60 s.
+constexpr std::uint32_t kStatusPollHeadStartMs = 13000;
+constexpr std::uint32_t kAccessPollHeadStartMs = 58000;
+
+} // namespace
+
+CVestaraInterface::CVestaraInterface(CDeviceInterfaceDef* pDefinition)
+    : CDeviceNetwork(pDefinition, kNetworkPacing1, kNetworkPacing2),
+      m_iTokenLifetime(kDefaultTokenLifetimeSeconds), m_bMaster(0), m_bLocationsRequested(0),
+      m_bAuthorized(0), m_bRemoveDevices(0), m_bNotifyConfig(0), m_bNotifyInterface(0),
+      m_iRedirectSchema(OAUTH_REDIRECT_LOCAL)
+{
+    AdjustTickRate();
+    UpdateAuthURL();
+    InitTimers();
+    SetFlagBits(kInterfaceFlagBits);
+}
+
+CVestaraInterface::~CVestaraInterface()
+{
+    RemoveAllObjects();
+}
+
+int CVestaraInterface::Report(int iLine, CQXString sText)
+{
+    AssertWrap(kInterfaceSource, iLine, sText);
+    return 0;
+}
+
+CVestaraInterface* CVestaraInterface::Sibling(int iBridge)
+{
+    CBridge* pBridge = CSystem::Instance()->Bridge(iBridge);
+    if (!pBridge || pBridge->InterfaceType() != kVestaraInterfaceType)
+        return nullptr;
+    return dynamic_cast<CVestaraInterface*>(pBridge->DeviceInterface());
+}
+
+int CVestaraInterface::WriteClientData(CQXFile* pFile, int iVersion)
+{
+    if (!CDeviceInterface::WriteClientData(pFile, iVersion))
+        return 0;
+    if (!pFile->WriteString(m_sRefreshToken) || !pFile->WriteString(m_sAccessToken) ||
+        !pFile->WriteString(m_sLocationID) || !pFile->WriteString(m_sLocationName))
+        return 0;
+    // The schema is written for every version: the version argument speaks of what is being read elsewhere.
+    return pFile->WriteInt(m_bMaster) && pFile->WriteInt(m_iRedirectSchema) ? 1 : 0;
+}
+
+int CVestaraInterface::ReadClientData(CQXFile* pFile, int iVersion)
+{
+    // The fields are the targets, so that a record that ends early leaves what it did carry in place.
+    if (!CDeviceInterface::ReadClientData(pFile, iVersion))
+        return 0;
+    if (!pFile->ReadString(&m_sRefreshToken) || !pFile->ReadString(&m_sAccessToken) ||
+        !pFile->ReadString(&m_sLocationID) || !pFile->ReadString(&m_sLocationName) ||
+        !pFile->ReadInt(&m_bMaster))
+        return 0;
+
+    // Accounts of those versions were registered with the legacy redirect address, so they get that schema on
+    // purpose and not the constructor's: with the other one the cloud would refuse their authorisation.
+    int iSchema = OAUTH_REDIRECT_LEGACY;
+    if (iVersion > kLastVersionWithoutSchema && !pFile->ReadInt(&iSchema))
+        return 0;
+    m_iRedirectSchema = static_cast<OAUTH_REDIRECT_SCHEMA>(iSchema);
+
+    UpdateInterfaceName(this, m_sLocationName);
+    CTraceServer::Instance()->LoadStateFor(this);
+    GenObfuscationList();
+    SetFlagBits(kInterfaceFlagBits);
+    return 1;
+}
+
+void CVestaraInterface::OnInterfaceInit()
+{
+    if (!m_bMaster)
+        TokenCheck();
+    CVestaraInterface* pMaster = MasterInterface();
+    // Asked after the election, which may have made this interface the master.
+    if (m_bMaster)
+        return;
+    // This interface's location is taken now, so the master offers its locations from a new list.
+    if (pMaster)
+        pMaster->RemoveAllLocations();
+}
+
+void CVestaraInterface::InitTimers()
+{
+    // Only ever forwards: a poll that is nearer than the head start stays where it is.
+    if (m_tmrStatusPoll.QXTickCount() < kStatusPollHeadStartMs)
+        m_tmrStatusPoll.SetElapsed(kStatusPollHeadStartMs);
+    if (m_tmrAccessPoll.QXTickCount() < kAccessPollHeadStartMs)
+        m_tmrAccessPoll.SetElapsed(kAccessPollHeadStartMs);
+}

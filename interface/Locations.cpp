@@ -1,0 +1,78 @@
+// The account's locations: choosing one, discovery, and the list of candidates; the list is filled by the
+// location list reply.
+
+#include "cloud/Text.h"
+#include "host/System.h"
+#include "interface/LocationPair.h"
+#include "interface/VestaraInterface.h"
+
+void CVestaraInterface::Discover()
+{
+    Trace("Discovering...");
+    RemoveAllObjects();
+    if (m_sLocationID.IsEmpty())
+        QueueRead(CMD_LOCATIONS_LIST, "");
+    else
+        QueueRead(CMD_DEVICES_DISCOVER, m_sLocationID);
+    QueueRead(CMD_ACCESS_PERSONS_LIST, "");
+}
+
+void CVestaraInterface::SetLocationIdx(int iIndex)
+{
+    if (TraceEnabled())
+        Trace(FormatLine("Incoming location selection: [%d]", iIndex));
+    const int nLocations = m_Locations.GetCount();
+    if (iIndex >= nLocations) {
+        // People count from 1; the sum may lie past the range of the index itself.
+        if (TraceEnabled())
+            Trace(
+                FormatLine("iVal out of bounds: [%lld/%d]", static_cast<long long>(iIndex) + 1, nLocations));
+        return;
+    }
+    // Only a negative index gets here with an empty list: the page's reader had nothing to offer, so nothing
+    // happens.
+    if (nLocations == 0)
+        return;
+
+    // A negative index finds no pair: the selection stays, and the candidates are asked for again.
+    auto* pLocation = static_cast<CLocationPair*>(m_Locations.GetAt(m_Locations.FindIndex(iIndex)));
+    if (pLocation && pLocation->ID().Compare(m_sLocationID) == 0)
+        return;
+    const bool bChanged = pLocation != nullptr;
+    if (bChanged) {
+        m_sLocationID = pLocation->ID();
+        m_sLocationName = pLocation->Name();
+        if (TraceEnabled())
+            Trace(FormatLine("New location selected: [%s][%d]", Text(m_sLocationName), iIndex + 1));
+        // The pair is gone after this, and so are all requests that were made for the old location.
+        RemoveAllObjects();
+        RemoveAllDevices(1);
+        QueueRead(CMD_DEVICES_DISCOVER, m_sLocationID);
+    }
+    QueueRead(CMD_LOCATIONS_LIST, "");
+    if (bChanged)
+        CSystem::Instance()->NotifyWrite();
+}
+
+void CVestaraInterface::RemoveAllLocations()
+{
+    while (void* pLocation = m_Locations.RemoveHead())
+        delete static_cast<CLocationPair*>(pLocation);
+    m_bLocationsRequested = 0;
+}
+
+void CVestaraInterface::RemoveThisLocation(CQXString sID)
+{
+    // The count shrinks with each removal while the counter goes on, so the walk stops early and the rest may
+    // end up rotated: without "B", A, B, C becomes C, A. On purpose: pages that are open select by position
+    // in this order.
+    for (int i = 0; i < m_Locations.GetCount(); ++i) {
+        auto* pLocation = static_cast<CLocationPair*>(m_Locations.RemoveHead());
+        if (pLocation->ID().Compare(sID) == 0) {
+            delete pLocation;
+            m_bNotifyConfig = 1;
+        } else {
+            m_Locations.AddTail(pLocation);
+        }
+    }
+}
