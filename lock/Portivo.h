@@ -2,6 +2,7 @@
 // One cloud-connected door lock of the controller.
 
 #include "cloud/Attributes.h"
+#include "cloud/Command.h"
 #include "host/Bridge.h"
 #include "host/DoorLock.h"
 #include "host/QXTimer.h"
@@ -9,7 +10,11 @@
 #include <cstdint>
 #include <ctime>
 
+class CHeartbeat;
 class CVestaraInterface;
+
+// Source name in the lock's reports and notices. The host matches on it, so it is no file name.
+inline constexpr char kLockSource[] = "portivo";
 
 // Type id of the lock component, and the family that locks live in.
 inline constexpr int kPortivoType = 1084;
@@ -24,9 +29,7 @@ class CPortivo : public CDoorLock, public CBridgeClient
 public:
     explicit CPortivo(CSystemComponentDef* pDefinition);
 
-    void GetExtendedConfig(CQXMSG* pMsg) override;
-    void SetExtendedConfig(CQXMSG* pMsg) override;
-    int ConnectionType() override { return 4; }
+    int ConnectionType() override;
     int ReadData(CQXFile* pFile, int iVersion) override;
     int WriteData(CQXFile* pFile, int iVersion) override;
     int UnInstall() override;
@@ -35,7 +38,6 @@ public:
     void OnComponentIdle() override;
     int CommandStackEmpty() override;
     int ExecuteCommand(int iCommand, int iArgument) override;
-    int SendHardwareSlotConfig(int iSlot, QXT_SLOT_CONFIG* pConfig) override;
     void RegisterEventServer() override;
     void RegisterWorking(int bWorking) override;
     void RegisterUnknownState() override;
@@ -62,7 +64,20 @@ public:
 private:
     friend class CPortivoProbe; // tests look at the fields through it
 
-    int Report(int iLine, CQXString sText); // returns 0
+    int Report(int iLine, CQXString sText); // hands a finished line to the host's report; returns 0
+
+    // One attribute of the cloud's record each; the value is not empty.
+    void TakeBatteryLevel(const CQXString& sValue);
+    void TakeState(const CQXString& sValue);
+    void TakeAlive(const CQXString& sValue);
+    int TakeConnectedAt(const CQXString& sValue);
+    void CorrectHeartbeatTimer(const CHeartbeat& Heartbeat);
+
+    void SuperviseHeartbeat(); // while a command is pending
+    void DoHousekeeping();
+    int SendLock();
+    int SendUnlock(int iUser);
+    void QueueWrite(CommandID eCommand); // a write that names this lock and its location; needs an interface
 
     CVestaraInterface* m_pInterface = nullptr; // borrowed, cached by Init()
     CQXTimer m_tmrProgress;
@@ -83,4 +98,6 @@ private:
     std::int32_t m_iUnlockUser = kNoUnlockUser; // user number minus 1
 
     static constexpr std::int32_t kNoUnlockUser = 32767;
+    static constexpr std::int32_t kLastCommandLock = 1;
+    static constexpr std::int32_t kLastCommandUnlock = 2;
 };
