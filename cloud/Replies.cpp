@@ -41,9 +41,11 @@ int CVestaraInterface::ProcessResponse(std::unique_ptr<CVestaraCommand> pCommand
     case CMD_ACCESS_PERSONS_LIST:
     case CMD_ACCESS_PERSON_CREATE:
     case CMD_ACCESS_PERSON_UPDATE:
+        return ProcessPersonReply(std::move(pCommand));
     case CMD_ACCESSES_QUERY:
     case CMD_ACCESSES_LIST:
     case CMD_ACCESS_GRANT:
+        return ProcessAccessReply(std::move(pCommand));
     case CMD_ACCESS_PERSON_DELETE:
     case CMD_ACCESS_REVOKE:
     case CMD_ACCESS_PERSON_NOTIFY:

@@ -189,12 +189,11 @@ public:
     void RemoveAllAccessPersons();
 
     // --- Synchronisation of a user slot with the cloud (access/Synchronisation.cpp) ------------------------
-    // A slot is 0 to 29; the device id is that of the lock that asks. A refusal says why and queues nothing.
+    // A slot is 0 to 29; the device id is that of the lock that asks. A refusal queues nothing.
 
-    int PushUser(int iSlot, CQXString sDeviceID,
-                 CUser* pUser);                       // 1 queued or taken over; pUser borrowed, not null
-    int PullUser(int iSlot, CQXString sDeviceID);     // 1 queued, also when nobody is at the slot
-    int GrantAccess(int iSlot, CQXString sDeviceID);  // 1 queued
+    int PushUser(int iSlot, CQXString sDeviceID, CUser* pUser); // 1 queued or taken over; borrows pUser
+    int PullUser(int iSlot, CQXString sDeviceID);               // 1 queued, also when nobody is at the slot
+    int GrantAccess(int iSlot, CQXString sDeviceID);            // 1 queued
     int RevokeAccess(int iSlot, CQXString sDeviceID); // 1 queued: the read that leads to the revocation
 
     // Brings the person to the values of the user at its slot, or to the four given ones when there is none.
