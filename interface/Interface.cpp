@@ -64,7 +64,7 @@ int CVestaraInterface::WriteClientData(CQXFile* pFile, int iVersion)
     if (!pFile->WriteString(m_sRefreshToken) || !pFile->WriteString(m_sAccessToken) ||
         !pFile->WriteString(m_sLocationID) || !pFile->WriteString(m_sLocationName))
         return 0;
-    // The schema is written for every version: the version argument speaks of what is being read elsewhere.
+    // A record is always written in its newest form, whatever version the host names.
     return pFile->WriteInt(m_bMaster) && pFile->WriteInt(m_iRedirectSchema) ? 1 : 0;
 }
 
@@ -97,11 +97,9 @@ void CVestaraInterface::OnInterfaceInit()
     if (!m_bMaster)
         TokenCheck();
     CVestaraInterface* pMaster = MasterInterface();
-    // Asked after the election, which may have made this interface the master.
-    if (m_bMaster)
-        return;
-    // This interface's location is taken now, so the master offers its locations from a new list.
-    if (pMaster)
+    // Asked after the election, which may have made this interface the master. Otherwise its location is
+    // taken now, so the master offers its locations from a new list.
+    if (!m_bMaster)
         pMaster->RemoveAllLocations();
 }
 
