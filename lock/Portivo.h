@@ -11,6 +11,7 @@
 #include <ctime>
 
 class CHeartbeat;
+class CUser;
 class CVestaraInterface;
 
 // Source name in the lock's reports and notices. The host matches on it, so it is no file name.
@@ -29,6 +30,9 @@ class CPortivo : public CDoorLock, public CBridgeClient
 public:
     explicit CPortivo(CSystemComponentDef* pDefinition);
 
+    // The status page: three texts to show, the user codes switch, the threshold of the battery warning.
+    void GetExtendedConfig(CQXMSG* pMsg) override;
+    void SetExtendedConfig(CQXMSG* pMsg) override;
     int ConnectionType() override;
     int ReadData(CQXFile* pFile, int iVersion) override;
     int WriteData(CQXFile* pFile, int iVersion) override;
@@ -38,6 +42,11 @@ public:
     void OnComponentIdle() override;
     int CommandStackEmpty() override;
     int ExecuteCommand(int iCommand, int iArgument) override;
+
+    // Brings the access person of a user slot up to date in the cloud, and gives or takes the access to this
+    // lock. The slot's record is not read. 1 when the slot was handled; what a failed call queued before it
+    // failed stays queued.
+    int SendHardwareSlotConfig(int iSlot, QXT_SLOT_CONFIG* pConfig) override;
     void RegisterEventServer() override;
     void RegisterWorking(int bWorking) override;
     void RegisterUnknownState() override;
@@ -72,6 +81,12 @@ private:
     void TakeAlive(const CQXString& sValue);
     int TakeConnectedAt(const CQXString& sValue);
     void CorrectHeartbeatTimer(const CHeartbeat& Heartbeat);
+
+    // Steps of a slot call; all need an interface. 1 on success.
+    int SyncUser(int iSlot, CUser* pUser);
+    int GrantSlot(int iSlot);
+    int RevokeSlot(int iSlot);
+    int RemoveUser(int iSlot);
 
     void SuperviseHeartbeat(); // while a command is pending
     void DoHousekeeping();
