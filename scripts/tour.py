@@ -1,0 +1,295 @@
+"""The tour: the driver at work against the cloud simulator, each step seen in the development host's own state.
+
+Exit status: 0 when every step was seen, 1 when one was not, 2 for wrong options, 130 after Ctrl-C.
+"""
+
+import argparse
+import os
+import signal
+import sys
+import time
+
+from vestara_client import Browser, Setup, StepFailed, wait_for
+
+AUTHORISE_ACTION = 20002
+HOUSE_PROPERTY = "2001"
+STATUS_PROPERTY = "2000"
+STATES = {0: "unknown", 1: "locked", 2: "unlocked", 3: "command on its way"}
+SIGNATURE = "0x08000090"
+# Long enough for one heartbeat of the demonstration's locks (20 s) and the status poll after it (15 s).
+COMMAND_TIMEOUT_S = 75
+
+
+class Screen:
+    """Prints numbered steps and, below each, what was seen; a progress bar where the output is a terminal."""
+
+    def __init__(self):
+        self.step_number = 0
+        self.start = time.monotonic()
+        self._bar = False
+        self._last_percent = None
+
+    def step(self, title):
+        self._end_bar()
+        self.step_number += 1
+        print(f"\n[{time.monotonic() - self.start:5.1f} s] {self.step_number}. {title}", flush=True)
+
+    def seen(self, text):
+        self._end_bar()
+        print(f"    {text}", flush=True)
+
+    def bar(self, percent, text):
+        filled = max(0, min(100, percent)) * 30 // 100
+        line = f"    [{'#' * filled}{'.' * (30 - filled)}] {percent:3d} %  {text}"
+        if sys.stdout.isatty():
+            print(f"\r{line:<100}", end="", flush=True)
+            self._bar = True
+        elif self._last_percent is None or abs(percent - self._last_percent) >= 20:
+            print(line, flush=True)
+            self._last_percent = percent
+
+    def _end_bar(self):
+        if self._bar:
+            print()
+        self._bar = False
+        self._last_percent = None
+
+
+class Tour:
+    def __init__(self, setup, screen):
+        self.setup = setup
+        self.screen = screen
+        self.account = None
+
+    # --- What the host shows ------------------------------------------------------------------------------
+
+    @property
+    def api(self):
+        return self.setup.api
+
+    def page(self):
+        return self.api.get(f"/interfaces/{self.account}/page")
+
+    def property_of(self, page, number):
+        return next(p for p in page["properties"] if str(p["id"]) == number)
+
+    def status_text(self):
+        return self.property_of(self.page(), STATUS_PROPERTY)["value"]
+
+    def locks(self):
+        return self.api.get("/locks")["locks"]
+
+    def lock(self, number):
+        return self.api.get(f"/locks/{number}")
+
+    def traces_since(self, sequence):
+        return self.api.get(f"/traces?since={sequence}&limit=2000")
+
+    # --- Steps --------------------------------------------------------------------------------------------
+
+    def load_library(self):
+        self.screen.step("The host loads the driver library")
+        ready = self.setup.start_host(options=("--trace",))
+        if ready.get("signature") != SIGNATURE:
+            raise StepFailed(f"the library's signature is {ready.get('signature')}, not {SIGNATURE}")
+        self.screen.seen(f"loaded {os.path.basename(self.setup.driver)}, signature {ready['signature']}")
+
+    def add_account(self):
+        self.screen.step("An account is added")
+        self.account = self.api.post("/interfaces")["id"]
+        status = self.status_text()
+        if status != "[ Authorization Needed ]":
+            raise StepFailed(f"the new account's page says {status}")
+        self.screen.seen(f"interface {self.account}, its page says: {status}")
+
+    def authorise(self):
+        self.screen.step("The installer authorises it in a browser")
+        action = self.api.post(f"/interfaces/{self.account}/actions/{AUTHORISE_ACTION}")
+        self.screen.seen("the driver's authorize address, opened where the simulator is: "
+                         + action["browser_url"].split("?")[0])
+        address, _ = Browser(self.setup.ca_file).give_consent(action["browser_url"])
+        self.screen.seen("consent given; the redirect came back to " + address.split("?")[0])
+        wait_for("the account authorised", lambda: self.status_text() != "[ Authorization Needed ]", 40)
+        self.screen.seen(f"tokens are there, the page says: {self.status_text()}")
+
+    def choose_house(self):
+        self.screen.step("The account's houses are offered, one is chosen")
+        choices = wait_for("the houses", lambda: self.property_of(self.page(), HOUSE_PROPERTY)["choices"], 40)
+        names = [choice["name"] for choice in choices]
+        self.screen.seen("offered: " + ", ".join(names))
+        self.api.put(f"/interfaces/{self.account}/page", {"properties": {HOUSE_PROPERTY: choices[0]["index"]}})
+        self.screen.seen(f"chosen: {names[0]}")
+        return names[0]
+
+    def discover(self, house):
+        self.screen.step("The locks of the house are discovered and installed")
+        wait_for("two installed locks", lambda: len(self.locks()) == 2, 40)
+        name = wait_for("the interface named after its house", lambda: self.interface_named(house), 20)
+        self.screen.seen(f"the interface is now called: {name}")
+        for lock in self.locks():
+            self.screen.seen(f"lock {lock['id']}: {lock['name']} (cloud id {lock['device_id']})")
+
+    def interface_named(self, house):
+        name = self.api.get(f"/interfaces/{self.account}")["name"]
+        return name if name == f"Vestara Interface ({house})" else None
+
+    def show_locks(self):
+        self.screen.step("Their state comes from the cloud")
+        wait_for("a state of every lock", lambda: all(lock["state"] in (1, 2) for lock in self.locks()), 40)
+        for lock in self.locks():
+            self.screen.seen(f"{lock['name']:<14} {STATES[lock['state']]:<9} battery {lock['battery']} %   "
+                             f"WiFi {lock['signal']} %   {lock['error'] or 'no error'}")
+        return self.locks()[0]["id"]
+
+    def command(self, number, command, wanted_state, user=None):
+        body = {"command": command}
+        if user is not None:
+            body["user"] = user
+        sequence = self.api.get("/traces?limit=1")["last_sequence"]
+        reply = self.api.post(f"/locks/{number}/commands", body)
+        if not reply["accepted"]:
+            raise StepFailed(f"the lock refused the command: {reply}")
+        self.screen.seen("sent; the lock carries it out at its next heartbeat")
+        progress = {"seen": False}
+
+        def arrived():
+            lock = self.lock(number)
+            if lock["working"]:
+                progress["seen"] = progress["seen"] or lock["progress_time"] > 0
+                self.screen.bar(lock["progress"], f"next heartbeat in {lock['progress_time']} s")
+            return lock if lock["state"] == wanted_state and not lock["working"] else None
+
+        lock = wait_for(f"{command} carried out", arrived, COMMAND_TIMEOUT_S)
+        if not progress["seen"]:
+            raise StepFailed("the wait for the heartbeat showed no progress")
+        heartbeat = [entry["text"] for entry in self.traces_since(sequence)["entries"] if "Heartbeat @" in entry["text"]]
+        if not heartbeat:
+            raise StepFailed("the lock's heartbeat was not followed")
+        self.screen.seen(f"heartbeat followed ({heartbeat[-1]})")
+        return lock
+
+    def unlock(self, number):
+        self.screen.step("Unlock, on behalf of user 3")
+        lock = self.command(number, "unlock", 2, user=3)
+        if lock["last_user"] != 103:
+            raise StepFailed(f"the unlock was credited to {lock['last_user']}, not to user 3 (103)")
+        self.screen.seen(f"{lock['name']} is {STATES[lock['state']]}; the report is credited to user "
+                         f"{lock['last_user'] - 100}")
+
+    def lock_again(self, number):
+        self.screen.step("Lock again")
+        lock = self.command(number, "lock", 1)
+        self.screen.seen(f"{lock['name']} is {STATES[lock['state']]}")
+
+    def restart(self, house):
+        self.screen.step("The host stops and starts again from its saved configuration")
+        before = sorted((lock["id"], lock["device_id"], lock["name"]) for lock in self.locks())
+        status = self.setup.stop_host()
+        if status != 0:
+            raise StepFailed(f"the host ended with status {status}:\n{self.setup.host.last_words()}")
+        self.screen.seen("stopped cleanly")
+        self.setup.start_host(options=("--trace",))
+        after = sorted((lock["id"], lock["device_id"], lock["name"]) for lock in self.locks())
+        if after != before:
+            raise StepFailed(f"the locks came back as {after}, not {before}")
+        if not self.interface_named(house):
+            raise StepFailed("the house did not come back")
+        if self.status_text() == "[ Authorization Needed ]":
+            raise StepFailed("the tokens did not come back")
+        wait_for("a poll with the saved token", self.device_list_read, 40)
+        self.screen.seen(f"tokens, house ({house}) and {len(after)} locks are back, and the cloud answers")
+
+    def device_list_read(self):
+        return any(entry["text"] == "ProcessingResponse [4]" for entry in self.traces_since(0)["entries"])
+
+    def refresh_token(self):
+        self.screen.step("The cloud withdraws the access token; the driver refreshes it")
+        sequence = self.api.get("/traces?limit=1")["last_sequence"]
+        self.setup.admin.post("/admin/tokens/revoke")
+        wanted = ["Token has been revoked - re-authentication needed", "Sending Token Refresh Command",
+                  "Got new AccessToken"]
+
+        def refreshed():
+            texts = [entry["text"] for entry in self.traces_since(sequence)["entries"]]
+            return all(any(want in text for text in texts) for want in wanted)
+
+        wait_for("a token refresh", refreshed, 60)
+        wait_for("the locks' state with the new token", lambda: all(lock["state"] == 1 for lock in self.locks()), 40)
+        for line in wanted:
+            self.screen.seen(line)
+        self.screen.seen("a new token is there and the locks report again")
+
+    def run(self):
+        self.load_library()
+        self.add_account()
+        self.authorise()
+        house = self.choose_house()
+        self.discover(house)
+        number = self.show_locks()
+        self.unlock(number)
+        self.lock_again(number)
+        self.restart(house)
+        self.refresh_token()
+
+
+def stay_up(setup, screen):
+    screen.step("Everything stays up")
+    port = setup.simulator.ready["https_port"]
+    screen.seen(f"development host, JSON API:  {setup.host.ready['api']}/api/v1/status")
+    screen.seen(f"    for example:             curl {setup.host.ready['api']}/api/v1/locks")
+    screen.seen(f"cloud simulator:             https://127.0.0.1:{port} (CA: {setup.ca_file})")
+    screen.seen(f"simulator's admin:           {setup.admin.base}/admin/world")
+    screen.seen(f"logs and configuration:      {setup.state_dir}")
+    screen.seen("Ctrl-C stops everything.")
+    while True:
+        for program in (setup.simulator, setup.host):
+            if program.wait(0.5) is not None:
+                raise StepFailed(f"{program.name} ended by itself:\n{program.last_words()}")
+
+
+def options():
+    root = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+    parser = argparse.ArgumentParser(prog="./run", description=__doc__)
+    parser.add_argument("--tour", action="store_true", help="end after the tour instead of staying up")
+    parser.add_argument("--host-port", type=int, default=0, help="port of the development host (default: a free one)")
+    parser.add_argument("--sim-port", type=int, default=0, help="HTTPS port of the simulator (default: a free one)")
+    parser.add_argument("--admin-port", type=int, default=0, help="admin port of the simulator (default: a free one)")
+    parser.add_argument("--state-dir", help="folder for certificates, configuration and logs (default: a new one)")
+    parser.add_argument("--fixture", default=os.path.join(root, "cloudsim", "fixtures", "house.json"))
+    parser.add_argument("--bin", required=True, help=argparse.SUPPRESS)
+    parser.add_argument("--driver", required=True, help=argparse.SUPPRESS)
+    return parser.parse_args()
+
+
+def main():
+    args = options()
+    root = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+    state_dir = args.state_dir or os.path.join(root, ".state", time.strftime("%Y%m%d-%H%M%S-") + str(os.getpid()))
+    screen = Screen()
+    setup = None
+
+    def interrupted(*_):
+        raise KeyboardInterrupt
+
+    signal.signal(signal.SIGTERM, interrupted)
+    try:
+        setup = Setup(args.bin, os.path.abspath(args.driver), state_dir, args.fixture, args.sim_port,
+                      args.admin_port, args.host_port)
+        Tour(setup, screen).run()
+        screen.step("Every step was seen")
+        if not args.tour:
+            stay_up(setup, screen)
+        return 0
+    except StepFailed as failure:
+        print(f"\nNot seen: {failure}\nLogs: {state_dir}", file=sys.stderr)
+        return 1
+    except KeyboardInterrupt:
+        print("\nstopping ...")
+        return 130 if args.tour else 0
+    finally:
+        if setup:
+            setup.close()
+
+
+if __name__ == "__main__":
+    sys.exit(main())

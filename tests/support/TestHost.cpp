@@ -1,0 +1,207 @@
+// Puts the test host together; the framework behind it is the development host's own.
+
+#include "support/TestHost.h"
+
+#include "devhost/framework/JSONParser.h"
+
+#include <utility>
+
+extern "C" {
+void LoadDeviceInterfaces(void* pReserved, CQXObList* pList);
+CDeviceInterface* CreateDeviceInterface(CDeviceInterfaceDef* pDefinition);
+void LoadSystemComponentDefs(CStringBlock* pBlock, int iFamily, CQXObList* pList);
+CSystemComponent* CreateSystemComponent(CSystemComponentDef* pDefinition);
+}
+
+namespace support
+{
+
+devhost::PluginEntryPoints DriverEntryPoints()
+{
+    return {LoadDeviceInterfaces, CreateDeviceInterface, LoadSystemComponentDefs, CreateSystemComponent};
+}
+
+std::unique_ptr<CJSONObject> ParseJson(const std::string& Text)
+{
+    auto pTree = devhost::ParseJson(Text);
+    EXPECT_TRUE(pTree) << "the test's JSON does not parse: " << Text;
+    return pTree;
+}
+
+void JournalledSystem::NotifyWrite()
+{
+    m_Journal.Add("NotifyWrite");
+    m_System.NotifyWrite();
+}
+
+void JournalledSystem::NotifyConfigChanged(const char* pSource, int iLine)
+{
+    m_Journal.Add(std::string("NotifyConfigChanged ") + pSource + " " + std::to_string(iLine));
+    m_System.NotifyConfigChanged(pSource, iLine);
+}
+
+void JournalledSystem::NotifyInterfaceChanged()
+{
+    m_Journal.Add("NotifyInterfaceChanged");
+    m_System.NotifyInterfaceChanged();
+}
+
+CQXString JournalledSystem::GetOAuthState(unsigned uBridgeID)
+{
+    return FixedOAuthState.empty() ? m_System.GetOAuthState(uBridgeID) : CQXString(FixedOAuthState.c_str());
+}
+
+void JournalledSystem::OnSystemExit1(const char* pSource, int iLine, int iReserved)
+{
+    m_Journal.Add(std::string("OnSystemExit1 ") + pSource + " " + std::to_string(iLine) + " " +
+                  std::to_string(iReserved));
+    m_System.OnSystemExit1(pSource, iLine, iReserved);
+}
+
+void JournalledSystem::OnSystemInit()
+{
+    m_Journal.Add("OnSystemInit");
+    m_System.OnSystemInit();
+}
+
+void JournalledSystem::OnPostSystemInit()
+{
+    m_Journal.Add("OnPostSystemInit");
+    m_System.OnPostSystemInit();
+}
+
+void ClockSleeper::Sleep(std::chrono::milliseconds Time)
+{
+    // The worker's pass is too frequent to be an effect; every other pause is one.
+    constexpr std::chrono::milliseconds kPass{100};
+    if (Time != kPass)
+        m_Journal.Add("Sleep " + std::to_string(Time.count()));
+    m_Clock.Advance(static_cast<std::uint64_t>(Time.count()));
+    if (Time == kPass && OnPass)
+        OnPass();
+}
+
+DriverTest::DriverTest(std::string StoredConfiguration)
+{
+    if (!StoredConfiguration.empty())
+        m_Store.Text = std::move(StoredConfiguration);
+    devhost::Framework& Parts = devhost::TheFramework();
+    Parts.pTransport = &m_Cloud;
+    Parts.pDiagnostics = &m_Journal;
+    Parts.pSleeper = &m_Sleeper;
+    Parts.WakeMainLoop = [this] {
+        m_Journal.Add("SetMainLoopTrigger");
+        return 1;
+    };
+    Parts.RedirectURI = [](int Schema) { return "https://host.example/redirect/" + std::to_string(Schema); };
+
+    devhost::System::Options Options;
+    Options.Plugins = {DriverEntryPoints()};
+    Options.pStore = &m_Store;
+    Options.Workers = false;
+    m_pSystem = std::make_unique<devhost::System>(std::move(Options));
+    m_pJournalled = std::make_unique<JournalledSystem>(*m_pSystem, m_Journal);
+    Parts.pSystem = m_pJournalled.get();
+    m_pSystem->Start();
+    m_Journal.Take();
+}
+
+DriverTest::~DriverTest()
+{
+    devhost::TheFramework().pSystem = m_pSystem.get();
+    m_pSystem.reset();
+    devhost::Framework& Parts = devhost::TheFramework();
+    Parts.pTransport = nullptr;
+    Parts.pDiagnostics = nullptr;
+    Parts.pSleeper = nullptr;
+    Parts.WakeMainLoop = nullptr;
+    Parts.RedirectURI = nullptr;
+}
+
+void DriverTest::TearDown()
+{
+    for (const std::string& Report : m_Journal.UntakenReports())
+        ADD_FAILURE() << "nobody expected: " << Report;
+}
+
+CVestaraInterface& DriverTest::AddAccount()
+{
+    CNetworkBridge* pBridge = m_pSystem->AddInterface(kVestaraInterfaceType);
+    auto& Account = dynamic_cast<CVestaraInterface&>(*pBridge->DeviceInterface());
+    m_Journal.Take();
+    return Account;
+}
+
+CVestaraInterface& DriverTest::AddReadyAccount()
+{
+    CVestaraInterface& Account = AddAccount();
+    CVestaraInterfaceProbe Fields = Probe(Account);
+    Fields.AccessToken() = "access-1";
+    Fields.RefreshToken() = "refresh-1";
+    Fields.LocationID() = "loc-1";
+    Fields.LocationName() = "Lake House";
+    return Account;
+}
+
+CPortivo& DriverTest::AddLock(CVestaraInterface& Account, const char* DeviceID, const char* Name)
+{
+    EXPECT_EQ(Account.AddNewDoorLock(DeviceID, Name), 1);
+    CPortivo* pLock = Account.FindDoorLock(DeviceID);
+    Probe(Account).NotifyConfig() = 0;
+    Probe(Account).NotifyInterface() = 0;
+    m_Journal.Take();
+    return *pLock;
+}
+
+void DriverTest::RunWorker(CVestaraInterface& Account, int Passes)
+{
+    CNetworkBridge* pBridge = Account.NetworkBridge();
+    m_Sleeper.OnPass = [&Passes, pBridge] {
+        if (--Passes <= 0)
+            pBridge->ShuttingDown(1);
+    };
+    EXPECT_EQ(Account.Run(), 0);
+    m_Sleeper.OnPass = nullptr;
+    pBridge->ShuttingDown(0);
+}
+
+int DriverTest::SendNext(CVestaraInterface& Account)
+{
+    auto pCommand = Account.NextCommand();
+    return pCommand ? Account.SendCommand(std::move(pCommand)) : -1;
+}
+
+int DriverTest::Process(CVestaraInterface& Account, CommandID Command, const std::string& Json,
+                        const char* LocationID, const char* DeviceID, const char* UserID,
+                        VestaraMethod Method)
+{
+    auto pCommand = std::make_unique<CVestaraCommand>(Method, Command, LocationID, DeviceID, UserID, "");
+    pCommand->Response(ParseJson(Json).release());
+    return Account.ProcessResponse(std::move(pCommand));
+}
+
+std::vector<std::string> DriverTest::Queued(CVestaraInterface& Account)
+{
+    std::vector<std::string> Found;
+    CTSObList& Commands = Probe(Account).Commands();
+    for (int n = Commands.GetCount(); n > 0; --n) {
+        auto* pCommand = static_cast<CVestaraCommand*>(Commands.RemoveHead());
+        std::string Line =
+            std::to_string(pCommand->Method()) + " " + std::to_string(pCommand->GetCommandID()) + " ";
+        Line += std::string(pCommand->LocationID()) + "|" + std::string(pCommand->DeviceID()) + "|" +
+                std::string(pCommand->UserID()) + "|" + std::string(pCommand->AccessID());
+        Found.push_back(Line);
+        Commands.AddTail(pCommand);
+    }
+    return Found;
+}
+
+std::size_t DriverTest::DropQueued(CVestaraInterface& Account)
+{
+    std::size_t nDropped = 0;
+    while (Account.NextCommand())
+        ++nDropped;
+    return nDropped;
+}
+
+} // namespace support

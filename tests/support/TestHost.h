@@ -1,0 +1,168 @@
+#pragma once
+// The development host's framework with a hand-moved clock, a scripted cloud and a journal in its seams, and
+// the driver linked in.
+
+#include "devhost/framework/Store.h"
+#include "devhost/framework/System.h"
+#include "interface/VestaraInterface.h"
+#include "lock/Portivo.h"
+#include "support/Clock.h"
+#include "support/Journal.h"
+#include "support/ScriptedCloud.h"
+
+#include <functional>
+#include <gtest/gtest.h>
+#include <memory>
+#include <string>
+#include <vector>
+
+/// Opens the interface's fields to tests: what is set up or looked at here has no public operation.
+class CVestaraInterfaceProbe
+{
+public:
+    explicit CVestaraInterfaceProbe(CVestaraInterface& Interface) : m_Interface(Interface) {}
+
+    CTSObList& Commands() { return m_Interface.m_Commands; }
+    CTSObList& Responses() { return m_Interface.m_Responses; }
+    CQXObList& Locations() { return m_Interface.m_Locations; }
+    CQXObList& AccessPersons() { return m_Interface.m_AccessPersons; }
+    CQXObList& ObfuscationList() { return m_Interface.m_ObfuscationList; }
+    CQXTimer& HousekeepingTimer() { return m_Interface.m_tmrHousekeeping; }
+    CQXTimer& RunTimer() { return m_Interface.m_tmrRun; }
+    CQXTimer& StatusPollTimer() { return m_Interface.m_tmrStatusPoll; }
+    CQXTimer& AccessPollTimer() { return m_Interface.m_tmrAccessPoll; }
+    CQXTimer& TokenTimer() { return m_Interface.m_tmrToken; }
+    std::uint32_t& RunDelay() { return m_Interface.m_iRunDelay; }
+    std::int32_t& TokenLifetime() { return m_Interface.m_iTokenLifetime; }
+    std::int32_t& Master() { return m_Interface.m_bMaster; }
+    CVestaraInterface*& MasterPointer() { return m_Interface.m_pMaster; }
+    std::int32_t& LocationsRequested() { return m_Interface.m_bLocationsRequested; }
+    std::int32_t& Authorized() { return m_Interface.m_bAuthorized; }
+    std::int32_t& RemoveDevices() { return m_Interface.m_bRemoveDevices; }
+    std::int32_t& NotifyConfig() { return m_Interface.m_bNotifyConfig; }
+    std::int32_t& NotifyInterface() { return m_Interface.m_bNotifyInterface; }
+    CQXString& AccessToken() { return m_Interface.m_sAccessToken; }
+    CQXString& RefreshToken() { return m_Interface.m_sRefreshToken; }
+    CQXString& AuthCode() { return m_Interface.m_sAuthCode; }
+    CQXString& LocationID() { return m_Interface.m_sLocationID; }
+    CQXString& LocationName() { return m_Interface.m_sLocationName; }
+    OAUTH_REDIRECT_SCHEMA& RedirectSchema() { return m_Interface.m_iRedirectSchema; }
+
+private:
+    CVestaraInterface& m_Interface;
+};
+
+/// Opens the lock's fields to tests.
+class CPortivoProbe
+{
+public:
+    static CVestaraInterface* CachedInterface(CPortivo& Lock) { return Lock.m_pInterface; }
+    static CQXTimer& ProgressTimer(CPortivo& Lock) { return Lock.m_tmrProgress; }
+    static CQXTimer& BatteryTimer(CPortivo& Lock) { return Lock.m_tmrBatteryCheck; }
+    static CQXTimer& UnlockTimer(CPortivo& Lock) { return Lock.m_tmrUnlock; }
+    static std::int32_t& LastCommand(CPortivo& Lock) { return Lock.m_iLastCommand; }
+    static std::int32_t& UnlockUser(CPortivo& Lock) { return Lock.m_iUnlockUser; }
+    static std::int32_t& LowBattery(CPortivo& Lock) { return Lock.m_iLowBattery; }
+    static std::uint32_t& HeartbeatInterval(CPortivo& Lock) { return Lock.m_iHeartbeatInterval; }
+    static std::int64_t& LastHeartbeat(CPortivo& Lock) { return Lock.m_tLastHeartbeat; }
+    static CQXString& ProgrammingCode(CPortivo& Lock) { return Lock.m_sProgrammingCode; }
+    static CQXString& SerialNumber(CPortivo& Lock) { return Lock.m_sSerialNumber; }
+    static CQXTimer& WorkingTimer(CPortivo& Lock) { return Lock.m_tmrWorking; }
+    static int& WriteStatePending(CPortivo& Lock) { return Lock.m_bWriteStatePending; }
+    static CQXTimer& WriteStateTimer(CPortivo& Lock) { return Lock.m_tmrWriteState; }
+    static void LockState(CPortivo& Lock, int iState) { Lock.LockState(iState); }
+};
+
+namespace support
+{
+
+/// Forwards to the development host's system and notes in the journal what the driver asks of it.
+class JournalledSystem : public CSystem
+{
+public:
+    JournalledSystem(devhost::System& System, Journal& Effects) : m_System(System), m_Journal(Effects) {}
+
+    int NBridges() override { return m_System.NBridges(); }
+    CBridge* Bridge(int i) override { return m_System.Bridge(i); }
+    int NDoorLock(COMPONENT_FILTER_TYPE eFilter) override { return m_System.NDoorLock(eFilter); }
+    CDoorLock* DoorLock(int i) override { return m_System.DoorLock(i); }
+    CSystemFamily* FamilyByFamily(int iFamily) override { return m_System.FamilyByFamily(iFamily); }
+    void NotifyWrite() override;
+    void NotifyConfigChanged(const char* pSource, int iLine) override;
+    void NotifyInterfaceChanged() override;
+    CQXString GetOAuthState(unsigned uBridgeID) override;
+    void OnSystemExit1(const char* pSource, int iLine, int iReserved) override;
+    void OnSystemInit() override;
+    void OnPostSystemInit() override;
+
+    std::string
+        FixedOAuthState; ///< when set, what the driver is given as state: addresses become predictable
+
+private:
+    devhost::System& m_System;
+    Journal& m_Journal;
+};
+
+/// Moves the clock instead of sleeping.
+class ClockSleeper : public devhost::Sleeper
+{
+public:
+    ClockSleeper(ManualClock& Clock, Journal& Effects) : m_Clock(Clock), m_Journal(Effects) {}
+    void Sleep(std::chrono::milliseconds Time) override;
+
+    std::function<void()> OnPass; ///< called after each pause of 100 ms, the length of a worker's pass
+
+private:
+    ManualClock& m_Clock;
+    Journal& m_Journal;
+};
+
+/// Base of the driver's tests: one system without threads. A report that the test did not take fails it.
+class DriverTest : public ::testing::Test
+{
+protected:
+    /// @param pStore configuration to start from; null: none
+    explicit DriverTest(std::string StoredConfiguration = {});
+    ~DriverTest() override;
+    void TearDown() override;
+
+    /// Adds an account through the host; it has no tokens. Effects of this are taken out of the journal.
+    CVestaraInterface& AddAccount();
+    /// Adds an account with tokens "access-1"/"refresh-1" and the location "loc-1" ("Lake House").
+    CVestaraInterface& AddReadyAccount();
+    /// Installs a lock under the account; effects are taken out of the journal.
+    CPortivo& AddLock(CVestaraInterface& Account, const char* DeviceID, const char* Name);
+
+    /// Runs the worker's loop for a number of passes on this thread.
+    void RunWorker(CVestaraInterface& Account, int Passes);
+    /// Sends the next queued command as the worker's turn would. @return SendCommand's result, -1 for none.
+    int SendNext(CVestaraInterface& Account);
+    /// Hands a reply to a command as the send cycle does and processes it. @return ProcessResponse's result.
+    int Process(CVestaraInterface& Account, CommandID Command, const std::string& Json,
+                const char* LocationID = "", const char* DeviceID = "", const char* UserID = "",
+                VestaraMethod Method = METHOD_READ);
+
+    /// "METHOD COMMAND location|device|user|access" of each queued command, which stay queued.
+    std::vector<std::string> Queued(CVestaraInterface& Account);
+    std::size_t DropQueued(CVestaraInterface& Account);
+    static CVestaraInterfaceProbe Probe(CVestaraInterface& Account)
+    {
+        return CVestaraInterfaceProbe(Account);
+    }
+
+    ManualClock m_Clock;
+    Journal m_Journal;
+    ScriptedCloud m_Cloud;
+    ClockSleeper m_Sleeper{m_Clock, m_Journal};
+    devhost::MemoryStore m_Store;
+    std::unique_ptr<devhost::System> m_pSystem;
+    std::unique_ptr<JournalledSystem> m_pJournalled;
+};
+
+/// The driver's entry points as the linked-in objects offer them.
+devhost::PluginEntryPoints DriverEntryPoints();
+
+/// A tree of the framework's own parser; fails the test when the text is no JSON.
+std::unique_ptr<CJSONObject> ParseJson(const std::string& Text);
+
+} // namespace support
