@@ -58,6 +58,9 @@ HttpReplyReader::State HttpReplyReader::Feed(std::string_view Bytes)
 void HttpReplyReader::CheckHead()
 {
     m_bHeadChecked = true;
+    // The parser measures a head only while it is incomplete.
+    if (m_Head.size() > kMaxHeadBytes)
+        return Fail("the head is too long");
     const auto& Reply = m_Parser->get();
     if (Reply.version() != 10 && Reply.version() != 11)
         return Fail("unknown HTTP version");

@@ -150,7 +150,8 @@ bool TreeBuilder::Close()
 
 std::unique_ptr<CJSONObject> ParseJson(std::string_view Text)
 {
-    if (Text.size() > kMaxJsonBytes)
+    // The parser takes a NUL for the end and would not see what follows; no JSON text has one unescaped.
+    if (Text.size() > kMaxJsonBytes || Text.find('\0') != std::string_view::npos)
         return nullptr;
     TreeBuilder Builder;
     if (!nlohmann::json::sax_parse(Text, &Builder))

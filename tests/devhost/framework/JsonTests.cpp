@@ -1,0 +1,168 @@
+#include "FrameworkParts.h"
+
+#include "devhost/framework/JSONParser.h"
+#include "host/JSON.h"
+#include "host/Trace.h"
+
+#include <gtest/gtest.h>
+
+namespace
+{
+
+using devhost::ParseJson;
+
+std::string Written(const CJSONObject& Node)
+{
+    CHTTPBuf Buffer(0);
+    Node.Write(&Buffer, 1, JSON_WRITE_COMPACT);
+    return Buffer.Data();
+}
+
+// The text after parsing and writing; "no JSON" when it is not taken.
+std::string RoundTrip(std::string_view Text)
+{
+    const auto pTree = ParseJson(Text);
+    return pTree ? Written(*pTree) : "no JSON";
+}
+
+TEST(Json, WhatIsParsedIsWrittenAsItCame)
+{
+    using namespace std::string_view_literals;
+    const struct {
+        std::string_view Text, Result;
+    } kRows[] = {
+        {"{}", "{}"},
+        {" [ 1 , \"a\" , true , false , null , { } ] ", "[1,\"a\",true,false,null,{}]"},
+        {"{\"b\":1,\"a\":{\"b\":[2]}}", "{\"b\":1,\"a\":{\"b\":[2]}}"},
+        // Numbers keep their spelling.
+        {"[0,-0,-1,1E5,12.50,1e-2,18446744073709551616,-9223372036854775809]",
+         "[0,-0,-1,1E5,12.50,1e-2,18446744073709551616,-9223372036854775809]"},
+        {"[9007199254740993,-9223372036854775808]", "[9007199254740993,-9223372036854775808]"},
+        // Of equal keys the first one stays, with all that is below it, also in large objects.
+        {"{\"a\":1,\"b\":2,\"a\":{\"c\":[1,{}]},\"d\":3}", "{\"a\":1,\"b\":2,\"d\":3}"},
+        {"{\"a\":{\"x\":1},\"a\":{\"y\":1},\"A\":2}", "{\"a\":{\"x\":1},\"A\":2}"},
+        {"[\"\\u00e4\\ud83d\\udd12\\n\\\"\\\\\\/\"]", "[\"\xC3\xA4\xF0\x9F\x94\x92\\n\\\"\\\\/\"]"},
+        {"[\"a\\u0000b\",{\"k\\u0000\":1}]", "[\"a\xEF\xBF\xBD"
+                                             "b\",{\"k\xEF\xBF\xBD\":1}]"},
+        {"\"text\"", "\"text\""},
+        {"5", "5"},
+        {"", "no JSON"},
+        {"   ", "no JSON"},
+        {"{\"a\":1} x", "no JSON"},
+        {"{\"a\":1", "no JSON"},
+        {"{'a':1}", "no JSON"},
+        {"[01]", "no JSON"},
+        {"[\"\xFF\"]", "no JSON"},
+        {"[\"\\ud800\"]", "no JSON"},
+        {"[1e999]", "no JSON"},
+        {"<html>", "no JSON"},
+        {"[1]\0"sv, "no JSON"},
+    };
+    for (const auto& Row : kRows)
+        EXPECT_EQ(RoundTrip(Row.Text), Row.Result) << Row.Text;
+}
+
+TEST(Json, FirstOfEqualKeysStaysInALargeObject)
+{
+    std::string Text = "{";
+    for (int i = 0; i < 100; ++i)
+        Text += "\"k" + std::to_string(i % 60) + "\":" + std::to_string(i) + ",";
+    Text.back() = '}';
+    const auto pTree = ParseJson(Text);
+    ASSERT_TRUE(pTree);
+    EXPECT_EQ(pTree->NObjects(), 60);
+    CQXString sValue;
+    EXPECT_TRUE(pTree->FindString("k39", &sValue, 1));
+    EXPECT_STREQ(sValue, "39");
+}
+
+TEST(Json, BoundsAreExact)
+{
+    const auto Nested = [](std::size_t n) { return std::string(n, '[') + std::string(n, ']'); };
+    EXPECT_TRUE(ParseJson(Nested(devhost::kMaxJsonDepth)));
+    EXPECT_FALSE(ParseJson(Nested(devhost::kMaxJsonDepth + 1)));
+    EXPECT_FALSE(ParseJson(std::string(1000000, '[')));
+
+    const auto Flat = [](std::size_t nNodes) {
+        std::string Text = "[";
+        for (std::size_t i = 1; i < nNodes; ++i)
+            Text += "0,";
+        Text.back() = ']';
+        return Text;
+    };
+    EXPECT_TRUE(ParseJson(Flat(devhost::kMaxJsonNodes)));
+    EXPECT_FALSE(ParseJson(Flat(devhost::kMaxJsonNodes + 1)));
+
+    std::string Large = "[\"" + std::string(devhost::kMaxJsonBytes - 4, 'x') + "\"]";
+    EXPECT_TRUE(ParseJson(Large));
+    EXPECT_FALSE(ParseJson(Large + " "));
+}
+
+TEST(Json, SearchesTheSubtreeDepthFirst)
+{
+    const auto pTree = ParseJson(R"({"data":[{"id":"deep","name":{"x":true}},{"name":null,"n":1E5}],)"
+                                 R"("id":"late","empty":"","list":[1],"name":"last"})");
+    ASSERT_TRUE(pTree);
+    const struct {
+        const char* pKey;
+        int iContext;
+        const char* pFound; // null: not found
+    } kRows[] = {
+        {"id", 1, "deep"},  {"id", 0, "late"}, {"name", 1, "null"}, // the object of this key is no text
+        {"x", 1, "true"},   {"n", 1, "1E5"},   {"empty", 1, ""},      {"list", 1, nullptr},
+        {"Id", 1, nullptr}, {"i", 1, nullptr}, {nullptr, 1, nullptr},
+    };
+    for (const auto& Row : kRows) {
+        CQXString sValue("unchanged");
+        EXPECT_EQ(pTree->FindString(Row.pKey, &sValue, Row.iContext), Row.pFound ? 1 : 0) << Row.pKey;
+        EXPECT_STREQ(sValue, Row.pFound ? Row.pFound : "unchanged") << Row.pKey;
+    }
+    CJSONObject* pData = pTree->FindNode("data", 1);
+    ASSERT_TRUE(pData);
+    EXPECT_EQ(pData->NObjects(), 2);
+    EXPECT_EQ(pData->Object(2), nullptr);
+    EXPECT_EQ(pData->Object(-1), nullptr);
+    EXPECT_EQ(pData->FindNode("data", 1), nullptr); // the node itself does not count
+    EXPECT_EQ(pTree->FindNode("name", 1)->Kind(), CJSONObject::KIND_OBJECT);
+}
+
+TEST(Json, WritesTextsEscaped)
+{
+    CJSONObject Root(0);
+    Root.AddObjectString("type", "access_user");
+    CJSONObject* pInner = Root.AddObjectStruct("attributes");
+    pInner->AddObjectString("name", "O\"Neil\\ \x01\x1f\r\n\xC3\xA4 100%");
+    pInner->AddObjectString("bad", "\xFF"
+                                   "a\xC3");
+    pInner->AddObjectString("none", nullptr);
+    const std::string Expected = "{\"type\":\"access_user\",\"attributes\":{\"name\":"
+                                 "\"O\\\"Neil\\\\ \\u0001\\u001f\\r\\n\xC3\xA4 100%\","
+                                 "\"bad\":\"\xEF\xBF\xBD"
+                                 "a\xEF\xBF\xBD\",\"none\":\"\"}}";
+    EXPECT_EQ(Written(Root), Expected);
+    const std::unique_ptr<CJSONObject> pCopy(Root.CreateCopy());
+    pInner->AddObjectString("later", "x");
+    EXPECT_EQ(Written(*pCopy), Expected);
+}
+
+TEST(Json, TraceHidesSecretsAndAsksTheSwitch)
+{
+    const FrameworkGuard Guard;
+    RecordingSink Sink;
+    devhost::TheFramework().pDiagnostics = &Sink;
+    const auto pTree =
+        ParseJson(R"({"name":"Ann","pin":"1234","a":[{"programming_code":5,"code":{"x":1}}],)"
+                  R"("access_token":"t","refresh_token":"r","client_secret":"s","pins":"%s"})");
+    CTraceProducer Producer;
+    Producer.TraceName("p");
+    pTree->Trace(&Producer);
+    pTree->Trace(nullptr);
+    Producer.TraceEnabled(1);
+    pTree->Trace(&Producer);
+    EXPECT_EQ(Sink.Lines(),
+              std::vector<std::string>{R"(p|{"name":"Ann","pin":"***","a":[{"programming_code":"***",)"
+                                       R"("code":"***"}],"access_token":"***","refresh_token":"***",)"
+                                       R"("client_secret":"***","pins":"%s"})"});
+}
+
+} // namespace
