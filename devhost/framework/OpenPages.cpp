@@ -24,6 +24,12 @@ std::shared_ptr<PropertyPage> OpenPages::Find(unsigned BridgeID)
     return Found->second.pPage;
 }
 
+std::shared_ptr<PropertyPage> OpenPages::Peek(unsigned BridgeID) const
+{
+    const auto Found = m_Pages.find(BridgeID);
+    return Found == m_Pages.end() ? nullptr : Found->second.pPage;
+}
+
 void OpenPages::MarkChanged()
 {
     for (auto& [ID, Page] : m_Pages)

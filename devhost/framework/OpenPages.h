@@ -30,6 +30,8 @@ public:
     std::shared_ptr<PropertyPage> Open(unsigned BridgeID, CDeviceInterface& Interface);
     /// The open page; null when there is none. Asking keeps it open.
     std::shared_ptr<PropertyPage> Find(unsigned BridgeID);
+    /// The same without keeping it open.
+    std::shared_ptr<PropertyPage> Peek(unsigned BridgeID) const;
     void Close(unsigned BridgeID) { m_Pages.erase(BridgeID); }
 
     /// Notes that every open page is to be built again.

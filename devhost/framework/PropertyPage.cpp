@@ -10,12 +10,6 @@ namespace devhost
 namespace
 {
 
-bool IsReadOnly(const CSystemProperty& Property)
-{
-    // Bit 0 of a property's flags marks a line that is only shown, like a status.
-    return (Property.AttribBits() & kAttribReadOnly) || (Property.Flags() & 1);
-}
-
 bool HasChoice(const CSystemProperty& Property, int Index)
 {
     return std::any_of(Property.Choices().begin(), Property.Choices().end(),
@@ -23,6 +17,11 @@ bool HasChoice(const CSystemProperty& Property, int Index)
 }
 
 } // namespace
+
+bool PropertyPage::IsReadOnly(const CSystemProperty& Property)
+{
+    return (Property.AttribBits() & kAttribReadOnly) || (Property.Flags() & 1);
+}
 
 void PropertyPage::Build(CDeviceInterface& Interface)
 {

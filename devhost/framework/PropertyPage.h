@@ -36,6 +36,8 @@ public:
     /// @return what is wrong, for people; nothing when the values were stored.
     std::optional<std::string> Store(CDeviceInterface& Interface, const Values& NewValues);
 
+    /// Bit 0 of a property's flags marks a line that is only shown, like a status.
+    static bool IsReadOnly(const CSystemProperty& Property);
     bool HasAction(int Action) const;
     CPropertySet& Set() { return m_Set; }
     const CPropertySet& Set() const { return m_Set; }

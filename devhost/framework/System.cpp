@@ -280,14 +280,16 @@ bool System::Holds(const CSystemComponent* pComponent) const
                        [&](const auto& pFamily) { return pFamily->Contains(pComponent); });
 }
 
-int System::AnnounceUserSlot(int Slot)
+int System::AnnounceUserSlot(int Slot, const CDoorLock* pOnly)
 {
     int nHandled = 0;
     for (CSystemComponent* pComponent : Components()) {
         auto* pLock = dynamic_cast<CDoorLock*>(pComponent);
+        if (!pLock || (pOnly && pLock != pOnly))
+            continue;
         // Slots go to installed locks only: one without a bridge has no cloud to send them to.
         const auto* pClient = dynamic_cast<CBridgeClient*>(pComponent);
-        if (pLock && (!pClient || pClient->Bridge()))
+        if (!pClient || pClient->Bridge())
             nHandled += pLock->SendHardwareSlotConfig(Slot, nullptr);
     }
     return nHandled;

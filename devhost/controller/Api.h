@@ -1,0 +1,89 @@
+#pragma once
+// Requests and replies of the configurator, apart from their transport.
+
+#include <nlohmann/json.hpp>
+
+#include <functional>
+#include <map>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace devhost
+{
+
+/// A request whose transport was checked.
+struct ApiRequest {
+    std::string Method;
+    std::string Path;                         ///< without the query, not decoded
+    std::map<std::string, std::string> Query; ///< decoded
+    std::string Body;
+    bool DuplicateQuery = false; ///< a name occurs twice in the query; the first value was taken
+
+    /// The value of a query parameter; empty when it is not there.
+    std::string Parameter(const std::string& Name) const;
+};
+
+struct ApiResponse {
+    int Status = 200;
+    std::string ContentType = "application/json";
+    std::string Body;
+    std::string Allow; ///< for status 405
+};
+
+/// A request that cannot be served: an HTTP status, a short code for programs and a sentence for people.
+class ApiError : public std::runtime_error
+{
+public:
+    ApiError(int HttpStatus, std::string ErrorCode, const std::string& Message)
+        : std::runtime_error(Message), Status(HttpStatus), Code(std::move(ErrorCode))
+    {
+    }
+    int Status;
+    std::string Code;
+};
+
+/// The reply for an error: {"error":{"code","message"}}.
+ApiResponse ErrorResponse(int Status, const std::string& Code, const std::string& Message);
+
+/// Text of a JSON value; bytes that are no UTF-8 come out as replacement characters.
+std::string Text(const nlohmann::json& Value);
+
+/// Takes a request target apart. @return nothing when an escape in the query is malformed.
+std::optional<ApiRequest> ParseTarget(std::string_view Target);
+
+/// What a handler gets: the request, the values of the placeholders in its path, and the parsed body.
+struct ApiCall {
+    const ApiRequest& Request;
+    std::map<std::string, std::string> Path;
+    nlohmann::json Body; ///< an object for PUT and POST (empty without a body), null otherwise
+
+    /// A placeholder as a number from 0 to 2^31-1. @throws ApiError 404 when it is none.
+    int Number(const std::string& Name) const;
+    /// Whether secrets were asked for with ?secrets=1.
+    bool Secrets() const { return Request.Parameter("secrets") == "1"; }
+};
+
+using ApiHandler = std::function<nlohmann::json(const ApiCall&)>;
+
+/// Routes by method and path pattern, for example "/api/v1/locks/{id}". Filled once, then read by any thread.
+class ApiRouter
+{
+public:
+    void Add(std::string Method, std::string Pattern, ApiHandler Handler);
+    /// Finds the route and calls its handler. Every error becomes a reply: 404 for an unknown path, 405 for
+    /// another method, 400 for a body that is no JSON object, what the handler threw, and 500 otherwise.
+    ApiResponse Serve(const ApiRequest& Request) const;
+
+private:
+    struct Route {
+        std::string Method;
+        std::vector<std::string> Pattern;
+        ApiHandler Handler;
+    };
+    std::vector<Route> m_Routes;
+};
+
+} // namespace devhost

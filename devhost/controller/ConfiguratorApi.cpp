@@ -1,0 +1,377 @@
+// The configurator's routes for accounts, locks, users and the system itself. Pages and actions are
+// PageRoutes.cpp's, the OAuth redirect is OAuthRedirect.cpp's.
+
+#include "devhost/controller/ConfiguratorApi.h"
+
+#include "devhost/controller/RequestGuard.h"
+
+#include <charconv>
+
+namespace devhost
+{
+
+namespace
+{
+
+using nlohmann::json;
+
+// Host commands of a door lock.
+constexpr int kCommandLock = 1270;
+constexpr int kCommandUnlock = 1271;
+
+constexpr std::uint32_t kMasterBelievedMs = 60000;
+
+json Done()
+{
+    return {{"ok", true}};
+}
+
+std::string TextMember(const json& Body, const char* pName, const std::string& Default)
+{
+    const auto Found = Body.find(pName);
+    if (Found == Body.end())
+        return Default;
+    if (!Found->is_string())
+        throw ApiError(400, "bad_body", std::string("\"") + pName + "\" must be a text");
+    return Found->get<std::string>();
+}
+
+bool FlagMember(const json& Body, const char* pName)
+{
+    const auto Found = Body.find(pName);
+    if (Found == Body.end() || !Found->is_boolean())
+        throw ApiError(400, "bad_body", std::string("\"") + pName + "\" must be true or false");
+    return Found->get<bool>();
+}
+
+std::uint64_t NumberParameter(const ApiCall& Call, const char* pName, std::uint64_t Default)
+{
+    const std::string Digits = Call.Request.Parameter(pName);
+    if (Digits.empty())
+        return Default;
+    std::uint64_t Value = 0;
+    const auto [pEnd, Error] = std::from_chars(Digits.data(), Digits.data() + Digits.size(), Value);
+    if (Error != std::errc() || pEnd != Digits.data() + Digits.size())
+        throw ApiError(400, "bad_parameter", std::string(pName) + " must be a number");
+    return Value;
+}
+
+} // namespace
+
+ConfiguratorApi::ConfiguratorApi(System& Host, Options Parts) : m_System(Host), m_Options(std::move(Parts))
+{
+    AddInterfaceRoutes();
+    AddPageRoutes();
+    AddLockRoutes();
+    AddUserRoutes();
+    AddSystemRoutes();
+}
+
+ApiResponse ConfiguratorApi::Serve(const ApiRequest& Request)
+{
+    if (Request.Path == kRedirectPath && Request.Method == "GET")
+        return OAuthRedirect(Request);
+    return m_Router.Serve(Request);
+}
+
+CNetworkBridge& ConfiguratorApi::Bridge(const ApiCall& Call)
+{
+    CNetworkBridge* pBridge = m_System.BridgeByID(static_cast<unsigned>(Call.Number("id")));
+    if (!pBridge)
+        throw ApiError(404, "not_found", "there is no interface " + Call.Path.at("id"));
+    return *pBridge;
+}
+
+CDoorLock& ConfiguratorApi::Lock(const ApiCall& Call)
+{
+    CDoorLock* pLock = m_System.LockByID(static_cast<unsigned>(Call.Number("id")));
+    if (!pLock)
+        throw ApiError(404, "not_found", "there is no lock " + Call.Path.at("id"));
+    return *pLock;
+}
+
+json ConfiguratorApi::InterfaceWithMaster(CNetworkBridge& Shown)
+{
+    const auto Known = m_Masters.find(Shown.ID());
+    if (Known == m_Masters.end() || Known->second.Since.QXTickCount() > kMasterBelievedMs) {
+        // Only a master's page offers to authorise. This page is not kept open, so that no notice builds it.
+        PropertyPage Page;
+        Page.Build(*Shown.DeviceInterface());
+        m_Masters[Shown.ID()] = {Page.HasAction(kActionAuthorise), {}};
+    }
+    json Result = InterfaceJson(m_System, Shown);
+    Result["master"] = m_Masters.at(Shown.ID()).IsMaster;
+    return Result;
+}
+
+void ConfiguratorApi::AddInterfaceRoutes()
+{
+    m_Router.Add("GET", "/api/v1/interfaces", [this](const ApiCall&) {
+        json Interfaces = json::array();
+        for (int i = 0; i < m_System.NBridges(); ++i)
+            Interfaces.push_back(InterfaceWithMaster(*m_System.BridgeByID(m_System.Bridge(i)->ID())));
+        return json{{"interfaces", Interfaces}};
+    });
+    m_Router.Add("POST", "/api/v1/interfaces", [this](const ApiCall& Call) {
+        const auto Definitions = m_System.InterfaceDefinitions();
+        if (Definitions.empty())
+            throw ApiError(409, "no_definition", "the library offers no interface");
+        const int Type = Call.Body.value("type", Definitions.front()->Type());
+        const CNetworkBridge* pAdded = m_System.AddInterface(Type);
+        if (!pAdded)
+            throw ApiError(400, "bad_type",
+                           "the library offers no interface of type " + std::to_string(Type));
+        m_Masters.clear();
+        return InterfaceWithMaster(*m_System.BridgeByID(pAdded->ID()));
+    });
+    m_Router.Add("GET", "/api/v1/interfaces/{id}",
+                 [this](const ApiCall& Call) { return InterfaceWithMaster(Bridge(Call)); });
+    m_Router.Add("DELETE", "/api/v1/interfaces/{id}", [this](const ApiCall& Call) {
+        const unsigned ID = Bridge(Call).ID();
+        m_System.RemoveInterface(ID);
+        m_ExtendedPages.erase(ID);
+        m_Masters.clear();
+        return Done();
+    });
+    m_Router.Add("POST", "/api/v1/interfaces/{id}/discover", [this](const ApiCall& Call) {
+        Interface(Call).Discover();
+        return Done();
+    });
+    m_Router.Add("GET", "/api/v1/counters", [this](const ApiCall&) {
+        json Counters = json::object();
+        for (int i = 0; i < m_System.NBridges(); ++i) {
+            const unsigned ID = m_System.Bridge(i)->ID();
+            Counters[std::to_string(ID)] = CountersJson(*m_System.BridgeByID(ID));
+        }
+        return json{{"counters", Counters}};
+    });
+}
+
+void ConfiguratorApi::AddLockRoutes()
+{
+    m_Router.Add("GET", "/api/v1/locks", [this](const ApiCall&) {
+        json Locks = json::array();
+        for (int i = 0; i < m_System.NDoorLock(COMPONENT_FILTER_ALL); ++i)
+            Locks.push_back(LockJson(*m_System.DoorLock(i)));
+        return json{{"locks", Locks}};
+    });
+    m_Router.Add("GET", "/api/v1/locks/{id}", [this](const ApiCall& Call) { return LockJson(Lock(Call)); });
+    m_Router.Add("POST", "/api/v1/locks/{id}/commands",
+                 [this](const ApiCall& Call) { return RunCommand(Call); });
+    m_Router.Add("GET", "/api/v1/locks/{id}/status-page", [this](const ApiCall& Call) {
+        CQXMSG Message;
+        Lock(Call).GetExtendedConfig(&Message);
+        return json{{"items", MessageJson(Message, Call.Secrets())}};
+    });
+    m_Router.Add("PUT", "/api/v1/locks/{id}/status-page",
+                 [this](const ApiCall& Call) { return StoreStatusPage(Call); });
+    m_Router.Add("PUT", "/api/v1/locks/{id}/users/{user}",
+                 [this](const ApiCall& Call) { return EnableUser(Call); });
+}
+
+json ConfiguratorApi::RunCommand(const ApiCall& Call)
+{
+    CDoorLock& Target = Lock(Call);
+    const std::string Command = TextMember(Call.Body, "command", "");
+    if (Command != "lock" && Command != "unlock")
+        throw ApiError(400, "bad_command", "\"command\" must be \"lock\" or \"unlock\"");
+    int User = 0;
+    if (Command == "unlock") {
+        // Users are numbered from one, and a number above the slots would be credited to nobody.
+        const auto Given = Call.Body.find("user");
+        if (Given == Call.Body.end() || !Given->is_number_unsigned() || Given->get<std::uint64_t>() < 1 ||
+            Given->get<std::uint64_t>() > SecurityServer::kSlots)
+            throw ApiError(400, "bad_user", "\"user\" must be a user's number from 1 to 30");
+        User = Given->get<int>();
+    }
+    if (!Target.ExecuteCommand(Command == "lock" ? kCommandLock : kCommandUnlock, User))
+        throw ApiError(409, "refused",
+                       "the lock did not take the command: it is already so, or has no account");
+    return LockJson(Target);
+}
+
+json ConfiguratorApi::StoreStatusPage(const ApiCall& Call)
+{
+    CDoorLock& Target = Lock(Call);
+    CQXMSG Current;
+    Target.GetExtendedConfig(&Current);
+    if (Current.Items().empty())
+        throw ApiError(409, "no_page", "this lock has no page");
+    const json& Items = Call.Body.at("items");
+    CQXMSG Message;
+    for (const json& Item : Items) {
+        if (Item.size() == 1 && Item.contains("string") && Item["string"].is_string())
+            Message.PutString(Item["string"].get<std::string>().c_str());
+        else if (Item.size() == 1 && Item.contains("int") && Item["int"].is_number_integer())
+            Message.PutInt(Item["int"].get<int>());
+        else
+            throw ApiError(400, "bad_body", "an item is {\"string\":\"...\"} or {\"int\":0}");
+    }
+    // What comes back is the values of the page's three display rows and its two selections; a driver reads
+    // without looking, so nothing may be missing.
+    const auto& Sent = Message.Items();
+    bool bShape = Sent.size() == 5;
+    for (std::size_t i = 0; bShape && i < 5; ++i)
+        bShape = (std::get_if<CQXString>(&Sent[i]) != nullptr) == (i < 3) &&
+                 (i < 3 || std::get<int>(Sent[i]) >= 0);
+    if (!bShape)
+        throw ApiError(400, "bad_body", "a page is three texts and two entry numbers");
+    Target.SetExtendedConfig(&Message);
+    m_System.MarkLockChanged(Target.ID());
+    return Done();
+}
+
+json ConfiguratorApi::EnableUser(const ApiCall& Call)
+{
+    CDoorLock& Target = Lock(Call);
+    const int User = Call.Number("user");
+    if (User < 1 || User > SecurityServer::kSlots)
+        throw ApiError(404, "not_found", "users have the numbers 1 to 30");
+    const bool bEnabled = FlagMember(Call.Body, "enabled");
+    Target.EnableUser(User, bEnabled);
+    m_System.NotifyWrite();
+    m_System.MarkLockChanged(Target.ID());
+    const int nHandled = m_System.AnnounceUserSlot(User - 1, &Target);
+    return {{"enabled", bEnabled}, {"handled", nHandled != 0}};
+}
+
+void ConfiguratorApi::AddUserRoutes()
+{
+    m_Router.Add("GET", "/api/v1/users", [this](const ApiCall& Call) {
+        json Users = json::array();
+        for (int Slot = 0; Slot < SecurityServer::kSlots; ++Slot) {
+            if (const CUser* pUser = m_System.Security().GetUserAtDoorLockSlot(Slot))
+                Users.push_back(UserJson(Slot, *pUser, Call.Secrets()));
+        }
+        return json{{"users", Users}};
+    });
+    m_Router.Add("GET", "/api/v1/users/{slot}", [this](const ApiCall& Call) {
+        const CUser* pUser = m_System.Security().GetUserAtDoorLockSlot(Call.Number("slot"));
+        if (!pUser)
+            throw ApiError(404, "not_found", "there is no user at slot " + Call.Path.at("slot"));
+        return UserJson(Call.Number("slot"), *pUser, Call.Secrets());
+    });
+    m_Router.Add("PUT", "/api/v1/users/{slot}", [this](const ApiCall& Call) { return StoreUser(Call); });
+    m_Router.Add("DELETE", "/api/v1/users/{slot}", [this](const ApiCall& Call) { return DeleteUser(Call); });
+}
+
+json ConfiguratorApi::StoreUser(const ApiCall& Call)
+{
+    const int Slot = Call.Number("slot");
+    if (Slot >= SecurityServer::kSlots)
+        throw ApiError(404, "not_found", "slots have the numbers 0 to 29");
+    // A change may leave out what stays, above all the PIN, which a reader is not shown.
+    const CUser* pOld = m_System.Security().GetUserAtDoorLockSlot(Slot);
+    const auto Old = [&](CQXString Value) { return std::string(static_cast<char*>(Value)); };
+    UserData User;
+    User.Name = TextMember(Call.Body, "name", pOld ? Old(pOld->Name()) : "");
+    User.Email = TextMember(Call.Body, "email", pOld ? Old(pOld->Email()) : "");
+    User.Pin = TextMember(Call.Body, "pin", pOld ? Old(pOld->PIN_DoorLock()) : "");
+    if (const auto Fault = m_System.Security().SetUser(Slot, User))
+        throw ApiError(400, "bad_user", *Fault);
+    if (m_Options.UsersChanged)
+        m_Options.UsersChanged();
+    m_System.NotifyWrite();
+    const int nHandled = m_System.AnnounceUserSlot(Slot);
+    json Result = UserJson(Slot, *m_System.Security().GetUserAtDoorLockSlot(Slot), Call.Secrets());
+    Result["locks_handled"] = nHandled;
+    return Result;
+}
+
+json ConfiguratorApi::DeleteUser(const ApiCall& Call)
+{
+    const int Slot = Call.Number("slot");
+    if (!m_System.Security().DeleteUser(Slot))
+        throw ApiError(404, "not_found", "there is no user at slot " + Call.Path.at("slot"));
+    m_System.NotifyWrite();
+    const int nHandled = m_System.AnnounceUserSlot(Slot);
+    // Whoever gets the slot next must not come into the rights of its last user.
+    for (int i = 0; i < m_System.NDoorLock(COMPONENT_FILTER_ALL); ++i)
+        m_System.DoorLock(i)->EnableUser(Slot + 1, 0);
+    if (m_Options.UsersChanged)
+        m_Options.UsersChanged();
+    return {{"ok", true}, {"locks_handled", nHandled}};
+}
+
+json ConfiguratorApi::Status()
+{
+    json Definitions = json::array();
+    for (const auto* pDefinition : m_System.InterfaceDefinitions())
+        Definitions.push_back({{"kind", "interface"},
+                               {"type", pDefinition->Type()},
+                               {"name", static_cast<char*>(pDefinition->Name())}});
+    for (const auto& [Family, pDefinition] : m_System.ComponentDefinitions())
+        Definitions.push_back({{"kind", "component"},
+                               {"family", Family},
+                               {"type", pDefinition->Type()},
+                               {"name", static_cast<char*>(pDefinition->Name())}});
+    return {{"driver_loaded", true},
+            {"library", m_Options.LibraryPath},
+            {"signature", m_Options.Signature},
+            {"definitions", Definitions},
+            {"uptime_seconds", m_SinceStart.QXTickCount() / 1000},
+            {"listen", m_Options.Listen},
+            {"trace", m_System.Traces().Default()},
+            {"idle_calls", m_System.IdleCallsOn()},
+            {"restarts", m_System.Restarts()},
+            {"save", SaveJson(m_System.Saving())}};
+}
+
+json ConfiguratorApi::Traces(const ApiCall& Call)
+{
+    const std::uint64_t Since = NumberParameter(Call, "since", 0);
+    const std::uint64_t Limit = std::min<std::uint64_t>(NumberParameter(Call, "limit", 500), 2000);
+    json Lines = json::array();
+    std::uint64_t Last = Since;
+    if (m_Options.pLog) {
+        for (const LogEntry& Entry : m_Options.pLog->EntriesSince(Since, Limit)) {
+            Last = Entry.uSequence;
+            Lines.push_back(LogEntryJson(Entry));
+        }
+    }
+    return {{"traces", Lines}, {"last", Last}};
+}
+
+void ConfiguratorApi::AddSystemRoutes()
+{
+    m_Router.Add("GET", "/api/v1/status", [this](const ApiCall&) { return Status(); });
+    m_Router.Add("GET", "/api/v1/traces", [this](const ApiCall& Call) { return Traces(Call); });
+    const auto ShowSwitches = [this] {
+        json Switches = json::object();
+        for (const CTraceProducer* pProducer : m_System.TraceProducers())
+            Switches[static_cast<char*>(pProducer->TraceName())] = pProducer->TraceEnabled() != 0;
+        return json{{"switches", Switches}, {"default", m_System.Traces().Default()}};
+    };
+    m_Router.Add("GET", "/api/v1/trace-switches", [=](const ApiCall&) { return ShowSwitches(); });
+    m_Router.Add("PUT", "/api/v1/trace-switches", [=, this](const ApiCall& Call) {
+        for (const auto& [Name, Value] : Call.Body.items()) {
+            if (!Value.is_boolean())
+                throw ApiError(400, "bad_body", "a switch is true or false");
+        }
+        for (const auto& [Name, Value] : Call.Body.items()) {
+            // "*" stands for every producer, those to come included.
+            if (Name == "*")
+                m_System.SetTraceAll(Value.get<bool>());
+            else
+                m_System.SetTrace(Name, Value.get<bool>());
+        }
+        return ShowSwitches();
+    });
+    m_Router.Add("POST", "/api/v1/save", [this](const ApiCall&) {
+        if (const std::string Error = m_System.Save(); !Error.empty())
+            throw ApiError(500, "not_saved", Error);
+        return SaveJson(m_System.Saving());
+    });
+    m_Router.Add("POST", "/api/v1/restart", [this](const ApiCall&) {
+        m_System.OnSystemExit1("configurator", 1, 0);
+        m_System.OnSystemInit();
+        m_System.OnPostSystemInit();
+        return json{{"restarts", m_System.Restarts()}};
+    });
+    m_Router.Add("POST", "/api/v1/shutdown", [this](const ApiCall&) {
+        m_Options.Shutdown();
+        return Done();
+    });
+}
+
+} // namespace devhost

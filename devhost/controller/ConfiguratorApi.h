@@ -1,0 +1,73 @@
+#pragma once
+// The routes of the configurator.
+
+#include "devhost/controller/Api.h"
+#include "devhost/controller/StateJson.h"
+
+#include <functional>
+#include <map>
+#include <string>
+
+namespace devhost
+{
+
+/// Serves the configurator's requests from the system's state. Host thread; the system outlives it.
+class ConfiguratorApi
+{
+public:
+    struct Options {
+        std::string LibraryPath;
+        std::string Signature;
+        std::string Listen;                 ///< "http://127.0.0.1:PORT"
+        std::string AuthorizeBase;          ///< where a browser reaches the cloud's OAuth host; may be empty
+        DiagnosticLog* pLog = nullptr;      ///< null: no traces are shown
+        std::function<void()> Shutdown;     ///< asks the program to end
+        std::function<void()> UsersChanged; ///< after a user was stored or deleted; may be empty
+    };
+
+    ConfiguratorApi(System& Host, Options Parts);
+
+    /// Serves one request that passed the guard: a route, or the OAuth redirect.
+    ApiResponse Serve(const ApiRequest& Request);
+
+private:
+    void AddInterfaceRoutes();
+    void AddPageRoutes();
+    void AddLockRoutes();
+    void AddUserRoutes();
+    void AddSystemRoutes();
+
+    CNetworkBridge& Bridge(const ApiCall& Call);
+    CDeviceInterface& Interface(const ApiCall& Call) { return *Bridge(Call).DeviceInterface(); }
+    CDoorLock& Lock(const ApiCall& Call);
+    nlohmann::json InterfaceWithMaster(CNetworkBridge& Shown);
+    nlohmann::json RunAction(const ApiCall& Call);
+    nlohmann::json StorePage(const ApiCall& Call);
+    nlohmann::json ShowExtendedPage(const ApiCall& Call);
+    nlohmann::json StoreExtendedPage(const ApiCall& Call);
+    nlohmann::json RunCommand(const ApiCall& Call);
+    nlohmann::json StoreStatusPage(const ApiCall& Call);
+    nlohmann::json StoreUser(const ApiCall& Call);
+    nlohmann::json DeleteUser(const ApiCall& Call);
+    nlohmann::json EnableUser(const ApiCall& Call);
+    nlohmann::json Status();
+    nlohmann::json Traces(const ApiCall& Call);
+    std::string BrowserURL(const std::string& URL) const;
+    ApiResponse OAuthRedirect(const ApiRequest& Request);
+
+    System& m_System;
+    Options m_Options;
+    ApiRouter m_Router;
+    CQXTimer m_SinceStart;
+
+    // Whether an interface is the master shows on its pages only, and building a page may ask the cloud for
+    // its houses; so what a page showed is believed for a while.
+    struct Mastership {
+        bool IsMaster = false;
+        CQXTimer Since;
+    };
+    std::map<unsigned, Mastership> m_Masters;
+    std::map<unsigned, ExtendedPage> m_ExtendedPages; // as last shown, for checking what comes back
+};
+
+} // namespace devhost

@@ -1,0 +1,359 @@
+// Transport of the configurator: connections, requests, the event stream. Routes are ConfiguratorApi.cpp's.
+
+#include "devhost/controller/HttpServer.h"
+
+#include "devhost/controller/RequestGuard.h"
+
+#include <boost/asio/awaitable.hpp>
+#include <boost/asio/co_spawn.hpp>
+#include <boost/asio/detached.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/asio/redirect_error.hpp>
+#include <boost/asio/signal_set.hpp>
+#include <boost/asio/steady_timer.hpp>
+#include <boost/asio/use_awaitable.hpp>
+#include <boost/asio/write.hpp>
+#include <boost/beast/core.hpp>
+#include <boost/beast/http.hpp>
+
+#include <csignal>
+#include <deque>
+#include <optional>
+#include <set>
+#include <thread>
+
+namespace devhost
+{
+
+namespace
+{
+
+namespace asio = boost::asio;
+namespace beast = boost::beast;
+namespace http = beast::http;
+using asio::ip::tcp;
+using boost::system::error_code;
+
+constexpr std::size_t kMaxConnections = 64;
+constexpr std::size_t kMaxQueuedEvents = 1000;
+constexpr std::chrono::seconds kRequestTime{30};
+constexpr std::chrono::seconds kKeepAlive{15};
+
+std::string Header(const http::request<http::string_body>& Request, http::field Field)
+{
+    const auto Value = Request[Field];
+    return {Value.data(), Value.size()};
+}
+
+// A browser that shows a reply as a page must neither keep it nor run what a name in it may hold.
+template <class Message>
+void SetCommonHeaders(Message& Reply)
+{
+    Reply.set(http::field::cache_control, "no-store");
+    Reply.set("X-Content-Type-Options", "nosniff");
+    Reply.set("Referrer-Policy", "no-referrer");
+    Reply.set("Content-Security-Policy", "default-src 'none'; style-src 'unsafe-inline'");
+}
+
+} // namespace
+
+class HttpServer::Impl
+{
+public:
+    Impl(const std::string& Address, std::uint16_t WantedPort, Handler Serve) : m_Serve(std::move(Serve))
+    {
+        error_code Error;
+        const auto IP = asio::ip::make_address(Address == "localhost" ? "127.0.0.1" : Address, Error);
+        if (Error || !IP.is_loopback())
+            throw std::runtime_error("\"" + Address +
+                                     "\" is no loopback address: the configurator has no "
+                                     "password and is for this machine only");
+        const tcp::endpoint Endpoint(IP, WantedPort);
+        m_Acceptor.open(Endpoint.protocol());
+        m_Acceptor.set_option(asio::socket_base::reuse_address(true));
+        if (m_Acceptor.bind(Endpoint, Error) ||
+            m_Acceptor.listen(asio::socket_base::max_listen_connections, Error))
+            throw std::runtime_error("cannot listen on " + Address + ":" + std::to_string(WantedPort) + ": " +
+                                     Error.message());
+        m_Port = m_Acceptor.local_endpoint().port();
+    }
+
+    std::uint16_t Port() const { return m_Port; }
+
+    void Start()
+    {
+        asio::co_spawn(m_Context, Accept(), asio::detached);
+        m_Thread = std::thread([this] { m_Context.run(); });
+    }
+
+    void Stop()
+    {
+        if (!m_Thread.joinable())
+            return;
+        asio::post(m_Context, [this] {
+            m_Stopping = true;
+            error_code Ignored;
+            m_Acceptor.close(Ignored);
+            m_Signals.cancel(Ignored);
+            for (beast::tcp_stream* pStream : m_Streams)
+                pStream->close();
+            for (Listener* pListener : m_Listeners)
+                pListener->Changed.cancel();
+        });
+        m_Thread.join();
+    }
+
+    void Publish(const std::string& Type, const std::string& Data)
+    {
+        asio::post(m_Context, [this, Event = "event: " + Type + "\ndata: " + Data + "\n\n"] {
+            for (Listener* pListener : m_Listeners) {
+                pListener->Events.push_back(Event);
+                pListener->Changed.cancel();
+            }
+        });
+    }
+
+    void OnSignal(std::function<void()> Function)
+    {
+        m_OnSignal = std::move(Function);
+        m_Signals.add(SIGINT);
+        m_Signals.add(SIGTERM);
+        asio::co_spawn(m_Context, WaitForSignals(), asio::detached);
+    }
+
+private:
+    // Someone who reads the event stream.
+    struct Listener {
+        explicit Listener(asio::io_context& Context) : Changed(Context) {}
+        std::deque<std::string> Events;
+        asio::steady_timer Changed; // cancelled to wake the listener
+    };
+
+    // Keeps a pointer in a set as long as the object lives.
+    template <class T>
+    class Membership
+    {
+    public:
+        Membership(std::set<T*>& Members, T* pMember) : m_Members(Members), m_pMember(pMember)
+        {
+            m_Members.insert(m_pMember);
+        }
+        ~Membership() { m_Members.erase(m_pMember); }
+        Membership(const Membership&) = delete;
+        Membership& operator=(const Membership&) = delete;
+
+    private:
+        std::set<T*>& m_Members;
+        T* m_pMember;
+    };
+
+    asio::awaitable<void> WaitForSignals()
+    {
+        while (!m_Stopping) {
+            error_code Error;
+            co_await m_Signals.async_wait(asio::redirect_error(asio::use_awaitable, Error));
+            if (!Error)
+                m_OnSignal();
+        }
+    }
+
+    asio::awaitable<void> Accept()
+    {
+        while (!m_Stopping) {
+            error_code Error;
+            tcp::socket Socket =
+                co_await m_Acceptor.async_accept(asio::redirect_error(asio::use_awaitable, Error));
+            if (Error == asio::error::operation_aborted)
+                co_return;
+            if (Error) {
+                // Out of descriptors, for instance: connections that end give some back.
+                asio::steady_timer Pause(m_Context, std::chrono::milliseconds(100));
+                co_await Pause.async_wait(asio::redirect_error(asio::use_awaitable, Error));
+                continue;
+            }
+            if (m_Streams.size() < kMaxConnections)
+                asio::co_spawn(m_Context, Session(std::move(Socket)), asio::detached);
+        }
+    }
+
+    asio::awaitable<void> Session(tcp::socket Socket)
+    {
+        beast::tcp_stream Stream(std::move(Socket));
+        const Membership<beast::tcp_stream> Member(m_Streams, &Stream);
+        beast::flat_buffer Buffer;
+        bool bKeep = true;
+        while (bKeep && !m_Stopping) {
+            http::request_parser<http::string_body> Parser;
+            Parser.body_limit(kMaxBody);
+            Stream.expires_after(kRequestTime);
+            error_code Error;
+            co_await http::async_read(Stream, Buffer, Parser,
+                                      asio::redirect_error(asio::use_awaitable, Error));
+            const std::optional<ApiResponse> Refusal = Refuse(Error);
+            if (Error && !Refusal)
+                co_return;
+            const http::request<http::string_body> Request = Parser.release();
+            if (!Refusal && WantsEvents(Request)) {
+                co_await SendEvents(Stream);
+                co_return;
+            }
+            const ApiResponse Answer = Refusal ? *Refusal : Reply(Request);
+            // What follows a request that could not be read to its end is no request.
+            bKeep = !Refusal && Request.keep_alive();
+            http::response<http::string_body> Response = ToHttp(Answer, bKeep);
+            co_await http::async_write(Stream, Response, asio::redirect_error(asio::use_awaitable, Error));
+            if (Error)
+                co_return;
+        }
+        error_code Ignored;
+        Stream.socket().shutdown(tcp::socket::shutdown_send, Ignored);
+    }
+
+    // The reply to a request that could not be read; nothing when there is nobody to send it to.
+    static std::optional<ApiResponse> Refuse(const error_code& Error)
+    {
+        if (Error == http::error::body_limit)
+            return ErrorResponse(413, "too_large", "a body has at most 64 KiB");
+        if (Error == http::error::header_limit)
+            return ErrorResponse(431, "too_large", "the headers are too large");
+        if (Error && Error.category() == make_error_code(http::error::bad_method).category() &&
+            Error != http::error::end_of_stream && Error != http::error::partial_message)
+            return ErrorResponse(400, "bad_request", "this is no HTTP request: " + Error.message());
+        return std::nullopt;
+    }
+
+    std::optional<ApiResponse> Guard(const http::request<http::string_body>& Request,
+                                     const std::string& Path) const
+    {
+        GuardedHeaders Headers;
+        Headers.Method = std::string(Request.method_string());
+        Headers.Path = Path;
+        // A host or an origin that is sent twice is read differently by different programs.
+        if (Request.count(http::field::host) != 1 || Request.count(http::field::origin) > 1)
+            return ErrorResponse(400, "bad_request", "one Host and at most one Origin header are needed");
+        Headers.Host = Header(Request, http::field::host);
+        Headers.Origin = Header(Request, http::field::origin);
+        Headers.ContentType = Header(Request, http::field::content_type);
+        Headers.HasBody = !Request.body().empty();
+        return CheckRequest(Headers, m_Port);
+    }
+
+    bool WantsEvents(const http::request<http::string_body>& Request) const
+    {
+        const auto Parsed = ParseTarget(std::string_view(Request.target().data(), Request.target().size()));
+        return Parsed && Parsed->Path == kEventsPath && Request.method() == http::verb::get &&
+               !Guard(Request, Parsed->Path);
+    }
+
+    ApiResponse Reply(const http::request<http::string_body>& Request) const
+    {
+        auto Parsed = ParseTarget(std::string_view(Request.target().data(), Request.target().size()));
+        if (!Parsed)
+            return ErrorResponse(400, "bad_request", "the address holds a malformed escape");
+        if (auto Refusal = Guard(Request, Parsed->Path))
+            return *Refusal;
+        Parsed->Method = std::string(Request.method_string());
+        Parsed->Body = Request.body();
+        return m_Serve(*Parsed);
+    }
+
+    static http::response<http::string_body> ToHttp(const ApiResponse& Answer, bool bKeep)
+    {
+        http::response<http::string_body> Response(static_cast<http::status>(Answer.Status), 11);
+        Response.set(http::field::content_type, Answer.ContentType);
+        SetCommonHeaders(Response);
+        if (!Answer.Allow.empty())
+            Response.set(http::field::allow, Answer.Allow);
+        Response.keep_alive(bKeep);
+        Response.body() = Answer.Body;
+        Response.prepare_payload();
+        return Response;
+    }
+
+    asio::awaitable<void> SendEvents(beast::tcp_stream& Stream)
+    {
+        Listener Self(m_Context);
+        const Membership<Listener> Member(m_Listeners, &Self);
+        http::response<http::empty_body> Head(http::status::ok, 11);
+        Head.set(http::field::content_type, "text/event-stream");
+        SetCommonHeaders(Head);
+        Head.keep_alive(false);
+        http::response_serializer<http::empty_body> Serializer(Head);
+        error_code Error;
+        Stream.expires_after(kRequestTime);
+        co_await http::async_write_header(Stream, Serializer,
+                                          asio::redirect_error(asio::use_awaitable, Error));
+        while (!Error && !m_Stopping) {
+            // A reader that is this far behind asks for the state anew.
+            if (Self.Events.size() > kMaxQueuedEvents)
+                co_return;
+            std::string Out;
+            for (const std::string& Event : Self.Events)
+                Out += Event;
+            Self.Events.clear();
+            if (Out.empty()) {
+                Self.Changed.expires_after(kKeepAlive);
+                error_code Woken;
+                co_await Self.Changed.async_wait(asio::redirect_error(asio::use_awaitable, Woken));
+                if (Woken)
+                    continue;
+                Out = ":\n\n"; // a comment: shows whether the reader is still there
+            }
+            Stream.expires_after(kRequestTime);
+            co_await asio::async_write(Stream, asio::buffer(Out),
+                                       asio::redirect_error(asio::use_awaitable, Error));
+        }
+    }
+
+    asio::io_context m_Context{1};
+    tcp::acceptor m_Acceptor{m_Context};
+    asio::signal_set m_Signals{m_Context};
+    Handler m_Serve;
+    std::function<void()> m_OnSignal;
+    std::uint16_t m_Port = 0;
+    std::thread m_Thread;
+
+    // Server thread only.
+    bool m_Stopping = false;
+    std::set<beast::tcp_stream*> m_Streams;
+    std::set<Listener*> m_Listeners;
+};
+
+HttpServer::HttpServer(const std::string& Address, std::uint16_t Port, Handler Serve)
+    : m_pImpl(std::make_unique<Impl>(Address, Port, std::move(Serve)))
+{
+}
+
+HttpServer::~HttpServer()
+{
+    Stop();
+}
+
+std::uint16_t HttpServer::Port() const
+{
+    return m_pImpl->Port();
+}
+
+void HttpServer::Start()
+{
+    m_pImpl->Start();
+}
+
+void HttpServer::Stop()
+{
+    m_pImpl->Stop();
+}
+
+void HttpServer::Publish(const std::string& Type, const std::string& Data)
+{
+    m_pImpl->Publish(Type, Data);
+}
+
+void HttpServer::OnSignal(std::function<void()> Function)
+{
+    m_pImpl->OnSignal(std::move(Function));
+}
+
+} // namespace devhost

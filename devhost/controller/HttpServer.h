@@ -1,0 +1,48 @@
+#pragma once
+// The HTTP server of the configurator.
+
+#include "devhost/controller/Api.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace devhost
+{
+
+/// Serves HTTP/1.1 on one loopback address with one thread of its own: requests of at most 64 KiB to a
+/// handler, and an event stream at /api/v1/events.
+class HttpServer
+{
+public:
+    static constexpr std::size_t kMaxBody = 64 * 1024;
+    static constexpr const char* kEventsPath = "/api/v1/events";
+
+    /// Serves one request that passed the guard. Called on the server's thread, and may block.
+    using Handler = std::function<ApiResponse(const ApiRequest&)>;
+
+    /// Binds and listens; requests are served from Start on.
+    /// @param Address a loopback address; @param Port 0 for a free one.
+    /// @throws std::runtime_error when the address is not a loopback one or cannot be bound.
+    HttpServer(const std::string& Address, std::uint16_t Port, Handler Serve);
+    ~HttpServer(); // stops
+
+    std::uint16_t Port() const;
+    void Start();
+    /// Ends all connections and joins the thread. A handler that is under way must end by itself.
+    void Stop();
+
+    /// Sends an event to everybody who listens. Any thread; never waits.
+    /// @param Type of the event, letters only; @param Data one line of text.
+    void Publish(const std::string& Type, const std::string& Data);
+
+    /// Calls a function, on the server's thread, for each SIGINT and SIGTERM. Before Start.
+    void OnSignal(std::function<void()> Function);
+
+private:
+    class Impl;
+    std::unique_ptr<Impl> m_pImpl;
+};
+
+} // namespace devhost

@@ -1,0 +1,20 @@
+// The program: reads the command line, runs the host, and says why when it cannot.
+
+#include "devhost/controller/Program.h"
+
+#include <csignal>
+#include <iostream>
+
+int main(int nArguments, char** pArguments)
+try {
+    const auto Parsed = devhost::ParseCommandLine(nArguments, pArguments);
+    if (const int* pStatus = std::get_if<int>(&Parsed))
+        return *pStatus;
+    // A browser or a server that closes its end is an error of that write, not the end of the host.
+    std::signal(SIGPIPE, SIG_IGN);
+    devhost::Program Program(std::get<devhost::Settings>(Parsed));
+    return Program.Run();
+} catch (const std::exception& Error) {
+    std::cerr << "vestara-devhost: " << Error.what() << std::endl;
+    return 1;
+}

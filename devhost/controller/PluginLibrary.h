@@ -1,0 +1,49 @@
+#pragma once
+// A loaded plug-in library.
+
+#include "devhost/framework/Plugin.h"
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <stdexcept>
+
+namespace devhost
+{
+
+/// Why a library was refused; the text names the library and what is wrong with it.
+class PluginError : public std::runtime_error
+{
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// A library that was loaded, checked and accepted. It stays loaded as long as the object lives, which must
+/// be longer than every object and definition that the library made. Host thread.
+class PluginLibrary
+{
+public:
+    /// The one signature that this host accepts.
+    static constexpr std::uint32_t kSignature = 0x08000090;
+
+    /// Loads the library with all its symbols resolved, looks up the six entry points, calls DllMain and
+    /// checks the signature, in this order.
+    /// @throws PluginError when the file cannot be loaded, an entry point is missing, DllMain refuses, or the
+    /// signature is another one. The library is unloaded then.
+    explicit PluginLibrary(const std::filesystem::path& Path);
+
+    const std::filesystem::path& Path() const { return m_Path; }
+    const PluginEntryPoints& EntryPoints() const { return m_EntryPoints; }
+
+private:
+    struct Unload {
+        void operator()(void* pHandle) const;
+    };
+    void* Symbol(const char* pName) const;
+
+    std::filesystem::path m_Path;
+    std::unique_ptr<void, Unload> m_pHandle;
+    PluginEntryPoints m_EntryPoints;
+};
+
+} // namespace devhost

@@ -1,0 +1,65 @@
+#pragma once
+// The development host as one object.
+
+#include "devhost/controller/ConfiguratorApi.h"
+#include "devhost/controller/HttpServer.h"
+#include "devhost/controller/MainLoop.h"
+#include "devhost/controller/PluginLibrary.h"
+#include "devhost/controller/Settings.h"
+#include "devhost/controller/StateFolder.h"
+#include "devhost/framework/DiagnosticLog.h"
+#include "devhost/framework/Store.h"
+#include "devhost/framework/System.h"
+#include "devhost/framework/TlsTransport.h"
+#include "devhost/framework/WorkerStop.h"
+
+#include <atomic>
+#include <memory>
+
+namespace devhost
+{
+
+/// Plugs the real parts into the framework, runs the main loop on the constructing thread, and takes
+/// everything apart again in the right order.
+class Program : private SystemObserver
+{
+public:
+    /// @throws std::runtime_error (PluginError for the library) that says why the host cannot start.
+    explicit Program(const Settings& Wanted);
+    ~Program() override;
+
+    /// Runs until a signal or a request ends it. @return the exit status: 0, or 1 when the last save failed.
+    int Run();
+
+private:
+    void PlugIn();
+    void StartSystem();
+    void PrintReady() const;
+    void Round();
+    void PublishReports();
+    void HideUserSecrets();
+
+    void OnLockChanged(unsigned ComponentID) override;
+    void OnInterfacesChanged() override;
+    void OnPageRebuilt(unsigned BridgeID) override;
+    void OnSaved(const std::string& Error) override;
+    void OnRestarted() override;
+
+    // In the order in which they are made; taken apart the other way round.
+    Settings m_Settings;
+    DiagnosticLog m_Log;
+    StateFolder m_Folder;
+    FileStore m_Store;
+    TlsTransport m_Transport;
+    WorkerSleeper m_Sleeper;
+    MainLoop m_Loop;
+    std::unique_ptr<HttpServer> m_pServer; // bound early, because the redirect address names its port
+    std::string m_Address;
+    std::unique_ptr<PluginLibrary> m_pLibrary;
+    std::unique_ptr<System> m_pSystem;
+    std::unique_ptr<ConfiguratorApi> m_pApi;
+    std::atomic<bool> m_NewLogEntry{false};
+    std::uint64_t m_LastReport = 0;
+};
+
+} // namespace devhost

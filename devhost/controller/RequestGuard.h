@@ -1,0 +1,34 @@
+#pragma once
+// What the configurator asks of a request before anything else.
+
+#include "devhost/controller/Api.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace devhost
+{
+
+/// The headers that decide whether a request is let in. Empty: the header is not there.
+struct GuardedHeaders {
+    std::string Method;
+    std::string Path; ///< without the query
+    std::string Host;
+    std::string Origin;
+    std::string ContentType;
+    bool HasBody = false;
+};
+
+/// The configurator has no passwords: what guards it is that it listens on loopback only. A web page in a
+/// browser of the same machine could still send requests to it, so a request must name a loopback host
+/// (another name that leads here is an attack by rebinding that name), must come from no page or from our
+/// own, and must have a JSON content type when it changes something, which a page elsewhere cannot send.
+/// @param Port on which the configurator listens.
+/// @return the refusal, or nothing when the request may pass.
+std::optional<ApiResponse> CheckRequest(const GuardedHeaders& Headers, std::uint16_t Port);
+
+/// Where the OAuth redirect arrives.
+inline constexpr const char* kRedirectPath = "/oauth/redirect";
+
+} // namespace devhost

@@ -1,0 +1,31 @@
+#pragma once
+// What the development host is told on its command line.
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace devhost
+{
+
+struct Settings {
+    std::filesystem::path Driver;
+    std::filesystem::path StateDir;
+    std::string CaFile;                 ///< PEM; empty: the system's certificates
+    std::vector<std::string> ConnectTo; ///< HOST:PORT:ADDRESS:PORT
+    std::string ListenAddress;
+    std::uint16_t ListenPort = 0;
+    std::string AuthorizeBase; ///< "https://127.0.0.1:8443", without a path; empty: as the driver says
+    std::optional<bool> Trace; ///< nothing: as saved
+    std::string LogFile;
+    bool PrintReady = false;
+};
+
+/// Reads the command line. Wrong use is explained on the standard error stream.
+/// @return the settings, or the exit status when the program is to end at once.
+std::variant<Settings, int> ParseCommandLine(int nArguments, const char* const* pArguments);
+
+} // namespace devhost

@@ -1,0 +1,26 @@
+#pragma once
+// The folder that one running host owns.
+
+#include <filesystem>
+
+namespace devhost
+{
+
+/// Makes the folder (mode 0700) and holds it for this process as long as the object lives.
+class StateFolder
+{
+public:
+    /// @throws std::runtime_error when it cannot be made, or another host holds it.
+    explicit StateFolder(const std::filesystem::path& Path);
+    ~StateFolder();
+    StateFolder(const StateFolder&) = delete;
+    StateFolder& operator=(const StateFolder&) = delete;
+
+    std::filesystem::path ConfigurationFile() const { return m_Path / "configuration"; }
+
+private:
+    std::filesystem::path m_Path;
+    int m_Lock = -1;
+};
+
+} // namespace devhost
