@@ -37,20 +37,19 @@ int CVestaraInterface::ProcessDeviceListReply(std::unique_ptr<CVestaraCommand> p
 void CVestaraInterface::ProcessListedDevice(CJSONObject* pEntry, CommandID eCommand)
 {
     CQXString sType;
-    ParseData(pEntry, GetAttribute(ATTR_DEVICE_TYPE), &sType);
+    ParseAttribute(pEntry, ATTR_DEVICE_TYPE, &sType);
     if (sType.Compare("lock") != 0) {
         Report(1242, FormatLine("Unsupported Device type: [%s]", Text(sType)));
         return;
     }
     CQXString sID;
     CQXString sName;
-    if (!ParseData(pEntry, GetAttribute(ATTR_DEVICE_ID), &sID) ||
-        !ParseData(pEntry, GetAttribute(ATTR_DEVICE_NAME), &sName)) {
+    if (!ParseAttribute(pEntry, ATTR_DEVICE_ID, &sID) || !ParseAttribute(pEntry, ATTR_DEVICE_NAME, &sName)) {
         Report(1249, FormatLine("Could not parse DeviceID and/or DeviceName"));
         return;
     }
     CQXString sLocationID;
-    if (!ParseData(pEntry, GetAttribute(ATTR_DEVICE_LOCATION_ID), &sLocationID)) {
+    if (!ParseAttribute(pEntry, ATTR_DEVICE_LOCATION_ID, &sLocationID)) {
         Report(1255, FormatLine("Could not parse Device's Location ID"));
         return;
     }
@@ -101,7 +100,7 @@ int CVestaraInterface::ProcessDeviceReply(std::unique_ptr<CVestaraCommand> pComm
 {
     CJSONObject* pDevice = pCommand->Response();
     CQXString sValue;
-    ParseData(pDevice, GetAttribute(ATTR_DEVICE_ID), &sValue);
+    ParseAttribute(pDevice, ATTR_DEVICE_ID, &sValue);
     CPortivo* pLock = FindDoorLock(sValue);
     if (!pLock) {
         pCommand.reset();
@@ -109,11 +108,11 @@ int CVestaraInterface::ProcessDeviceReply(std::unique_ptr<CVestaraCommand> pComm
     }
 
     // The lock is told of missing values too, as empty ones: what an absent value means is its own decision.
-    ParseData(pDevice, GetAttribute(ATTR_DEVICE_NAME), &sValue);
+    ParseAttribute(pDevice, ATTR_DEVICE_NAME, &sValue);
     pLock->DeviceName(sValue);
     pLock->UpdateTraceName();
     for (const Attributes eAttribute : kLockAttributes) {
-        ParseData(pDevice, GetAttribute(eAttribute), &sValue);
+        ParseAttribute(pDevice, eAttribute, &sValue);
         pLock->ProcessCommand(eAttribute, &sValue);
     }
     return 1;

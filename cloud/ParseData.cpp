@@ -1,5 +1,6 @@
 // Reads one keyed value out of a reply; what a missing value means is decided by the caller.
 
+#include "cloud/Paths.h"
 #include "cloud/Text.h"
 #include "interface/VestaraInterface.h"
 
@@ -7,11 +8,23 @@
 
 int CVestaraInterface::ParseData(CJSONObject* pNode, CQXString sKey, CQXString* pOut)
 {
+    return ParseText(pNode, Text(sKey), pOut);
+}
+
+int CVestaraInterface::ParseAttribute(CJSONObject* pNode, Attributes eAttribute, CQXString* pOut)
+{
+    // The key comes straight from its table: a poll reads some fifteen values of every lock, and a string for
+    // each key is what it can do without.
+    return ParseText(pNode, AttributeKey(eAttribute), pOut);
+}
+
+int CVestaraInterface::ParseText(CJSONObject* pNode, const char* pKey, CQXString* pOut)
+{
     // Emptied first on purpose: a token reply that lacks its token thereby empties the stored one, and the
     // account asks for a new authorisation.
     pOut->Empty();
-    if (!pNode || !pNode->FindString(sKey, pOut, 1))
-        return Report(3023, FormatLine("\"%s\" not identified", Text(sKey)));
+    if (!pNode || !pNode->FindString(pKey, pOut, 1))
+        return Report(3023, FormatLine("\"%s\" not identified", pKey));
 
     // Blanks first, line feeds second, once each: a blank in front of a line feed stays on purpose, because
     // names were stored that way and are compared with what the cloud sends.

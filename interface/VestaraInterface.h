@@ -231,6 +231,10 @@ private:
     void AttachClient(CBridgeClient* pClient, const CQXString& sDeviceID);
     void RemoveDoorLock(CPortivo* pLock); // one that hangs on this interface's bridge; any other stays
 
+    // ParseData's text form behind both of its callers (cloud/ParseData.cpp). The attribute is a known one.
+    int ParseAttribute(CJSONObject* pNode, Attributes eAttribute, CQXString* pOut);
+    int ParseText(CJSONObject* pNode, const char* pKey, CQXString* pOut);
+
     // Steps of the request assembly (cloud/Requests.cpp): worker. 0: the request must not be sent.
     int AssembleTokenCode(CQXString* pBody);
     int AssembleTokenRefresh(CQXString* pBody);
