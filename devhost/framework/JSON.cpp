@@ -2,28 +2,15 @@
 
 #include "host/JSON.h"
 
+#include "devhost/framework/SecretFilter.h"
 #include "host/Trace.h"
 
 #include <nlohmann/json.hpp>
 
-#include <algorithm>
-#include <array>
 #include <string_view>
 
 namespace
 {
-
-using namespace std::string_view_literals;
-
-// Values that no trace may show. "code" is both an authorisation code and a field of error replies; hiding
-// the second is the price of hiding the first.
-constexpr std::array kSecretKeys = {"access_token"sv, "client_secret"sv,    "code"sv,
-                                    "pin"sv,          "programming_code"sv, "refresh_token"sv};
-
-bool IsSecret(std::string_view Key)
-{
-    return std::find(kSecretKeys.begin(), kSecretKeys.end(), Key) != kSecretKeys.end();
-}
 
 void AppendQuoted(std::string& Out, const std::string& Text)
 {
@@ -45,7 +32,7 @@ void AppendChildren(std::string& Out, const CJSONObject& Node, bool bHideSecrets
             AppendQuoted(Out, Child.Key());
             Out += ':';
         }
-        if (bHideSecrets && IsSecret(Child.Key()))
+        if (bHideSecrets && devhost::IsSecretName(Child.Key()))
             Out += "\"***\"";
         else
             AppendValue(Out, Child, bHideSecrets);

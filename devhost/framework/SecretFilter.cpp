@@ -2,6 +2,8 @@
 
 #include "devhost/framework/SecretFilter.h"
 
+#include <boost/beast/core/string.hpp>
+
 #include <algorithm>
 #include <array>
 #include <mutex>
@@ -26,21 +28,9 @@ constexpr std::array kSecretNames = {"access_token"sv, "client_secret"sv,    "co
 constexpr std::string_view kUpdatedPerson = "Updating AccessPerson: [";
 constexpr std::string_view kChangedPin = "User's PinCode changed from [";
 
-char FoldAscii(char c)
-{
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
 bool IsWordByte(char c)
 {
-    const char Folded = FoldAscii(c);
-    return (Folded >= 'a' && Folded <= 'z') || (c >= '0' && c <= '9') || c == '_';
-}
-
-bool EqualsNoCase(std::string_view Word, std::string_view Lower)
-{
-    return std::equal(Word.begin(), Word.end(), Lower.begin(), Lower.end(),
-                      [](char a, char b) { return FoldAscii(a) == b; });
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
 }
 
 // Name, id, PIN and e-mail in brackets. A name may hold brackets itself; then everything is hidden.
@@ -90,10 +80,9 @@ public:
             if (m_i > 0 && m_Line[m_i - 1] == '\\')
                 Word.remove_prefix(1);
             Copy(iWordEnd);
-            if (EqualsNoCase(Word, "bearer"))
+            if (boost::beast::iequals(Word, "bearer"))
                 HideBearerToken();
-            else if (std::any_of(kSecretNames.begin(), kSecretNames.end(),
-                                 [Word](std::string_view Name) { return EqualsNoCase(Word, Name); }))
+            else if (IsSecretName(Word))
                 HideValue();
         }
         return std::move(m_Out);
@@ -179,6 +168,12 @@ private:
 };
 
 } // namespace
+
+bool IsSecretName(std::string_view Name)
+{
+    return std::any_of(kSecretNames.begin(), kSecretNames.end(),
+                       [Name](std::string_view Secret) { return boost::beast::iequals(Name, Secret); });
+}
 
 void SecretFilter::SetKnownSecrets(std::vector<std::string> Secrets)
 {

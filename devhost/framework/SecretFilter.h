@@ -9,9 +9,13 @@
 namespace devhost
 {
 
-/// Hides secrets in lines of any producer: bearer tokens; the values of the form fields and JSON members
-/// access_token, refresh_token, client_secret, code, pin and programming_code; the PINs in the driver's own
-/// traces of changed persons; and the secrets that were registered. When in doubt it hides more. Any thread.
+/// Whether a form field or JSON member of this name, in any case, holds a secret. "code" is both an
+/// authorisation code and a field of error replies; hiding the second is the price of hiding the first.
+bool IsSecretName(std::string_view Name);
+
+/// Hides secrets in lines of any producer: bearer tokens; the values of form fields and JSON members with a
+/// secret's name; the PINs in the driver's own traces of changed persons; and the secrets that were
+/// registered. When in doubt it hides more. Any thread.
 class SecretFilter
 {
 public:

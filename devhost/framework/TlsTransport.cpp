@@ -289,7 +289,13 @@ TlsTransport::~TlsTransport() = default;
 std::unique_ptr<Connection> TlsTransport::Connect(const std::string& Host, int Port,
                                                   std::chrono::milliseconds Timeout)
 {
-    return m_pImpl->Connect(Host, Port, Timeout);
+    try {
+        return m_pImpl->Connect(Host, Port, Timeout);
+    } catch (const std::exception& Error) {
+        // Sockets and threads may run out; the driver, which calls this, knows no exceptions.
+        Log(Host, std::string("no connection can be made: ") + Error.what());
+        return nullptr;
+    }
 }
 
 } // namespace devhost
