@@ -23,7 +23,6 @@ struct AdminApi::Route {
 struct AdminApi::Call {
     const std::vector<std::string>& ids;
     const FormFields query;
-    const Json document;
     ObjectReader body;
     TimePoint now;
 };
@@ -106,7 +105,7 @@ Response AdminApi::Run(Handler handler, const Request& request, const std::vecto
     // A list of faults is the one body that is no object; it travels as a member of one.
     const Json object = document.is_array() ? Json{{"faults", document}} : document;
     try {
-        Call call{ids, ParseForm(request.Query().value_or("")), object, ObjectReader(object, ""), now};
+        Call call{ids, ParseForm(request.Query().value_or("")), ObjectReader(object, ""), now};
         return JsonReply(200, (this->*handler)(call));
     } catch (const FieldError& error) {
         throw RefuseField(error);

@@ -149,7 +149,7 @@ Response OAuthService::Token(const Request& request, TimePoint now)
     const FormFields fields = ParseForm(request.body);
     const std::string grant = RequireField(fields, "grant_type");
     if (grant == "authorization_code")
-        RedeemCode(fields, now);
+        RedeemCode(fields);
     else if (grant == "refresh_token")
         RedeemRefreshToken(fields);
     else
@@ -158,7 +158,7 @@ Response OAuthService::Token(const Request& request, TimePoint now)
     return IssueTokens(now);
 }
 
-void OAuthService::RedeemCode(const FormFields& fields, TimePoint now)
+void OAuthService::RedeemCode(const FormFields& fields)
 {
     RefuseUnknownFields(fields, {"code", "client_id", "client_secret", "redirect_uri", "grant_type"});
     CheckClient(fields);
@@ -167,11 +167,9 @@ void OAuthService::RedeemCode(const FormFields& fields, TimePoint now)
     if (found == m_codes.end())
         throw Refusal(400, "invalid_grant", "the code is unknown, used or expired");
     // A code is spent by its first use, also by a wrong one (RFC 6749 section 4.1.2).
-    const Code code = found->second;
+    const std::string issuedFor = found->second.redirectUri;
     m_codes.erase(found);
-    if (code.expiresAt <= now)
-        throw Refusal(400, "invalid_grant", "the code is unknown, used or expired");
-    if (code.redirectUri != redirectUri)
+    if (issuedFor != redirectUri)
         throw Refusal(400, "invalid_grant", "redirect_uri is not the one that the code was issued for");
 }
 

@@ -55,7 +55,7 @@ private:
     Response ConsentPage(const Request& request, const AuthorizeQuery& query, TimePoint now);
     Response AnswerConsent(const Request& request, const AuthorizeQuery& query, TimePoint now);
     Response RedirectWithCode(const AuthorizeQuery& query, TimePoint now);
-    void RedeemCode(const FormFields& fields, TimePoint now);
+    void RedeemCode(const FormFields& fields);
     void RedeemRefreshToken(const FormFields& fields);
     Response IssueTokens(TimePoint now);
     void ForgetExpired(TimePoint now);
