@@ -9,12 +9,11 @@ import signal
 import sys
 import time
 
-from vestara_client import Browser, Setup, StepFailed, wait_for
+from vestara_client import Browser, Setup, StepFailed, TraceReader, wait_for
 
 AUTHORISE_ACTION = 20002
 HOUSE_PROPERTY = "2001"
 STATUS_PROPERTY = "2000"
-STATES = {0: "unknown", 1: "locked", 2: "unlocked", 3: "command on its way"}
 SIGNATURE = "0x08000090"
 # Long enough for one heartbeat of the demonstration's locks (20 s) and the status poll after it (15 s).
 COMMAND_TIMEOUT_S = 75
@@ -82,8 +81,17 @@ class Tour:
     def lock(self, number):
         return self.api.get(f"/locks/{number}")
 
-    def traces_since(self, sequence):
-        return self.api.get(f"/traces?since={sequence}&limit=2000")
+    def see_traces(self, wanted):
+        """A probe for wait_for: true once every wanted text has come up in a new line of the host's log."""
+        reader = TraceReader(self.api)
+        missing = set(wanted)
+
+        def probe():
+            for text in reader.new_texts():
+                missing.difference_update({want for want in missing if want in text})
+            return not missing
+
+        return probe
 
     # --- Steps --------------------------------------------------------------------------------------------
 
@@ -135,34 +143,37 @@ class Tour:
 
     def show_locks(self):
         self.screen.step("Their state comes from the cloud")
-        wait_for("a state of every lock", lambda: all(lock["state"] in (1, 2) for lock in self.locks()), 40)
+        wait_for("a state of every lock", self.all_states_known, 40)
         for lock in self.locks():
-            self.screen.seen(f"{lock['name']:<14} {STATES[lock['state']]:<9} battery {lock['battery']} %   "
+            self.screen.seen(f"{lock['name']:<14} {lock['state']:<9} battery {lock['battery']} %   "
                              f"WiFi {lock['signal']} %   {lock['error'] or 'no error'}")
         return self.locks()[0]["id"]
+
+    def all_states_known(self):
+        return all(lock["state"] in ("locked", "unlocked") and not lock["error"] for lock in self.locks())
 
     def command(self, number, command, wanted_state, user=None):
         body = {"command": command}
         if user is not None:
             body["user"] = user
-        sequence = self.api.get("/traces?limit=1")["last_sequence"]
-        reply = self.api.post(f"/locks/{number}/commands", body)
-        if not reply["accepted"]:
-            raise StepFailed(f"the lock refused the command: {reply}")
+        traces = TraceReader(self.api)
+        self.api.post(f"/locks/{number}/commands", body)
         self.screen.seen("sent; the lock carries it out at its next heartbeat")
         progress = {"seen": False}
 
         def arrived():
             lock = self.lock(number)
             if lock["working"]:
-                progress["seen"] = progress["seen"] or lock["progress_time"] > 0
-                self.screen.bar(lock["progress"], f"next heartbeat in {lock['progress_time']} s")
+                progress["seen"] = progress["seen"] or lock["progress"] > 0
+                left = lock["progress_time"]
+                self.screen.bar(lock["progress"], f"next heartbeat in {left} s" if left or not lock["progress"]
+                                else "heartbeat passed, waiting for the cloud's report")
             return lock if lock["state"] == wanted_state and not lock["working"] else None
 
         lock = wait_for(f"{command} carried out", arrived, COMMAND_TIMEOUT_S)
         if not progress["seen"]:
             raise StepFailed("the wait for the heartbeat showed no progress")
-        heartbeat = [entry["text"] for entry in self.traces_since(sequence)["entries"] if "Heartbeat @" in entry["text"]]
+        heartbeat = [text for text in traces.new_texts() if "Heartbeat @" in text]
         if not heartbeat:
             raise StepFailed("the lock's heartbeat was not followed")
         self.screen.seen(f"heartbeat followed ({heartbeat[-1]})")
@@ -170,16 +181,16 @@ class Tour:
 
     def unlock(self, number):
         self.screen.step("Unlock, on behalf of user 3")
-        lock = self.command(number, "unlock", 2, user=3)
+        lock = self.command(number, "unlock", "unlocked", user=3)
         if lock["last_user"] != 103:
             raise StepFailed(f"the unlock was credited to {lock['last_user']}, not to user 3 (103)")
-        self.screen.seen(f"{lock['name']} is {STATES[lock['state']]}; the report is credited to user "
+        self.screen.seen(f"{lock['name']} is {lock['state']}; the report is credited to user "
                          f"{lock['last_user'] - 100}")
 
     def lock_again(self, number):
         self.screen.step("Lock again")
-        lock = self.command(number, "lock", 1)
-        self.screen.seen(f"{lock['name']} is {STATES[lock['state']]}")
+        lock = self.command(number, "lock", "locked")
+        self.screen.seen(f"{lock['name']} is {lock['state']}")
 
     def restart(self, house):
         self.screen.step("The host stops and starts again from its saved configuration")
@@ -189,6 +200,7 @@ class Tour:
             raise StepFailed(f"the host ended with status {status}:\n{self.setup.host.last_words()}")
         self.screen.seen("stopped cleanly")
         self.setup.start_host(options=("--trace",))
+        polled = self.see_traces(["ProcessingResponse [4]"])
         after = sorted((lock["id"], lock["device_id"], lock["name"]) for lock in self.locks())
         if after != before:
             raise StepFailed(f"the locks came back as {after}, not {before}")
@@ -196,25 +208,17 @@ class Tour:
             raise StepFailed("the house did not come back")
         if self.status_text() == "[ Authorization Needed ]":
             raise StepFailed("the tokens did not come back")
-        wait_for("a poll with the saved token", self.device_list_read, 40)
+        wait_for("a poll with the saved token", polled, 40)
         self.screen.seen(f"tokens, house ({house}) and {len(after)} locks are back, and the cloud answers")
-
-    def device_list_read(self):
-        return any(entry["text"] == "ProcessingResponse [4]" for entry in self.traces_since(0)["entries"])
 
     def refresh_token(self):
         self.screen.step("The cloud withdraws the access token; the driver refreshes it")
-        sequence = self.api.get("/traces?limit=1")["last_sequence"]
-        self.setup.admin.post("/admin/tokens/revoke")
         wanted = ["Token has been revoked - re-authentication needed", "Sending Token Refresh Command",
                   "Got new AccessToken"]
-
-        def refreshed():
-            texts = [entry["text"] for entry in self.traces_since(sequence)["entries"]]
-            return all(any(want in text for text in texts) for want in wanted)
-
+        refreshed = self.see_traces(wanted)
+        self.setup.admin.post("/admin/tokens/revoke")
         wait_for("a token refresh", refreshed, 60)
-        wait_for("the locks' state with the new token", lambda: all(lock["state"] == 1 for lock in self.locks()), 40)
+        wait_for("the locks' state with the new token", self.all_states_known, 40)
         for line in wanted:
             self.screen.seen(line)
         self.screen.seen("a new token is there and the locks report again")

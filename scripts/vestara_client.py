@@ -191,6 +191,7 @@ class Setup:
                 *("--connect-to", f"oauth.vestara.example:443:127.0.0.1:{port}"),
                 *("--connect-to", f"api.vestara.example:443:127.0.0.1:{port}"),
                 *("--authorize-base", f"https://127.0.0.1:{port}"),
+                "--print-ready",
                 *("--listen", f"127.0.0.1:{self.host_port}"),
                 *("--log-file", os.path.join(self.state_dir, "host.log")),
                 *options,
@@ -213,6 +214,25 @@ class Setup:
         for program in (self.host, self.simulator):
             if program:
                 program.stop()
+
+
+class TraceReader:
+    """Reads the host's trace lines and reports from the first one that is new to it."""
+
+    def __init__(self, api):
+        self._api = api
+        self._last = 0
+        self.new_texts()
+
+    def new_texts(self):
+        """The texts that came since the last call, oldest first."""
+        texts = []
+        while True:
+            reply = self._api.get(f"/traces?since={self._last}&limit=500")
+            self._last = reply["last"]
+            if not reply["traces"]:
+                return texts
+            texts += [entry["text"] for entry in reply["traces"]]
 
 
 def wait_for(what, probe, timeout_s, interval_s=0.3, on_wait=None):
