@@ -21,6 +21,7 @@
 #include <csignal>
 #include <deque>
 #include <optional>
+#include <pthread.h>
 #include <set>
 #include <thread>
 
@@ -85,7 +86,10 @@ public:
     void Start()
     {
         asio::co_spawn(m_Context, Accept(), asio::detached);
-        m_Thread = std::thread([this] { m_Context.run(); });
+        m_Thread = std::thread([this] {
+            pthread_setname_np(pthread_self(), "configurator"); // for the log
+            m_Context.run();
+        });
     }
 
     void Stop()

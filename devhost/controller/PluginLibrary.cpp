@@ -49,7 +49,7 @@ PluginLibrary::PluginLibrary(const std::filesystem::path& Path)
         throw PluginError("cannot load " + m_Path.string() + ": " + (pReason ? pReason : "unknown reason"));
     }
     // DllMain is the only entry point with C++ linkage, so it is found by its decorated name.
-    auto* pDllMain = As<int (*)(int, unsigned, void*)>(Symbol("_Z6DllMainijPv"));
+    auto* pDllMain = As<int (*)(int, unsigned, void*)>(Symbol("_Z7DllMainijPv"));
     auto* pSignature = As<std::uint32_t (*)()>(Symbol("GetLibSignature"));
     m_EntryPoints.LoadDeviceInterfaces =
         As<decltype(m_EntryPoints.LoadDeviceInterfaces)>(Symbol("LoadDeviceInterfaces"));

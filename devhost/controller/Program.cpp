@@ -96,22 +96,17 @@ void Program::StartSystem()
     HideUserSecrets();
 }
 
+Program::Unplug::~Unplug()
+{
+    TheFramework() = {};
+}
+
 Program::~Program()
 {
-    // Nobody may ask any more before the objects go; then the workers end before the server does, because
-    // what they change is still announced through it.
+    // Nobody may ask any more before the objects go.
     m_Loop.Close();
     m_Log.OnNewEntry({});
     m_pServer->Stop();
-    m_pApi.reset();
-    m_pSystem.reset();
-    m_pLibrary.reset();
-    Framework& The = TheFramework();
-    The.WakeMainLoop = {};
-    The.RedirectURI = {};
-    The.pSleeper = nullptr;
-    The.pDiagnostics = nullptr;
-    The.pTransport = nullptr;
 }
 
 int Program::Run()

@@ -45,6 +45,11 @@ private:
     void OnSaved(const std::string& Error) override;
     void OnRestarted() override;
 
+    // Takes the parts out of the framework again, also when the host could not be put together.
+    struct Unplug {
+        ~Unplug();
+    };
+
     // In the order in which they are made; taken apart the other way round.
     Settings m_Settings;
     DiagnosticLog m_Log;
@@ -53,6 +58,7 @@ private:
     TlsTransport m_Transport;
     WorkerSleeper m_Sleeper;
     MainLoop m_Loop;
+    Unplug m_Unplug;
     std::unique_ptr<HttpServer> m_pServer; // bound early, because the redirect address names its port
     std::string m_Address;
     std::unique_ptr<PluginLibrary> m_pLibrary;

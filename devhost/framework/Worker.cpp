@@ -2,6 +2,9 @@
 
 #include "devhost/framework/Worker.h"
 
+#include <pthread.h>
+#include <string>
+
 namespace devhost
 {
 
@@ -11,7 +14,9 @@ void Worker::Start()
         return;
     m_Bridge.ShuttingDown(0);
     m_pStop = std::make_unique<WorkerStop>();
-    m_Thread = std::thread([pInterface = &m_Interface, pStop = m_pStop.get()] {
+    m_Thread = std::thread([pInterface = &m_Interface, pStop = m_pStop.get(),
+                            Name = "account-" + std::to_string(m_Bridge.ID() % 1000000)] {
+        pthread_setname_np(pthread_self(), Name.c_str()); // the log shows it; at most 15 characters
         const WorkerStop::Scope Scope(*pStop);
         pInterface->Run();
     });
