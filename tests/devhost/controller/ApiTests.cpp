@@ -1,0 +1,225 @@
+// The configurator: who is let in, what each route answers, the OAuth redirect.
+
+#include "devhost/controller/ConfiguratorApi.h"
+#include "devhost/controller/RequestGuard.h"
+#include "tests/devhost/controller/FakePlugin.h"
+
+namespace
+{
+
+using devhost::ApiResponse;
+using nlohmann::json;
+
+class ApiTest : public SystemTest
+{
+protected:
+    void SetUp() override
+    {
+        Restart();
+        m_pAccount = &AddInterface();
+        m_pLock = &AddLock(*m_pAccount, "Front door");
+        devhost::ConfiguratorApi::Options Options;
+        Options.AuthorizeBase = "https://127.0.0.1:8443";
+        Options.Shutdown = [this] { ++m_Shutdowns; };
+        m_pApi = std::make_unique<devhost::ConfiguratorApi>(*m_pSystem, std::move(Options));
+    }
+
+    ApiResponse Ask(const std::string& Method, const std::string& Target, const std::string& Body = "")
+    {
+        auto Request = devhost::ParseTarget(Target);
+        Request->Method = Method;
+        Request->Body = Body;
+        return m_pApi->Serve(*Request);
+    }
+    json Get(const std::string& Target) { return json::parse(Ask("GET", Target).Body); }
+    std::string LockPath() const { return "/api/v1/locks/" + std::to_string(m_pLock->ID()); }
+    std::string AccountPath() const { return "/api/v1/interfaces/" + std::to_string(m_pAccount->BridgeID()); }
+
+    FakeInterface* m_pAccount = nullptr;
+    FakeLock* m_pLock = nullptr;
+    int m_Shutdowns = 0;
+    std::unique_ptr<devhost::ConfiguratorApi> m_pApi;
+};
+
+} // namespace
+
+TEST(RequestGuard, LetsInOnlyWhatNoForeignPageCanSend)
+{
+    struct {
+        devhost::GuardedHeaders Headers;
+        int Status; // 0: let in
+    } const Rows[] = {
+        {{"GET", "/x", "127.0.0.1:8080", "", "", false}, 0},
+        {{"GET", "/x", "LOCALHOST:8080", "", "", false}, 0},
+        {{"GET", "/x", "[::1]:8080", "", "", false}, 0},
+        {{"GET", "/x", "127.0.0.1:8081", "", "", false}, 421},
+        {{"GET", "/x", "127.0.0.1", "", "", false}, 421},
+        {{"GET", "/x", "", "", "", false}, 421},
+        {{"GET", "/x", "evil.example:8080", "", "", false}, 421},
+        {{"GET", "/x", "127.0.0.1:8080@evil.example:8080", "", "", false}, 421},
+        {{"GET", "/x", "localhost:8080", "http://localhost:8080", "", false}, 0},
+        {{"GET", "/x", "localhost:8080", "https://localhost:8080", "", false}, 403},
+        {{"GET", "/x", "localhost:8080", "http://evil.example", "", false}, 403},
+        {{"GET", "/x", "localhost:8080", "null", "", false}, 403},
+        {{"GET", "/oauth/redirect", "localhost:8080", "null", "", false}, 0},
+        {{"GET", "/oauth/redirect", "evil.example:8080", "", "", false}, 421},
+        {{"POST", "/x", "localhost:8080", "", "application/json", true}, 0},
+        {{"PUT", "/x", "localhost:8080", "", "Application/JSON ; charset=utf-8", true}, 0},
+        {{"POST", "/x", "localhost:8080", "", "text/plain", true}, 415},
+        {{"POST", "/x", "localhost:8080", "", "", false}, 415},
+        {{"POST", "/x", "localhost:8080", "", "application/jsonx", true}, 415},
+        {{"DELETE", "/x", "localhost:8080", "", "", false}, 0},
+        {{"DELETE", "/x", "localhost:8080", "", "text/plain", true}, 415},
+    };
+    for (const auto& Row : Rows) {
+        const auto Refusal = devhost::CheckRequest(Row.Headers, 8080);
+        EXPECT_EQ(Refusal ? Refusal->Status : 0, Row.Status)
+            << Row.Headers.Method << " " << Row.Headers.Path << " host " << Row.Headers.Host << " origin "
+            << Row.Headers.Origin << " type " << Row.Headers.ContentType;
+    }
+}
+
+TEST_F(ApiTest, BadRequestsAreAnsweredWithWhatIsWrongAndChangeNothing)
+{
+    struct {
+        const char* Method;
+        std::string Target;
+        const char* Body;
+        int Status;
+        const char* Code;
+    } const Rows[] = {
+        {"GET", "/api/v1/nothing", "", 404, "not_found"},
+        {"GET", "/api/v1/locks/999", "", 404, "not_found"},
+        {"GET", "/api/v1/locks/-1", "", 404, "not_found"},
+        {"GET", "/api/v1/locks/99999999999", "", 404, "not_found"},
+        {"PUT", "/api/v1/status", "{}", 405, "method_not_allowed"},
+        {"POST", LockPath() + "/commands", "[]", 400, "bad_json"},
+        {"POST", LockPath() + "/commands", "{", 400, "bad_json"},
+        {"POST", LockPath() + "/commands", "{}", 400, "bad_command"},
+        {"POST", LockPath() + "/commands", R"({"command":1})", 400, "bad_body"},
+        {"POST", LockPath() + "/commands", R"({"command":"unlock"})", 400, "bad_user"},
+        {"POST", LockPath() + "/commands", R"({"command":"unlock","user":0})", 400, "bad_user"},
+        {"POST", LockPath() + "/commands", R"({"command":"unlock","user":31})", 400, "bad_user"},
+        {"POST", LockPath() + "/commands", R"({"command":"unlock","user":-3})", 400, "bad_user"},
+        {"POST", LockPath() + "/commands", R"({"command":"unlock","user":1e99})", 400, "bad_user"},
+        {"PUT", LockPath() + "/users/31", R"({"enabled":true})", 404, "not_found"},
+        {"PUT", LockPath() + "/users/3", R"({"enabled":1})", 400, "bad_body"},
+        {"PUT", LockPath() + "/status-page", R"({"items":[{"int":1}]})", 400, "bad_body"},
+        {"PUT", LockPath() + "/status-page", "{}", 400, "bad_body"},
+        {"PUT", AccountPath() + "/page", R"({"properties":{"2001":2}})", 400, "bad_page"},
+        {"PUT", AccountPath() + "/page", R"({"properties":{"x":0}})", 400, "bad_body"},
+        {"PUT", AccountPath() + "/page", R"({"properties":{"2001":-1}})", 400, "bad_body"},
+        {"PUT", AccountPath() + "/extended-page", R"({"selected":0})", 409, "no_page"},
+        {"POST", AccountPath() + "/actions/20004", "", 409, "no_action"},
+        {"POST", "/api/v1/interfaces", R"({"type":99})", 400, "bad_type"},
+        {"PUT", "/api/v1/users/30", R"({"name":"A","pin":"1234"})", 404, "not_found"},
+        {"PUT", "/api/v1/users/0", R"({"name":"A","pin":"123"})", 400, "bad_user"},
+        {"PUT", "/api/v1/users/0", R"({"name":"A","pin":"12345678901234567"})", 400, "bad_user"},
+        {"PUT", "/api/v1/users/0", R"({"name":"A","pin":"12a4"})", 400, "bad_user"},
+        {"PUT", "/api/v1/users/0", R"({"name":"","pin":"1234"})", 400, "bad_user"},
+        {"PUT", "/api/v1/users/0", R"({"name":"A\r\nB","pin":"1234"})", 400, "bad_user"},
+        {"PUT", "/api/v1/users/0", R"({"name":"A","pin":"1234","email":"no address"})", 400, "bad_user"},
+        {"DELETE", "/api/v1/users/0", "", 404, "not_found"},
+        {"GET", "/api/v1/traces?since=x", "", 400, "bad_parameter"},
+        {"PUT", "/api/v1/trace-switches", R"({"Fake":1})", 400, "bad_body"},
+    };
+    const json Before = Get("/api/v1/locks");
+    for (const auto& Row : Rows) {
+        const ApiResponse Answer = Ask(Row.Method, Row.Target, Row.Body);
+        EXPECT_EQ(Answer.Status, Row.Status) << Row.Method << " " << Row.Target << " " << Row.Body;
+        EXPECT_EQ(json::parse(Answer.Body)["error"]["code"], Row.Code)
+            << Row.Method << " " << Row.Target << " " << Row.Body;
+    }
+    EXPECT_EQ(Get("/api/v1/locks"), Before);
+    EXPECT_TRUE(m_pLock->Commands.empty());
+    EXPECT_EQ(m_pLock->PagesStored, 0);
+}
+
+TEST_F(ApiTest, CommandsPagesAndActionsReachTheDriver)
+{
+    EXPECT_EQ(Ask("POST", LockPath() + "/commands", R"({"command":"unlock","user":3})").Status, 200);
+    EXPECT_EQ(Ask("POST", LockPath() + "/commands", R"({"command":"lock"})").Status, 200);
+    EXPECT_EQ(m_pLock->Commands, (std::vector<std::string>{"1271/3", "1270/0"}));
+
+    int House = -1;
+    m_pAccount->OnStore = [&](int Selected) { House = Selected; };
+    EXPECT_EQ(Ask("PUT", AccountPath() + "/page", R"({"properties":{"2001":1}})").Status, 200);
+    EXPECT_EQ(House, 1);
+    EXPECT_EQ(Get(AccountPath() + "/extended-page")["master"], true);
+    EXPECT_EQ(Ask("PUT", AccountPath() + "/extended-page", R"({"selected":2})").Status, 400);
+    EXPECT_EQ(Ask("PUT", AccountPath() + "/extended-page", R"({"selected":1})").Status, 200);
+    EXPECT_EQ(m_pAccount->ExtendedChoice, 1);
+
+    const json Reset = json::parse(Ask("POST", AccountPath() + "/actions/20003").Body);
+    EXPECT_EQ(Reset["result"], 1);
+    const json Authorise = json::parse(Ask("POST", AccountPath() + "/actions/20002").Body);
+    EXPECT_TRUE(std::string(Authorise["browser_url"]).starts_with("https://127.0.0.1:8443/authorize?state="));
+
+    Ask("POST", "/api/v1/shutdown");
+    EXPECT_EQ(m_Shutdowns, 1);
+    EXPECT_EQ(json::parse(Ask("POST", "/api/v1/restart").Body)["restarts"], 1);
+    EXPECT_EQ(Ask("DELETE", AccountPath()).Status, 200);
+    EXPECT_EQ(Get("/api/v1/interfaces")["interfaces"].size(), 0u);
+}
+
+TEST_F(ApiTest, SecretsAreShownOnlyWhenAskedFor)
+{
+    ASSERT_EQ(Ask("PUT", "/api/v1/users/0", R"({"name":"A","pin":"4711"})").Status, 200);
+    for (const std::string& Target : {std::string("/api/v1/users"), std::string("/api/v1/users/0")}) {
+        EXPECT_EQ(Ask("GET", Target).Body.find("4711"), std::string::npos) << Target;
+        EXPECT_NE(Ask("GET", Target + "?secrets=1").Body.find("4711"), std::string::npos) << Target;
+    }
+    EXPECT_EQ(Ask("GET", LockPath() + "/status-page").Body.find("778899"), std::string::npos);
+    EXPECT_NE(Ask("GET", LockPath() + "/status-page?secrets=1").Body.find("778899"), std::string::npos);
+}
+
+TEST_F(ApiTest, ChangesOfUsersAreReportedToInstalledLocksAndRightsEndWithTheUser)
+{
+    FakeInterface& Other = AddInterface();
+    FakeLock& Orphan = AddLock(Other, "Shed");
+    m_pSystem->RemoveInterface(Other.BridgeID());
+
+    Ask("PUT", "/api/v1/users/2", R"({"name":"Ann","email":"ann@example.com","pin":"1234"})");
+    Ask("PUT", LockPath() + "/users/3", R"({"enabled":true})");
+    EXPECT_EQ(m_pLock->IsUserEnabled(3), 1) << "the user at slot 2 is user 3";
+    Ask("PUT", "/api/v1/users/2", R"({"name":"Anna"})");
+    EXPECT_EQ(Get("/api/v1/users/2?secrets=1")["pin"], "1234") << "what is left out stays";
+    Ask("DELETE", "/api/v1/users/2");
+    EXPECT_EQ(m_pLock->Slots, (std::vector<int>{2, 2, 2, 2}));
+    EXPECT_EQ(m_pLock->IsUserEnabled(3), 0);
+    EXPECT_TRUE(Orphan.Slots.empty()) << "a lock without an account has no cloud to tell";
+}
+
+TEST_F(ApiTest, TheRedirectHandsACodeOverOnceAndExplainsEveryRefusal)
+{
+    const auto NewState = [&] { return std::string(static_cast<char*>(m_pAccount->GetAuthURL())); };
+    const std::string Path = "/oauth/redirect?";
+    const std::string Used = NewState();
+    ApiResponse Answer = Ask("GET", Path + "code=abc%2F1&state=" + Used);
+    EXPECT_EQ(Answer.Status, 200);
+    EXPECT_EQ(m_pAccount->Codes, std::vector<std::string>{"abc/1"});
+
+    struct {
+        std::string Query;
+        int Status;
+        const char* Says;
+    } const Rows[] = {
+        {"code=abc&state=" + Used, 400, "used already"},
+        {"code=abc&state=0123", 400, "not known"},
+        {"code=abc", 400, "no state"},
+        {"", 400, "no state"},
+        {"state=" + NewState(), 400, "no usable"},
+        {"code=a%0D%0Ab&state=" + NewState(), 400, "no usable"},
+        {"code=" + std::string(2049, 'a') + "&state=" + NewState(), 400, "no usable"},
+        {"code=a&code=b&state=" + NewState(), 400, "twice"},
+        {"error=access_denied&state=" + NewState(), 403, "access_denied"},
+        {"error=%3Cscript%3E&state=" + NewState(), 400, "&#60;script&#62;"},
+    };
+    for (const auto& Row : Rows) {
+        Answer = Ask("GET", Path + Row.Query);
+        EXPECT_EQ(Answer.Status, Row.Status) << Row.Query;
+        EXPECT_NE(Answer.Body.find(Row.Says), std::string::npos) << Row.Query << "\n" << Answer.Body;
+        EXPECT_EQ(Answer.Body.find("<script"), std::string::npos);
+    }
+    EXPECT_EQ(m_pAccount->Codes.size(), 1u);
+}
