@@ -1,0 +1,176 @@
+"""End-to-end cases beside the tour: the shipped library in the development host, against the simulator over TLS."""
+
+import argparse
+import glob
+import os
+import shutil
+import subprocess
+import sys
+import unittest
+
+ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+sys.path.insert(0, os.path.join(ROOT, "scripts"))
+
+from vestara_client import Browser, Program, Setup, StepFailed, TraceReader, wait_for  # noqa: E402
+
+ARGS = None
+AUTHORISE_ACTION = 20002
+HOUSE = "2001"
+
+
+class EndToEnd(unittest.TestCase):
+    """Each case has a simulator and a host of its own, in an empty folder."""
+
+    def setUp(self):
+        shutil.rmtree(ARGS.state_dir, ignore_errors=True)
+        self.setup = Setup(ARGS.bin, ARGS.driver, ARGS.state_dir,
+                           os.path.join(ROOT, "cloudsim", "fixtures", "house.json"))
+        self.addCleanup(self.setup.close)
+
+    @property
+    def api(self):
+        return self.setup.api
+
+    def authorise(self, account):
+        url = self.api.post(f"/interfaces/{account}/actions/{AUTHORISE_ACTION}")["browser_url"]
+        Browser(self.setup.ca_file).give_consent(url)
+
+    def houses(self, account):
+        page = self.api.get(f"/interfaces/{account}/page")
+        return next(p for p in page["properties"] if str(p["id"]) == HOUSE)["choices"]
+
+    def choose(self, account, name):
+        choices = wait_for(f"the house {name}",
+                           lambda: [c for c in self.houses(account) if c["name"] == name], 60)
+        self.api.put(f"/interfaces/{account}/page", {"properties": {HOUSE: choices[0]["index"]}})
+
+    def names_of_locks(self):
+        return sorted(lock["name"] for lock in self.api.get("/locks")["locks"])
+
+    def start_with_house(self):
+        """A host with one authorised account and the two locks of the lake house installed."""
+        self.setup.start_host(options=("--trace",))
+        account = self.api.post("/interfaces")["id"]
+        self.authorise(account)
+        self.choose(account, "Lake House")
+        wait_for("the locks of the lake house", lambda: self.names_of_locks() == ["Boat House", "Front Door"], 60)
+        return account
+
+    def wait_for_lines(self, reader, *wanted, timeout_s=60):
+        """Waits until each wanted text has come up in the host's log; all lines up to then."""
+        lines = []
+
+        def missing():
+            return [want for want in wanted if not any(want in line for line in lines)]
+
+        def seen():
+            lines.extend(reader.new_texts())
+            return not missing()
+
+        try:
+            wait_for("the lines", seen, timeout_s)
+        except StepFailed:
+            self.fail(f"never logged: {missing()}")
+        return lines
+
+
+class TransportFaults(EndToEnd):
+    def test_unknown_ca(self):
+        # Another simulator's authority: its certificates are right in all but their signer.
+        other = os.path.join(ARGS.state_dir, "other")
+        stranger = Program("another simulator",
+                           [os.path.join(ARGS.bin, "vestara-cloudsim"), "--state-dir", other],
+                           os.path.join(ARGS.state_dir, "other.log"))
+        self.addCleanup(stranger.stop)
+        self.setup.start_host(ca_file=stranger.ready["ca_file"], options=("--trace",))
+        reader = TraceReader(self.api)
+        account = self.api.post("/interfaces")["id"]
+        self.authorise(account)
+        self.wait_for_lines(reader, "Unable to create SSL connection",
+                            "Page returned NULL - failed to process request")
+        self.assertEqual(self.setup.admin.get("/admin/requests")["requests"][-1]["path"].split("?")[0],
+                         "/oauth/authorize", "nothing but the browser's consent may have reached the cloud")
+
+
+class CloudFaults(EndToEnd):
+    def test_fault_ends_its_request_only(self):
+        account = self.start_with_house()
+        faults = [
+            ({"kind": "status", "status": 500}, "Command unsuccessful ["),
+            ({"kind": "bad_json"}, "Command successful"),
+            ({"kind": "cut"}, "Page returned NULL - failed to process request"),
+            ({"kind": "close"}, "Page returned NULL - failed to process request"),
+        ]
+        for fault, line in faults:
+            with self.subTest(fault=fault):
+                reader = TraceReader(self.api)
+                self.setup.admin.post("/admin/faults",
+                                      [{"match": {"method": "GET", "path": "/devices"}, "count": 1, **fault}])
+                self.api.post(f"/interfaces/{account}/discover")
+                # The list of access persons is asked for next, and the fault has not reached it.
+                lines = self.wait_for_lines(reader, line, "ProcessingResponse [7]")
+                self.assertNotIn("ProcessingResponse [5]", lines)
+                self.assertEqual(self.names_of_locks(), ["Boat House", "Front Door"])
+        reader = TraceReader(self.api)
+        self.api.post(f"/interfaces/{account}/discover")
+        self.wait_for_lines(reader, "ProcessingResponse [5]", "ProcessingResponse [6]")
+
+
+class Accounts(EndToEnd):
+    def test_second_account_shares_and_removal(self):
+        first = self.start_with_house()
+        reader = TraceReader(self.api)
+        second = self.api.post("/interfaces")["id"]
+        self.wait_for_lines(reader, "Tokens requested from another interface")
+        actions = [a["id"] for a in self.api.get(f"/interfaces/{second}/page")["actions"]]
+        self.assertNotIn(AUTHORISE_ACTION, actions, "only the master is authorised")
+
+        self.choose(second, "Town Flat")
+        everything = ["Boat House", "Flat Door", "Front Door"]
+        wait_for("the lock of the second house", lambda: self.names_of_locks() == everything, 60)
+
+        self.api.delete(f"/interfaces/{first}")
+        self.assertEqual(self.names_of_locks(), ["Flat Door"])
+        wait_for("the second account as the new master",
+                 lambda: AUTHORISE_ACTION in
+                 [a["id"] for a in self.api.get(f"/interfaces/{second}/page")["actions"]], 20)
+
+
+class Restart(EndToEnd):
+    def test_damaged_configuration(self):
+        self.start_with_house()
+        self.assertEqual(self.setup.stop_host(), 0)
+        path = os.path.join(ARGS.state_dir, "host", "configuration")
+        self.assertEqual(os.stat(path).st_mode & 0o777, 0o600)
+        with open(path, "rb") as file:
+            lines = file.read().splitlines(keepends=True)
+        broken = next(i for i, line in enumerate(lines) if b"component" in line.lower())
+        lines[broken] = lines[broken][: len(lines[broken]) // 2] + b"\n"
+        with open(path, "wb") as file:
+            file.write(b"".join(lines))
+
+        self.setup.start_host(options=("--trace",))
+        self.assertEqual(len(self.names_of_locks()), 1, "the other lock's record is whole")
+        self.assertEqual(len(self.api.get("/interfaces")["interfaces"]), 1)
+        self.assertTrue(any(t["report"] for t in self.api.get("/traces?since=0&limit=100")["traces"]))
+        self.api.post("/save")
+        self.assertEqual(len(glob.glob(path + ".damaged-*")), 1, "the damaged file is kept aside")
+
+
+class Loader(EndToEnd):
+    def test_wrong_library(self):
+        libc = next(iter(glob.glob("/lib/*/libm.so.6")))
+        result = subprocess.run([os.path.join(ARGS.bin, "vestara-devhost"), "--driver", libc,
+                                 "--state-dir", os.path.join(ARGS.state_dir, "host")],
+                                stdin=subprocess.DEVNULL, capture_output=True, timeout=30, check=False)
+        self.assertNotEqual(result.returncode, 0)
+        self.assertIn(b"DllMain", result.stderr)
+
+
+if __name__ == "__main__":
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--bin", required=True)
+    parser.add_argument("--driver", required=True)
+    parser.add_argument("--state-dir", required=True)
+    ARGS, rest = parser.parse_known_args()
+    unittest.main(argv=[sys.argv[0], *rest])
