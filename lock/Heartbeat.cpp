@@ -35,11 +35,8 @@ std::tm BrokenDownUTC(std::time_t tTime)
     return Time;
 }
 
-// Read as local time first, which also brings the parts into their ranges: where daylight saving is on, the
-// text is an hour ahead of the time that it came from, for both times of a comparison alike.
-CClockText ClockText(std::tm Time)
+CClockText ClockText(const std::tm& Time)
 {
-    std::mktime(&Time);
     CClockText Result{};
     // A text that does not fit leaves the buffer undefined.
     if (std::strftime(Result.m_Text, sizeof Result.m_Text, "%T", &Time) == 0)
@@ -47,40 +44,31 @@ CClockText ClockText(std::tm Time)
     return Result;
 }
 
-std::int64_t ReadAsLocal(std::tm Time)
-{
-    return std::mktime(&Time);
-}
-
 } // namespace
 
 // Both UTC times are read as local ones. That shifts both by the same offset, so their difference is right in
 // any time zone, without a conversion from UTC that not every controller's C library has.
 CHeartbeat::CHeartbeat(const char* pConnectedAt, std::time_t tNow)
-    : m_Parsed(ParsedUTC(pConnectedAt)), m_tCalendar(tNow), m_tConnected(ReadAsLocal(m_Parsed)),
-      m_iShift(tNow - ReadAsLocal(BrokenDownUTC(tNow)))
+    : m_Connected(ParsedUTC(pConnectedAt)), m_Now(BrokenDownUTC(tNow)),
+      m_tConnected(std::mktime(&m_Connected)), m_tNow(std::mktime(&m_Now)),
+      m_fGapSeconds(std::difftime(static_cast<std::time_t>(m_tNow), static_cast<std::time_t>(m_tConnected)))
 {
-}
-
-double CHeartbeat::GapSeconds() const
-{
-    return std::difftime(static_cast<std::time_t>(Now()), static_cast<std::time_t>(m_tConnected));
 }
 
 std::uint32_t CHeartbeat::GapMs() const
 {
     constexpr double kHighest = std::numeric_limits<std::uint32_t>::max();
-    return static_cast<std::uint32_t>(std::clamp(GapSeconds() * 1000.0, 0.0, kHighest));
+    return static_cast<std::uint32_t>(std::clamp(m_fGapSeconds * 1000.0, 0.0, kHighest));
 }
 
 CClockText CHeartbeat::ConnectedText() const
 {
-    return ClockText(m_Parsed);
+    return ClockText(m_Connected);
 }
 
 CClockText CHeartbeat::NowText() const
 {
-    return ClockText(BrokenDownUTC(static_cast<std::time_t>(m_tCalendar)));
+    return ClockText(m_Now);
 }
 
 int HeartbeatProgress(std::uint32_t iElapsedMs, std::uint32_t iIntervalMs)

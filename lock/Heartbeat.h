@@ -14,30 +14,26 @@ struct CClockText {
 class CHeartbeat
 {
 public:
-    CHeartbeat() = default; // no heartbeat yet; good for assigning to only
-
     // pConnectedAt: UTC as the cloud writes it, "2024-05-01T10:20:30Z"; what cannot be read counts as 0, and
     // the results then tell of an odd time. tNow: calendar seconds.
     CHeartbeat(const char* pConnectedAt, std::time_t tNow);
 
-    // The same heartbeat at another moment. Cheap: the C library is not asked for the time zone again.
-    void MoveTo(std::time_t tNow) { m_tCalendar = tNow; }
-
     // Both are UTC wall-clock times that were read as local ones: they are good for their difference only.
     std::int64_t Connected() const { return m_tConnected; }
-    std::int64_t Now() const { return m_tCalendar - m_iShift; }
+    std::int64_t Now() const { return m_tNow; }
 
-    double GapSeconds() const;   // negative for a lock whose clock is ahead
-    std::uint32_t GapMs() const; // saturates at both ends of its range
+    double GapSeconds() const { return m_fGapSeconds; } // negative for a lock whose clock is ahead
+    std::uint32_t GapMs() const;                        // saturates at both ends of its range
 
     CClockText ConnectedText() const;
     CClockText NowText() const;
 
 private:
-    std::tm m_Parsed{}; // as it was read, parts out of their range included
-    std::int64_t m_tCalendar = 0;
-    std::int64_t m_tConnected = 0;
-    std::int64_t m_iShift = 0; // seconds by which reading UTC as local time makes a moment earlier
+    std::tm m_Connected;
+    std::tm m_Now;
+    std::int64_t m_tConnected;
+    std::int64_t m_tNow;
+    double m_fGapSeconds;
 };
 
 // Percent of the wait for the next heartbeat, 0 without an interval. Above 100 when the heartbeat is late.

@@ -6,11 +6,11 @@
 #include "host/Bridge.h"
 #include "host/DoorLock.h"
 #include "host/QXTimer.h"
-#include "lock/Heartbeat.h"
 
 #include <cstdint>
 #include <ctime>
 
+class CHeartbeat;
 class CUser;
 class CVestaraInterface;
 
@@ -80,8 +80,7 @@ private:
     void TakeState(const CQXString& sValue);
     void TakeAlive(const CQXString& sValue);
     int TakeConnectedAt(const CQXString& sValue);
-    int SuperviseConnection();
-    void CorrectHeartbeatTimer();
+    void CorrectHeartbeatTimer(const CHeartbeat& Heartbeat);
 
     // Steps of a slot call; all need an interface. 1 on success.
     int SyncUser(int iSlot, CUser* pUser);
@@ -112,8 +111,6 @@ private:
     std::int64_t m_tLastHeartbeat = 0;      // calendar seconds of the last heartbeat
     CQXTimer m_tmrUnlock;
     std::int32_t m_iUnlockUser = kNoUnlockUser; // user number minus 1
-    CQXString m_sConnectedAt;                   // the text that m_Heartbeat was read from
-    CHeartbeat m_Heartbeat;
 
     static constexpr std::int32_t kNoUnlockUser = 32767;
     static constexpr std::int32_t kLastCommandLock = 1;

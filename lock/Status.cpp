@@ -2,6 +2,7 @@
 // the door-lock base's.
 
 #include "cloud/Text.h"
+#include "lock/Heartbeat.h"
 #include "lock/Portivo.h"
 
 #include <cstdlib>
@@ -117,21 +118,7 @@ int CPortivo::TakeConnectedAt(const CQXString& sValue)
 {
     if (!m_bOnline)
         return Report(446, FormatLine("Portivo is Offline"));
-    // Until a lock's next heartbeat every poll brings the same text. Reading it anew would ask the C library
-    // for the time zone twice, which costs more than all the rest of a report.
-    const std::time_t tNow = std::time(nullptr);
-    if (sValue.Compare(m_sConnectedAt) == 0) {
-        m_Heartbeat.MoveTo(tNow);
-    } else {
-        m_Heartbeat = CHeartbeat(sValue, tNow);
-        m_sConnectedAt = sValue;
-    }
-    return SuperviseConnection();
-}
-
-int CPortivo::SuperviseConnection()
-{
-    const CHeartbeat& Heartbeat = m_Heartbeat;
+    const CHeartbeat Heartbeat(sValue, std::time(nullptr));
     m_tLastHeartbeat = Heartbeat.Connected();
     if (Heartbeat.Connected() > Heartbeat.Now())
         Report(461, FormatLine("Your Portivo appears to be from the future: [%s > %s]",
@@ -150,18 +137,18 @@ int CPortivo::SuperviseConnection()
         return 1;
     }
     if (Working())
-        CorrectHeartbeatTimer();
+        CorrectHeartbeatTimer(Heartbeat);
     return 1;
 }
 
-void CPortivo::CorrectHeartbeatTimer()
+void CPortivo::CorrectHeartbeatTimer(const CHeartbeat& Heartbeat)
 {
     if (TraceEnabled())
-        Trace(FormatLine("Connected@[%s] - Local@[%s]", m_Heartbeat.ConnectedText().m_Text,
-                         m_Heartbeat.NowText().m_Text));
+        Trace(FormatLine("Connected@[%s] - Local@[%s]", Heartbeat.ConnectedText().m_Text,
+                         Heartbeat.NowText().m_Text));
     // The timer shall read what has passed since the heartbeat. One that is ahead of the cloud is left alone:
     // the progress that people watch never runs backwards.
-    const std::uint32_t iExpectedMs = m_Heartbeat.GapMs();
+    const std::uint32_t iExpectedMs = Heartbeat.GapMs();
     const CTimerLag Lag = TimerLag(iExpectedMs, m_tmrWorking.QXTickCount());
     if (!Lag.m_bBehind)
         return;
