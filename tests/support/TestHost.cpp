@@ -2,7 +2,9 @@
 
 #include "support/TestHost.h"
 
+#include "access/AccessPerson.h"
 #include "devhost/framework/JSONParser.h"
+#include "interface/LocationPair.h"
 
 #include <utility>
 
@@ -202,6 +204,64 @@ std::size_t DriverTest::DropQueued(CVestaraInterface& Account)
     while (Account.NextCommand())
         ++nDropped;
     return nDropped;
+}
+
+std::vector<std::string> DriverTest::TakeEffects()
+{
+    std::vector<std::string> Effects = m_Journal.Take();
+    for (std::string& Effect : Effects)
+        if (Effect.starts_with("trace "))
+            Effect.erase(5, Effect.find(": ") - 5);
+    return Effects;
+}
+
+void DriverTest::AddPerson(CVestaraInterface& Account, int Index, const char* ID, const char* Name,
+                           const char* Pin, const char* Email)
+{
+    auto pPerson = std::make_unique<CAccessPerson>(Index, ID, Pin, Name, Email);
+    EXPECT_EQ(Account.InsertAccessPerson(pPerson), 1) << Name;
+    m_Journal.Take();
+}
+
+void DriverTest::SetUser(int Slot, const char* Name, const char* Pin, const char* Email)
+{
+    EXPECT_EQ(m_pSystem->Security().SetUser(Slot, {Name, Email, Pin}), std::nullopt);
+    m_Journal.Take();
+}
+
+std::vector<std::string> DriverTest::Persons(CVestaraInterface& Account)
+{
+    std::vector<std::string> Found;
+    const CQXObList& List = Probe(Account).AccessPersons();
+    for (CQXPos* pPos = List.GetHeadPosition(); pPos;) {
+        const auto* pPerson = static_cast<const CAccessPerson*>(List.GetNext(pPos));
+        std::string Line = std::to_string(pPerson->Index());
+        for (const CQXString& Field : {pPerson->ID(), pPerson->Name(), pPerson->PinCode(), pPerson->Email()})
+            Line.append("|").append(Field);
+        Found.push_back(Line);
+    }
+    return Found;
+}
+
+std::vector<std::string> DriverTest::Candidates(CVestaraInterface& Account)
+{
+    std::vector<std::string> Found;
+    const CQXObList& List = Probe(Account).Locations();
+    for (CQXPos* pPos = List.GetHeadPosition(); pPos;)
+        Found.emplace_back(static_cast<const CLocationPair*>(List.GetNext(pPos))->ID());
+    return Found;
+}
+
+std::vector<std::string> WithTracing(bool Enabled, const std::vector<std::string>& Marked)
+{
+    std::vector<std::string> Lines;
+    for (const std::string& Line : Marked) {
+        if (!Line.starts_with("~"))
+            Lines.push_back(Line);
+        else if (Enabled)
+            Lines.push_back(Line.substr(1));
+    }
+    return Lines;
 }
 
 } // namespace support

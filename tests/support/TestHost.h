@@ -86,7 +86,10 @@ public:
     CBridge* Bridge(int i) override { return m_System.Bridge(i); }
     int NDoorLock(COMPONENT_FILTER_TYPE eFilter) override { return m_System.NDoorLock(eFilter); }
     CDoorLock* DoorLock(int i) override { return m_System.DoorLock(i); }
-    CSystemFamily* FamilyByFamily(int iFamily) override { return m_System.FamilyByFamily(iFamily); }
+    CSystemFamily* FamilyByFamily(int iFamily) override
+    {
+        return Family ? Family(iFamily) : m_System.FamilyByFamily(iFamily);
+    }
     void NotifyWrite() override;
     void NotifyConfigChanged(const char* pSource, int iLine) override;
     void NotifyInterfaceChanged() override;
@@ -97,6 +100,7 @@ public:
 
     std::string
         FixedOAuthState; ///< when set, what the driver is given as state: addresses become predictable
+    std::function<CSystemFamily*(int)> Family; ///< when set, what stands in for the system's families
 
 private:
     devhost::System& m_System;
@@ -145,6 +149,17 @@ protected:
     /// "METHOD COMMAND location|device|user|access" of each queued command, which stay queued.
     std::vector<std::string> Queued(CVestaraInterface& Account);
     std::size_t DropQueued(CVestaraInterface& Account);
+
+    /// The journal without the names of the traces' producers, which follow the location's name. Taken.
+    std::vector<std::string> TakeEffects();
+    /// Puts a person into the registry, and a user into a slot of the controller; effects are taken.
+    void AddPerson(CVestaraInterface& Account, int Index, const char* ID, const char* Name,
+                   const char* Pin = "1111", const char* Email = "");
+    void SetUser(int Slot, const char* Name, const char* Pin = "1111", const char* Email = "");
+    /// "INDEX|ID|NAME|PIN|EMAIL" of each access person, in the registry's order.
+    std::vector<std::string> Persons(CVestaraInterface& Account);
+    /// The ids of the candidate locations.
+    std::vector<std::string> Candidates(CVestaraInterface& Account);
     static CVestaraInterfaceProbe Probe(CVestaraInterface& Account)
     {
         return CVestaraInterfaceProbe(Account);
@@ -164,5 +179,9 @@ devhost::PluginEntryPoints DriverEntryPoints();
 
 /// A tree of the framework's own parser; fails the test when the text is no JSON.
 std::unique_ptr<CJSONObject> ParseJson(const std::string& Text);
+
+/// What a journal holds with tracing on or off: lines that are marked with "~" in front are written only
+/// while it is on.
+std::vector<std::string> WithTracing(bool Enabled, const std::vector<std::string>& Marked);
 
 } // namespace support

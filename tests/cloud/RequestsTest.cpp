@@ -1,0 +1,271 @@
+// The bytes of each request, and the requests that are refused before anything is sent.
+
+#include "support/TestHost.h"
+
+#include <gmock/gmock.h>
+
+namespace
+{
+
+using support::WithTracing;
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+using testing::IsEmpty;
+using Lines = std::vector<std::string>;
+
+const std::string kApi = "Accept: application/vnd.vestara.v1+json\r\nAuthorization: Bearer access-1\r\n"
+                         "Host: " VESTARA_API_HOST "\r\n";
+const std::string kOAuth = "Accept: application/json\r\nHost: " VESTARA_OAUTH_HOST "\r\n";
+const std::string kJson = "Content-Type: application/json\r\n\r\n";
+const std::string kForm = "Content-Type: application/x-www-form-urlencoded\r\n\r\n";
+const std::string kClient =
+    "client_id=90f5b5e6317542f5aa4beb51d0b9abca2631d3eeb373398b00849944a45ab3eb"
+    "&client_secret=93c31de54668d0d386c03267084debd35cf0a7303fb7bf07d80fa3e86177828b&";
+
+struct Row {
+    int Method;
+    int Command;
+    std::string Bytes;
+    std::string UserID = "per-1";
+    Lines Reports = {};
+};
+
+class Requests : public support::DriverTest
+{
+protected:
+    CVestaraInterface& AddAccountWithPersons()
+    {
+        CVestaraInterface& Account = AddReadyAccount();
+        Probe(Account).AuthCode() = "c 1%s&=+";
+        AddPerson(Account, 4, "", "Ann \"A\" \\ 100%s \xC3\xA9", "0042", "ann@x.example");
+        AddPerson(Account, 5, "", "Bob", "2222");
+        AddPerson(Account, 6, "per-1", "Cy", "0003", "cy@x.example");
+        return Account;
+    }
+
+    int Send(CVestaraInterface& Account, int Method, int Command, const char* LocationID,
+             const char* DeviceID, const char* UserID = "per-1")
+    {
+        return Account.SendCommand(std::make_unique<CVestaraCommand>(
+            static_cast<VestaraMethod>(Method), static_cast<CommandID>(Command), LocationID, DeviceID, UserID,
+            "acc-%n1"));
+    }
+};
+
+TEST_F(Requests, GoOutByteForByte)
+{
+    CVestaraInterface& Account = AddAccountWithPersons();
+    const std::string CodeForm = "code=c 1%s&=+&" + kClient +
+                                 "redirect_uri=https://host.example/redirect/0&grant_type=authorization_code";
+    const std::string RefreshForm = kClient + "refresh_token=refresh-1&grant_type=refresh_token";
+    const std::string Ann =
+        R"({"type":"access_user","attributes":{"name":"Ann \"A\" \\ 100%s é","email":"ann@x.example","pin":"0042"}})";
+    const std::string Unknown = "report vestarai 3090: Unknown CommandID: 18";
+    const auto Length = [](const std::string& Body) {
+        return "Content-Length: " + std::to_string(Body.size()) + "\r\n";
+    };
+    const auto Read = [](const std::string& Path) { return "GET " + Path + " HTTP/1.1\r\n" + kApi + "\r\n"; };
+    const auto Write = [](const std::string& Target, int Bytes = 0, const std::string& Body = "") {
+        return Target + " HTTP/1.1\r\n" + kApi + "Content-Length: " + std::to_string(Bytes) + "\r\n" + kJson +
+               Body + "\r\n";
+    };
+    const auto Delete = [](const std::string& Target) { return Target + " HTTP/1.1\r\n" + kApi + "\r\n"; };
+    const std::string NoBlank = "Accept: application/vnd.vestara.v1+json\r\nAuthorization: Bearer "
+                                "access-1\r\nHost: \r\nContent-Length: 0\r\n\r\n\r\n\r\n";
+
+    const Row Rows[] = {
+        // Token requests: the method decides on the form, the command on the path.
+        {0, 0, "POST /oauth/token HTTP/1.1\r\n" + kOAuth + Length(CodeForm) + kForm + CodeForm + "\r\n"},
+        {1, 1,
+         "POST /oauth/token HTTP/1.1\r\n" + kOAuth + Length(RefreshForm) + kForm + RefreshForm + "\r\n"},
+        {1, 16,
+         "POST /devices/%s/lock HTTP/1.1\r\n" + kOAuth + Length(RefreshForm) + kForm + RefreshForm + "\r\n"},
+        {1,
+         18,
+         "POST  HTTP/1.1\r\n" + kOAuth + Length(RefreshForm) + kForm + RefreshForm + "\r\n",
+         "",
+         {Unknown}},
+        {2, 2, Read("/locations")},
+        {2, 3, Read("/locations/loc-1")},
+        {2, 4, Read("/devices")},
+        {2, 5, Read("/devices")},
+        {2, 6, Read("/devices/dev-1")},
+        {2, 7, Read("/access_persons")},
+        {2, 12, Read("/access_persons/p%s%n/accesses"), "p%s%n"},
+        // Reads of what cannot be read have no path.
+        {2, 0, Read("")},
+        {2, 1, Read("")},
+        {2, 8, Read("")},
+        {2, 11, Read("")},
+        {2, 13, Read("")},
+        {2, 17, Read("")},
+        {3, 8, Write("POST /access_persons", 105, Ann), "4"},
+        {3, 8,
+         Write("POST /access_persons", 63,
+               R"({"type":"access_user","attributes":{"name":"Bob","pin":"2222"}})"),
+         "5 and more"},
+        {3, 9, Write("PUT /access_persons/per-1", 41, R"({"attributes":{"name":"Cy","pin":"0003"}})")},
+        {3, 13,
+         Write("POST /access_persons/per-1/accesses", 65,
+               R"({"attributes":{"accessible_id":"dev-1","accessible_type":"lock"}})")},
+        {3, 15, Write("POST /access_persons/per-1/email/notify")},
+        {3, 16, Write("PUT /devices/dev-1/lock")},
+        {3, 17, Write("PUT /devices/dev-1/unlock")},
+        {4, 10, Delete("DELETE /access_persons/per-1")},
+        {4, 14, Delete("DELETE /access_persons/per-1/accesses/acc-%n1")},
+        // The command chooses verb and path, the method the headers of the body.
+        {3, 10, Write("DELETE /access_persons/per-1")},
+        {3, 14, Write("DELETE /access_persons/per-1/accesses/acc-%n1")},
+        {4, 9, Delete("PUT /access_persons/per-1")},
+        {4, 16, Delete("PUT /devices/dev-1/lock")},
+        {3, 2, Write("", 2, "{}")},
+        {3, 11, Write("", 2, "{}")},
+        {3, 12, Write("", 2, "{}")},
+        {4, 12, Delete("")},
+        // Any other method is an API request without host, target and type, also a negative one.
+        {5, 2, " HTTP/1.1\r\n" + NoBlank},
+        {-1, 16, " HTTP/1.1\r\n" + NoBlank},
+        // A body that cannot be built stays empty; the request goes out.
+        {3, 8, Write("POST /access_persons"), "7", {"report vestarai 2102: Could not ID user by index: [7]"}},
+        {3,
+         8,
+         Write("POST /access_persons"),
+         "6",
+         {"report vestarai 2107: User by this index [6] already has an ID - not creating duplicate"}},
+        {3,
+         9,
+         Write("PUT /access_persons/4"),
+         "4",
+         {"report vestarai 2129: Could not ID user by index: [4]"}},
+        {3,
+         13,
+         Write("POST /access_persons/%d/accesses"),
+         "%d",
+         {"report vestarai 2145: Could not ID user by index: [%d]"}},
+    };
+    for (const Row& Row : Rows) {
+        SCOPED_TRACE("method " + std::to_string(Row.Method) + ", command " + std::to_string(Row.Command) +
+                     ", user " + Row.UserID);
+        m_Cloud.Reply(204, "");
+        EXPECT_EQ(Send(Account, Row.Method, Row.Command, "loc-1", "dev-1", Row.UserID.c_str()), 1);
+        EXPECT_THAT(TakeEffects(), ElementsAreArray(Row.Reports));
+        const auto Sent = m_Cloud.TakeRequests();
+        ASSERT_EQ(Sent.size(), 1u);
+        EXPECT_EQ(Sent[0].Bytes, Row.Bytes);
+        EXPECT_EQ(Sent[0].Port, 443);
+        const bool bApi = Row.Method >= 2 && Row.Method <= 4;
+        EXPECT_EQ(Sent[0].Host, bApi                                ? VESTARA_API_HOST
+                                : Row.Method >= 0 && Row.Method < 2 ? VESTARA_OAUTH_HOST
+                                                                    : "");
+    }
+}
+
+TEST_F(Requests, LeaveOutTheTokenCheckForMethodsThatAreNone)
+{
+    CVestaraInterface& Account = AddAccount();
+    m_Cloud.Reply(204, "");
+    EXPECT_EQ(Send(Account, 5, 16, "", ""), 1);
+    EXPECT_THAT(m_Cloud.TakeRequests(), testing::SizeIs(1));
+}
+
+TEST_F(Requests, AreRefusedWithTheFirstThingThatIsMissing)
+{
+    const std::string Data = "report vestarai 830: Data could not be assembled";
+    const std::string Header = "report vestarai 837: Header could not be assembled";
+    const std::string Token = "report vestarai 1807: Missing/bad AccessToken - Cannot read/write to server";
+    const std::string Device = "report vestarai 1860: Missing DeviceID on WRITE";
+    const std::string Location = "report vestarai 1865: Missing LocationID on WRITE";
+    const std::string Broadcast = "~trace: ClientBroadcast message: [0] to [0] clients";
+    struct {
+        int Method;
+        int Command;
+        const char* LocationID;
+        const char* DeviceID;
+        bool Tokens;
+        Lines Effects;
+    } const Rows[] = {
+        {2, 4, "", "", false, {Token, Data}},
+        {3, 16, "", "", false, {Token, Data}},
+        {4, 10, "", "", false, {Token, Data}},
+        {0,
+         0,
+         "",
+         "",
+         false,
+         {Broadcast, "report vestarai 1832: Missing AuthCode - cannot authenticate", Data}},
+        {1,
+         1,
+         "",
+         "",
+         false,
+         {Broadcast, "report vestarai 1851: Missing RefreshToken - cannot refresh AccessToken", Data}},
+        {3, 16, "", "", true, {Device, Data}},
+        {3, 8, "loc-1", "", true, {Device, Data}},
+        {4, 10, "loc-1", "", true, {Device, Data}},
+        {3, 17, "", "dev-1", true, {Location, Data}},
+        {4, 14, "", "dev-1", true, {Location, Data}},
+        {2,
+         18,
+         "",
+         "",
+         true,
+         {"report vestarai 3090: Unknown CommandID: 18", "report vestarai 1914: Missing DataPath on READ",
+          Header}},
+        {3,
+         -1,
+         "loc-1",
+         "dev-1",
+         true,
+         {"~trace: {}", "report vestarai 3090: Unknown CommandID: -1",
+          "report vestarai 1947: Missing DataPath on WRITE", Header}},
+    };
+    for (const auto& Row : Rows) {
+        for (const bool bTracing : {false, true}) {
+            SCOPED_TRACE("method " + std::to_string(Row.Method) + ", command " + std::to_string(Row.Command) +
+                         (Row.Tokens ? ", tokens" : "") + (bTracing ? ", traced" : ""));
+            CVestaraInterface& Account = Row.Tokens ? AddReadyAccount() : AddAccount();
+            Probe(Account).Authorized() = 1;
+            Account.TraceEnabled(bTracing);
+            EXPECT_EQ(Send(Account, Row.Method, Row.Command, Row.LocationID, Row.DeviceID), 0);
+            EXPECT_THAT(TakeEffects(), ElementsAreArray(WithTracing(bTracing, Row.Effects)));
+            EXPECT_EQ(Probe(Account).Authorized(), Row.Method > 1);
+            EXPECT_THAT(m_Cloud.TakeRequests(), IsEmpty());
+        }
+    }
+}
+
+TEST_F(Requests, HeaderOfAChangeAsksForTheLocationFirst)
+{
+    CVestaraInterface& Account = AddReadyAccount();
+    struct {
+        const char* LocationID;
+        const char* DeviceID;
+        const char* Report;
+    } const Rows[] = {
+        {"", "", "report vestarai 1952: Missing LocationID on WRITE"},
+        {"", "dev-1", "report vestarai 1952: Missing LocationID on WRITE"},
+        {"loc-1", "", "report vestarai 1957: Missing DeviceID on WRITE"},
+    };
+    for (const auto& Row : Rows) {
+        CVestaraCommand Command(METHOD_DELETE, CMD_ACCESS_REVOKE, Row.LocationID, Row.DeviceID, "", "");
+        CQXString sHeader;
+        EXPECT_EQ(Account.AssembleHeader(&sHeader, &Command), 0);
+        EXPECT_THAT(TakeEffects(), ElementsAre(Row.Report));
+    }
+}
+
+TEST_F(Requests, RedirectSchemaAndLongTokensArePutInWhole)
+{
+    CVestaraInterface& Account = AddReadyAccount();
+    Probe(Account).RedirectSchema() = OAUTH_REDIRECT_LEGACY;
+    const std::string Code(100'000, '%');
+    Account.SetAuthCode(Code.c_str());
+    m_Cloud.Reply(204, "");
+    Send(Account, 0, 0, "", "");
+    const std::string Sent = m_Cloud.TakeRequests().at(0).Bytes;
+    EXPECT_NE(Sent.find("code=" + Code + "&client_id="), std::string::npos);
+    EXPECT_NE(Sent.find("/redirect/" + std::to_string(OAUTH_REDIRECT_LEGACY) + "&grant_type"),
+              std::string::npos);
+}
+
+} // namespace
