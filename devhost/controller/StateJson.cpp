@@ -2,6 +2,7 @@
 
 #include "devhost/controller/StateJson.h"
 
+#include <algorithm>
 #include <array>
 #include <ctime>
 
@@ -67,7 +68,8 @@ json LockJson(CDoorLock& Lock)
         {"bridge", pClient && pClient->Bridge() ? json(pClient->BridgeID()) : json(nullptr)},
         {"state", StateName(Lock.State())},
         {"working", bWorking},
-        {"progress", bWorking ? json(Lock.Progress()) : json(nullptr)},
+        // A heartbeat that is late leaves the driver counting beyond the wait.
+        {"progress", bWorking ? json(std::clamp(Lock.Progress(), 0, 100)) : json(nullptr)},
         {"progress_time", bWorking ? json(Lock.ProgressTime()) : json(nullptr)},
         {"battery", Registered(Lock.BatteryLevel())},
         {"signal", Registered(Lock.SignalStrength())},

@@ -35,7 +35,9 @@ CQXString CDoorLock::SignalStrengthText() const
 {
     if (m_iSignalStrength < 0)
         return "Unknown";
-    return CQXString::IntegerToString(m_iSignalStrength);
+    CQXString sText = CQXString::IntegerToString(m_iSignalStrength);
+    sText += " %";
+    return sText;
 }
 
 CQXString CDoorLock::ErrorText() const

@@ -328,6 +328,7 @@ void System::SetTraceAll(bool Enabled)
     m_Traces.Default(Enabled);
     for (CTraceProducer* pProducer : TraceProducers())
         pProducer->TraceEnabled(Enabled);
+    NotifyWrite();
 }
 
 void System::MarkLockChanged(unsigned ComponentID)
