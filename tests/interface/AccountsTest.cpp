@@ -1,0 +1,302 @@
+// Authorisation, refresh, and several accounts: master, shared tokens, names, broadcasts, removal.
+
+#include "support/AccountTest.h"
+
+namespace
+{
+
+using AccountsTest = support::AccountTest;
+
+TEST_F(AccountsTest, RefreshFallsDueTenMinutesBeforeExpiryInUnsignedArithmetic)
+{
+    m_Clock.SetUptime(0xFFFFFFFFull); // every age fits below it
+    struct Row {
+        std::int32_t LifetimeS;
+        std::uint32_t AgeMs;
+        int Due;
+    };
+    for (const Row& R :
+         {Row{7200, 6599999, 0}, Row{7200, 6600000, 1}, Row{7810, 7200000, 0}, Row{7800, 7200000, 1},
+          Row{601, 999, 0}, Row{601, 1000, 1}, Row{600, 0, 1}, Row{599, 7200000, 0}, Row{300, 7200000, 0},
+          Row{300, 4294667295u, 0}, Row{300, 4294667296u, 1}, Row{0, 7200000, 0}, Row{-1, 7200000, 0},
+          Row{4294968, 103, 0}, Row{4295568, 103, 0}, Row{4295568, 704, 1}}) {
+        SCOPED_TRACE(testing::Message() << R.LifetimeS << " s, " << R.AgeMs << " ms");
+        CVestaraInterface& Account = AddReadyAccount();
+        Probe(Account).Master() = 1;
+        Probe(Account).TokenLifetime() = R.LifetimeS;
+        Probe(Account).TokenTimer().SetElapsed(R.AgeMs);
+        Probe(Account).MasterPointer() = &Account;
+        EXPECT_EQ(Account.RefreshToken(), R.Due);
+        EXPECT_EQ(Queued(Account), R.Due ? Lines{"1 1 |||"} : Lines{});
+        Probe(Account).Master() = 0;
+        EXPECT_EQ(Account.RefreshToken(), 0) << "only the master refreshes";
+        DropQueued(Account);
+    }
+    m_Journal.Take();
+}
+
+TEST_F(AccountsTest, MissingRefreshTokenIsReportedAndHoldsTheWorkerBack)
+{
+    CVestaraInterface& Account = AddReadyAccount();
+    Probe(Account).RefreshToken() = "";
+    EXPECT_EQ(Account.RefreshToken(), 0);
+    EXPECT_EQ(TakeEffects(),
+              (Lines{"report vestarai 729: Refresh Token is Empty - cannot re-authenticate", "Sleep 7000"}));
+    EXPECT_EQ(Probe(Account).TokenTimer().QXTickCount(), 6607000u) << "delayed before the pause";
+    EXPECT_EQ(Account.NCommands(), 0);
+}
+
+TEST_F(AccountsTest, AuthorizeAddressIsRebuiltAndTheCodeStaysWhereItArrived)
+{
+    CVestaraInterface& Master = AddAccount();
+    CVestaraInterface& Other = AddAccount();
+    m_pJournalled->FixedOAuthState = "st%s";
+    Probe(Master).RedirectSchema() = static_cast<OAUTH_REDIRECT_SCHEMA>(1);
+    EXPECT_EQ(Str(Master.GetAuthURL()),
+              "https://oauth.vestara.example/oauth/authorize?client_id="
+              "90f5b5e6317542f5aa4beb51d0b9abca2631d3eeb373398b00849944a45ab3eb&response_type=code&"
+              "redirect_uri=https://host.example/redirect/1&state=st%s");
+    m_pJournalled->FixedOAuthState = "next";
+    const std::size_t Address = Str(Master.GetAuthURL()).find("redirect_uri=");
+    EXPECT_EQ(Str(Master.GetActionURL(20002)).substr(Address),
+              "redirect_uri=https://host.example/redirect/1&state=next");
+    EXPECT_TRUE(Master.GetActionURL(20003).IsEmpty());
+
+    Other.ProcessAuthCode("code%n");
+    EXPECT_EQ(Str(Probe(Other).AuthCode()), "code%n");
+    EXPECT_TRUE(Probe(Master).AuthCode().IsEmpty());
+    EXPECT_EQ(Queued(Master), Lines{"0 0 |||"});
+    EXPECT_EQ(Other.NCommands(), 0);
+    DropQueued(Master);
+}
+
+TEST_F(AccountsTest, FirstMasterInBridgeOrderIsTakenElseTheAskerElectsItself)
+{
+    CVestaraInterface* Accounts[] = {&AddAccount(), &AddAccount(), &AddAccount()};
+    EXPECT_TRUE(Accounts[0]->IsMaster() && !Accounts[1]->IsMaster()) << "the first account elects itself";
+    struct Row {
+        const char* pMasters; // which of the three are masters
+        int Cached, Found;    // for the third; -1: none
+    };
+    for (const Row& R : {Row{"011", -1, 2}, Row{"010", -1, 1}, Row{"110", -1, 0}, Row{"000", -1, 2},
+                         Row{"100", 1, 1}, Row{"001", 0, 0}}) {
+        SCOPED_TRACE(testing::Message() << R.pMasters << " cached " << R.Cached);
+        for (int i = 0; i < 3; ++i)
+            Probe(*Accounts[i]).Master() = R.pMasters[i] == '1';
+        Probe(*Accounts[2]).MasterPointer() = R.Cached < 0 ? nullptr : Accounts[R.Cached];
+        EXPECT_EQ(Accounts[2]->MasterInterface(), Accounts[R.Found]);
+        EXPECT_EQ(Accounts[2]->IsMaster(), R.Found == 2 || R.pMasters[2] == '1');
+    }
+    EXPECT_EQ(TakeEffects(), Lines{}) << "an election saves and tells nothing";
+}
+
+TEST_F(AccountsTest, TokenShareMovesTheAccessTokenOnly)
+{
+    CVestaraInterface& Sibling = AddAccount();
+    struct Row {
+        int Master;
+        const char *pSibling, *pCaller;
+        int Result;
+        const char *pSiblingAfter, *pCallerAfter, *pLine;
+        bool Always;
+    };
+    const char* kSkipped = "TokenShare skipped - Access or Refresh Token unchanged";
+    const char* kFailed = "TokenShare failed - Access or Refresh Token missing";
+    const char* kGiven = "Tokens requested from another interface";
+    const char* kTaken = "Obtained tokens from the Master Interface";
+    for (const Row& R :
+         {Row{1, "A", "A", 0, "A", "A", kSkipped, true}, Row{0, "", "", 0, "", "", kSkipped, true},
+          Row{1, "A", "", 1, "A", "A", kGiven, false}, Row{1, "A", "B", 1, "A", "A", kGiven, false},
+          Row{1, "", "B", 0, "", "B", kFailed, true}, Row{0, "A", "B", 1, "B", "B", kTaken, false},
+          Row{0, "A", "", 0, "A", "", kFailed, true}}) {
+        for (const bool bTracing : {false, true}) {
+            SCOPED_TRACE(testing::Message() << R.Master << " " << R.pSibling << " " << R.pCaller << bTracing);
+            Probe(Sibling).Master() = R.Master;
+            Probe(Sibling).AccessToken() = R.pSibling;
+            Sibling.TraceEnabled(bTracing);
+            CQXString sToken(R.pCaller);
+            EXPECT_EQ(Sibling.TokenShare(&sToken), R.Result);
+            EXPECT_EQ(Str(Probe(Sibling).AccessToken()), R.pSiblingAfter);
+            EXPECT_EQ(Str(sToken), R.pCallerAfter);
+            EXPECT_EQ(m_Journal.TakeTraces(), R.Always || bTracing ? Lines{R.pLine} : Lines{});
+        }
+    }
+}
+
+TEST_F(AccountsTest, TokenCheckAsksEverySiblingAndBelievesTheLast)
+{
+    CVestaraInterface* Accounts[] = {&AddAccount(), &AddAccount(), &AddAccount()};
+    CVestaraInterface& Caller = *Accounts[1];
+    for (CVestaraInterface* pAccount : Accounts)
+        Probe(*pAccount).NotifyConfig() = 0;
+    struct Row {
+        int Master;
+        const char *pFirst, *pOwn, *pLast;
+        int Result;
+        const char *pFirstAfter, *pOwnAfter, *pLastAfter;
+    };
+    for (const Row& R : {Row{0, "A", "", "", 1, "A", "A", "A"}, Row{0, "A", "", "A", 0, "A", "A", "A"},
+                         Row{2, "x", "B", "A", 1, "B", "A", "A"}, Row{2, "", "", "", 0, "", "", ""},
+                         Row{2, "", "B", "", 0, "B", "B", ""}}) {
+        SCOPED_TRACE(testing::Message() << R.Master << R.pFirst << "," << R.pOwn << "," << R.pLast);
+        const char* Before[] = {R.pFirst, R.pOwn, R.pLast};
+        const char* After[] = {R.pFirstAfter, R.pOwnAfter, R.pLastAfter};
+        for (int i = 0; i < 3; ++i) {
+            Probe(*Accounts[i]).Master() = i == R.Master;
+            Probe(*Accounts[i]).AccessToken() = Before[i];
+        }
+        Probe(Caller).Authorized() = 0;
+        Probe(Caller).NotifyConfig() = 0;
+        m_Journal.Take();
+        EXPECT_EQ(Caller.TokenCheck(), R.Result);
+        for (int i = 0; i < 3; ++i)
+            EXPECT_EQ(Str(Probe(*Accounts[i]).AccessToken()), After[i]) << i;
+        EXPECT_EQ(Caller.Authorized(), R.Result);
+        EXPECT_EQ(Probe(Caller).NotifyConfig(), R.Result);
+        EXPECT_EQ(TakeEffects().back(),
+                  R.Result ? "NotifyWrite"
+                           : "trace: TokenCheck could not find another interface or was unsuccessful");
+    }
+}
+
+TEST_F(AccountsTest, NewAccountTakesTheMastersTokenAndHasItsListBuiltAnew)
+{
+    CVestaraInterface& Master = AddReadyAccount();
+    Offer(Master, {"a", "b"});
+    Probe(Master).LocationsRequested() = 1;
+    CVestaraInterface& Other = AddAccount();
+    EXPECT_EQ(Str(Probe(Other).AccessToken()), "access-1");
+    EXPECT_TRUE(Probe(Other).RefreshToken().IsEmpty());
+    EXPECT_EQ(Candidates(Master), Lines{});
+    EXPECT_EQ(Probe(Master).LocationsRequested(), 0);
+    Offer(Master, {"a"});
+    Master.OnInterfaceInit();
+    EXPECT_EQ(Candidates(Master), Lines{"a"}) << "the master's own start leaves its list";
+}
+
+TEST_F(AccountsTest, RenamingFlagsTheCallerAndEmptiesTheListOfTheRenamed)
+{
+    CVestaraInterface& Caller = AddAccount();
+    CVestaraInterface& Renamed = AddAccount();
+    Probe(Caller).NotifyConfig() = Probe(Renamed).NotifyConfig() = 0;
+    Offer(Caller, {"a"});
+    Offer(Renamed, {"b"});
+    m_Journal.Take();
+    Renamed.TraceName("old");
+    Caller.UpdateInterfaceName(&Renamed, "");
+    EXPECT_EQ(TakeEffects(), Lines{"NotifyWrite"}) << "for the trace name; the bridge had its name";
+    EXPECT_EQ(Candidates(Renamed), Lines{"b"});
+    Caller.UpdateInterfaceName(&Renamed, "50%s \"Lake\"");
+    EXPECT_EQ(Str(Renamed.NetworkBridge()->Name()), "Vestara Interface (50%s \"Lake\")");
+    EXPECT_EQ(Str(Renamed.TraceName()), "Vestara Interface (50%s \"Lake\")");
+    EXPECT_EQ(Candidates(Renamed), Lines{});
+    EXPECT_EQ(Candidates(Caller), Lines{"a"});
+    EXPECT_EQ(Probe(Caller).NotifyConfig(), 1);
+    EXPECT_EQ(Probe(Renamed).NotifyConfig(), 0);
+    EXPECT_EQ(TakeEffects(), Lines{"NotifyWrite"});
+    Caller.UpdateInterfaceName(&Renamed, "50%s \"Lake\"");
+    EXPECT_EQ(TakeEffects(), Lines{});
+
+    Probe(Caller).LocationID() = Probe(Renamed).LocationID() = "loc";
+    EXPECT_EQ(Renamed.FindInterface("loc"), &Caller);
+    EXPECT_EQ(Renamed.FindInterface("LOC"), nullptr);
+}
+
+TEST_F(AccountsTest, BroadcastTellsChangesOnly)
+{
+    CVestaraInterface& Account = AddReadyAccount();
+    CVestaraInterface& Foreign = AddAccount();
+    support::RecordingLock Busy(m_Journal, Account, "busy");
+    Account.AddClient(&Foreign); // a client that is no lock
+    support::RecordingLock Told(m_Journal, Account, "told");
+    support::RecordingLock Idle(m_Journal, Account, "idle");
+    m_Journal.Take();
+    EXPECT_EQ(Account.ClientBroadcast(0), 0);
+    EXPECT_FALSE(Busy.NeedAuth()) << "not authorised is what a start begins with";
+    EXPECT_EQ(Account.ClientBroadcast(1), 4);
+
+    Busy.RegisterWorking(1);
+    CPortivoProbe::LockState(Busy, CDoorLock::STATE_SECURED);
+    CPortivoProbe::LockState(Told, CDoorLock::STATE_SECURED);
+    Told.NeedAuth(1);
+    m_Journal.Take();
+    EXPECT_EQ(Account.ClientBroadcast(0), 4);
+    EXPECT_EQ(TakeEffects(),
+              (Lines{"busy Error Authentication Lost", "busy Working 0", "busy Unknown", "NotifyWrite",
+                     "told Unknown", "NotifyWrite", "idle Error Authentication Lost"}));
+    EXPECT_EQ(Probe(Account).TokenTimer().QXTickCount(), 6600000u);
+    EXPECT_EQ(Account.ClientBroadcast(0), 0);
+    EXPECT_EQ(TakeEffects(), Lines{});
+    EXPECT_EQ(Account.ClientBroadcast(1), 4);
+    EXPECT_FALSE(Busy.NeedAuth() || Told.NeedAuth() || Idle.NeedAuth());
+    EXPECT_EQ(Account.ClientBroadcast(1), 1) << "the unchanged state";
+
+    // A client that leaves meanwhile ends the walk, and the state counts as told.
+    Busy.OnNote = [&] {
+        Account.RemoveClient(&Told), Account.RemoveClient(&Idle), Account.RemoveClient(&Foreign);
+    };
+    EXPECT_EQ(Account.ClientBroadcast(0), 0);
+    EXPECT_EQ(Account.Authorized(), 0);
+    EXPECT_FALSE(Idle.NeedAuth());
+}
+
+TEST_F(AccountsTest, CleanUpDropsAnAccountThatHasAnAccessToken)
+{
+    CVestaraInterface& Account = AddReadyAccount();
+    support::RecordingLock Lock(m_Journal, Account, "dev-1");
+    for (const char* pToken : {"", "access-1"}) {
+        SCOPED_TRACE(pToken);
+        const bool bDropped = *pToken != '\0';
+        Probe(Account).AccessToken() = pToken;
+        Probe(Account).Authorized() = 1;
+        Account.AddCommand(METHOD_READ, CMD_LOCATIONS_LIST, "", "", "", "");
+        AddWaitingReply(Account);
+        Offer(Account, {"a"});
+        m_Journal.Take();
+        Account.TokenCleanup();
+        EXPECT_EQ(TakeEffects(), bDropped
+                                     ? (Lines{"trace: Cleaning up Token/Identifiers and removing thermostats",
+                                              "dev-1 Error Authentication Lost", "NotifyWrite"})
+                                     : Lines{});
+        EXPECT_EQ(Str(Probe(Account).RefreshToken()), bDropped ? "" : "refresh-1");
+        EXPECT_EQ(Str(Account.LocationID()) + Str(Account.LocationName()), bDropped ? "" : "loc-1Lake House");
+        EXPECT_EQ(Account.NCommands() + Account.NResponses(), bDropped ? 0 : 2);
+        EXPECT_EQ(Candidates(Account).empty(), bDropped);
+        EXPECT_EQ(Probe(Account).RemoveDevices(), bDropped);
+        EXPECT_EQ(Probe(Account).NotifyConfig(), bDropped);
+    }
+}
+
+TEST_F(AccountsTest, NobodyKeepsAPointerToAMasterThatWasUninstalled)
+{
+    CVestaraInterface& Master = AddReadyAccount();
+    CVestaraInterface& Second = AddAccount();
+    CVestaraInterface& Third = AddAccount();
+    EXPECT_EQ(Second.IsOnlyInterface(), 0);
+    AddLock(Master, "dev-1", "Front");
+    AddLock(Second, "dev-2", "Back");
+    m_pSystem->Events().Register(Master.BridgeID(), 99);
+    Master.AddCommand(METHOD_READ, CMD_LOCATIONS_LIST, "", "", "", "");
+    Offer(Second, {"a"});
+    m_Journal.Take();
+    EXPECT_EQ(Master.UnInstall(), 1) << "the event server's result";
+    EXPECT_EQ(TakeEffects(), Lines{}) << "no restart";
+    EXPECT_EQ(Master.NCommands() + Master.NClients(), 0);
+    EXPECT_EQ(m_pSystem->NDoorLock(COMPONENT_FILTER_ALL), 1) << "the other account's lock stays";
+    EXPECT_EQ(Master.IsMaster(), 0);
+    for (CVestaraInterface* pAccount : {&Master, &Second, &Third})
+        EXPECT_EQ(Probe(*pAccount).MasterPointer(), nullptr);
+    ASSERT_TRUE(m_pSystem->RemoveInterface(Master.BridgeID()));
+    EXPECT_EQ(Third.MasterInterface(), &Third);
+    EXPECT_EQ(Second.MasterInterface(), &Third);
+
+    Offer(Third, {"a"});
+    Second.UnInstall();
+    EXPECT_EQ(Candidates(Third), Lines{}) << "the location of the removed account is free again";
+    EXPECT_EQ(Third.IsMaster(), 1);
+    ASSERT_TRUE(m_pSystem->RemoveInterface(Second.BridgeID()));
+    EXPECT_EQ(Third.IsOnlyInterface(), 1);
+    m_Journal.Take();
+}
+
+} // namespace
