@@ -155,7 +155,8 @@ System::Account* System::AttachInterface(unsigned BridgeID, int Type)
             pAccount->Bridge.DeviceInterface(pInterface.get());
             pAccount->pInterface = std::move(pInterface);
             pAccount->pWorker = std::make_unique<Worker>(*pAccount->pInterface, pAccount->Bridge);
-            // A driver names its traces when it knows its account; until then the log says whose lines they are.
+            // A driver names its traces when it knows its account; until then the log says whose lines they
+            // are.
             pAccount->pInterface->TraceName(pDefinition->Name());
             m_Traces.LoadStateFor(pAccount->pInterface.get());
             m_InterfacesChanged = true;
