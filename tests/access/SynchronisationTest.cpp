@@ -8,25 +8,16 @@
 namespace
 {
 
+using support::Lines;
 using support::WithTracing;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
-using Lines = std::vector<std::string>;
 
 const std::string kEmpty = "~trace: AccessPersons list has not yet been initialzied or there are no users";
 const std::string kNoId = "AccessPerson missing ID - can't identify for ";
 
 class Synchronisation : public support::DriverTest
 {
-protected:
-    Lines TakeShortEffects()
-    {
-        Lines Effects = TakeEffects();
-        std::erase_if(Effects, [](const std::string& Effect) {
-            return Effect.starts_with("trace: RunIdle delay") || Effect.starts_with("trace: [");
-        });
-        return Effects;
-    }
 };
 
 enum class Call { Push, Pull, Grant, Revoke };
@@ -56,112 +47,47 @@ TEST_F(Synchronisation, EachCallHasItsEffectsInOrder)
         Lines Effects;
         Lines Queued;
         Lines After;
+        // clang-format off
     } const Rows[] = {
-        {"push of a new user",
-         Call::Push,
-         {},
-         1,
-         {kEmpty, kEmpty, kEmpty},
-         {"3 8 loc-1|dev-1|4|"},
+        {"push of a new user", Call::Push, {}, 1, {kEmpty, kEmpty, kEmpty}, {"3 8 loc-1|dev-1|4|"},
          {"4||Ann|0042|ann@x.example"}},
-        {"push of an unchanged user",
-         Call::Push,
-         {Same},
-         0,
-         {Updating, "~trace: Failed to Update AccessPerson details or update not required"},
-         {},
-         {Ann}},
-        {"push of a changed user",
-         Call::Push,
-         {{4, "p1", "Old", "9", ""}},
-         1,
-         {Updating, "~trace: User's Name changed from [Old] to [Ann]", Pin,
-          "~trace: User's Email changed from [] to [ann@x.example]"},
-         {"3 9 loc-1|dev-1|p1|"},
-         {Ann}},
-        {"push before the id is known",
-         Call::Push,
-         {SameNew},
-         0,
-         {UpdatingNew, "~trace: Failed to Update AccessPerson details or update not required"},
-         {},
+        {"push of an unchanged user", Call::Push, {Same}, 0, {Updating,
+         "~trace: Failed to Update AccessPerson details or update not required"}, {}, {Ann}},
+        {"push of a changed user", Call::Push, {{4, "p1", "Old", "9", ""}}, 1, {Updating,
+         "~trace: User's Name changed from [Old] to [Ann]", Pin,
+         "~trace: User's Email changed from [] to [ann@x.example]"}, {"3 9 loc-1|dev-1|p1|"}, {Ann}},
+        {"push before the id is known", Call::Push, {SameNew}, 0, {UpdatingNew,
+         "~trace: Failed to Update AccessPerson details or update not required"}, {},
          {"4||Ann|0042|ann@x.example"}},
-        {"changed push before the id is known",
-         Call::Push,
-         {{4, "", "Ann", "9", "ann@x.example"}},
-         0,
-         {UpdatingNew, Pin, "report vestarai 3343: " + kNoId + "update"},
-         {},
-         {"4||Ann|0042|ann@x.example"}},
-        {"push that ties a person by name",
-         Call::Push,
-         {{-1, "p1", "Ann", "9", "ann@x.example"}},
-         1,
-         {Updating, Pin},
-         {},
-         {Ann}},
-        {"push that takes over another slot's person",
-         Call::Push,
-         {{7, "p1", "Ann", "0042", "ann@x.example"}},
-         1,
-         {Updating, "~trace: Failed to Update AccessPerson details or no changes to update"},
-         {},
-         {Ann}},
-        {"push that ties a person without id",
-         Call::Push,
-         {{-1, "", "Ann", "9", "ann@x.example"}},
-         0,
-         {UpdatingNew, Pin, "report vestarai 3358: " + kNoId + "update"},
-         {},
-         {"4||Ann|0042|ann@x.example"}},
-        {"pull of an empty slot",
-         Call::Pull,
-         {{5, "p5", "Ann", "1", ""}},
-         1,
-         {"~trace: No AccessPerson found with index: [4]"},
-         {},
-         {"5|p5|Ann|1|"}},
-        {"pull from an empty registry",
-         Call::Pull,
-         {},
-         1,
-         {kEmpty, "~trace: No AccessPerson found with index: [4]"},
-         {},
-         {}},
-        {"pull before the id is known",
-         Call::Pull,
-         {SameNew},
-         0,
-         {"report vestarai 3371: " + kNoId + "deletion"},
-         {},
-         {"4||Ann|0042|ann@x.example"}},
-        {"pull",
-         Call::Pull,
-         {{3, "p3", "B", "1", ""}, {4, "p%n", "%s", "1", ""}, {5, "p5", "C", "1", ""}},
-         1,
-         {"~trace: AccessPerson deletion queued for: [4][%s][p%n]"},
-         {"4 10 loc-1|dev-1|p%n|"},
-         {"3|p3|B|1|", "5|p5|C|1|"}},
+        {"changed push before the id is known", Call::Push, {{4, "", "Ann", "9", "ann@x.example"}}, 0,
+         {UpdatingNew, Pin, "report vestarai 3343: " + kNoId + "update"}, {}, {"4||Ann|0042|ann@x.example"}},
+        {"push that ties a person by name", Call::Push, {{-1, "p1", "Ann", "9", "ann@x.example"}}, 1,
+         {Updating, Pin}, {}, {Ann}},
+        {"push that takes over another slot's person", Call::Push, {{7, "p1", "Ann", "0042",
+         "ann@x.example"}}, 1, {Updating,
+         "~trace: Failed to Update AccessPerson details or no changes to update"}, {}, {Ann}},
+        {"push that ties a person without id", Call::Push, {{-1, "", "Ann", "9", "ann@x.example"}}, 0,
+         {UpdatingNew, Pin, "report vestarai 3358: " + kNoId + "update"}, {}, {"4||Ann|0042|ann@x.example"}},
+        {"pull of an empty slot", Call::Pull, {{5, "p5", "Ann", "1", ""}}, 1,
+         {"~trace: No AccessPerson found with index: [4]"}, {}, {"5|p5|Ann|1|"}},
+        {"pull from an empty registry", Call::Pull, {}, 1, {kEmpty,
+         "~trace: No AccessPerson found with index: [4]"}, {}, {}},
+        {"pull before the id is known", Call::Pull, {SameNew}, 0, {"report vestarai 3371: " + kNoId +
+         "deletion"}, {}, {"4||Ann|0042|ann@x.example"}},
+        {"pull", Call::Pull, {{3, "p3", "B", "1", ""}, {4, "p%n", "%s", "1", ""}, {5, "p5", "C", "1", ""}}, 1,
+         {"~trace: AccessPerson deletion queued for: [4][%s][p%n]"}, {"4 10 loc-1|dev-1|p%n|"}, {"3|p3|B|1|",
+         "5|p5|C|1|"}},
         {"grant", Call::Grant, {OtherPin}, 1, {}, {"3 13 loc-1|dev-1|p1|"}, {"4|p1|Ann|9|ann@x.example"}},
         {"grant to nobody", Call::Grant, {}, 0, {kEmpty}, {}, {}},
         {"grant to nobody at the slot", Call::Grant, {{5, "p5", "Ann", "1", ""}}, 0, {}, {}, {"5|p5|Ann|1|"}},
-        {"grant before the id is known",
-         Call::Grant,
-         {SameNew},
-         0,
-         {"~trace: " + kNoId + "granting access"},
-         {},
-         {"4||Ann|0042|ann@x.example"}},
+        {"grant before the id is known", Call::Grant, {SameNew}, 0, {"~trace: " + kNoId + "granting access"},
+         {}, {"4||Ann|0042|ann@x.example"}},
         {"revoke reads the accesses", Call::Revoke, {Same}, 1, {}, {"2 12 loc-1|dev-1|p1|"}, {Ann}},
         {"revoke from nobody", Call::Revoke, {}, 0, {kEmpty}, {}, {}},
-        {"revoke before the id is known",
-         Call::Revoke,
-         {SameNew},
-         0,
-         {"report vestarai 3406: " + kNoId + "revokin access"},
-         {},
-         {"4||Ann|0042|ann@x.example"}},
+        {"revoke before the id is known", Call::Revoke, {SameNew}, 0, {"report vestarai 3406: " + kNoId +
+         "revokin access"}, {}, {"4||Ann|0042|ann@x.example"}},
     };
+    // clang-format on
     for (const auto& Row : Rows) {
         for (const bool bTracing : {false, true}) {
             SCOPED_TRACE(std::string(Row.Name) + (bTracing ? ", traced" : ""));
@@ -185,7 +111,7 @@ TEST_F(Synchronisation, EachCallHasItsEffectsInOrder)
                 break;
             }
             EXPECT_EQ(iResult, Row.Result);
-            EXPECT_THAT(TakeShortEffects(), ElementsAreArray(WithTracing(bTracing, Row.Effects)));
+            EXPECT_THAT(TakeEffectsButPace(), ElementsAreArray(WithTracing(bTracing, Row.Effects)));
             EXPECT_THAT(Queued(Account), ElementsAreArray(Row.Queued));
             EXPECT_THAT(Persons(Account), ElementsAreArray(Row.After));
         }
@@ -207,28 +133,18 @@ TEST_F(Synchronisation, UpdateTakesTheValuesOfTheUserAtTheSlotOrTheGivenOnes)
         std::array<const char*, 4> Arguments; // name, id, PIN, e-mail
         int Result;
         const char* After;
+        // clang-format off
     } const Rows[] = {
-        {"tied to the first slot with name and PIN",
-         -1,
-         "p",
-         "Ann",
-         "2222",
-         {"n", "", "p", "e"},
-         1,
+        {"tied to the first slot with name and PIN", -1, "p", "Ann", "2222", {"n", "", "p", "e"}, 1,
          "5|p|Ann|2222|5@x.example"},
-        {"given id replaces the own one",
-         3,
-         "p",
-         "Ann",
-         "1111",
-         {"n", "q", "p", "e"},
-         1,
+        {"given id replaces the own one", 3, "p", "Ann", "1111", {"n", "q", "p", "e"}, 1,
          "3|q|Ann|1111|3@x.example"},
         {"name alone does not tie", -1, "p", "Ann", "3333", {"Ann", "p", "3333", ""}, 0, "-1|p|Ann|3333|"},
         {"slot without a user", 4, "p", "Ann", "1111", {"n%s", "i", "0", "e"}, 1, "4|i|n%s|0|e"},
         {"nothing given clears", -1, "p", "Cy", "1111", {"", "", "", ""}, 1, "-1||||"},
         {"nothing given to nothing", -1, "", "", "", {"", "", "", ""}, 0, "-1||||"},
     };
+    // clang-format on
     for (const auto& Row : Rows) {
         SCOPED_TRACE(Row.Name);
         CVestaraInterface& Account = AddReadyAccount();

@@ -7,10 +7,11 @@
 namespace
 {
 
+using support::Lines;
 using support::WithTracing;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
-using Lines = std::vector<std::string>;
+using support::operator+;
 
 const std::string kNotFound = "trace: DoorLock not found in system - try re-discovering";
 
@@ -50,55 +51,38 @@ TEST_F(DeviceReplies, EachEntryIsRoutedOrSkippedOnItsOwn)
         Lines Effects;
         int Routed; // to this account
         int RoutedToSibling;
+        // clang-format off
     } const Rows[] = {
         {R"({"type":"lock","id":"dev-1","name":"Door","location_id":"loc-1"})",
-         {"~trace: Processing [Door:dev-1] ...", "SetMainLoopTrigger"},
-         1,
-         1},
+         {"~trace: Processing [Door:dev-1] ...", "SetMainLoopTrigger"}, 1, 1},
         {R"({"location_id":"loc-1","x":[{"name":"%s%n","id":"dev-1"}],"type":"lock"})",
-         {"~trace: Processing [%s%n:dev-1] ...", "SetMainLoopTrigger"},
-         1,
-         1},
+         {"~trace: Processing [%s%n:dev-1] ...", "SetMainLoopTrigger"}, 1, 1},
         {R"({"type":"lock","id":"dev-1","name":"Door","location_id":"loc-2"})",
-         {"~trace: Processing [Door:dev-1] ...", "SetMainLoopTrigger"},
-         0,
-         2},
+         {"~trace: Processing [Door:dev-1] ...", "SetMainLoopTrigger"}, 0, 2},
         {R"({"type":"Lock","id":"dev-1","name":"Door","location_id":"loc-1"})",
-         {"report vestarai 1242: Unsupported Device type: [Lock]"},
-         0,
-         1},
+         {"report vestarai 1242: Unsupported Device type: [Lock]"}, 0, 1},
         {"7", {Missing("type")[0], "report vestarai 1242: Unsupported Device type: []"}, 0, 1},
-        {R"({"type":"lock","name":"Door","location_id":"loc-1"})",
-         {Missing("id")[0], "report vestarai 1249: Could not parse DeviceID and/or DeviceName"},
-         0,
-         1},
-        {R"({"type":"lock","id":"dev-1","location_id":"loc-1"})",
-         {Missing("name")[0], "report vestarai 1249: Could not parse DeviceID and/or DeviceName"},
-         0,
-         1},
-        {R"({"type":"lock","id":"dev-1","name":"Door"})",
-         {Missing("location_id")[0], "report vestarai 1255: Could not parse Device's Location ID"},
-         0,
-         1},
+        {R"({"type":"lock","name":"Door","location_id":"loc-1"})", {Missing("id")[0],
+         "report vestarai 1249: Could not parse DeviceID and/or DeviceName"}, 0, 1},
+        {R"({"type":"lock","id":"dev-1","location_id":"loc-1"})", {Missing("name")[0],
+         "report vestarai 1249: Could not parse DeviceID and/or DeviceName"}, 0, 1},
+        {R"({"type":"lock","id":"dev-1","name":"Door"})", {Missing("location_id")[0],
+         "report vestarai 1255: Could not parse Device's Location ID"}, 0, 1},
         {R"({"type":"lock","id":"dev-1","name":"Door","location_id":"nowhere"})",
          {"~trace: Processing [Door:dev-1] ...",
-          "report vestarai 1294: VestaraInterface device NULL - aborting ProcessResponse"},
-         0,
-         1},
+         "report vestarai 1294: VestaraInterface device NULL - aborting ProcessResponse"}, 0, 1},
         {R"({"type":"lock","id":"dev-9","name":"New","location_id":"%d"})",
          {"~trace: Processing [New:dev-9] ...",
-          "report vestarai 1271: Could not find interface with ID: [%d]", kNotFound},
-         0,
-         1},
+         "report vestarai 1271: Could not find interface with ID: [%d]", kNotFound}, 0, 1},
     };
+    // clang-format on
     for (const auto& Row : Rows) {
         for (const CommandID Command : {CMD_DEVICES_STATUS, CMD_DEVICES_DISCOVER}) {
             const bool bTracing = Command == CMD_DEVICES_STATUS;
             SCOPED_TRACE(std::string(Row.Entry) + (bTracing ? ", traced poll" : ", discovery"));
             m_Account.TraceEnabled(bTracing);
-            Lines Expected = {"~trace: ProcessingResponse [4]"};
-            Expected.insert(Expected.end(), Row.Effects.begin(), Row.Effects.end());
-            Expected.insert(Expected.end(), {"~trace: Processing [Gate:dev-2] ...", "SetMainLoopTrigger"});
+            const Lines Expected = Lines{"~trace: ProcessingResponse [4]"} + Row.Effects +
+                                   Lines{"~trace: Processing [Gate:dev-2] ...", "SetMainLoopTrigger"};
 
             EXPECT_EQ(Process(m_Account, Command,
                               std::string(R"({"data":[)") + Row.Entry +

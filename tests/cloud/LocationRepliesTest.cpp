@@ -11,10 +11,10 @@
 namespace
 {
 
+using support::Lines;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
-using Lines = std::vector<std::string>;
 
 class LocationReplies : public support::DriverTest
 {
@@ -45,6 +45,7 @@ TEST_F(LocationReplies, WalkTakesTheEntryBehindAClaimedOne)
         Lines After;
         const char*
             Untouched; // claimed, but removed before the walk came to them: their accounts keep their lists
+        // clang-format off
     } const Rows[] = {
         {"A", "A", {"A"}, ""},
         {"AB", "A", {"A"}, ""},
@@ -56,8 +57,10 @@ TEST_F(LocationReplies, WalkTakesTheEntryBehindAClaimedOne)
         {"ABC", "BC", {"A", "B"}, "C"},
         {"ABC", "ABC", {"A", "C"}, "B"},
         {"ABCD", "ABCD", {"A", "C"}, "BD"},
-        {"AOB", "", {"A", "O", "B"}, ""}, // O is the account's own location
+        // O is the account's own location
+        {"AOB", "", {"A", "O", "B"}, ""},
     };
+    // clang-format on
     for (const auto& Row : Rows) {
         SCOPED_TRACE(std::string(Row.Before) + ", claimed " + Row.Claimed);
         while (m_pSystem->NBridges() > 0)
@@ -132,27 +135,22 @@ TEST_F(LocationReplies, MalformedOnesAreReported)
         int Result;
         Lines Effects;
         Lines Candidates;
+        // clang-format off
     } const Rows[] = {
         {"{}", 0, {NoData}, {}},
         {R"({"Data":[]})", 0, {NoData}, {}},
         {R"({"data":[]})", 1, {}, {}},
         {R"({"data":"x"})", 1, {}, {}},
         {R"({"data":[1]})", 0, {Type, Unknown("")}, {}},
-        {R"({"data":[)" + Entry("a", "A") + "," + Entry("b", "B") + R"(,{"type":"Location"},)" +
-             Entry("c", "C") + "]}",
-         0,
-         {Unknown("Location")},
-         {"a", "b"}},
+        {R"({"data":[)" + Entry("a", "A") + "," + Entry("b", "B") + R"(,{"type":"Location"},)" + Entry("c",
+         "C") + "]}", 0, {Unknown("Location")}, {"a", "b"}},
         {R"({"data":[{"type":"location %s"}]})", 0, {Unknown("location %s")}, {}},
-        {R"({"data":{"x":{"type":"location","attributes":{"id":7}}}})",
-         1,
-         {"report vestarai 3023: \"name\" not identified"},
-         {"7"}},
-        {R"({"data":[{"type":"location"}]})",
-         1,
-         {"report vestarai 3023: \"id\" not identified", "report vestarai 3023: \"name\" not identified"},
-         {""}},
+        {R"({"data":{"x":{"type":"location","attributes":{"id":7}}}})", 1,
+         {"report vestarai 3023: \"name\" not identified"}, {"7"}},
+        {R"({"data":[{"type":"location"}]})", 1, {"report vestarai 3023: \"id\" not identified",
+         "report vestarai 3023: \"name\" not identified"}, {""}},
     };
+    // clang-format on
     CVestaraInterface& Account = Serve("own");
     for (const auto& Row : Rows) {
         SCOPED_TRACE(Row.Json);

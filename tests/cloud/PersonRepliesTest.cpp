@@ -7,10 +7,10 @@
 namespace
 {
 
+using support::Lines;
 using support::WithTracing;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
-using Lines = std::vector<std::string>;
 
 const std::string kEmpty = "~trace: AccessPersons list has not yet been initialzied or there are no users";
 const std::string kAdded = "~trace: AccessPerson added from remote - non-indexed";
@@ -37,16 +37,6 @@ protected:
         SetUser(4, "Ann", "1111", "ann@x.example");
         SetUser(29, "Bob", "2222");
     }
-
-    // Without the pace's lines, which come with every queued command.
-    Lines TakeShortEffects()
-    {
-        Lines Effects = TakeEffects();
-        std::erase_if(Effects, [](const std::string& Effect) {
-            return Effect.starts_with("trace: RunIdle delay") || Effect.starts_with("trace: [");
-        });
-        return Effects;
-    }
 };
 
 TEST_F(PersonReplies, KeepTheRegistryInStep)
@@ -60,94 +50,45 @@ TEST_F(PersonReplies, KeepTheRegistryInStep)
         int Result;
         Lines Effects;
         Lines After; // by then Ann is tied to slot 4 and Bob to slot 29, by name
+        // clang-format off
     } const Rows[] = {
-        {"new persons",
-         7,
-         "",
-         {},
-         R"({"meta":{},"data":[)" + Person("p1", "Ann", "0001", "a@b") + "," +
-             Person("p2", "Cy", "3", "NuLL") + "]}",
-         1,
-         {"~trace: Processing [Ann:p1] ...", kEmpty, kEmpty, kAdded, kEmpty, "~trace: Processing [Cy:p2] ...",
-          kAdded},
-         {"4|p1|Ann|0001|a@b", "-1|p2|Cy|3|"}},
-        {"list without meta is one entry",
-         7,
-         "",
-         {{"x", "X"}},
-         R"({"data":[)" + Person("p1", "Eve", "1", "e") + "," + Person("p2", "Cy") + "]}",
-         1,
-         {"~trace: Processing [Eve:p1] ...", kAdded},
-         {"-1|x|X|1111|", "-1|p1|Eve|1|e"}},
-        {"controller's user wins",
-         7,
-         "",
-         {{"p1", "Old"}},
-         R"({"x":{"meta":0},"data":[)" + Person("p1", "New %s", "9", "n@x") + "]}",
-         1,
-         {"~trace: Processing [New %s:p1] ...",
-          "~trace: Updating AccessPerson: [Ann][p1][1111][ann@x.example]",
-          "~trace: User's Name changed from [Old] to [Ann]",
-          "~trace: User's Email changed from [] to [ann@x.example]"},
-         {"4|p1|Ann|1111|ann@x.example"}},
-        {"cloud's values without a user",
-         7,
-         "",
-         {{"x", "X"}, {"p2", "Old"}},
-         R"({"meta":1,"data":[)" + Person("p2", "New %s", "9", "n@x") + "]}",
-         1,
-         {"~trace: Processing [New %s:p2] ...", "~trace: Updating AccessPerson: [New %s][p2][9][n@x]",
-          "~trace: User's Name changed from [Old] to [New %s]",
-          "~trace: User's PinCode changed from [1111] to [9]",
-          "~trace: User's Email changed from [] to [n@x]"},
-         {"-1|x|X|1111|", "-1|p2|New %s|9|n@x"}},
-        {"namesake stays as it is",
-         7,
-         "",
-         {{"p1", "Ann"}},
-         R"({"data":)" + Person("p2", "Ann", "9", "n") + "}",
-         1,
-         {"~trace: Processing [Ann:p2] ...", kNamesake},
-         {"4|p1|Ann|1111|"}},
-        {"namesake of a created person",
-         8,
-         "7",
-         {{"p1", "Ann"}},
-         R"({"data":)" + Person("p2", "Ann", "9") + "}",
-         1,
-         {"~trace: Processing [Ann:p2] ...", kNamesake},
-         {"4|p1|Ann|1111|"}},
-        {"other kinds and incomplete ones are skipped",
-         7,
-         "",
-         {{"p1", "Bob"}},
+        {"new persons", 7, "", {}, R"({"meta":{},"data":[)" + Person("p1", "Ann", "0001", "a@b") + "," +
+         Person("p2", "Cy", "3", "NuLL") + "]}", 1, {"~trace: Processing [Ann:p1] ...", kEmpty, kEmpty,
+         kAdded, kEmpty, "~trace: Processing [Cy:p2] ...", kAdded}, {"4|p1|Ann|0001|a@b", "-1|p2|Cy|3|"}},
+        {"list without meta is one entry", 7, "", {{"x", "X"}}, R"({"data":[)" + Person("p1", "Eve", "1", "e")
+         + "," + Person("p2", "Cy") + "]}", 1, {"~trace: Processing [Eve:p1] ...", kAdded}, {"-1|x|X|1111|",
+         "-1|p1|Eve|1|e"}},
+        {"controller's user wins", 7, "", {{"p1", "Old"}}, R"({"x":{"meta":0},"data":[)" + Person("p1",
+         "New %s", "9", "n@x") + "]}", 1, {"~trace: Processing [New %s:p1] ...",
+         "~trace: Updating AccessPerson: [Ann][p1][1111][ann@x.example]",
+         "~trace: User's Name changed from [Old] to [Ann]",
+         "~trace: User's Email changed from [] to [ann@x.example]"}, {"4|p1|Ann|1111|ann@x.example"}},
+        {"cloud's values without a user", 7, "", {{"x", "X"}, {"p2", "Old"}}, R"({"meta":1,"data":[)" +
+         Person("p2", "New %s", "9", "n@x") + "]}", 1, {"~trace: Processing [New %s:p2] ...",
+         "~trace: Updating AccessPerson: [New %s][p2][9][n@x]",
+         "~trace: User's Name changed from [Old] to [New %s]",
+         "~trace: User's PinCode changed from [1111] to [9]",
+         "~trace: User's Email changed from [] to [n@x]"}, {"-1|x|X|1111|", "-1|p2|New %s|9|n@x"}},
+        {"namesake stays as it is", 7, "", {{"p1", "Ann"}}, R"({"data":)" + Person("p2", "Ann", "9", "n") +
+         "}", 1, {"~trace: Processing [Ann:p2] ...", kNamesake}, {"4|p1|Ann|1111|"}},
+        {"namesake of a created person", 8, "7", {{"p1", "Ann"}}, R"({"data":)" + Person("p2", "Ann", "9") +
+         "}", 1, {"~trace: Processing [Ann:p2] ...", kNamesake}, {"4|p1|Ann|1111|"}},
+        {"other kinds and incomplete ones are skipped", 7, "", {{"p1", "Bob"}},
          R"({"meta":0,"data":[{"type":"guest%n"},3,{"type":"access_user"},)"
-         R"({"type":"access_user","id":"p1","name":"n","email":"e"},)" +
-             Person("p3", "Cy", "", "") + "]}",
-         1,
+         R"({"type":"access_user","id":"p1","name":"n","email":"e"},)" + Person("p3", "Cy", "", "") + "]}", 1,
          {"~trace: Unsupported AccessPerson Type: [guest%n]", Missing("type"),
-          "~trace: Unsupported AccessPerson Type: []", Missing("id"), kWrong, Missing("pin"), kWrong,
-          "~trace: Processing [Cy:p3] ...", kAdded},
-         {"29|p1|Bob|1111|", "-1|p3|Cy||"}},
-        {"update goes by the id that was sent",
-         9,
-         "p1",
-         {{"p1", "Ann"}},
-         R"({"data":)" + Person("p9", "Z") + "}",
-         1,
-         {"~trace: Processing [Z:p9] ...", "~trace: Updating AccessPerson: [Ann][p9][1111][ann@x.example]",
-          "~trace: User's ID changed from [p1] to [p9]",
-          "~trace: User's Email changed from [] to [ann@x.example]"},
-         {"4|p9|Ann|1111|ann@x.example"}},
-        {"no data",
-         9,
-         "p1",
-         {{"p1", "Bob"}},
-         R"({"meta":0})",
-         0,
-         {"report vestarai 1347: 'data' node not found - aborting ProcessResponse"},
-         {"4|p1|Bob|1111|"}}, // not even tied anew
+         "~trace: Unsupported AccessPerson Type: []", Missing("id"), kWrong, Missing("pin"), kWrong,
+         "~trace: Processing [Cy:p3] ...", kAdded}, {"29|p1|Bob|1111|", "-1|p3|Cy||"}},
+        {"update goes by the id that was sent", 9, "p1", {{"p1", "Ann"}}, R"({"data":)" + Person("p9", "Z") +
+         "}", 1, {"~trace: Processing [Z:p9] ...",
+         "~trace: Updating AccessPerson: [Ann][p9][1111][ann@x.example]",
+         "~trace: User's ID changed from [p1] to [p9]",
+         "~trace: User's Email changed from [] to [ann@x.example]"}, {"4|p9|Ann|1111|ann@x.example"}},
+        // not even tied anew
+        {"no data", 9, "p1", {{"p1", "Bob"}}, R"({"meta":0})", 0,
+         {"report vestarai 1347: 'data' node not found - aborting ProcessResponse"}, {"4|p1|Bob|1111|"}},
     };
+    // clang-format on
     for (const auto& Row : Rows) {
         for (const bool bTracing : {false, true}) {
             SCOPED_TRACE(std::string(Row.Name) + (bTracing ? ", traced" : ""));
@@ -155,11 +96,11 @@ TEST_F(PersonReplies, KeepTheRegistryInStep)
             for (std::size_t i = 0; i < Row.Before.size(); ++i)
                 AddPerson(Account, i == 0 ? 4 : -1, Row.Before[i][0], Row.Before[i][1]);
             Account.TraceEnabled(bTracing);
-            Lines Expected = {"~trace: ProcessingResponse [" + std::to_string(Row.Command) + "]"};
-            Expected.insert(Expected.end(), Row.Effects.begin(), Row.Effects.end());
+            const Lines Expected = support::operator+
+                (Lines{"~trace: ProcessingResponse [" + std::to_string(Row.Command) + "]"}, Row.Effects);
             EXPECT_EQ(Process(Account, static_cast<CommandID>(Row.Command), Row.Json, "", "", Row.UserID),
                       Row.Result);
-            EXPECT_THAT(TakeShortEffects(), ElementsAreArray(WithTracing(bTracing, Expected)));
+            EXPECT_THAT(TakeEffectsButPace(), ElementsAreArray(WithTracing(bTracing, Expected)));
             EXPECT_THAT(Persons(Account), ElementsAreArray(Row.After));
             EXPECT_EQ(Account.NCommands(), 0);
         }
@@ -179,16 +120,15 @@ TEST_F(PersonReplies, CreatedPersonIsGrantedTheLocksOfItsUser)
         std::string ID; // that the cloud gives
         Lines Effects;
         Lines Queued;
+        // clang-format off
     } const Rows[] = {
-        {"without an id each grant fails",
-         "4",
-         "",
-         {"report vestarai 1431: GrantAccess failed", "report vestarai 1431: GrantAccess failed"},
-         {}},
+        {"without an id each grant fails", "4", "", {"report vestarai 1431: GrantAccess failed",
+         "report vestarai 1431: GrantAccess failed"}, {}},
         {"granted lock by lock", "4", "p1", {}, {"3 13 loc-1|dev-1|p1|", "3 13 loc-1|dev-3|p1|"}},
         {"no user at the slot", "7", "p7", {"report vestarai 1421: User is NULL"}, {}},
         {"no slot", "x", "p8", {kNamesake}, {}},
     };
+    // clang-format on
     for (const auto& Row : Rows) {
         SCOPED_TRACE(Row.Name);
         Account.RemoveAllAccessPersons();
@@ -228,6 +168,7 @@ TEST_F(PersonReplies, AccessListLeadsToARevocationForEachMatch)
         int Result;
         Lines Effects;
         Lines Queued;
+        // clang-format off
     } const Rows[] = {
         {12, R"({"meta":0,"data":[)" + Hit + "," + Hit + "]}", 1, {Processing, Processing}, {Revoke, Revoke}},
         {12, R"({"data":)" + Hit + "}", 1, {Processing}, {Revoke}},
@@ -235,34 +176,27 @@ TEST_F(PersonReplies, AccessListLeadsToARevocationForEachMatch)
         {13, R"({"data":)" + Hit + "}", 1, {Processing}, {}},
         {12,
          R"({"data":{"type":"access_person_access","id":"b","accessible_id":"DEV-1","access_person_id":"p1"}})",
-         1,
-         {"~trace: Processing [b:DEV-1] ..."},
-         {}},
+         1, {"~trace: Processing [b:DEV-1] ..."}, {}},
         {12,
          R"({"data":{"type":"access_person_access","id":"b","accessible_id":"dev-1","access_person_id":"p2"}})",
-         1,
-         {"~trace: Processing [b:dev-1] ..."},
-         {}},
-        {12,
-         R"({"meta":0,"data":[{"type":"%s"},{"type":"access_person_access","accessible_id":"dev-1"},)"
-         R"({"type":"access_person_access","id":"b","access_person_id":"p1"},)" +
-             Hit + "]}",
-         1,
+         1, {"~trace: Processing [b:dev-1] ..."}, {}},
+        {12, R"({"meta":0,"data":[{"type":"%s"},{"type":"access_person_access","accessible_id":"dev-1"},)"
+         R"({"type":"access_person_access","id":"b","access_person_id":"p1"},)" + Hit + "]}", 1,
          {"~trace: Unsupported AccessPersonAccess Type: [%s]", Missing("id"), Wrong, Missing("accessible_id"),
-          Wrong, Processing},
-         {Revoke}},
+         Wrong, Processing}, {Revoke}},
         {13, "[]", 0, {"report vestarai 1452: 'data' node not found - aborting ProcessResponse"}, {}},
     };
+    // clang-format on
     CVestaraInterface& Account = AddReadyAccount();
     for (const auto& Row : Rows) {
         for (const bool bTracing : {false, true}) {
             SCOPED_TRACE(Row.Json + (bTracing ? ", traced" : ""));
             Account.TraceEnabled(bTracing);
-            Lines Expected = {"~trace: ProcessingResponse [" + std::to_string(Row.Command) + "]"};
-            Expected.insert(Expected.end(), Row.Effects.begin(), Row.Effects.end());
+            const Lines Expected = support::operator+
+                (Lines{"~trace: ProcessingResponse [" + std::to_string(Row.Command) + "]"}, Row.Effects);
             EXPECT_EQ(Process(Account, static_cast<CommandID>(Row.Command), Row.Json, "loc-9", "dev-1", "p1"),
                       Row.Result);
-            EXPECT_THAT(TakeShortEffects(), ElementsAreArray(WithTracing(bTracing, Expected)));
+            EXPECT_THAT(TakeEffectsButPace(), ElementsAreArray(WithTracing(bTracing, Expected)));
             EXPECT_THAT(Queued(Account), ElementsAreArray(Row.Queued));
             DropQueued(Account);
         }

@@ -41,6 +41,7 @@ TEST_F(Replies, NoticeOfAFailureEndsAnyReply)
     struct {
         const char* Json;
         const char* Report;
+        // clang-format off
     } const Rows[] = {
         {R"({"messages":"no","access_token":"x"})", "no"},
         {R"({"data":[{"type":"location","id":"l","name":"n","x":{"messages":"deep"}}]})", "deep"},
@@ -49,6 +50,7 @@ TEST_F(Replies, NoticeOfAFailureEndsAnyReply)
         {R"({"messages":5})", "5"},
         {R"({"messages":""})", ""},
     };
+    // clang-format on
     for (int iCommand = -1; iCommand <= 18; ++iCommand) {
         CVestaraInterface& Account = AddReadyAccount();
         for (const auto& Row : Rows) {

@@ -8,10 +8,11 @@
 namespace
 {
 
+using support::Lines;
 using support::WithTracing;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
-using Lines = std::vector<std::string>;
+using support::operator+;
 
 const std::string kNoPage = "Page returned NULL - failed to process request";
 const Lines kNoPageEffects = {"~trace: " + kNoPage, "report vestarai 888: " + kNoPage};
@@ -40,13 +41,6 @@ std::function<void(support::ScriptedCloud&)> Answer(int Status, const std::strin
 void Refuse(support::ScriptedCloud& Cloud)
 {
     Cloud.RefuseConnection();
-}
-
-Lines operator+(const Lines& First, const Lines& Second)
-{
-    Lines All = First;
-    All.insert(All.end(), Second.begin(), Second.end());
-    return All;
 }
 
 class SendCycle : public support::DriverTest
@@ -101,6 +95,7 @@ TEST_F(SendCycle, EachOutcomeHasItsEffectsInOrder)
     const auto NoPage = [](support::ScriptedCloud& Cloud) { Cloud.NoPage(); };
     const auto Garbage = [](support::ScriptedCloud& Cloud) { Cloud.ReplyRaw({"garbage\r\n\r\n", ""}); };
 
+    // clang-format off
     const Outcome Outcomes[] = {
         {"refused", 2, 4, Refuse, Refused + kNoPageEffects},
         {"no page", 2, 4, NoPage, Message + kNoPageEffects},
@@ -109,30 +104,31 @@ TEST_F(SendCycle, EachOutcomeHasItsEffectsInOrder)
         {"refresh without page", 1, 1, NoPage, Form + Lost, 0, 0, true},
         {"refresh by its id, not its method", 2, 1, NoPage, Message + Lost, 0, 0, true},
         {"refresh by its method only", 1, 0, NoPage, Form + kNoPageEffects},
-        {"200 with JSON", 2, 4, Answer(200, R"({"data":[]})"),
-         Page + Lines{R"(~trace: {"data":[]})", "SetMainLoopTrigger", kSuccess}, 1, 1},
-        {"200 to a token request", 1, 1, Answer(200, R"({"access_token":"x"})"),
-         Form + Lines{"SetMainLoopTrigger", kSuccess}, 1, 1},
+        {"200 with JSON", 2, 4, Answer(200, R"({"data":[]})"), Page + Lines{R"(~trace: {"data":[]})",
+         "SetMainLoopTrigger", kSuccess}, 1, 1},
+        {"200 to a token request", 1, 1, Answer(200, R"({"access_token":"x"})"), Form +
+         Lines{"SetMainLoopTrigger", kSuccess}, 1, 1},
         {"200 without JSON", 3, 16, Answer(200, "<html>"), Page + Lines{kSuccess}, 1},
         {"204", 3, 16, Answer(204, ""), Page + Lines{Handled, kSuccess}, 1},
         {"204 with JSON", 2, 4, Answer(204, R"({"data":[]})"), Page + Lines{Handled, kSuccess}, 1},
-        {"204 to a person's deletion", 4, 10, Answer(204, ""),
-         Page + Lines{"~trace: User [per-%n1] Deleted", Handled, kSuccess}, 1},
-        {"204 to a revocation", 4, 14, Answer(204, ""),
-         Page + Lines{"~trace: User [per-%n1] Access Revoked from [acc-1]", Handled, kSuccess}, 1},
+        {"204 to a person's deletion", 4, 10, Answer(204, ""), Page + Lines{"~trace: User [per-%n1] Deleted",
+         Handled, kSuccess}, 1},
+        {"204 to a revocation", 4, 14, Answer(204, ""), Page +
+         Lines{"~trace: User [per-%n1] Access Revoked from [acc-1]", Handled, kSuccess}, 1},
         {"401", 3, 16, Answer(401, R"({"message":"gone"})"), Page + Lines{kDropped, "~trace: gone", Revoked},
          0, 0, true},
-        {"401 to a token request", 0, 0, Answer(401, "", "Unauthorized"),
-         Form + Lines{kDropped, "~trace: Unauthorized", Revoked}, 0, 0, true},
-        {"201", 2, 4, Answer(201, R"({"data":[]})", "Created"),
-         Page + Lines{"~trace: Failed to parse error from JSON", "~trace: Created",
-                      "report vestarai 967: Command unsuccessful [Created]"}},
+        {"401 to a token request", 0, 0, Answer(401, "", "Unauthorized"), Form + Lines{kDropped,
+         "~trace: Unauthorized", Revoked}, 0, 0, true},
+        {"201", 2, 4, Answer(201, R"({"data":[]})", "Created"), Page +
+         Lines{"~trace: Failed to parse error from JSON", "~trace: Created",
+         "report vestarai 967: Command unsuccessful [Created]"}},
         {"202", 2, 4, Answer(202, "", "Accepted"), Failed("Accepted", "Accepted")},
-        {"403 to a refresh", 1, 1, Answer(403, R"({"errorcode":7})", "No"),
-         Form + Lines{"~trace: 7", "report vestarai 967: Command unsuccessful [No]"}},
+        {"403 to a refresh", 1, 1, Answer(403, R"({"errorcode":7})", "No"), Form + Lines{"~trace: 7",
+         "report vestarai 967: Command unsuccessful [No]"}},
         {"500", 2, 4, Answer(500, R"({"message":"50% %s%n"})", "100% %s%n"), Failed("50% %s%n", "100% %s%n")},
         {"no status", 2, 4, Garbage, Failed("Unknown Error", "")},
     };
+    // clang-format on
     for (const Outcome& Row : Outcomes) {
         for (const bool bTracing : {false, true}) {
             SCOPED_TRACE(Row.Name + (bTracing ? ", traced" : ""));
@@ -247,6 +243,7 @@ TEST_F(SendCycle, ErrorTextIsTheMostSpecificOne)
         const char* Json; // null: no reply tree
         const char* Status;
         Lines Traces;
+        // clang-format off
     } const Rows[] = {
         {nullptr, "", {"trace: Unknown Error"}},
         {nullptr, "S%s", {"trace: S%s"}},
@@ -258,6 +255,7 @@ TEST_F(SendCycle, ErrorTextIsTheMostSpecificOne)
         {R"({"messages":"M"})", "S", {Unparsed, "trace: S"}},
         {R"([])", "", {Unparsed, "trace: Unknown Error"}},
     };
+    // clang-format on
     CVestaraInterface& Account = AddAccount();
     for (const auto& Row : Rows) {
         SCOPED_TRACE(Row.Json ? Row.Json : "no reply");

@@ -97,15 +97,22 @@ DriverTest::DriverTest(std::string StoredConfiguration)
     };
     Parts.RedirectURI = [](int Schema) { return "https://host.example/redirect/" + std::to_string(Schema); };
 
+    StartSystem();
+    m_Journal.Take();
+}
+
+void DriverTest::StartSystem()
+{
+    devhost::TheFramework().pSystem = m_pSystem.get();
+    m_pSystem.reset();
     devhost::System::Options Options;
     Options.Plugins = {DriverEntryPoints()};
     Options.pStore = &m_Store;
     Options.Workers = false;
     m_pSystem = std::make_unique<devhost::System>(std::move(Options));
     m_pJournalled = std::make_unique<JournalledSystem>(*m_pSystem, m_Journal);
-    Parts.pSystem = m_pJournalled.get();
+    devhost::TheFramework().pSystem = m_pJournalled.get();
     m_pSystem->Start();
-    m_Journal.Take();
 }
 
 DriverTest::~DriverTest()
@@ -215,6 +222,16 @@ std::vector<std::string> DriverTest::TakeEffects()
     return Effects;
 }
 
+Lines DriverTest::TakeEffectsButPace()
+{
+    Lines Effects = TakeEffects();
+    std::erase_if(Effects, [](const std::string& Effect) {
+        return Effect.starts_with("trace: RunIdle delay") ||
+               Effect.find("] commands queued [") < Effect.size();
+    });
+    return Effects;
+}
+
 void DriverTest::AddPerson(CVestaraInterface& Account, int Index, const char* ID, const char* Name,
                            const char* Pin, const char* Email)
 {
@@ -252,16 +269,23 @@ std::vector<std::string> DriverTest::Candidates(CVestaraInterface& Account)
     return Found;
 }
 
-std::vector<std::string> WithTracing(bool Enabled, const std::vector<std::string>& Marked)
+Lines operator+(const Lines& First, const Lines& Second)
 {
-    std::vector<std::string> Lines;
+    Lines All = First;
+    All.insert(All.end(), Second.begin(), Second.end());
+    return All;
+}
+
+Lines WithTracing(bool Enabled, const Lines& Marked)
+{
+    Lines Found;
     for (const std::string& Line : Marked) {
         if (!Line.starts_with("~"))
-            Lines.push_back(Line);
+            Found.push_back(Line);
         else if (Enabled)
-            Lines.push_back(Line.substr(1));
+            Found.push_back(Line.substr(1));
     }
-    return Lines;
+    return Found;
 }
 
 } // namespace support

@@ -130,6 +130,9 @@ protected:
     ~DriverTest() override;
     void TearDown() override;
 
+    /// Makes the system anew and starts it from the store, as a restart of the host's program does. Whatever
+    /// belonged to the former system is gone.
+    void StartSystem();
     /// Adds an account through the host; it has no tokens. Effects of this are taken out of the journal.
     CVestaraInterface& AddAccount();
     /// Adds an account with tokens "access-1"/"refresh-1" and the location "loc-1" ("Lake House").
@@ -152,6 +155,8 @@ protected:
 
     /// The journal without the names of the traces' producers, which follow the location's name. Taken.
     std::vector<std::string> TakeEffects();
+    /// The same without the lines about the worker's pace, which come with every queued command.
+    std::vector<std::string> TakeEffectsButPace();
     /// Puts a person into the registry, and a user into a slot of the controller; effects are taken.
     void AddPerson(CVestaraInterface& Account, int Index, const char* ID, const char* Name,
                    const char* Pin = "1111", const char* Email = "");
@@ -180,8 +185,11 @@ devhost::PluginEntryPoints DriverEntryPoints();
 /// A tree of the framework's own parser; fails the test when the text is no JSON.
 std::unique_ptr<CJSONObject> ParseJson(const std::string& Text);
 
+using Lines = std::vector<std::string>;
+Lines operator+(const Lines& First, const Lines& Second);
+
 /// What a journal holds with tracing on or off: lines that are marked with "~" in front are written only
 /// while it is on.
-std::vector<std::string> WithTracing(bool Enabled, const std::vector<std::string>& Marked);
+Lines WithTracing(bool Enabled, const Lines& Marked);
 
 } // namespace support
