@@ -3,6 +3,7 @@
 #include "devhost/controller/Program.h"
 
 #include <csignal>
+#include <cstdlib>
 #include <iostream>
 
 int main(int nArguments, char** pArguments)
@@ -12,6 +13,9 @@ try {
         return *pStatus;
     // A browser or a server that closes its end is an error of that write, not the end of the host.
     std::signal(SIGPIPE, SIG_IGN);
+    // Without the variable the C library asks the file system for the time zone's file with every conversion
+    // of a local time, and a driver makes two for each lock that reports. Before there are other threads.
+    setenv("TZ", ":/etc/localtime", 0);
     devhost::Program Program(std::get<devhost::Settings>(Parsed));
     return Program.Run();
 } catch (const std::exception& Error) {

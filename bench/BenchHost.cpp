@@ -1,0 +1,149 @@
+// Puts an account together for the benchmarks and feeds it; what is measured is left to them.
+
+#include "bench/BenchHost.h"
+
+#include "devhost/framework/Framework.h"
+#include "devhost/framework/JSONParser.h"
+#include "devhost/framework/MemoryFile.h"
+#include "support/TestHost.h"
+
+#include <cstdio>
+#include <stdexcept>
+
+namespace bench
+{
+
+namespace
+{
+
+constexpr int kRecordVersion = 1500; // any that is newer than the last change of the record
+constexpr int kIsMaster = 1;
+
+// The account's record as a configuration would hold it.
+void LoadAccount(CVestaraInterface& Account)
+{
+    devhost::MemoryFile Record;
+    Record.WriteInt(static_cast<int>(Account.BridgeID()));
+    Record.WriteString("");
+    Record.WriteInt(Account.Flags());
+    Record.WriteString("refresh-0123456789abcdef0123456789abcdef");
+    Record.WriteString("access-0123456789abcdef0123456789abcdef");
+    Record.WriteString("location-0123456789");
+    Record.WriteString("Lake House");
+    Record.WriteInt(kIsMaster);
+    Record.WriteInt(OAUTH_REDIRECT_LOCAL);
+    if (!Account.ReadClientData(&Record, kRecordVersion))
+        throw std::logic_error("the account's record has changed, and the benchmarks have not followed");
+}
+
+std::string Timestamp(std::time_t Time)
+{
+    std::tm Parts{};
+    gmtime_r(&Time, &Parts);
+    char Text[32];
+    return std::string(Text, std::strftime(Text, sizeof Text, "%Y-%m-%dT%H:%M:%SZ", &Parts));
+}
+
+// Ids of one length that differ at their end only: the costliest ones to compare.
+std::string DeviceID(int i)
+{
+    char Text[64];
+    std::snprintf(Text, sizeof Text, "lock-00000000-0000-0000-%012d", i);
+    return Text;
+}
+
+std::string Device(int i, const std::string& ConnectedAt)
+{
+    char Text[512];
+    std::snprintf(Text, sizeof Text,
+                  R"({"type":"lock","id":"%s","attributes":{"name":"Door %d",)"
+                  R"("location_id":"location-0123456789","state":"locked","power_level":87,)"
+                  R"("power_source":"battery","wifi_level":64,"programming_code":"4711",)"
+                  R"("serial_number":"VP%d","heartbeat_interval":3600,"connected_at":"%s",)"
+                  R"("updated_at":"%s","alive":true}})",
+                  DeviceID(i).c_str(), i, 100000 + i, ConnectedAt.c_str(), ConnectedAt.c_str());
+    return Text;
+}
+
+} // namespace
+
+BenchHost::BenchHost()
+{
+    devhost::Framework& Parts = devhost::TheFramework();
+    Parts.pSleeper = this;
+    Parts.WakeMainLoop = [this] { return m_Loop.Wake(); };
+    devhost::System::Options Options;
+    Options.Plugins = {support::DriverEntryPoints()};
+    Options.Workers = false;
+    m_pSystem = std::make_unique<devhost::System>(std::move(Options));
+    m_pSystem->Start();
+    CNetworkBridge* pBridge = m_pSystem->AddInterface(kVestaraInterfaceType);
+    m_pAccount = dynamic_cast<CVestaraInterface*>(pBridge->DeviceInterface());
+    LoadAccount(*m_pAccount);
+    // A young token of a long life, so that no refresh falls due however far a benchmark moves the clock.
+    Process(CMD_TOKEN_REFRESH, R"({"access_token":"access-0123456789abcdef0123456789abcdef",)"
+                               R"("refresh_token":"refresh-0123456789abcdef0123456789abcdef",)"
+                               R"("expires_in":4000000})");
+    m_pAccount->ResetUpdateTimers();
+}
+
+BenchHost::~BenchHost()
+{
+    m_pSystem.reset();
+    devhost::TheFramework() = {};
+}
+
+void BenchHost::InstallLocks(int Count)
+{
+    for (int i = 0; i < Count; ++i) {
+        const std::string ID = DeviceID(i);
+        if (!m_pAccount->AddNewDoorLock(ID.c_str(), ("Door " + std::to_string(i)).c_str()))
+            throw std::logic_error("a lock could not be installed");
+    }
+    m_pSystem->RunOnce();
+}
+
+void BenchHost::RunWorker(int Passes, std::function<void()> OnPass)
+{
+    m_PassesLeft = Passes;
+    m_OnPass = std::move(OnPass);
+    m_pAccount->Run();
+    m_pAccount->NetworkBridge()->ShuttingDown(0);
+}
+
+void BenchHost::Sleep(std::chrono::milliseconds)
+{
+    m_OnPass();
+    if (--m_PassesLeft <= 0)
+        m_pAccount->NetworkBridge()->ShuttingDown(1);
+}
+
+void BenchHost::TakeStatusReply(const std::string& Body)
+{
+    Process(CMD_DEVICES_STATUS, Body);
+    while (m_pAccount->NResponses() > 0)
+        m_pAccount->OnInterfaceIdle();
+}
+
+void BenchHost::Process(CommandID Command, const std::string& Body)
+{
+    auto pCommand =
+        std::make_unique<CVestaraCommand>(METHOD_READ, Command, m_pAccount->LocationID(), "", "", "");
+    pCommand->Response(devhost::ParseJson(Body).release());
+    if (!m_pAccount->ProcessResponse(std::move(pCommand)))
+        throw std::logic_error("a reply was refused");
+}
+
+std::string StatusBody(int Locks, std::time_t ConnectedAt)
+{
+    const std::string When = Timestamp(ConnectedAt);
+    std::string Body = R"({"data":[)";
+    for (int i = 0; i < Locks; ++i) {
+        if (i > 0)
+            Body += ',';
+        Body += Device(i, When);
+    }
+    return Body + R"(],"meta":{"page":1,"total_pages":1}})";
+}
+
+} // namespace bench

@@ -1,0 +1,162 @@
+// Measures the driver's code on the development host's framework. Limits and verdicts are the table's.
+
+#include "bench/Allocations.h"
+#include "bench/BenchHost.h"
+#include "devhost/framework/JSONParser.h"
+#include "host/JSON.h"
+#include "support/Clock.h"
+
+#include <benchmark/benchmark.h>
+
+#include <cstdlib>
+
+namespace bench
+{
+
+namespace
+{
+
+constexpr std::time_t kHeartbeatAgeS = 60;
+constexpr int kManyLocks = 1000;
+
+// An idle call while nothing has been answered and no poll is due. The housekeeping of every three seconds
+// comes up in it, and has nothing to tell.
+void IdleCall(benchmark::State& State)
+{
+    BenchHost Host;
+    CVestaraInterface& Account = Host.Account();
+    const std::uint64_t nBefore = Allocations();
+    for (auto _ : State)
+        Account.OnInterfaceIdle();
+    State.counters["allocations"] = static_cast<double>(Allocations() - nBefore);
+}
+
+// Passes of the worker's loop, every 31st of them with a turn that finds a young token and no command. The
+// clock is moved by the loop's pauses.
+void WorkerPass(benchmark::State& State)
+{
+    constexpr int kPasses = 10000;
+    support::ManualClock Clock;
+    BenchHost Host;
+    std::uint64_t nAllocations = 0;
+    for (auto _ : State) {
+        std::uint64_t nFirst = 0;
+        std::uint64_t nLast = 0;
+        // Counted from pause to pause, because the start and the end of the loop are not what is asked for.
+        Host.RunWorker(kPasses, [&] {
+            Clock.Advance(100);
+            nLast = Allocations();
+            nFirst = nFirst == 0 ? nLast : nFirst;
+        });
+        nAllocations += nLast - nFirst;
+    }
+    State.counters["allocations"] = static_cast<double>(nAllocations);
+    State.SetItemsProcessed(State.iterations() * kPasses);
+}
+
+// The framework's own JSON alone: the tree of a status reply is built and given back.
+void BareParse(benchmark::State& State)
+{
+    const std::string Body =
+        StatusBody(static_cast<int>(State.range(0)), std::time(nullptr) - kHeartbeatAgeS);
+    for (auto _ : State)
+        benchmark::DoNotOptimize(devhost::ParseJson(Body));
+}
+
+// The same reply parsed, routed and applied.
+void StatusReply(benchmark::State& State)
+{
+    const int nLocks = static_cast<int>(State.range(0));
+    const std::string Body = StatusBody(nLocks, std::time(nullptr) - kHeartbeatAgeS);
+    BenchHost Host;
+    Host.InstallLocks(nLocks);
+    Host.TakeStatusReply(Body);
+    for (auto _ : State)
+        Host.TakeStatusReply(Body);
+}
+
+// The request of a status poll, and of an unlock, which has a body.
+void RequestAssembly(benchmark::State& State)
+{
+    BenchHost Host;
+    CVestaraInterface& Account = Host.Account();
+    CVestaraCommand Poll(METHOD_READ, CMD_DEVICES_STATUS, Account.LocationID(), "", "", "");
+    CVestaraCommand Unlock(METHOD_WRITE, CMD_DEVICE_UNLOCK, Account.LocationID(), "lock-0", "", "");
+    CVestaraCommand* const pCommand = State.range(0) == 0 ? &Poll : &Unlock;
+    for (auto _ : State) {
+        CQXString sBody;
+        CQXString sRequest;
+        if (!Account.AssembleData(&sBody, pCommand) || !Account.AssembleHeader(&sRequest, pCommand)) {
+            State.SkipWithError("the request was refused");
+            break;
+        }
+        Account.PackData(&sRequest, &sBody, pCommand);
+        benchmark::DoNotOptimize(sRequest);
+    }
+}
+
+// What a lock holds, its part of the host included, once its first status has been applied.
+void LockMemory(benchmark::State& State)
+{
+    const std::string Body = StatusBody(kManyLocks, std::time(nullptr) - kHeartbeatAgeS);
+    for (auto _ : State) {
+        BenchHost Host;
+        const std::int64_t cbBefore = BytesHeld();
+        Host.InstallLocks(kManyLocks);
+        Host.TakeStatusReply(Body);
+        State.counters["bytes"] = static_cast<double>(BytesHeld() - cbBefore) / kManyLocks;
+    }
+}
+
+// A house that is polled for half a year: what is held afterwards and was not after the first polls. Every
+// poll finds a new heartbeat.
+void PollGrowth(benchmark::State& State)
+{
+    constexpr int kPolls = 1'000'000;
+    constexpr int kFirstPolls = 100;
+    constexpr std::uint64_t kPollMs = 15001;
+    for (auto _ : State) {
+        support::ManualClock Clock;
+        BenchHost Host;
+        Host.InstallLocks(1);
+        std::int64_t cbBefore = 0;
+        int nAsked = 0;
+        for (int i = 0; i < kFirstPolls + kPolls; ++i) {
+            if (i == kFirstPolls)
+                cbBefore = BytesHeld();
+            Clock.Advance(kPollMs);
+            Host.Account().OnInterfaceIdle();
+            while (const auto pCommand = Host.Account().NextCommand())
+                nAsked += pCommand->GetCommandID() == CMD_DEVICES_STATUS ? 1 : 0;
+            Host.TakeStatusReply(StatusBody(1, Clock.CalendarS() - kHeartbeatAgeS));
+        }
+        if (nAsked < kPolls)
+            State.SkipWithError("a poll was not asked for");
+        State.counters["bytes"] = static_cast<double>(BytesHeld() - cbBefore);
+    }
+}
+
+BENCHMARK(IdleCall);
+BENCHMARK(WorkerPass)->Iterations(100); // as long as the token lasts
+BENCHMARK(BareParse)->RangeMultiplier(10)->Range(1, kManyLocks);
+BENCHMARK(StatusReply)->RangeMultiplier(10)->Range(1, kManyLocks);
+BENCHMARK(RequestAssembly)->Arg(0)->Arg(1);
+BENCHMARK(LockMemory)->Iterations(1)->Unit(benchmark::kMillisecond);
+BENCHMARK(PollGrowth)->Iterations(1)->Repetitions(1)->Unit(benchmark::kMillisecond);
+
+} // namespace
+
+} // namespace bench
+
+int main(int nArguments, char** pArguments)
+{
+    // As the development host does: without the variable the C library asks the file system for the time zone
+    // with every conversion of a local time.
+    setenv("TZ", ":/etc/localtime", 0);
+    benchmark::Initialize(&nArguments, pArguments);
+    if (benchmark::ReportUnrecognizedArguments(nArguments, pArguments))
+        return 1;
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}

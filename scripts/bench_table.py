@@ -1,0 +1,80 @@
+"""Prints what the benchmarks measured as one table: what, measured, limit, verdict.
+
+Argument: the folder with the results of scripts/bench. Each figure is the median of a benchmark's repetitions.
+"""
+
+import json
+import math
+import os
+import re
+import statistics
+import subprocess
+import sys
+
+KIB = 1024
+LOCKS = (1, 10, 100, 1000)
+
+
+class Results:
+    """The benchmarks' figures by name, like "StatusReply/10"."""
+
+    def __init__(self, folder):
+        self.runs = {}
+        for program in ("vestara_bench", "vestara_library_bench"):
+            with open(os.path.join(folder, program + ".json"), encoding="utf-8") as file:
+                for run in json.load(file)["benchmarks"]:
+                    if run["run_type"] == "iteration":
+                        name = re.match(r"\w+(/\d+)?", run["name"]).group()
+                        self.runs.setdefault(name, []).append(run)
+
+    def get(self, name, field):
+        """NaN, which keeps no limit, when the benchmark is missing or gave up."""
+        runs = self.runs.get(name, [])
+        if not runs or any(run.get("error_occurred") for run in runs):
+            return math.nan
+        return statistics.median(run[field] for run in runs)
+
+    def ns(self, name):
+        """The thread's own time, which a busy machine disturbs least."""
+        return self.get(name, "cpu_time")
+
+
+def initialisers(library):
+    """Bytes of the library's table of static initialisers; the C runtime's own entry takes 8."""
+    sections = subprocess.run(["readelf", "-SW", library], check=True, capture_output=True, text=True).stdout
+    match = re.search(r"\.init_array\s+\w+\s+\w+\s+\w+\s+(\w+)", sections)
+    return int(match.group(1), 16) if match else 0
+
+
+def rows(results, library):
+    """(what, figure, limit, form of both, remark)"""
+    yield "idle call, nothing due: time", results.ns("IdleCall"), 200, "{:.0f} ns", ""
+    yield "idle call, nothing due: allocations", results.get("IdleCall", "allocations"), 0, "{:.0f}", ""
+    yield ("worker passes, nothing due: allocations", results.get("WorkerPass", "allocations"), 0, "{:.0f}",
+           "a million passes, 32,000 of them with a turn")
+    for n in LOCKS:
+        total, bare = results.ns(f"StatusReply/{n}"), results.ns(f"BareParse/{n}")
+        yield (f"status reply of {n:,} {'lock' if n == 1 else 'locks'} over its bare parse", total / bare, 2, "{:.2f}",
+               f"{total / 1e3:,.1f} us over {bare / 1e3:,.1f} us")
+    growth = math.log(results.ns("StatusReply/1000") / results.ns("StatusReply/10")) / math.log(100)
+    yield "growth from 10 to 1,000 locks: exponent", growth, 1.1, "{:.2f}", ""
+    yield "request assembled: status poll", results.ns("RequestAssembly/0") / 1e3, 5, "{:.2f} us", ""
+    yield "request assembled: unlock", results.ns("RequestAssembly/1") / 1e3, 5, "{:.2f} us", ""
+    yield "library, stripped", os.path.getsize(library) / KIB, 256, "{:.0f} KB", ""
+    yield "library, loaded", results.get("LibraryLoad", "real_time") / 1e6, 1, "{:.3f} ms", ""
+    yield "library, table of initialisers", initialisers(library), 8, "{:.0f} bytes", "8: the C runtime's own"
+    yield ("memory a lock, host's part included", results.get("LockMemory", "bytes") / KIB, 4, "{:.2f} KB",
+           "mean of 1,000 locks")
+    yield "memory grown over a million polls", results.get("PollGrowth", "bytes"), 0, "{:.0f} bytes", "one lock"
+
+
+def main():
+    folder = sys.argv[1]
+    line = "{:<46} {:>12} {:>12}  {:<7} {}"
+    print(line.format("what", "measured", "limit", "verdict", "").rstrip())
+    for what, figure, limit, form, remark in rows(Results(folder), os.path.join(folder, "libLVESTARA.so")):
+        verdict = "met" if figure <= limit else "MISSED"
+        print(line.format(what, form.format(figure), form.format(limit), verdict, remark).rstrip())
+
+
+main()
