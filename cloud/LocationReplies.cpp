@@ -22,7 +22,8 @@ int CVestaraInterface::ProcessLocationReply(std::unique_ptr<CVestaraCommand> pCo
         CQXString sType;
         ParseData(pEntry, GetAttribute(ATTR_LOCATION_TYPE), &sType);
         if (sType.Compare("location") != 0) {
-            // What came before stays applied: the list is read again with the next discovery.
+            // What came before stays applied: each entry stands for itself, and some locations to choose
+            // from are better than none.
             pCommand.reset();
             return Report(1163, FormatLine("Unknown Location type: [%s]", Text(sType)));
         }

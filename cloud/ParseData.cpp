@@ -21,7 +21,7 @@ int CVestaraInterface::ParseAttribute(CJSONObject* pNode, Attributes eAttribute,
 int CVestaraInterface::ParseText(CJSONObject* pNode, const char* pKey, CQXString* pOut)
 {
     // Emptied first on purpose: a token reply that lacks its token thereby empties the stored one, and the
-    // account asks for a new authorisation.
+    // worker, which then finds none, has it refreshed.
     pOut->Empty();
     if (!pNode || !pNode->FindString(pKey, pOut, 1))
         return Report(3023, FormatLine("\"%s\" not identified", pKey));

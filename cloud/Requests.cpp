@@ -49,7 +49,7 @@ int CVestaraInterface::AssembleTokenCode(CQXString* pBody)
 int CVestaraInterface::AssembleChange(CQXString* pBody, CVestaraCommand* pCommand)
 {
     // Changes of access persons are checked like changes of locks: each is made on behalf of one lock, and
-    // one that names none comes from a lock that has lost its account.
+    // one that names no lock or no location comes from a lock or an account that is not set up any more.
     if (pCommand->DeviceID().IsEmpty())
         return Report(1860, FormatLine("Missing DeviceID on WRITE"));
     if (pCommand->LocationID().IsEmpty())

@@ -34,7 +34,7 @@ int CVestaraInterface::SendCommand(std::unique_ptr<CVestaraCommand> pCommand)
     PackData(&sRequest, &sBody, pCommand.get());
     TraceRequest(&sRequest, &sBody);
 
-    // One connection for each request: the next one is seconds away, and a fresh one needs no upkeep.
+    // One connection for each request: the next one is usually seconds away, and a fresh one needs no upkeep.
     CHTTPConnectionSSL Connection(0);
     std::unique_ptr<CHTMLPage> pPage = Exchange(&Connection, sRequest, pCommand->Method());
     if (!pPage)

@@ -36,7 +36,7 @@ public:
     explicit CVestaraInterface(CDeviceInterfaceDef* pDefinition);
     ~CVestaraInterface() override;
 
-    // --- The host's virtual operations ---------------------------------------------------------------------
+    // The host's virtual operations.
 
     // The record: the base's, refresh token, access token, location id and name, master flag, redirect
     // schema. 1 when every step succeeded; 0 at the first that failed, with the fields read so far in place.
@@ -60,27 +60,29 @@ public:
     int ExecuteAction(int iAction, CPropertySet* pSet) override;
     CQXString GetActionURL(int iAction) override;
 
-    // --- Commands and queues (cloud/Queues.cpp) ------------------------------------------------------------
+    // Commands and queues (cloud/Queues.cpp).
 
     // Queues a request and adapts the pace; returns the number of items now queued (AdjustTickRate's result).
     // Both threads: the worker queues token refreshes. No limit, no check for duplicates.
     int AddCommand(VestaraMethod eMethod, CommandID eCommand, CQXString sLocationID, CQXString sDeviceID,
                    CQXString sUserID, CQXString sAccessID);
     int NCommands() const { return m_Commands.GetCount(); }
-    std::unique_ptr<CVestaraCommand>
-    NextCommand(); // null when empty, also right after a count said otherwise
+
+    // The head of the queue, the caller's from then on. Null when empty, also right after a count said
+    // otherwise: both threads take from either queue, since both may drop the account's objects.
+    std::unique_ptr<CVestaraCommand> NextCommand();
+    std::unique_ptr<CVestaraCommand> NextResponse();
 
     // Takes ownership of the answered command and wakes the host's main loop; returns that call's result.
     // From here on the host thread may delete the command at any moment.
     int AddResponse(std::unique_ptr<CVestaraCommand> pCommand);
     int NResponses() const { return m_Responses.GetCount(); }
-    std::unique_ptr<CVestaraCommand> NextResponse();
 
-    // --- Paths and keys (cloud/Paths.cpp, cloud/ParseData.cpp)
-    // ----------------------------------------------
+    // Paths and keys (cloud/Paths.cpp, cloud/ParseData.cpp).
 
-    CQXString PathByCommandID(CommandID eCommand); // template, not formatted; empty and reported when unknown
-    CQXString GetAttribute(Attributes eAttribute); // JSON key; empty and reported when unknown
+    // Worker: the template, not formatted. The JSON key. Both empty, and reported, for an unknown value.
+    CQXString PathByCommandID(CommandID eCommand);
+    CQXString GetAttribute(Attributes eAttribute);
 
     // Reads one keyed value from the node's subtree. 1 found; 0 not found, which is reported. The text form
     // empties its target first and trims trailing blanks, then line feeds; the number form leaves its target
@@ -88,16 +90,14 @@ public:
     int ParseData(CJSONObject* pNode, CQXString sKey, CQXString* pOut);
     int ParseData(CJSONObject* pNode, CQXString sKey, int* pOut);
 
-    // --- Requests (cloud/Requests.cpp): worker, as steps of the send cycle
-    // ----------------------------------
+    // Requests (cloud/Requests.cpp): worker, as steps of the send cycle.
 
     int AssembleData(CQXString* pBody, CVestaraCommand* pCommand);     // 0: the request must not be sent
     int AssembleHeader(CQXString* pHeader, CVestaraCommand* pCommand); // request line and fixed headers
     void PackData(CQXString* pHeader, CQXString* pBody, CVestaraCommand* pCommand); // completes the request
     int GenerateMessage(CVestaraCommand* pCommand, CQXString* pBody); // JSON body of access-person commands
 
-    // --- Send cycle and errors (cloud/SendCycle.cpp, cloud/Errors.cpp): worker
-    // ------------------------------
+    // Send cycle and errors (cloud/SendCycle.cpp, cloud/Errors.cpp): worker.
 
     // Carries one command to the cloud and back. Takes ownership, always. 1 for status 200 or 204.
     int SendCommand(std::unique_ptr<CVestaraCommand> pCommand);
@@ -107,43 +107,39 @@ public:
     int HandleError(std::unique_ptr<CVestaraCommand> pCommand, std::unique_ptr<CJSONObject> pReply,
                     CQXString sMessage);
 
-    // --- Masking (cloud/Masking.cpp)
-    // -------------------------------------------------------------------------
+    // Masking (cloud/Masking.cpp).
 
     CQXObList* GenObfuscationList(); // a new snapshot of the four secrets; stays the interface's
-    int PurgeObfuscationList();      // 0
+    int PurgeObfuscationList();      // 0. Both threads.
 
-    // --- Replies (cloud/Replies.cpp, TokenReplies.cpp, LocationReplies.cpp, DeviceReplies.cpp)
-    // --------------
+    // Replies (cloud/Replies.cpp, TokenReplies.cpp, LocationReplies.cpp, DeviceReplies.cpp).
 
     // The one place where a reply takes effect. Takes ownership. 1 processed (also an unhandled id), 0
     // aborted.
     int ProcessResponse(std::unique_ptr<CVestaraCommand> pCommand);
 
-    // --- Pace and timers
-    // ------------------------------------------------------------------------------------
+    // Pace and timers: both threads.
 
-    int
-    AdjustTickRate();  // both threads; number of queued items, 0 when nothing is queued and it returns early
-    void InitTimers(); // both polls due in about 2 s; only ever forwards
-    void ResetUpdateTimers(); // both threads: polls start their waits anew
-    void DelayTokenRefresh(); // both threads: the token reads as 6600 s old
+    int AdjustTickRate();     // number of queued items; 0 also when nothing is queued and the pace is slow
+    void InitTimers();        // both polls due in about 2 s; only ever forwards
+    void ResetUpdateTimers(); // polls start their waits anew
+    void DelayTokenRefresh(); // the token reads as 6600 s old
 
-    // --- Authorisation
-    // ----------------------------------------------------------------------------------------
+    // Authorisation.
 
     void UpdateAuthURL();
     void SetAuthCode(CQXString sCode);
     void ClearAuthCode() { m_sAuthCode.Empty(); }
     int RefreshToken(); // worker, each turn; 1 when it queued a refresh
 
-    // --- Several accounts (interface/Accounts.cpp, Broadcast.cpp)
-    // -------------------------------------------
+    // Several accounts (interface/Accounts.cpp, Broadcast.cpp).
 
     int IsMaster() const { return m_bMaster; }
     int Authorized() const { return m_bAuthorized; }
-    CVestaraInterface*
-    MasterInterface();                 // never null: elects this interface when there is none. Both threads.
+
+    // Never null: elects this interface when there is none. Both threads.
+    CVestaraInterface* MasterInterface();
+
     int TokenCheck();                  // 1 when the last sibling asked shared a token
     int TokenShare(CQXString* pToken); // called on a sibling; pToken is the caller's access token
     void TokenCleanup();               // both threads: a failed refresh drops the account from the worker
@@ -153,8 +149,7 @@ public:
     void CleanMasterPointers();
     int IsOnlyInterface();
 
-    // --- Installation (interface/Installation.cpp)
-    // ------------------------------------------------------------
+    // Installation (interface/Installation.cpp).
 
     CPortivo* NextDoorLock(CPortivo* pCurrent); // wraps; null without clients or where a client is no lock
     CPortivo* FindDoorLock(CQXString sDeviceID);
@@ -162,17 +157,15 @@ public:
     void RemoveAllDevices(int bRestart);
     void RemoveAllObjects(); // both threads: queues, locations, access persons, mask list
 
-    // --- Locations (interface/Locations.cpp)
-    // ------------------------------------------------------------------
+    // Locations (interface/Locations.cpp).
 
     CQXString LocationID() const { return m_sLocationID; }
     CQXString LocationName() const { return m_sLocationName; }
     void SetLocationIdx(int iIndex); // zero-based index into the candidate list
-    void RemoveAllLocations();
+    void RemoveAllLocations();       // both threads
     void RemoveThisLocation(CQXString sID);
 
-    // --- Access persons (access/Registry.cpp)
-    // -----------------------------------------------------------------
+    // Access persons (access/Registry.cpp).
 
     // Look-ups compare exactly. On an empty registry they bring the polls forward and say so.
     CAccessPerson* AccessPersonByIndex(int iIndex); // both threads
@@ -185,10 +178,10 @@ public:
     // unless a non-empty list has no head, in which case the registry has freed it and pPerson is null.
     int InsertAccessPerson(std::unique_ptr<CAccessPerson>& pPerson);
     void ClearIndexes();
-    void RefreshIndexes(); // ties persons to the controller's user slots by name
-    void RemoveAllAccessPersons();
+    void RefreshIndexes();         // ties persons to the controller's user slots by name
+    void RemoveAllAccessPersons(); // both threads
 
-    // --- Synchronisation of a user slot with the cloud (access/Synchronisation.cpp) ------------------------
+    // Synchronisation of a user slot with the cloud (access/Synchronisation.cpp).
     // A slot is 0 to 29; the device id is that of the lock that asks. A refusal queues nothing.
 
     int PushUser(int iSlot, CQXString sDeviceID, CUser* pUser); // 1 queued or taken over; borrows pUser
@@ -205,10 +198,12 @@ public:
 private:
     friend class CVestaraInterfaceProbe; // tests look at the fields through it
 
-    // Hands a finished line to the host's report. Returns 0, so that a refusal is one statement.
+    // Hands a finished line to the host's report. Returns 0, so that a refusal is one statement. Both
+    // threads.
     int Report(int iLine, CQXString sText);
-    CVestaraInterface*
-    Sibling(int iBridge); // the account interface at a bridge index, this one included, or null
+
+    // The account interface at a bridge index, this one included, or null.
+    CVestaraInterface* Sibling(int iBridge);
 
     void TakeTurn();       // worker: one turn of Run
     void DoHousekeeping(); // deferred notices and removals
@@ -286,7 +281,9 @@ private:
     bool DiffersTraced(const char* pField, const CQXString& sOld, const CQXString& sNew);
     void QueueForPerson(VestaraMethod eMethod, CommandID eCommand, CQXString sDeviceID, CQXString sUserID);
 
-    CVestaraInterface* m_pMaster = nullptr; // borrowed; may be this object itself
+    // Borrowed; may be this object itself. Shared without a lock: a worker asks for it only on the master,
+    // where both threads set it to the same object.
+    CVestaraInterface* m_pMaster = nullptr;
 
     // Shared by both threads through lists that lock themselves. Each owns the commands that it holds.
     CTSObList m_Commands;
