@@ -32,18 +32,15 @@ TEST_F(AccountsTest, RefreshFallsDueTenMinutesBeforeExpiryInUnsignedArithmetic)
         EXPECT_EQ(Account.RefreshToken(), 0) << "only the master refreshes";
         DropQueued(Account);
     }
-    m_Journal.Take();
-}
-
-TEST_F(AccountsTest, MissingRefreshTokenIsReportedAndHoldsTheWorkerBack)
-{
     CVestaraInterface& Account = AddReadyAccount();
+    Probe(Account).Master() = 1;
     Probe(Account).RefreshToken() = "";
-    EXPECT_EQ(Account.RefreshToken(), 0);
+    m_Clock.SetUptime(1'000'000'000);
+    m_Journal.Take();
+    EXPECT_EQ(Account.RefreshToken() + Account.NCommands(), 0);
     EXPECT_EQ(TakeEffects(),
               (Lines{"report vestarai 729: Refresh Token is Empty - cannot re-authenticate", "Sleep 7000"}));
     EXPECT_EQ(Probe(Account).TokenTimer().QXTickCount(), 6607000u) << "delayed before the pause";
-    EXPECT_EQ(Account.NCommands(), 0);
 }
 
 TEST_F(AccountsTest, AuthorizeAddressIsRebuiltAndTheCodeStaysWhereItArrived)

@@ -68,6 +68,7 @@ const Beat kBeats[] = {
      0,
      {kLate},
      {"Time Difference since Heartbeat: [400]", "HeartBeat late by [100] Seconds"}},
+    {86400, 300000, false, 0, 0, {kLate}, {"HeartBeat late by [86100] Seconds"}},
     {0, 300000, true, 5000, 5000, {kFuture}, {"Time Difference since Heartbeat: [0]", "Connected"}},
     {-5, 300000, true, 5000, 5000, {"", kFuture}, {"Time Difference since Heartbeat: [-5]", "Connected"}},
     {1, 0, false, 0, 0, {kLate}, {"HeartBeat late by [1] Seconds"}},
@@ -77,12 +78,13 @@ const Beat kBeats[] = {
 TEST_F(HeartbeatTest, ConnectionTimesMoveTheTimerForwardsOnly)
 {
     m_Lock.TraceEnabled(1);
-    // The last zone changes to daylight saving at 02:00 on the day of the test's clock.
+    // In the last zone the day of the test's clock is the first of daylight saving, and the day before is
+    // not.
     for (const char* pZone : {"UTC0", "FAR-14", "FAR+12", "EST5EDT,M3.2.0,M11.1.0"}) {
         const Zone Local(pZone);
         for (const Beat& B : kBeats) {
             SCOPED_TRACE(testing::Message() << pZone << ", gap " << B.GapS << " s, timer " << B.TimerMs);
-            constexpr std::time_t kNow = 1710036005; // 2024-03-10T02:00:05Z
+            constexpr std::time_t kNow = 1710072005; // 2024-03-10T12:00:05Z
             m_Clock.SetCalendar(kNow);
             CPortivoProbe::HeartbeatInterval(m_Lock) = B.IntervalMs;
             m_Lock.RegisterWorking(B.Working);

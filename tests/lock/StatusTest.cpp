@@ -158,18 +158,4 @@ TEST_F(StatusTest, CommandsAreQueuedUnlessTheStateIsThereAlready)
     }
 }
 
-TEST_F(StatusTest, UnlockIsCreditedOnce)
-{
-    Tell(ATTR_HEARTBEAT_INTERVAL, "300");
-    EXPECT_EQ(m_Lock.ExecuteCommand(1271, 3), 1);
-    m_Clock.Advance(30000);
-    m_Journal.Take();
-    Tell(ATTR_STATE, "unlocked");
-    Tell(ATTR_STATE, "unlocked");
-    Tell(ATTR_STATE, "locked");
-    EXPECT_EQ(TakeEffects(), (Lines{"dev-1 Unsecured 103", "dev-1 Unsecured 1"}));
-    EXPECT_EQ(m_Lock.ExecuteCommand(1271, 3), 0) << "unlocked already";
-    DropQueued(m_Account);
-}
-
 } // namespace
