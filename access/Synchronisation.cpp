@@ -22,7 +22,7 @@ int CVestaraInterface::PushUser(int iSlot, CQXString sDeviceID, CUser* pUser)
         return Report(3324, FormatLine("User Creation Failed"));
 
     // The slot stands in for the id until the cloud has given one. A create that gets lost is not repeated:
-    // the person stays without an id, and every later push of the slot says so.
+    // the person stays without an id, and a later push says so as soon as it has a change to send.
     QueueForPerson(METHOD_WRITE, CMD_ACCESS_PERSON_CREATE, std::move(sDeviceID),
                    CQXString::IntegerToString(iSlot));
     return 1;

@@ -17,7 +17,8 @@ int CVestaraInterface::ProcessTokenReply(std::unique_ptr<CVestaraCommand> pComma
         m_sAccessToken.Compare(sOldToken) != 0)
         OnNewAccessToken();
 
-    // Through a local, unlike the access token: a reply need not repeat the refresh token.
+    // Through a local, unlike the access token: a reply need not repeat the refresh token (RFC 6749, section
+    // 6).
     CQXString sRefreshToken;
     if (ParseData(pReply, GetAttribute(ATTR_REFRESH_TOKEN), &sRefreshToken))
         TakeRefreshToken(sRefreshToken);
