@@ -33,8 +33,11 @@ int CPortivo::SyncUser(int iSlot, CUser* pUser)
 int CPortivo::GrantSlot(int iSlot)
 {
     CVestaraInterface* pInterface = Interface();
-    // A person whom the cloud has not named yet is granted when the reply to the creation brings the id.
-    if (!pInterface->AccessPersonExists(iSlot) || pInterface->AccessPersonByIndex(iSlot)->NeedsID())
+    // A person whom the cloud has not named yet is granted when the reply to the creation brings the id. The
+    // worker may empty the registry between the two calls, so the person is tested too.
+    const CAccessPerson* pPerson =
+        pInterface->AccessPersonExists(iSlot) ? pInterface->AccessPersonByIndex(iSlot) : nullptr;
+    if (!pPerson || pPerson->NeedsID())
         return 1;
     if (!pInterface->GrantAccess(iSlot, DeviceID()))
         return Report(629, FormatLine("GrantAccess failed"));
