@@ -83,14 +83,18 @@ std::optional<std::string> Configuration::Write(std::string* pError)
         }
         Body += Line("component", Record);
     }
-    for (const std::string& Kept : m_System.m_KeptRecords)
+    auto nBridges = m_System.m_Accounts.size();
+    auto nComponents = Components.size();
+    for (const std::string& Kept : m_System.m_KeptRecords) {
         Body += Kept + "\n";
+        ++(Kept.starts_with("bridge ") ? nBridges : nComponents);
+    }
 
     MemoryFile Header;
     Header.WriteInt(kVersion);
     Header.WriteInt(static_cast<int>(m_System.m_IDs.Next()));
-    Header.WriteInt(static_cast<int>(m_System.m_Accounts.size()));
-    Header.WriteInt(static_cast<int>(Components.size()));
+    Header.WriteInt(static_cast<int>(nBridges));
+    Header.WriteInt(static_cast<int>(nComponents));
     return Line("configuration", Header) + Body + Line("end", MemoryFile());
 }
 
@@ -134,7 +138,7 @@ void Configuration::CheckCounts()
         return Fault(REPORT_COUNT, "the configuration has no sound first record");
     const bool bEnded = std::any_of(m_Lines.begin(), m_Lines.end(),
                                     [](const RecordLine& Record) { return Record.Kind == "end"; });
-    if (!bEnded || m_nBridges != *m_nBridgesExpected || m_nComponents != *m_nComponentsExpected)
+    if (!bEnded || m_nBridges < *m_nBridgesExpected || m_nComponents < *m_nComponentsExpected)
         Fault(REPORT_COUNT, "records are missing in the configuration: " + std::to_string(m_nBridges) +
                                 " of " + std::to_string(*m_nBridgesExpected) + " interfaces and " +
                                 std::to_string(m_nComponents) + " of " +
@@ -206,6 +210,7 @@ void Configuration::ReadBridge(const RecordLine& Line)
     if (!pAccount) {
         // Its library may be back the next time, so the record is kept, and written again as it is.
         m_System.m_KeptRecords.push_back(Line.Format());
+        ++m_nBridges;
         AssertWrap("configuration", REPORT_TYPE,
                    ("no library makes interface type " + std::to_string(Type)).c_str());
         return;
@@ -231,6 +236,7 @@ void Configuration::ReadComponent(const RecordLine& Line)
     auto pComponent = pFamily ? m_System.CreateComponent(pFamily->Definition(Type)) : nullptr;
     if (!pComponent) {
         m_System.m_KeptRecords.push_back(Line.Format());
+        ++m_nComponents;
         AssertWrap("configuration", REPORT_TYPE,
                    ("no library makes component type " + std::to_string(Type)).c_str());
         return;

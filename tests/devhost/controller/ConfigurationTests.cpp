@@ -179,13 +179,17 @@ TEST_F(ConfigurationTest, RecordsOfTypesThatNoLibraryMakesSurviveASave)
     Record.WriteString("of another library");
     const std::string Foreign = RecordLine{"component", Record.Bytes()}.Format();
     auto Lines = SplitLines(*m_Store.Text);
-    Lines.insert(Lines.end() - 1, Foreign);
+    LineOf(Lines, "component") = Foreign;
     m_Store.Text = Join(Lines);
-    Restart();
-    EXPECT_EQ(m_pSystem->Save(), "");
-    EXPECT_NE(m_Store.Text->find(Foreign), std::string::npos);
-    EXPECT_GT(CIDServer::Instance()->NewID(), 99u);
-    EXPECT_TRUE(m_Store.Aside.empty()) << "nothing was damaged";
+    for (const char* pRound : {"first load", "load of what was saved"}) {
+        SCOPED_TRACE(pRound);
+        Restart();
+        EXPECT_EQ(m_pSystem->NDoorLock(COMPONENT_FILTER_ALL), 1);
+        EXPECT_EQ(m_pSystem->Save(), "");
+        EXPECT_NE(m_Store.Text->find(Foreign), std::string::npos);
+        EXPECT_GT(CIDServer::Instance()->NewID(), 99u);
+        EXPECT_TRUE(m_Store.Aside.empty()) << "nothing was damaged or missing";
+    }
 }
 
 TEST_F(ConfigurationTest, AFailedSaveKeepsTheOldTextAndIsTriedAgainLater)
