@@ -14,7 +14,7 @@ namespace devhost
 namespace
 {
 
-// Enough for a few open pages and browser tabs.
+// Enough for a few browser tabs.
 constexpr std::ptrdiff_t kKeptPerBridge = 16;
 
 } // namespace

@@ -13,7 +13,8 @@ class OAuthStates
 {
 public:
     /// A new value for a bridge: 192 random bits in hexadecimal, so that it needs no encoding in an address.
-    /// A page asks again with every build, so a bridge keeps its newest few values and older ones expire.
+    /// Each press of the button asks for another, so a bridge keeps its newest few values and older ones
+    /// expire.
     std::string Issue(unsigned BridgeID);
 
     /// The bridge of a value, which is used up by this; 0 for an unknown, expired or used one.
