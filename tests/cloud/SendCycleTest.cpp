@@ -147,6 +147,7 @@ TEST_F(SendCycle, EachOutcomeHasItsEffectsInOrder)
             EXPECT_EQ(Probe(Account).ObfuscationList().GetCount(), Row.Drops ? 0 : 4);
             EXPECT_EQ(std::string(Probe(Account).AccessToken()), Row.Drops ? "" : "access-1");
             EXPECT_EQ(Probe(Account).Authorized(), Row.Drops ? 0 : 1);
+            EXPECT_EQ(Probe(Account).TokenTimer().QXTickCount() == 6'600'000, Row.Name.starts_with("401"));
         }
     }
 }
