@@ -19,7 +19,7 @@ protected:
         EXPECT_EQ(Str(sValue), pValue) << "the caller's text stays";
         return iResult;
     }
-    /// The reports so far without source and line, and the effects that are left.
+    /// The reports so far without source and line; the other effects stay.
     Lines Reports()
     {
         Lines Texts = m_Journal.TakeReports();
@@ -29,7 +29,6 @@ protected:
         }
         return Texts;
     }
-    support::RecordingLock NewLock(const char* pDeviceID) { return {m_Journal, m_Account, pDeviceID}; }
 
     CVestaraInterface& m_Account;
     support::RecordingLock m_Lock;
