@@ -8,6 +8,7 @@ namespace
 {
 
 using support::Lines;
+using support::operator+;
 using support::WithTracing;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
@@ -96,8 +97,8 @@ TEST_F(PersonReplies, KeepTheRegistryInStep)
             for (std::size_t i = 0; i < Row.Before.size(); ++i)
                 AddPerson(Account, i == 0 ? 4 : -1, Row.Before[i][0], Row.Before[i][1]);
             Account.TraceEnabled(bTracing);
-            const Lines Expected = support::operator+
-                (Lines{"~trace: ProcessingResponse [" + std::to_string(Row.Command) + "]"}, Row.Effects);
+            const Lines Expected =
+                Lines{"~trace: ProcessingResponse [" + std::to_string(Row.Command) + "]"} + Row.Effects;
             EXPECT_EQ(Process(Account, static_cast<CommandID>(Row.Command), Row.Json, "", "", Row.UserID),
                       Row.Result);
             EXPECT_THAT(TakeEffectsButPace(), ElementsAreArray(WithTracing(bTracing, Expected)));
@@ -192,8 +193,8 @@ TEST_F(PersonReplies, AccessListLeadsToARevocationForEachMatch)
         for (const bool bTracing : {false, true}) {
             SCOPED_TRACE(Row.Json + (bTracing ? ", traced" : ""));
             Account.TraceEnabled(bTracing);
-            const Lines Expected = support::operator+
-                (Lines{"~trace: ProcessingResponse [" + std::to_string(Row.Command) + "]"}, Row.Effects);
+            const Lines Expected =
+                Lines{"~trace: ProcessingResponse [" + std::to_string(Row.Command) + "]"} + Row.Effects;
             EXPECT_EQ(Process(Account, static_cast<CommandID>(Row.Command), Row.Json, "loc-9", "dev-1", "p1"),
                       Row.Result);
             EXPECT_THAT(TakeEffectsButPace(), ElementsAreArray(WithTracing(bTracing, Expected)));

@@ -8,6 +8,7 @@ namespace
 {
 
 using support::Lines;
+using support::operator+;
 using support::WithTracing;
 using testing::ElementsAreArray;
 
@@ -89,7 +90,7 @@ TEST_F(TokenReplies, EachShapeHasItsEffectsInOrder)
             Account.TraceEnabled(bTracing);
             Lines Expected = {"~trace: ProcessingResponse [" + std::to_string(Row.Command) + "]"};
             for (const Lines& Part : Row.Effects)
-                Expected = support::operator+(Expected, Part);
+                Expected = Expected + Part;
 
             EXPECT_EQ(Process(Account, static_cast<CommandID>(Row.Command), Row.Json), 1);
             EXPECT_THAT(TakeEffects(), ElementsAreArray(WithTracing(bTracing, Expected)));
