@@ -17,6 +17,9 @@ STATUS_PROPERTY = "2000"
 SIGNATURE = "0x08000090"
 # Long enough for one heartbeat of the demonstration's locks (20 s) and the status poll after it (15 s).
 COMMAND_TIMEOUT_S = 75
+# A user's number is its slot's, counted from one.
+USER = {"slot": 3, "number": 4, "name": "Robin Keeper", "email": "robin@example.com", "pin": "0471",
+        "new_pin": "04720", "new_email": "keeper@example.com"}
 
 
 class Screen:
@@ -223,6 +226,92 @@ class Tour:
             self.screen.seen(line)
         self.screen.seen("a new token is there and the locks report again")
 
+    # --- Users --------------------------------------------------------------------------------------------
+
+    def cloud(self, kind):
+        """What the simulator's cloud holds of a kind ("access_persons" or "accesses")."""
+        return self.setup.admin.get("/admin/world?secrets=1")[kind]
+
+    def person_named(self, name):
+        return next((p for p in self.cloud("access_persons") if p["name"] == name), None)
+
+    def accesses_of(self, person):
+        return [a["accessible_id"] for a in self.cloud("accesses") if a["access_person_id"] == person["id"]]
+
+    def enter_pin(self, lock, pin):
+        """Whether the lock itself opens to the PIN."""
+        try:
+            self.setup.admin.post(f"/admin/locks/{lock['device_id']}/pin", {"pin": pin})
+            return True
+        except StepFailed as refused:
+            if "pin_refused" not in str(refused):
+                raise
+            return False
+
+    def add_user(self, front):
+        self.screen.step(f"A user is put into slot {USER['slot']} and enabled on {front['name']}")
+        body = {key: USER[key] for key in ("name", "email", "pin")}
+        # The driver passes a right on together with a change of the user, so the right comes first.
+        self.api.put(f"/locks/{front['id']}/users/{USER['number']}", {"enabled": True})
+        granted = self.see_traces([f"Processing [{USER['name']}:", "ProcessingResponse [13]"])
+        self.api.put(f"/users/{USER['slot']}", body)
+        person = wait_for("the person in the cloud", lambda: self.person_named(USER["name"]), 30)
+        wait_for("the access in the cloud", lambda: self.accesses_of(person) == [front["device_id"]], 30)
+        wait_for("the host's side of it", granted, 30)
+        if USER["number"] not in self.lock(front["id"])["enabled_users"]:
+            raise StepFailed("the host does not show the user as enabled")
+        self.screen.seen(f"host: slot {USER['slot']} holds {USER['name']}, enabled on {front['name']}; "
+                         "the replies to creation and grant were processed")
+        self.screen.seen(f"cloud: person {person['id']} with access to {front['device_id']} only")
+
+    def open_by_pin(self, front, boat):
+        self.screen.step("The PIN opens that lock and not the other")
+        boat_state = self.lock(boat["id"])["state"]
+        if self.enter_pin(boat, USER["pin"]):
+            raise StepFailed(f"{boat['name']} opened to the PIN")
+        if not self.enter_pin(front, USER["pin"]):
+            raise StepFailed(f"{front['name']} did not open to the PIN")
+        self.screen.seen(f"cloud: {front['name']} opened, {boat['name']} refused the PIN")
+        wait_for("the opened lock in the host", lambda: self.lock(front["id"])["state"] == "unlocked", 30)
+        if self.lock(boat["id"])["state"] != boat_state:
+            raise StepFailed(f"the host shows a change of {boat['name']}")
+        self.screen.seen(f"host: {front['name']} is unlocked, {boat['name']} is {boat_state} as before")
+
+    def change_pin(self, front):
+        self.screen.step("The PIN is changed")
+        changed = self.see_traces(["User's PinCode changed from", "ProcessingResponse [9]"])
+        self.api.put(f"/users/{USER['slot']}", {"pin": USER["new_pin"]})
+        wait_for("the new PIN in the cloud", lambda: self.person_named(USER["name"])["pin"] == USER["new_pin"], 30)
+        wait_for("the host's side of it", changed, 30)
+        if self.enter_pin(front, USER["pin"]) or not self.enter_pin(front, USER["new_pin"]):
+            raise StepFailed("the lock does not follow the change of the PIN")
+        self.screen.seen("host: the change was pushed and its reply processed")
+        self.screen.seen(f"cloud: {front['name']} opens to the new PIN and refuses the old one")
+
+    def disable_user(self, front):
+        self.screen.step(f"The user is disabled on {front['name']}; the change goes out with a new e-mail address")
+        person = self.person_named(USER["name"])
+        revoked = self.see_traces(["revoking cloud access", "Access Revoked from"])
+        self.api.put(f"/locks/{front['id']}/users/{USER['number']}", {"enabled": False})
+        self.api.put(f"/users/{USER['slot']}", {"email": USER["new_email"]})
+        wait_for("the access gone from the cloud", lambda: not self.accesses_of(person), 30)
+        wait_for("the host's side of it", revoked, 30)
+        if self.enter_pin(front, USER["new_pin"]):
+            raise StepFailed(f"{front['name']} still opens to the PIN")
+        self.screen.seen("host: the access was looked up and revoked")
+        self.screen.seen(f"cloud: the person has no access; {front['name']} refuses the PIN")
+
+    def empty_slot(self):
+        self.screen.step("The slot is emptied")
+        deleted = self.see_traces([f"No user found at index [{USER['slot']}] - removing from cloud", "] Deleted"])
+        self.api.delete(f"/users/{USER['slot']}")
+        wait_for("the person gone from the cloud", lambda: not self.person_named(USER["name"]), 30)
+        wait_for("the host's side of it", deleted, 30)
+        if any(user["slot"] == USER["slot"] for user in self.api.get("/users")["users"]):
+            raise StepFailed("the host still shows a user in the slot")
+        self.screen.seen("host: the slot is empty and the deletion was handled")
+        self.screen.seen("cloud: the person is gone")
+
     def run(self):
         self.load_library()
         self.add_account()
@@ -234,6 +323,12 @@ class Tour:
         self.lock_again(number)
         self.restart(house)
         self.refresh_token()
+        front, boat = self.locks()
+        self.add_user(front)
+        self.open_by_pin(front, boat)
+        self.change_pin(front)
+        self.disable_user(front)
+        self.empty_slot()
 
 
 def stay_up(setup, screen):

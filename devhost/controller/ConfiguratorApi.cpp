@@ -231,7 +231,7 @@ json ConfiguratorApi::EnableUser(const ApiCall& Call)
     Target.EnableUser(User, bEnabled);
     m_System.NotifyWrite();
     m_System.MarkLockChanged(Target.ID());
-    const int nHandled = m_System.AnnounceUserSlot(User - 1, &Target);
+    const int nHandled = m_System.AnnounceUserSlot(User - 1);
     return {{"enabled", bEnabled}, {"handled", nHandled != 0}};
 }
 
