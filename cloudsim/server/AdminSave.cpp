@@ -11,6 +11,14 @@ namespace cloudsim
 namespace
 {
 
+// Every program of this machine can ask here, so that no file outside the state folder may be written, nor
+// the certificates and keys in it.
+bool IsPlainName(const std::string& name)
+{
+    return !name.empty() && name != "." && name != ".." && !name.ends_with(".pem") &&
+           name.find_first_of(std::string_view("/\0", 2)) == std::string::npos;
+}
+
 std::optional<std::string> ReadPath(const Request& request)
 {
     if (request.body.empty())
@@ -20,6 +28,8 @@ std::optional<std::string> ReadPath(const Request& request)
         ObjectReader reader(body, "");
         std::optional<std::string> path = reader.OptionalText("path");
         reader.Finish();
+        if (path && !IsPlainName(*path))
+            throw FieldError("bad_value", "path", "must be a plain file name, and none that ends with .pem");
         return path;
     } catch (const FieldError& error) {
         throw RefuseField(error);

@@ -22,7 +22,7 @@ struct ServerOptions {
     std::size_t maxConnections = 64;                 // of both ports together; more are closed at once
     // The time that the model gets. A test may pass a clock of its own; it is called on the server's thread.
     std::function<TimePoint()> now;
-    // Where POST /admin/save puts relative paths; the working folder when empty.
+    // Where POST /admin/save puts its files; the working folder when empty.
     std::filesystem::path saveFolder;
 };
 

@@ -39,6 +39,7 @@ protected:
     {
         ServerOptions options;
         options.now = StartTime;
+        options.saveFolder = testing::TempDir();
         return options;
     }
 
@@ -146,12 +147,19 @@ TEST_F(ServerTest, UnreadableRequestsGetAReply)
 
 TEST_F(ServerTest, WorldIsSavedToAFile)
 {
-    const std::string file = testing::TempDir() + "world-" + std::to_string(server.AdminPort()) + ".json";
-    const std::string reply = Admin("POST", "/admin/save", R"({"path":")" + file + R"("})");
+    const std::string name = "world-" + std::to_string(server.AdminPort()) + ".json";
+    const std::string file = testing::TempDir() + name;
+    const auto save = [&](const std::string& path) {
+        return Admin("POST", "/admin/save", R"({"path":")" + path + R"("})");
+    };
+    for (const std::string& refused : {file, "../" + name, "./" + name, std::string(".."), std::string("."),
+                                       std::string(), std::string("ca-key.pem"), name + "\\u0000"})
+        EXPECT_TRUE(save(refused).starts_with("HTTP/1.1 422")) << refused;
+    EXPECT_FALSE(std::filesystem::exists(file));
+    const std::string reply = save(name);
     EXPECT_TRUE(reply.starts_with("HTTP/1.1 200")) << reply;
     EXPECT_NE(ReadFile(file).find("test-token"), std::string::npos);
     std::filesystem::remove(file);
-    EXPECT_TRUE(Admin("POST", "/admin/save", R"({"path":"/no/such/folder/x"})").starts_with("HTTP/1.1 422"));
     EXPECT_NE(Admin("POST", "/admin/save").find("programming_code"), std::string::npos);
 }
 
