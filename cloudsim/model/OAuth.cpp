@@ -50,8 +50,10 @@ template <typename Entries>
 void EraseExpired(Entries& entries, TimePoint now)
 {
     std::erase_if(entries, [now](const auto& entry) { return entry.second.expiresAt <= now; });
+    // All live equally long, so the one that ends first is the oldest.
     while (entries.size() >= kMaxOpenCodes)
-        entries.erase(entries.begin());
+        entries.erase(
+            std::ranges::min_element(entries, {}, [](const auto& entry) { return entry.second.expiresAt; }));
 }
 
 } // namespace

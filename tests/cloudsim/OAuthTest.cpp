@@ -35,6 +35,19 @@ TEST_F(OAuthTest, CodeExpiresAfterTenMinutes)
     EXPECT_EQ(RequestToken(CodeForm(late)).errorcode, "invalid_grant");
 }
 
+TEST_F(OAuthTest, TheOldestOpenCodeGivesWay)
+{
+    const std::string oldest = ObtainCode();
+    now += 1ms;
+    const std::string next = ObtainCode();
+    for (int i = 2; i < 1000; ++i) {
+        now += 1ms;
+        ObtainCode();
+    }
+    EXPECT_EQ(RequestToken(CodeForm(next)).status, 200);
+    EXPECT_EQ(RequestToken(CodeForm(oldest)).errorcode, "invalid_grant");
+}
+
 TEST_F(OAuthTest, WrongTokenRequestsAreRefusedAndNamed)
 {
     struct Row {
