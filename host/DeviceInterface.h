@@ -62,7 +62,11 @@ public:
     ~CDeviceNetwork() override;
 
     int NClients() const { return static_cast<int>(m_Clients.size()); }
-    CBridgeClient* Client(int i) const; // null out of range
+    // Null out of range. Inline: drivers walk the list for every device that a cloud reports.
+    CBridgeClient* Client(int i) const
+    {
+        return i >= 0 && i < NClients() ? m_Clients[static_cast<std::size_t>(i)] : nullptr;
+    }
     void AddClient(CBridgeClient* pClient);
     void RemoveClient(CBridgeClient* pClient);
 

@@ -7,6 +7,8 @@
 #include "interface/VestaraInterface.h"
 #include "lock/Portivo.h"
 
+#include <cstring>
+
 namespace
 {
 
@@ -17,6 +19,37 @@ CPortivo* AsPortivo(CSystemComponent* pComponent)
         return nullptr;
     return dynamic_cast<CPortivo*>(pComponent);
 }
+
+// An id that is looked for; borrowed from the caller. Ids of one cloud have one length and begin alike, so
+// their ends are compared first: a search looks at every id in front of the one that it finds, for every
+// device of every status reply.
+class CWantedID
+{
+public:
+    explicit CWantedID(const CQXString& sID)
+        : m_pText(Text(sID)), m_cb(static_cast<std::size_t>(sID.GetLength())),
+          m_cbTail(m_cb < sizeof m_Tail ? 0 : sizeof m_Tail)
+    {
+        std::memcpy(&m_Tail, m_pText + m_cb - m_cbTail, m_cbTail);
+    }
+
+    bool Is(const CQXString& sID) const
+    {
+        if (static_cast<std::size_t>(sID.GetLength()) != m_cb)
+            return false;
+        const char* pText = Text(sID);
+        if (m_cbTail == 0)
+            return std::memcmp(pText, m_pText, m_cb) == 0;
+        return std::memcmp(pText + m_cb - sizeof m_Tail, &m_Tail, sizeof m_Tail) == 0 &&
+               std::memcmp(pText, m_pText, m_cb) == 0;
+    }
+
+private:
+    const char* m_pText;
+    std::size_t m_cb;
+    std::uint64_t m_Tail = 0;
+    std::size_t m_cbTail;
+};
 
 } // namespace
 
@@ -43,6 +76,7 @@ CPortivo* CVestaraInterface::FindDoorLock(CQXString sDeviceID)
         Report(2679, FormatLine("DeviceID is missing - cannot locate DoorLock"));
         return nullptr;
     }
+    const CWantedID Wanted(sDeviceID);
     const int nClients = NClients();
     for (int i = 0; i < nClients; ++i) {
         CBridgeClient* pClient = Client(i);
@@ -51,7 +85,7 @@ CPortivo* CVestaraInterface::FindDoorLock(CQXString sDeviceID)
             continue;
         }
         // Ids before types: this is walked for every device of every status reply.
-        if (pClient->DeviceID().Compare(sDeviceID) != 0)
+        if (!Wanted.Is(pClient->DeviceID()))
             continue;
         if (auto* pLock = dynamic_cast<CPortivo*>(pClient))
             return pLock;
@@ -69,7 +103,7 @@ CPortivo* CVestaraInterface::FindDoorLock(CQXString sDeviceID)
         if (!pComponent)
             Report(2708, FormatLine("Failed to locate SysComp"));
         CPortivo* pLock = AsPortivo(pComponent);
-        if (pLock && pLock->DeviceID().Compare(sDeviceID) == 0)
+        if (pLock && Wanted.Is(pLock->DeviceID()))
             return pLock;
     }
     return nullptr;

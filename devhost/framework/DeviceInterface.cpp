@@ -52,11 +52,6 @@ CDeviceNetwork::~CDeviceNetwork()
         pClient->m_pNetwork = nullptr;
 }
 
-CBridgeClient* CDeviceNetwork::Client(int i) const
-{
-    return i >= 0 && i < NClients() ? m_Clients[static_cast<std::size_t>(i)] : nullptr;
-}
-
 void CDeviceNetwork::AddClient(CBridgeClient* pClient)
 {
     if (!pClient || pClient->m_pNetwork == this)
