@@ -47,8 +47,14 @@ public:
     // written). Non-zero when found; otherwise *pOut is unchanged. Objects and arrays do not match.
     int FindString(const char* pKey, CQXString* pOut, int iContext);
 
-    CJSONObject* Object(int i); // child i, null out of range; stays owned by the tree
-    int NObjects() const { return static_cast<int>(m_Children.size()); }
+    // Child i, null out of range; stays owned by the tree. Inline: searches spend their time here.
+    CJSONObject* Object(int i)
+    {
+        if (i < 0 || i >= NObjects())
+            return nullptr;
+        return i < m_nCopied ? &m_pCopied[i] : m_Children[static_cast<std::size_t>(i - m_nCopied)].get();
+    }
+    int NObjects() const { return m_nCopied + static_cast<int>(m_Children.size()); }
 
     void AddObjectString(const char* pKey, const char* pValue);
     CJSONObject* AddObjectStruct(const char* pKey); // the new nested object, owned by this node
@@ -67,8 +73,16 @@ public:
     CJSONObject* Append(KIND eKind, std::string Key, std::string Text);
 
 private:
+    CJSONObject() : CJSONObject(KIND_OBJECT) {}
+    void CopyTo(CJSONObject* pCopy) const;
+
     KIND m_eKind;
     std::string m_Key;
     std::string m_Text;
+
+    // A copy has the children that it was made with in one piece, because a copy is made of every lock in
+    // every status reply. Children that are added follow them one by one, so that nodes never move.
+    int m_nCopied = 0;
+    std::unique_ptr<CJSONObject[]> m_pCopied;
     std::vector<std::unique_ptr<CJSONObject>> m_Children;
 };

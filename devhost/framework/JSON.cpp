@@ -63,12 +63,18 @@ bool IsContainer(const CJSONObject& Node)
     return Node.Kind() == CJSONObject::KIND_OBJECT || Node.Kind() == CJSONObject::KIND_ARRAY;
 }
 
+// Length and first byte tell most keys apart without a call.
+bool IsKey(const std::string& Key, std::string_view Wanted)
+{
+    return Key.size() == Wanted.size() && (Wanted.empty() || Key[0] == Wanted[0]) && Key == Wanted;
+}
+
 // The first node under pRoot, depth first and in order, that has the key and, if asked for, a text.
 CJSONObject* Find(CJSONObject* pRoot, std::string_view Key, bool bScalarOnly, bool bSubtree)
 {
     for (int i = 0; i < pRoot->NObjects(); ++i) {
         CJSONObject* pChild = pRoot->Object(i);
-        if (pChild->Key() == Key && !(bScalarOnly && IsContainer(*pChild)))
+        if (IsKey(pChild->Key(), Key) && !(bScalarOnly && IsContainer(*pChild)))
             return pChild;
         if (!bSubtree || pChild->NObjects() == 0)
             continue;
@@ -107,11 +113,6 @@ int CJSONObject::FindString(const char* pKey, CQXString* pOut, int iContext)
     return 1;
 }
 
-CJSONObject* CJSONObject::Object(int i)
-{
-    return i >= 0 && i < NObjects() ? m_Children[static_cast<std::size_t>(i)].get() : nullptr;
-}
-
 void CJSONObject::AddObjectString(const char* pKey, const char* pValue)
 {
     Append(KIND_STRING, pKey ? pKey : "", pValue ? pValue : "");
@@ -142,13 +143,25 @@ void CJSONObject::Write(CHTTPBuf* pBuffer, int /*iEscape*/, JSON_WRITE_FORMAT /*
 
 CJSONObject* CJSONObject::CreateCopy() const
 {
-    auto pCopy = std::make_unique<CJSONObject>(m_eKind);
+    std::unique_ptr<CJSONObject> pCopy(new CJSONObject);
+    CopyTo(pCopy.get());
+    return pCopy.release();
+}
+
+void CJSONObject::CopyTo(CJSONObject* pCopy) const
+{
+    pCopy->m_eKind = m_eKind;
     pCopy->m_Key = m_Key;
     pCopy->m_Text = m_Text;
-    pCopy->m_Children.reserve(m_Children.size());
+    if (NObjects() == 0)
+        return;
+    pCopy->m_pCopied.reset(new CJSONObject[static_cast<std::size_t>(NObjects())]);
+    pCopy->m_nCopied = NObjects();
+    CJSONObject* pNext = pCopy->m_pCopied.get();
+    for (int i = 0; i < m_nCopied; ++i)
+        m_pCopied[i].CopyTo(pNext++);
     for (const auto& pChild : m_Children)
-        pCopy->m_Children.emplace_back(pChild->CreateCopy());
-    return pCopy.release();
+        pChild->CopyTo(pNext++);
 }
 
 void CJSONObject::Trace(CTraceProducer* pProducer) const

@@ -100,8 +100,12 @@ int CQXString::CompareNoCase(const char* pOther) const
 
 void CQXString::TrimRight(const char* pChars)
 {
-    if (pChars)
-        m_Text.erase(m_Text.find_last_not_of(pChars) + 1);
+    // Values from the cloud rarely have anything to trim, so the common case is one look at the last byte.
+    const std::string_view Chars(pChars ? pChars : "");
+    std::size_t cb = m_Text.size();
+    while (cb > 0 && std::find(Chars.begin(), Chars.end(), m_Text[cb - 1]) != Chars.end())
+        --cb;
+    m_Text.resize(cb);
 }
 
 CQXString CQXString::IntegerToString(int iValue)

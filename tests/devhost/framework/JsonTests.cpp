@@ -145,6 +145,21 @@ TEST(Json, WritesTextsEscaped)
     EXPECT_EQ(Written(*pCopy), Expected);
 }
 
+TEST(Json, ACopyTakesFurtherMembersBehindItsOwnAndIsCopiedWithThem)
+{
+    const auto pTree = ParseJson(R"({"a":{"b":1},"c":[2]})");
+    const std::unique_ptr<CJSONObject> pCopy(pTree->CreateCopy());
+    CJSONObject* const pFirst = pCopy->Object(0);
+    pCopy->AddObjectStruct("d")->AddObjectString("e", "3");
+    pFirst->AddObjectString("f", "4");
+    EXPECT_EQ(pCopy->Object(0), pFirst);
+    EXPECT_EQ(pCopy->Object(3), nullptr);
+    const std::unique_ptr<CJSONObject> pSecond(pCopy->CreateCopy());
+    for (const CJSONObject* pNode : {pCopy.get(), pSecond.get()})
+        EXPECT_EQ(Written(*pNode), R"({"a":{"b":1,"f":"4"},"c":[2],"d":{"e":"3"}})");
+    EXPECT_EQ(Written(*pTree), R"({"a":{"b":1},"c":[2]})");
+}
+
 TEST(Json, TraceHidesSecretsAndAsksTheSwitch)
 {
     const FrameworkGuard Guard;
