@@ -32,7 +32,7 @@ class Connection
 public:
     virtual ~Connection() = default;
     /// Sends the request bytes as they are and reads one reply. Nothing when no complete, well-formed reply
-    /// within the limits came back. Blocks; ends early when the calling worker is asked to stop.
+    /// within the limits came back. Blocks; a worker that is asked to stop waits a short grace at most.
     virtual std::optional<HttpReply> Exchange(std::string_view Request) = 0;
 };
 

@@ -6,6 +6,7 @@
 
 #include <boost/asio/io_context.hpp>
 
+#include <algorithm>
 #include <condition_variable>
 #include <memory>
 #include <mutex>
@@ -66,13 +67,20 @@ LookupResult LookUpName(const std::string& Name, std::uint16_t uPort,
 
     const auto pLookup = std::make_shared<Lookup>();
     std::thread([pLookup, Name, uPort] { pLookup->Finish(Resolve(Name, uPort)); }).detach();
-    const WorkerStop::Wake Wake(WorkerStop::Current(), [pLookup] { pLookup->Stop(); });
+    WorkerStop* pStop = WorkerStop::Current();
+    const WorkerStop::Wake Wake(pStop, [pLookup] { pLookup->Stop(); });
     std::unique_lock Lock(pLookup->Mutex);
-    const bool bEnded =
-        pLookup->Changed.wait_until(Lock, Deadline, [&] { return pLookup->bDone || pLookup->bStopped; });
+    pLookup->Changed.wait_until(Lock, Deadline, [&] { return pLookup->bDone || pLookup->bStopped; });
+    if (!pLookup->bDone && pLookup->bStopped) {
+        // The flag is asked without the look-up's lock, because it takes that lock under its own.
+        Lock.unlock();
+        const auto End = std::min(Deadline, pStop->GraceEnd());
+        Lock.lock();
+        pLookup->Changed.wait_until(Lock, End, [&] { return pLookup->bDone; });
+    }
     if (pLookup->bDone)
         return std::move(pLookup->Result);
-    return {{}, bEnded ? "stopped" : "timed out"};
+    return {{}, pLookup->bStopped ? "stopped" : "timed out"};
 }
 
 } // namespace devhost

@@ -17,7 +17,7 @@ struct LookupResult {
 };
 
 /// The addresses of a host name, or of an address given as text. Waits at most until the deadline, and no
-/// longer than until the calling worker is asked to stop.
+/// longer than a worker that is asked to stop has grace.
 LookupResult LookUpName(const std::string& Name, std::uint16_t uPort,
                         std::chrono::steady_clock::time_point Deadline);
 

@@ -19,6 +19,9 @@ constexpr int kFamilies = 64;
 
 constexpr int kReportLink = 1;
 
+// A worker that stops leaves one reply behind those that the last round had not come to.
+constexpr int kLastIdleCalls = 16;
+
 } // namespace
 
 System::System(Options Parts) : m_Options(std::move(Parts))
@@ -110,8 +113,15 @@ void System::Start()
 
 std::string System::Stop()
 {
+    m_Stopped = true;
     m_IdleOn = false;
     StopWorkers();
+    // A worker's last reply may hold tokens that replace the saved ones, and only the host thread takes
+    // replies in, one with each call.
+    for (int i = 0; i < kLastIdleCalls; ++i) {
+        for (const auto& pAccount : m_Accounts)
+            pAccount->pInterface->OnInterfaceIdle();
+    }
     return Save();
 }
 

@@ -69,8 +69,8 @@ public:
     /// for, then notices. Objects may vanish, and a restart may happen, inside each idle call.
     void RunOnce();
 
-    /// Stops workers and idle calls for good and saves. Called once before the destruction of a program's
-    /// system.
+    /// Stops the workers for good, lets interfaces take in what came last, ends idle calls and saves. Called
+    /// once before the destruction of a program's system.
     /// @return what went wrong with the save, empty when it is done.
     std::string Stop();
 
@@ -177,6 +177,7 @@ private:
     OpenPages m_Pages;
 
     bool m_IdleOn = false;
+    bool m_Stopped = false; // for good
     int m_Restarts = 0;
     int m_Removals = 0; // of components; tells a round that pointers may have gone
 

@@ -156,13 +156,13 @@ void System::OnPostSystemInit()
             pComponent->OnPostSystemInit();
     }
     m_Restarted = true;
-    m_IdleOn = true;
+    m_IdleOn = !m_Stopped;
     StartWorkers();
 }
 
 void System::StartWorkers()
 {
-    if (!m_Options.Workers)
+    if (!m_Options.Workers || m_Stopped)
         return;
     for (const auto& pAccount : m_Accounts)
         pAccount->pWorker->Start();

@@ -13,6 +13,7 @@
 #include <boost/asio/write.hpp>
 #include <boost/beast/core/string.hpp>
 
+#include <algorithm>
 #include <array>
 #include <charconv>
 #include <stdexcept>
@@ -55,17 +56,21 @@ public:
     std::optional<HttpReply> Exchange(std::string_view Request) override;
 
 private:
-    // Runs one asynchronous operation to its end. A passed deadline and a stop of the worker close the
-    // socket, so that nothing is left pending that refers to the caller's frame.
+    // Runs one asynchronous operation to its end. A passed deadline, and the end of the grace that a stop of
+    // the worker leaves, close the socket, so that nothing is left pending that refers to the caller's frame.
     template <class Start>
     error_code Await(Clock::time_point Deadline, Start StartOperation)
     {
         std::optional<error_code> Result;
-        m_Io.restart();
         StartOperation([&Result](const error_code& Error, const auto&) { Result = Error; });
         {
-            const WorkerStop::Wake Wake(WorkerStop::Current(), [this] { m_Io.stop(); });
-            m_Io.run_until(Deadline);
+            WorkerStop* pStop = WorkerStop::Current();
+            const WorkerStop::Wake Wake(pStop, [this] { m_Io.stop(); });
+            for (Clock::time_point End = Clock::time_point::max(); !Result && Clock::now() < End;) {
+                m_Io.restart(); // before the end is asked for, so that no stop request goes unnoticed between
+                End = pStop ? std::min(Deadline, pStop->GraceEnd()) : Deadline;
+                m_Io.run_until(End);
+            }
         }
         if (Result)
             return *Result;

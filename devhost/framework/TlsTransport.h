@@ -31,8 +31,8 @@ struct TlsOptions {
 };
 
 /// Connects with TLS 1.2 or later, and always verifies the chain and the host name. Every failure is written
-/// as a trace line of the producer "tls". Waiting ends early when the calling worker is asked to stop. Any
-/// thread; the object outlives its connections.
+/// as a trace line of the producer "tls". A calling worker that is asked to stop waits no longer than its
+/// grace. Any thread; the object outlives its connections.
 class TlsTransport : public Transport
 {
 public:

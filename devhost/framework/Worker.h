@@ -24,7 +24,8 @@ public:
     void Start();
     /// Asks the thread to end, without waiting: so several can be asked before the first is joined.
     void RequestStop();
-    /// Asks the thread to end and joins it. Pauses and exchanges of the thread end early.
+    /// Asks the thread to end and joins it. A pause of the thread ends at once, an exchange after a short
+    /// grace at the latest.
     void Stop();
     bool Running() const { return m_Thread.joinable(); }
 

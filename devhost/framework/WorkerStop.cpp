@@ -16,8 +16,9 @@ thread_local WorkerStop* g_pCurrent = nullptr;
 void WorkerStop::RequestStop()
 {
     const std::lock_guard Lock(m_Mutex);
-    if (std::exchange(m_bRequested, true))
+    if (m_RequestedAt)
         return;
+    m_RequestedAt = Clock::now();
     m_Changed.notify_all();
     for (const auto& Function : m_Wakes)
         Function();
@@ -26,13 +27,19 @@ void WorkerStop::RequestStop()
 bool WorkerStop::StopRequested() const
 {
     const std::lock_guard Lock(m_Mutex);
-    return m_bRequested;
+    return m_RequestedAt.has_value();
+}
+
+WorkerStop::Clock::time_point WorkerStop::GraceEnd() const
+{
+    const std::lock_guard Lock(m_Mutex);
+    return m_RequestedAt ? *m_RequestedAt + m_Grace : Clock::time_point::max();
 }
 
 bool WorkerStop::WaitFor(std::chrono::milliseconds Time)
 {
     std::unique_lock Lock(m_Mutex);
-    return m_Changed.wait_for(Lock, Time, [this] { return m_bRequested; });
+    return m_Changed.wait_for(Lock, Time, [this] { return m_RequestedAt.has_value(); });
 }
 
 WorkerStop* WorkerStop::Current()
@@ -53,7 +60,7 @@ WorkerStop::Wake::Wake(WorkerStop* pStop, std::function<void()> Function) : m_pS
         return;
     const std::lock_guard Lock(m_pStop->m_Mutex);
     m_Entry = m_pStop->m_Wakes.insert(m_pStop->m_Wakes.end(), std::move(Function));
-    if (m_pStop->m_bRequested)
+    if (m_pStop->m_RequestedAt)
         (*m_Entry)();
 }
 

@@ -1,5 +1,6 @@
 #pragma once
-// Cooperative stopping of worker threads: pauses and exchanges end as soon as their worker is asked to stop.
+// Cooperative stopping of worker threads: a pause ends as soon as its worker is asked to stop, an exchange
+// may still finish within a short grace.
 
 #include "devhost/framework/Framework.h"
 
@@ -8,6 +9,7 @@
 #include <functional>
 #include <list>
 #include <mutex>
+#include <optional>
 
 namespace devhost
 {
@@ -17,13 +19,23 @@ namespace devhost
 class WorkerStop
 {
 public:
-    WorkerStop() = default;
+    using Clock = std::chrono::steady_clock;
+
+    /// Long enough for a reply that is on its way, short enough for whoever waits for the thread's end. A
+    /// driver cannot tell an exchange that was cut from one that was lost, and takes the loss of some for the
+    /// loss of its authorisation.
+    static constexpr std::chrono::milliseconds kGrace{2000};
+
+    explicit WorkerStop(std::chrono::milliseconds Grace = kGrace) : m_Grace(Grace) {}
     WorkerStop(const WorkerStop&) = delete;
     WorkerStop& operator=(const WorkerStop&) = delete;
 
     /// Raises the flag for good, ends every wait and calls every wake function, once.
     void RequestStop();
     bool StopRequested() const;
+    /// When look-ups and exchanges must have ended: one grace, counted from the request, for all that are
+    /// under way or begin after it. The end of time as long as no stop is requested.
+    Clock::time_point GraceEnd() const;
     /// Waits for the given time, or until the stop is requested. True when it was.
     bool WaitFor(std::chrono::milliseconds Time);
 
@@ -62,7 +74,8 @@ public:
 private:
     mutable std::mutex m_Mutex;
     std::condition_variable m_Changed;
-    bool m_bRequested = false;
+    std::chrono::milliseconds m_Grace;
+    std::optional<Clock::time_point> m_RequestedAt;
     std::list<std::function<void()>> m_Wakes;
 };
 

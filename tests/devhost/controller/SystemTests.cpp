@@ -86,8 +86,15 @@ TEST_F(SystemTest, RestartAndRemovalJoinWorkersThatSleep)
 
     EXPECT_TRUE(m_pSystem->RemoveInterface(First.BridgeID()));
     EXPECT_EQ(Second.Running, 1);
+    Second.OnIdle = [&] {
+        if (Second.Running == 0)
+            Second.Token = "last-reply";
+        RestartInPlace();
+    };
     EXPECT_EQ(m_pSystem->Stop(), "");
     EXPECT_EQ(Second.Running, 0);
+    EXPECT_FALSE(m_pSystem->IdleCallsOn());
+    EXPECT_NE(m_Store.Text.value_or("").find("last-reply"), std::string::npos);
     m_pSystem.reset(); // before the sleeper
 }
 

@@ -34,7 +34,8 @@ struct Script {
     cloudsim::Identity Server;
     std::string Reply;
     End eEnd = End::Close;
-    int iMaxVersion = 0; // 0: any
+    int iMaxVersion = 0;                 // 0: any
+    std::shared_future<void> MayReply{}; // none: at once
 };
 
 class TlsServer
@@ -82,6 +83,8 @@ private:
                                         asio::use_awaitable);
         const char* pName = SSL_get_servername(Stream.native_handle(), TLSEXT_NAMETYPE_host_name);
         m_Request.set_value(std::string(pName ? pName : "") + "|" + Request);
+        if (m_Script.MayReply.valid())
+            m_Script.MayReply.wait();
         co_await asio::async_write(Stream, asio::buffer(m_Script.Reply), asio::use_awaitable);
         char Byte = 0;
         if (m_Script.eEnd == End::Hold)
@@ -217,23 +220,34 @@ TEST_F(TlsTransportTest, GivesUpAPeerThatSaysNothing)
     EXPECT_FALSE(pConnection->Exchange(kRequest)); // a connection that failed stays closed
 }
 
-TEST_F(TlsTransportTest, EndsEarlyWhenTheWorkerIsAskedToStop)
+TEST_F(TlsTransportTest, AWorkerThatIsAskedToStopFinishesWithinItsGraceOnly)
 {
-    TlsServer Server({m_Authority.Issue({kHost}), "", End::Hold});
-    devhost::TlsTransport Client = Transport(Server.Port(), 24h);
-    devhost::WorkerStop Stop;
-    std::thread Worker([&] {
-        const devhost::WorkerStop::Scope Scope(Stop);
-        const auto pConnection = Client.Connect(kHost, 443, 30s);
-        ASSERT_NE(pConnection, nullptr);
-        EXPECT_FALSE(pConnection->Exchange(kRequest));
-        EXPECT_THAT(LastLine(), HasSubstr("failed: stopped"));
-        EXPECT_EQ(Client.Connect(kHost, 443, 30s), nullptr);
-        EXPECT_THAT(LastLine(), HasSubstr("connecting failed: stopped"));
-    });
-    Server.FirstRequest();
-    Stop.RequestStop();
-    Worker.join();
+    for (const std::chrono::milliseconds Grace : {24h, 0h}) {
+        SCOPED_TRACE(Grace.count());
+        const bool bFinishes = Grace > 0ms;
+        std::promise<void> MayReply;
+        TlsServer Server({m_Authority.Issue({kHost}), "HTTP/1.1 204 No Content\r\n\r\n", End::Close, 0,
+                          MayReply.get_future().share()});
+        devhost::TlsTransport Client = Transport(Server.Port(), 24h, "localhost");
+        devhost::WorkerStop Stop(Grace);
+        std::thread Worker([&] {
+            const devhost::WorkerStop::Scope Scope(Stop);
+            auto pConnection = Client.Connect(kHost, 443, 30s);
+            ASSERT_NE(pConnection, nullptr) << LastLine();
+            EXPECT_EQ(pConnection->Exchange(kRequest).has_value(), bFinishes) << LastLine();
+            pConnection.reset();
+            // One that only begins after the request is treated alike.
+            EXPECT_EQ(Client.Connect(kHost, 443, 30s) != nullptr, bFinishes) << LastLine();
+            EXPECT_THAT(LastLine(), HasSubstr(bFinishes ? "" : "stopped"));
+        });
+        Server.FirstRequest();
+        Stop.RequestStop();
+        if (!bFinishes)
+            Worker.join();
+        MayReply.set_value();
+        if (bFinishes)
+            Worker.join();
+    }
 }
 
 TEST_F(TlsTransportTest, RefusesACaFileThatCannotBeUsed)
