@@ -63,8 +63,10 @@ public:
     void Write(CHTTPBuf* pBuffer, int iEscape, JSON_WRITE_FORMAT eFormat) const;
 
     CJSONObject* CreateCopy() const; // a deep copy, owned by the caller
-    void
-    Trace(CTraceProducer* pProducer) const; // the tree as lines of the producer, secrets hidden by the log
+
+    // The tree as lines of the producer, secrets hidden by the log. Writes only while the producer's switch is
+    // on: the driver calls this for every reply, without asking first.
+    void Trace(CTraceProducer* pProducer) const;
 
     // For the parser.
     KIND Kind() const { return m_eKind; }
