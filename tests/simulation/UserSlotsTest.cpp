@@ -33,13 +33,16 @@ protected:
     /// Does what a step says, and tells the locks as a controller does:
     /// "3=NAME|PIN|EMAIL" stores a user, "3=" empties the slot, "3+LOCK" and "3-LOCK" enable and disable the
     /// slot's user on a lock, "3~NAME|PIN|EMAIL" stores a user and tells nobody yet, "3!" tells them; "live"
-    /// lets two minutes pass, "lose" lets the cloud's next answer to a creation get lost.
+    /// lets two minutes pass, "discover" looks for locks again, "lose" lets the cloud's next answer to a
+    /// creation get lost.
     void Do(const std::string& Step)
     {
         if (Step == "live")
             return Live(130s);
         if (Step == "lose")
             return m_Simulated.Fault(R"("kind":"close","match":{"method":"POST","path":"/access_persons"})");
+        if (Step == "discover")
+            return m_Account.Discover();
         const int Slot = Step[0] - '0';
         const std::string Rest = Step.substr(2);
         const CDoorLock* pOnly = nullptr;
@@ -184,6 +187,14 @@ const Scenario kScenarios[] = {
      {"0+front"}, {"lose", "0=Ann|0011|", "live", "0=Ann|2222|"}, {}, {Unanswered(Create("Ann", "", "0011"))},
      {kNotPushed, kNoPage, "vestarai 3343: AccessPerson missing ID - can't identify for update"},
      {"0||Ann|2222|", kDan}, {kDanInCloud}},
+    {"after discovery it counts as new",
+     {"0+front", "lose", "0=Ann|0011|", "live", "discover"}, {"0=Ann|0011|"}, {"3 8 loc-1|front|0|"},
+     {Create("Ann", "", "0011"), Grant("id-1", "front")}, {kNotPushed},
+     {"0|id-1|Ann|0011|", kDan}, {kDanInCloud, "Ann 0011 - front"}},
+    {"a person that an early deletion has left is taken over by its name and deleted",
+     {"0=Ann|0011|", "0="}, {"0=Ann|0011|", "0="}, {"2 12 loc-1|front|id-1|", "4 10 loc-1|front|id-1|"},
+     {"GET /access_persons/id-1/accesses 200", "DELETE /access_persons/id-1 204"}, {kNotPushed},
+     {kDan}, {kDanInCloud}},
     {"a PIN that another person has is refused",
      {}, {"0=Ann|4444|"}, {"3 8 loc-1|front|0|"}, {Create("Ann", "", "4444", 422)},
      {"vestarai 3406: AccessPerson missing ID - can't identify for revokin access",
