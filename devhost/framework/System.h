@@ -65,8 +65,8 @@ public:
     /// @throws std::runtime_error when the stored configuration cannot be read at all.
     void Start();
 
-    /// One round of the main loop: an idle call of each interface and component, then a save that was asked
-    /// for, then notices. Objects may vanish, and a restart may happen, inside each idle call.
+    /// One round of the main loop: pages that an earlier round gave notice of, an idle call of each interface
+    /// and component, then a save that was asked for, then the observer. Objects may vanish, and a restart may happen, inside each idle call.
     void RunOnce();
 
     /// Stops the workers for good, lets interfaces take in what came last, ends idle calls and saves. Called

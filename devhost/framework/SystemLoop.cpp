@@ -20,9 +20,8 @@ constexpr std::uint32_t kSaveRetryMs = 30000;
 
 void System::RunOnce()
 {
-    if (m_IdleOn)
-        RunIdleCalls();
-    SaveIfAsked();
+    // Before the idle calls, so that a page is built again in a round after its notice: whoever gives notice
+    // may still be changing what the page shows.
     m_Pages.RebuildDue(
         [this](unsigned BridgeID) {
             Account* pAccount = AccountByID(BridgeID);
@@ -32,6 +31,9 @@ void System::RunOnce()
             if (m_Options.pObserver)
                 m_Options.pObserver->OnPageRebuilt(BridgeID);
         });
+    if (m_IdleOn)
+        RunIdleCalls();
+    SaveIfAsked();
     AnnounceChanges();
 }
 

@@ -200,6 +200,22 @@ TEST_F(SystemTest, APageOutlivesTheRestartThatStoringItLeadsTo)
     EXPECT_EQ(pPage->Set().Property(2001)->Choices().size(), 2u) << "cleared before it is filled again";
 }
 
+TEST_F(SystemTest, APageIsBuiltAgainInTheRoundAfterItsNotice)
+{
+    support::ManualClock Clock;
+    Restart();
+    FakeInterface& Account = AddInterface();
+    m_pSystem->Pages().Open(Account.BridgeID(), Account);
+    int Builds = 0;
+    Account.OnBuild = [&] { ++Builds; };
+    Account.OnIdle = [&] { m_pSystem->NotifyConfigChanged("test", 1); };
+    Clock.Advance(devhost::OpenPages::kRebuildMs);
+    m_pSystem->RunOnce();
+    EXPECT_EQ(Builds, 0);
+    m_pSystem->RunOnce();
+    EXPECT_EQ(Builds, 1);
+}
+
 TEST_F(SystemTest, TwoPagesThatChangeEachOtherAreBuiltAtABoundedRateAndThenClosed)
 {
     support::ManualClock Clock;
