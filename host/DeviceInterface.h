@@ -7,6 +7,8 @@
 #include "host/QXStream.h"
 #include "host/Trace.h"
 
+#include <atomic>
+#include <memory>
 #include <vector>
 
 // One link to the outside. Host thread unless a line says otherwise.
@@ -54,6 +56,11 @@ private:
 };
 
 // An interface with clients. The list borrows them: a client joins once, and leaves when it is destroyed.
+//
+// Only the host thread changes the list. Any thread may walk it meanwhile, without a lock: the driver's
+// worker does, to tell the clients that the account lost its authorisation. Such a walk may miss a client,
+// when another joins or leaves during it, and gets null behind the end. The list keeps no client alive:
+// clients are destroyed only while the worker is stopped.
 class CDeviceNetwork : public CDeviceInterface
 {
 public:
@@ -61,17 +68,27 @@ public:
     CDeviceNetwork(CDeviceInterfaceDef* pDefinition, int iReserved1, unsigned uReserved2);
     ~CDeviceNetwork() override;
 
-    int NClients() const { return static_cast<int>(m_Clients.size()); }
+    int NClients() const { return m_nClients.load(std::memory_order_acquire); }
     // Null out of range. Inline: drivers walk the list for every device that a cloud reports.
     CBridgeClient* Client(int i) const
     {
-        return i >= 0 && i < NClients() ? m_Clients[static_cast<std::size_t>(i)] : nullptr;
+        // The count first: a list that has grown to it is published before it.
+        if (i < 0 || i >= NClients())
+            return nullptr;
+        return m_pClients.load(std::memory_order_acquire)[i].load(std::memory_order_acquire);
     }
     void AddClient(CBridgeClient* pClient);
     void RemoveClient(CBridgeClient* pClient);
 
 private:
+    void Grow();
+
     int m_iReserved1;
     unsigned m_uReserved2;
-    std::vector<CBridgeClient*> m_Clients;
+    using Slot = std::atomic<CBridgeClient*>;
+    std::atomic<int> m_nClients{0};
+    std::atomic<Slot*> m_pClients{nullptr}; // the last of the buffers
+    // Each twice as long as the one before. Those that were outgrown stay, since a walk may still be in one.
+    std::vector<std::unique_ptr<Slot[]>> m_Buffers;
+    int m_nSlots = 0; // of the last buffer
 };

@@ -48,8 +48,8 @@ CDeviceNetwork::CDeviceNetwork(CDeviceInterfaceDef* pDefinition, int iReserved1,
 
 CDeviceNetwork::~CDeviceNetwork()
 {
-    for (CBridgeClient* pClient : m_Clients)
-        pClient->m_pNetwork = nullptr;
+    for (int i = 0; i < NClients(); ++i)
+        Client(i)->m_pNetwork = nullptr;
 }
 
 void CDeviceNetwork::AddClient(CBridgeClient* pClient)
@@ -59,14 +59,38 @@ void CDeviceNetwork::AddClient(CBridgeClient* pClient)
     // A client is in one list at most: its destructor knows only one to leave.
     if (pClient->m_pNetwork)
         pClient->m_pNetwork->RemoveClient(pClient);
-    m_Clients.push_back(pClient);
+    const int nClients = NClients();
+    if (nClients == m_nSlots)
+        Grow();
+    m_pClients.load(std::memory_order_relaxed)[nClients].store(pClient, std::memory_order_release);
+    m_nClients.store(nClients + 1, std::memory_order_release);
     pClient->m_pNetwork = this;
+}
+
+void CDeviceNetwork::Grow()
+{
+    constexpr int kFirstSlots = 16;
+    const int nSlots = m_nSlots == 0 ? kFirstSlots : 2 * m_nSlots;
+    auto pGrown = std::make_unique<Slot[]>(static_cast<std::size_t>(nSlots));
+    for (int i = 0; i < NClients(); ++i)
+        pGrown[static_cast<std::size_t>(i)].store(Client(i), std::memory_order_relaxed);
+    m_pClients.store(pGrown.get(), std::memory_order_release);
+    m_Buffers.push_back(std::move(pGrown));
+    m_nSlots = nSlots;
 }
 
 void CDeviceNetwork::RemoveClient(CBridgeClient* pClient)
 {
     if (!pClient || pClient->m_pNetwork != this)
         return;
-    std::erase(m_Clients, pClient);
+    // Those behind it move up in their order, since drivers remove clients while they walk backwards by
+    // index.
+    Slot* pSlots = m_pClients.load(std::memory_order_relaxed);
+    const int nLeft = NClients() - 1;
+    Slot* pTo = std::find(pSlots, pSlots + nLeft, pClient);
+    for (; pTo != pSlots + nLeft; ++pTo)
+        pTo->store(pTo[1].load(std::memory_order_relaxed), std::memory_order_release);
+    pTo->store(nullptr, std::memory_order_release);
+    m_nClients.store(nLeft, std::memory_order_release);
     pClient->m_pNetwork = nullptr;
 }

@@ -4,6 +4,8 @@
 #include "tests/devhost/controller/FakePlugin.h"
 #include "tests/support/Clock.h"
 
+#include <atomic>
+#include <list>
 #include <thread>
 
 namespace
@@ -143,6 +145,29 @@ TEST_F(SystemTest, ClientsJoinOneListOnceAndLeaveItWhenTheyDie)
     EXPECT_EQ(Second.Client(-1), nullptr);
     m_pSystem->FamilyByFamily(kFakeFamily)->DeleteComponent(&Client, nullptr);
     EXPECT_EQ(Second.NClients(), 0);
+    EXPECT_EQ(Second.Client(0), nullptr);
+
+    // Past each length at which the list grows, and with a walk of another thread for the race detector.
+    std::list<CBridgeClient> Many;
+    std::atomic<bool> Done{false};
+    std::thread Walker([&] {
+        while (!Done) {
+            for (int i = 0; i < First.NClients(); ++i)
+                First.Client(i);
+        }
+    });
+    for (int i = 0; i < 40; ++i)
+        First.AddClient(&Many.emplace_back(kFakeInterfaceType, 0));
+    Many.pop_front();
+    Many.erase(std::next(Many.begin(), 20));
+    Many.pop_back();
+    Done = true;
+    Walker.join();
+    ASSERT_EQ(First.NClients(), 37);
+    int i = 0;
+    for (const CBridgeClient& Left : Many)
+        EXPECT_EQ(First.Client(i++), &Left) << "in the order of joining";
+    EXPECT_EQ(First.Client(37), nullptr);
 }
 
 TEST_F(SystemTest, OAuthStatesAreRandomBoundAndUsedOnce)
