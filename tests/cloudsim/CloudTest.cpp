@@ -23,10 +23,12 @@ std::string SmallFixture()
     return R"({"account": {"name": "Robin <Example>", "email": "robin@vestara.example"},
 "locations": [{"id": "home", "name": "Home"}],
 "locks": [
-  {"id": "front", "name": "Front", "location_id": "home", "serial_number": "S1", "programming_code": "111222",
-   "power_source": "battery", "heartbeat_interval": 20, "state": "locked", "power_level": 80, "wifi_level": 60},
-  {"id": "back", "name": "Back", "location_id": "home", "serial_number": "S2", "programming_code": "333444",
-   "power_source": "battery", "heartbeat_interval": 20, "state": "locked", "power_level": 70, "wifi_level": 50}],
+  {"id": "front", "name": "Front", "location_id": "home", "serial_number": "S1",
+   "programming_code": "111222", "power_source": "battery", "heartbeat_interval": 20,
+   "state": "locked", "power_level": 80, "wifi_level": 60},
+  {"id": "back", "name": "Back", "location_id": "home", "serial_number": "S2",
+   "programming_code": "333444", "power_source": "battery", "heartbeat_interval": 20,
+   "state": "locked", "power_level": 70, "wifi_level": 50}],
 "access_persons": [{"id": "alex", "name": "Alex", "email": null, "pin": "1234"}],
 "accesses": [{"id": "alex-front", "access_person_id": "alex", "accessible_id": "front"}]})";
 }
@@ -44,43 +46,33 @@ Response CloudTest::Send(const std::string& bytes)
     return cloud.Handle(std::get<Request>(parsed), now);
 }
 
-Response CloudTest::Get(const std::string& path)
+std::string CloudTest::Bytes(const std::string& line, const std::string& rest) const
 {
-    return Send("GET " + path +
-                " HTTP/1.1\r\nAccept: application/vnd.vestara.v1+json\r\nAuthorization: Bearer " +
-                accessToken + "\r\nHost: api.vestara.example\r\n\r\n");
+    return line + " HTTP/1.1\r\nAccept: application/vnd.vestara.v1+json\r\nAuthorization: Bearer " +
+           accessToken + "\r\nHost: api.vestara.example\r\n" + rest;
 }
 
-Response CloudTest::Delete(const std::string& path)
+Response CloudTest::Write(const std::string& line, const std::string& body)
 {
-    return Send("DELETE " + path +
-                " HTTP/1.1\r\nAccept: application/vnd.vestara.v1+json\r\nAuthorization: Bearer " +
-                accessToken + "\r\nHost: api.vestara.example\r\n\r\n");
+    return Send(Bytes(line, "Content-Length: " + std::to_string(body.size()) +
+                                "\r\nContent-Type: application/json\r\n\r\n" + body + "\r\n"));
 }
 
-Response CloudTest::Write(const std::string& method, const std::string& path, const std::string& body)
+std::string CloudTest::PostForm(const std::string& target, const std::string& host, const std::string& form)
 {
-    return Send(method + " " + path +
-                " HTTP/1.1\r\nAccept: application/vnd.vestara.v1+json\r\nAuthorization: Bearer " +
-                accessToken + "\r\nHost: api.vestara.example\r\nContent-Length: " +
-                std::to_string(body.size()) + "\r\nContent-Type: application/json\r\n\r\n" + body + "\r\n");
+    return "POST " + target + " HTTP/1.1\r\nAccept: application/json\r\nHost: " + host +
+           "\r\nContent-Length: " + std::to_string(form.size()) +
+           "\r\nContent-Type: application/x-www-form-urlencoded\r\n\r\n" + form;
 }
 
 Response CloudTest::RequestToken(const std::string& form)
 {
-    return Send("POST /oauth/token HTTP/1.1\r\nAccept: application/json\r\nHost: oauth.vestara.example\r\n"
-                "Content-Length: " +
-                std::to_string(form.size()) + "\r\nContent-Type: application/x-www-form-urlencoded\r\n\r\n" +
-                form + "\r\n");
+    return Send(PostForm("/oauth/token", "oauth.vestara.example", form) + "\r\n");
 }
 
 Response CloudTest::Admin(const std::string& method, const std::string& target, const std::string& body)
 {
-    Request request{.method = method,
-                    .target = target,
-                    .headers = {{"Host", "127.0.0.1:80"}},
-                    .body = body,
-                    .trailing = {}};
+    Request request{method, target, 11, {{"Host", "127.0.0.1:80"}}, body, {}};
     if (!body.empty())
         request.headers.push_back({"Content-Type", "application/json"});
     return cloud.HandleAdmin(request, now);
@@ -105,13 +97,10 @@ std::string CloudTest::AuthorizeTarget(std::string_view redirectUri) const
 
 std::string CloudTest::ObtainCode()
 {
-    const std::string host = " HTTP/1.1\r\nHost: 127.0.0.1:4433\r\n";
-    const Response page = Send("GET " + AuthorizeTarget() + host + "\r\n");
-    const std::string form =
-        "csrf=" + Between(page.body, "name=\"csrf\" value=\"", "\"") + "&decision=approve";
-    const Response redirect =
-        Send("POST " + AuthorizeTarget() + host + "Content-Length: " + std::to_string(form.size()) +
-             "\r\nContent-Type: application/x-www-form-urlencoded\r\n\r\n" + form);
+    const std::string host = "127.0.0.1:4433";
+    const Response page = Send("GET " + AuthorizeTarget() + " HTTP/1.1\r\nHost: " + host + "\r\n\r\n");
+    const std::string csrf = Between(page.body, "name=\"csrf\" value=\"", "\"");
+    const Response redirect = Send(PostForm(AuthorizeTarget(), host, "csrf=" + csrf + "&decision=approve"));
     return Between(HeaderValue(redirect, "Location"), std::string(kRedirectUri) + "?code=", "&state=s1");
 }
 
@@ -136,6 +125,16 @@ std::string Between(const std::string& text, const std::string& before, const st
     const auto begin = text.find(before);
     const auto end = begin == std::string::npos ? begin : text.find(after, begin + before.size());
     return end == std::string::npos ? "" : text.substr(begin + before.size(), end - begin - before.size());
+}
+
+std::string Replaced(std::string text, const std::string& from, const std::string& to)
+{
+    const auto at = text.find(from);
+    if (at == std::string::npos)
+        ADD_FAILURE() << from << " is not in " << text;
+    else
+        text.replace(at, from.size(), to);
+    return text;
 }
 
 } // namespace cloudsim::test

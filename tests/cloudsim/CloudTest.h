@@ -12,11 +12,10 @@ namespace cloudsim::test
 // The time at which every test starts: 2026-03-01T12:00:00Z.
 TimePoint StartTime();
 
-// A small world: one location, two locks with a heartbeat each 20 s, and one person with access to the first.
-World SmallWorld();
-
-// The same as fixture text.
+// A small world, as fixture text and loaded: one location, two locks with a heartbeat each 20 s, and one
+// person with access to the first.
 std::string SmallFixture();
+World SmallWorld();
 
 inline constexpr std::string_view kRedirectUri = "http://127.0.0.1:8123/oauth";
 
@@ -26,12 +25,16 @@ class CloudTest : public testing::Test
 protected:
     explicit CloudTest(Options options = {}) : cloud(SmallWorld(), std::move(options), SeededRandom(1)) {}
 
+    // A request's bytes: its line without the version, the headers that every request has, and the rest.
+    std::string Bytes(const std::string& line, const std::string& rest = "\r\n") const;
+    static std::string PostForm(const std::string& target, const std::string& host, const std::string& form);
+
     // Parses and handles the bytes of one request.
     Response Send(const std::string& bytes);
-    Response Get(const std::string& path);
-    Response Delete(const std::string& path);
+    Response Get(const std::string& path) { return Send(Bytes("GET " + path)); }
+    Response Delete(const std::string& path) { return Send(Bytes("DELETE " + path)); }
     // A POST or PUT with the CR LF that controllers send behind a body.
-    Response Write(const std::string& method, const std::string& path, const std::string& body);
+    Response Write(const std::string& line, const std::string& body = "");
     Response RequestToken(const std::string& form);
     Response Admin(const std::string& method, const std::string& target, const std::string& body = "");
 
@@ -51,10 +54,19 @@ protected:
     std::string accessToken;
 };
 
+class AuthorizedTest : public CloudTest
+{
+protected:
+    AuthorizedTest() { Authorize(); }
+};
+
 // The value of a header of a reply; empty when it is not there.
 std::string HeaderValue(const Response& response, std::string_view name);
 
 // The text between two marks; empty when they are not there.
 std::string Between(const std::string& text, const std::string& before, const std::string& after);
+
+// The text with its first occurrence of a part replaced; a failed check when there is none.
+std::string Replaced(std::string text, const std::string& from, const std::string& to);
 
 } // namespace cloudsim::test

@@ -1,4 +1,6 @@
-// Checks that each way in which a request can differ from a controller's own is refused and named.
+// Checks how requests are read from pieces, where their size ends, and that each way in which one can differ
+// from a controller's own is refused and named.
+#include "cloudsim/model/Forms.h"
 #include "tests/cloudsim/CloudTest.h"
 
 namespace cloudsim::test
@@ -6,155 +8,138 @@ namespace cloudsim::test
 namespace
 {
 
-class StrictnessTest : public CloudTest
+struct Change {
+    std::string from, to, result, named = "";
+};
+
+class StrictnessTest : public AuthorizedTest
 {
 protected:
-    StrictnessTest() { Authorize(); }
-
-    std::string Bytes(const std::string& line, const std::string& tail) const
+    static void Expect(const Response& reply, const Change& row)
     {
-        return line + " HTTP/1.1\r\nAccept: application/vnd.vestara.v1+json\r\nAuthorization: Bearer " +
-               accessToken + "\r\nHost: api.vestara.example\r\n" + tail;
+        SCOPED_TRACE(row.from + " -> " + row.to.substr(0, 100));
+        EXPECT_EQ(std::to_string(reply.status) + " " + reply.errorcode, row.result);
+        const Json body = Json::parse(reply.body);
+        EXPECT_NE(body.at("message").get<std::string>().find(row.named), std::string::npos) << body;
+        EXPECT_EQ(body.at("errorcode"), reply.errorcode);
+        EXPECT_EQ(reply.body.find("\"messages\""), std::string::npos);
     }
-};
 
-struct Change {
-    std::string from, to;
-    int status;
-    std::string errorcode, named;
-};
-
-void Expect(const Response& reply, const Change& row)
-{
-    EXPECT_EQ(reply.status, row.status);
-    EXPECT_EQ(reply.errorcode, row.errorcode);
-    const Json body = Json::parse(reply.body);
-    EXPECT_NE(body.at("message").get<std::string>().find(row.named), std::string::npos) << body;
-    EXPECT_EQ(body.at("errorcode"), row.errorcode);
-    EXPECT_EQ(reply.body.find("\"messages\""), std::string::npos);
-}
-
-TEST_F(StrictnessTest, WrongReadsAreRefusedAndNamed)
-{
-    const std::string right = Bytes("GET /devices", "\r\n");
-    ASSERT_EQ(Send(right).status, 200);
-    const Change rows[] = {
-        {"/devices", "/device", 404, "unknown_path", "path"},
-        {"/devices", "/devices/", 404, "unknown_path", "path"},
-        {"/devices", "/devices/nobody", 404, "unknown_device", "device"},
-        {"/devices", "/devices?x=1", 400, "unexpected_query", "query"},
-        {"/devices", "/devices?", 400, "unexpected_query", "query"},
-        {"GET /devices", "PUT /devices", 405, "method_not_allowed", "GET"},
-        {"GET /devices", "GET ", 400, "malformed_request", "HTTP/1.1"},
-        {"GET /devices HTTP/1.1", " HTTP/1.1", 400, "malformed_request", "HTTP/1.1"},
-        {"HTTP/1.1", "HTTP/1.0", 505, "wrong_version", "HTTP/1.1"},
-        {"Accept: application/vnd.vestara.v1+json\r\n", "", 406, "missing_accept", "Accept"},
-        {"application/vnd.vestara.v1+json", "application/json", 406, "wrong_accept", "application/json"},
-        {"Authorization: Bearer ", "X-Other: ", 401, "missing_authorization", "Authorization"},
-        {"Bearer ", "Basic ", 401, "wrong_authorization", "Bearer"},
-        {"Bearer ", "Bearer 0", 401, "invalid_token", "token"},
-        {"api.vestara.example", "oauth.vestara.example", 421, "wrong_host", "api.vestara.example"},
-        {"api.vestara.example", "api.vestara.example:443", 421, "wrong_host", "443"},
-        {"Host: api.vestara.example\r\n", "", 400, "missing_host", "Host"},
-        {"Host: ", "Host: api.vestara.example\r\nHost: ", 400, "duplicate_header", "Host"},
-        {"\r\n\r\n", "\r\nContent-Length: 0\r\n\r\n", 400, "unexpected_header", "Content-Length"},
-        {"\r\n\r\n", "\r\nContent-Type: application/json\r\n\r\n", 400, "unexpected_header", "Content-Type"},
-        {"\r\n\r\n", "\r\n\r\n\r\n", 400, "trailing_bytes", "bytes"},
-        {"\r\n\r\n", "\r\n", 400, "incomplete_request", "ends"},
-    };
-    for (const Change& row : rows) {
-        SCOPED_TRACE(row.from + " -> " + row.to);
-        std::string bytes = right;
-        bytes.replace(bytes.find(row.from), row.from.size(), row.to);
-        Expect(Send(bytes), row);
-    }
-}
-
-TEST_F(StrictnessTest, WrongWritesAreRefusedAndNamed)
-{
-    const std::string right =
-        Bytes("PUT /devices/front/unlock", "Content-Length: 0\r\nContent-Type: application/json\r\n\r\n\r\n");
-    const Change rows[] = {
-        {"Content-Length: 0\r\n", "", 411, "missing_content_length", "Content-Length"},
-        {"Content-Length: 0\r\nContent-Type: application/json\r\n\r\n",
-         "Transfer-Encoding: chunked\r\nContent-Type: application/json\r\n\r\n0\r\n", 411,
-         "missing_content_length", "chunks"},
-        {"Content-Type: application/json", "X: y", 415, "missing_content_type", "Content-Type"},
-        {"Content-Type: application/json", "Content-Type: text/plain", 415, "wrong_content_type",
-         "text/plain"},
-        {"\r\n\r\n\r\n", "\r\n\r\n\r\n\r\n", 400, "trailing_bytes", "Content-Length"},
-        {"\r\n\r\n\r\n", "\r\n\r\n{}", 400, "trailing_bytes", "Content-Length"},
-        {"Length: 0", "Length: 2", 400, "unexpected_body", "empty"},
-        {"Length: 0", "Length: 3", 400, "incomplete_request", "ends"},
-        {"Length: 0", "Length: -1", 400, "malformed_request", "Content-Length"},
-        {"Length: 0", "Length: 1048577", 413, "body_too_large", "1 MiB"},
-        {"PUT", "POST", 405, "method_not_allowed", "PUT"},
-        {"front", "nobody", 404, "unknown_device", "device"},
-    };
-    for (const Change& row : rows) {
-        SCOPED_TRACE(row.from + " -> " + row.to);
-        std::string bytes = right;
-        bytes.replace(bytes.find(row.from), row.from.size(), row.to);
-        Expect(Send(bytes), row);
+    // The right request changed as each row says.
+    void ExpectEach(const std::string& right, const std::vector<Change>& rows)
+    {
+        for (const Change& row : rows)
+            Expect(Send(Replaced(right, row.from, row.to)), row);
         EXPECT_FALSE(FirstLock().pending);
+        EXPECT_EQ(Send(right).status, 200);
     }
-    EXPECT_EQ(Send(right).status, 200);
+};
+
+// clang-format off
+TEST_F(StrictnessTest, WrongReadsAndWritesAreRefusedAndNamed)
+{
+    ExpectEach(Bytes("GET /devices"), {
+    {"/devices", "/devices/", "404 unknown_path", "path"}, {"/devices", "/devices?", "400 unexpected_query"},
+    {"GET", "PUT", "405 method_not_allowed", "GET"}, {"GET /devices", "GET ", "400 malformed_request"},
+    {"HTTP/1.1", "HTTP/1.0", "505 wrong_version"}, {"Accept: ", "X: ", "406 missing_accept", "Accept"},
+    {"application/vnd.vestara.v1+json", "application/json", "406 wrong_accept", "application/json"},
+    {"Authorization", "X", "401 missing_authorization"}, {"Bearer", "Basic", "401 wrong_authorization"},
+    {"Bearer ", "Bearer 0", "401 invalid_token"}, {"api.", "oauth.", "421 wrong_host", "api.vestara.example"},
+    {"Host: ", "X: ", "400 missing_host"}, {"Host: ", "Host: a\r\nHost: ", "400 duplicate_header", "Host"},
+    {"\r\n\r\n", "\r\nContent-Length: 0\r\n\r\n", "400 unexpected_header", "Content-Length"},
+    {"\r\n\r\n", "\r\n\r\n\r\n", "400 trailing_bytes"}, {"\r\n\r\n", "\r\n", "400 incomplete_request"}});
+    const std::string type = "Content-Type: application/json\r\n\r\n";
+    ExpectEach(Bytes("PUT /devices/front/unlock", "Content-Length: 0\r\n" + type + "\r\n"), {
+    {"Content-Length", "X", "411 missing_content_length", "Content-Length"},
+    {"Content-Length: 0\r\n" + type, "Transfer-Encoding: chunked\r\n" + type + "0\r\n",
+     "411 missing_content_length", "chunks"},
+    {"Content-Type: ", "X: ", "415 missing_content_type"}, {"/json\r", "/xml\r", "415 wrong_content_type"},
+    {"\r\n\r\n\r\n", "\r\n\r\n{}", "400 trailing_bytes"}, {"h: 0", "h: 2", "400 unexpected_body", "empty"},
+    {"h: 0", "h: 3", "400 incomplete_request"}, {"h: 0", "h: 1048577", "413 body_too_large", "1 MiB"}});
     EXPECT_EQ(FirstLock().pending, LockState::Unlocked);
 }
 
 TEST_F(StrictnessTest, WrongBodiesAreRefusedAndNamed)
 {
-    const Change rows[] = {
-        {"/access_persons", "", 400, "missing_body", "empty"},
-        {"/access_persons", "{", 400, "malformed_json", "JSON"},
-        {"/access_persons", std::string(100000, '['), 400, "malformed_json", "JSON"},
-        {"/access_persons", "{\"type\":\"\xff\"}", 400, "malformed_json", "JSON"},
-        {"/access_persons", "[]", 422, "wrong_type", "object"},
-        {"/access_persons", R"({"attributes":{"name":"B","pin":"55555"}})", 422, "missing_field", "type"},
-        {"/access_persons", R"({"type":"user","attributes":{}})", 422, "bad_value", "access_user"},
-        {"/access_persons", R"({"type":"access_user"})", 422, "missing_field", "attributes"},
-        {"/access_persons", R"({"type":"access_user","attributes":{"pin":"55555"}})", 422, "missing_field",
-         "attributes.name"},
-        {"/access_persons", R"({"type":"access_user","attributes":{"name":"","pin":"55555"}})", 422,
-         "bad_value", "attributes.name"},
-        {"/access_persons", R"({"type":"access_user","attributes":{"name":"B","pin":55555}})", 422,
-         "wrong_type", "attributes.pin"},
-        {"/access_persons", R"({"type":"access_user","attributes":{"name":"B","pin":"123"}})", 422,
-         "bad_value", "attributes.pin"},
-        {"/access_persons", R"({"type":"access_user","attributes":{"name":"B","pin":"12345678901234567"}})",
-         422, "bad_value", "attributes.pin"},
-        {"/access_persons", R"({"type":"access_user","attributes":{"name":"B","pin":"12a4"}})", 422,
-         "bad_value", "attributes.pin"},
-        {"/access_persons", R"({"type":"access_user","attributes":{"name":"B","email":"x","pin":"55555"}})",
-         422, "bad_value", "attributes.email"},
-        {"/access_persons", R"({"type":"access_user","attributes":{"name":"B","pin":"55555","id":"1"}})", 422,
-         "unknown_field", "attributes.id"},
-        {"/access_persons", R"({"type":"access_user","attributes":{"name":"B","pin":"55555"},"x":1})", 422,
-         "unknown_field", "x"},
-        {"/access_persons", R"({"type":"access_user","attributes":{"name":"B","pin":"1234"}})", 422,
-         "pin_taken", "pin"},
-        {"/access_persons/alex/accesses", R"({"attributes":{"accessible_id":"back"}})", 422, "missing_field",
-         "accessible_type"},
-        {"/access_persons/alex/accesses",
-         R"({"attributes":{"accessible_id":"back","accessible_type":"door"}})", 422, "bad_value", "lock"},
-        {"/access_persons/alex/accesses",
-         R"({"attributes":{"accessible_id":"nobody","accessible_type":"lock"}})", 404, "unknown_device",
-         "device"},
-        {"/access_persons/alex/accesses",
-         R"({"attributes":{"accessible_id":"front","accessible_type":"lock"}})", 409, "duplicate_access",
-         "already"},
-        {"/access_persons/bob/accesses",
-         R"({"attributes":{"accessible_id":"front","accessible_type":"lock"}})", 404, "unknown_access_person",
-         "person"},
-        {"/access_persons/alex/email/notify", "", 422, "missing_email", "e-mail"},
-        {"/access_persons/alex/email/notify", "{}", 400, "unexpected_body", "empty"},
+    const auto person = [](const std::string& attributes) {
+        return R"({"type":"access_user","attributes":{)" + attributes + "}}";
     };
-    for (const Change& row : rows) {
-        SCOPED_TRACE(row.from + " " + row.to.substr(0, 100));
-        Expect(Write("POST", row.from, row.to), row);
-    }
+    const auto access = [](const std::string& id, const std::string& type) {
+        return R"({"attributes":{"accessible_id":")" + id + R"(","accessible_type":")" + type + "\"}}";
+    };
+    const std::string persons = "/access_persons", accesses = "/access_persons/alex/accesses";
+    const std::string notify = "/access_persons/alex/email/notify";
+    const Change rows[] = {
+        {persons, "", "400 missing_body", "empty"},
+        {persons, std::string(100000, '['), "400 malformed_json", "JSON"},
+        {persons, "{\"type\":\"\xff\"}", "400 malformed_json", "JSON"},
+        {persons, R"({"attributes":{"name":"B","pin":"55555"}})", "422 missing_field", "type"},
+        {persons, R"({"type":"user","attributes":{}})", "422 bad_value", "access_user"},
+        {persons, person(R"("pin":"55555")"), "422 missing_field", "attributes.name"},
+        {persons, person(R"("name":"B","pin":55555)"), "422 wrong_type", "attributes.pin"},
+        {persons, person(R"("name":"B","pin":"123")"), "422 bad_value", "attributes.pin"},
+        {persons, person(R"("name":"B","pin":"12345678901234567")"), "422 bad_value", "attributes.pin"},
+        {persons, person(R"("name":"B","pin":"12a4")"), "422 bad_value", "attributes.pin"},
+        {persons, person(R"("name":"B","email":"x","pin":"55555")"), "422 bad_value", "attributes.email"},
+        {persons, person(R"("name":"B","pin":"55555","id":"1")"), "422 unknown_field", "attributes.id"},
+        {persons, person(R"("name":"B","pin":"1234")"), "422 pin_taken", "pin"},
+        {accesses, access("back", "door"), "422 bad_value", "lock"},
+        {accesses, access("nobody", "lock"), "404 unknown_device", "device"},
+        {accesses, access("front", "lock"), "409 duplicate_access", "already"},
+        {"/access_persons/bob/accesses", access("front", "lock"), "404 unknown_access_person", "person"},
+        {notify, "", "422 missing_email", "e-mail"},
+    };
+    for (const Change& row : rows)
+        Expect(Write("POST " + row.from, row.to), row);
     EXPECT_EQ(cloud.CurrentWorld().persons.size(), 1U);
     EXPECT_EQ(cloud.CurrentWorld().accesses.size(), 1U);
+}
+// clang-format on
+
+TEST(RequestReaderTest, PiecesGiveTheSameRequestAsTheWhole)
+{
+    const std::string bytes =
+        "POST /a?b HTTP/1.1\r\nHost: x\r\nX-Two: 1\r\nContent-Length: 5\r\nX-Two: 2\r\n\r\nhello\r\n";
+    for (std::size_t cut = 1; cut < bytes.size() - 2; ++cut) {
+        RequestReader reader;
+        reader.Feed(bytes.substr(0, cut));
+        ASSERT_EQ(reader.Feed(bytes.substr(cut)), RequestReader::State::Complete) << cut;
+        const Request& request = reader.Result();
+        EXPECT_EQ(request.Path(), "/a");
+        EXPECT_EQ(request.Query(), "b");
+        EXPECT_EQ(request.body, "hello");
+        EXPECT_EQ(request.trailing, "\r\n") << cut;
+        EXPECT_EQ(request.CountHeader("x-two"), 2U);
+    }
+}
+
+TEST(RequestReaderTest, HeaderAndBodyAreBounded)
+{
+    const std::string start = "POST / HTTP/1.1\r\nX: ";
+    const struct {
+        std::string bytes;
+        int status; // 0 for a request that is taken
+    } rows[] = {
+        {start + std::string(kMaxHeaderBytes - 100, 'x') + "\r\n\r\n", 0},
+        {start + std::string(kMaxHeaderBytes + 1, 'x') + "\r\n\r\n", 431},
+        {start + "1\r\nContent-Length: 1048576\r\n\r\n" + std::string(kMaxBodyBytes, 'x'), 0},
+        {start + "1\r\nContent-Length: 1048577\r\n\r\n", 413},
+        {start + "1\r\nContent-Length: 99999999999999999999\r\n\r\n", 400},
+        {start + "1\r\nContent-Length: 1\r\nContent-Length: 2\r\n\r\n", 400},
+        {std::string("\0\1\2\3", 4), 400},
+    };
+    for (const auto& row : rows) {
+        const auto parsed = ParseRawRequest(row.bytes);
+        const auto* refusal = std::get_if<Refusal>(&parsed);
+        EXPECT_EQ(refusal ? refusal->Status() : 0, row.status) << row.bytes.substr(0, 60);
+    }
+}
+
+TEST(FormsTest, OnlyWholePercentSequencesAreDecoded)
+{
+    for (const char* text : {"%", "%4", "%zz", "%-1", "a+b"})
+        EXPECT_EQ(PercentDecode(text), text);
+    EXPECT_EQ(PercentDecode("a%41%2fb"), "aA/b");
 }
 
 } // namespace
