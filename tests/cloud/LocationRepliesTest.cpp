@@ -1,36 +1,16 @@
 // The list of candidate locations: what is offered, what other accounts have taken, and the walk that says
 // so.
 
-#include "interface/LocationPair.h"
-#include "support/TestHost.h"
+#include "support/AccountTest.h"
 
-#include <cstring>
-#include <gmock/gmock.h>
 #include <map>
 
-namespace
+namespace support
 {
 
-using support::Lines;
-using testing::ElementsAre;
-using testing::ElementsAreArray;
-using testing::IsEmpty;
-
-class LocationReplies : public support::DriverTest
+class LocationReplies : public AccountTest
 {
 protected:
-    // An account that serves a location, its bridge bears the name already, and it offers one candidate.
-    CVestaraInterface& Serve(const char* LocationID)
-    {
-        CVestaraInterface& Account = AddReadyAccount();
-        Probe(Account).LocationID() = LocationID;
-        Account.UpdateInterfaceName(&Account, LocationID);
-        Probe(Account).Locations().AddTail(new CLocationPair("other", "Other"));
-        Probe(Account).NotifyConfig() = 0;
-        m_Journal.Take();
-        return Account;
-    }
-
     static std::string Entry(const std::string& ID, const std::string& Name)
     {
         return R"({"type":"location","id":")" + ID + R"(","name":")" + Name + R"("})";
@@ -40,48 +20,39 @@ protected:
 TEST_F(LocationReplies, WalkTakesTheEntryBehindAClaimedOne)
 {
     struct {
-        const char* Before;
-        const char* Claimed;
-        Lines After;
-        const char*
+        std::string Before, Claimed, After;
+        std::string
             Untouched; // claimed, but removed before the walk came to them: their accounts keep their lists
         // clang-format off
     } const Rows[] = {
-        {"A", "A", {"A"}, ""},
-        {"AB", "A", {"A"}, ""},
-        {"ABC", "", {"A", "B", "C"}, ""},
-        {"ABC", "A", {"A", "C"}, ""},
-        {"ABC", "B", {"A", "B"}, ""},
-        {"ABC", "C", {"A", "B", "C"}, ""},
-        {"ABC", "AB", {"A", "C"}, "B"},
-        {"ABC", "BC", {"A", "B"}, "C"},
-        {"ABC", "ABC", {"A", "C"}, "B"},
-        {"ABCD", "ABCD", {"A", "C"}, "BD"},
-        // O is the account's own location
-        {"AOB", "", {"A", "O", "B"}, ""},
+        {"A", "A", "A", ""},     {"AB", "A", "A", ""},    {"ABC", "", "ABC", ""},   {"ABC", "A", "AC", ""},
+        {"ABC", "B", "AB", ""},  {"ABC", "C", "ABC", ""}, {"ABC", "AB", "AC", "B"}, {"ABC", "BC", "AB", "C"},
+        {"ABC", "ABC", "AC", "B"}, {"ABCD", "ABCD", "AC", "BD"},
+        {"AOB", "", "AOB", ""}, // O is the account's own location
     };
     // clang-format on
     for (const auto& Row : Rows) {
-        SCOPED_TRACE(std::string(Row.Before) + ", claimed " + Row.Claimed);
+        SCOPED_TRACE(Row.Before + ", claimed " + Row.Claimed);
         while (m_pSystem->NBridges() > 0)
             m_pSystem->RemoveInterface(m_pSystem->Bridge(0)->ID());
         CVestaraInterface& Account = Serve("O");
-        Account.RemoveAllLocations();
         std::map<char, CVestaraInterface*> Siblings;
-        for (const char* p = Row.Claimed; *p; ++p)
-            Siblings[*p] = &Serve(std::string(1, *p).c_str());
-
-        for (const char* p = Row.Before; *p; ++p)
-            Probe(Account).Locations().AddTail(new CLocationPair(std::string(1, *p).c_str(), "Name"));
+        for (const char c : Row.Claimed) {
+            Siblings[c] = &Serve(std::string(1, c).c_str());
+            Offer(*Siblings[c], {"other"});
+        }
+        for (const char c : Row.Before)
+            Offer(Account, {std::string(1, c)});
         // The first candidate is listed once more, so nothing is added.
-        EXPECT_EQ(
-            Process(Account, CMD_LOCATIONS_LIST,
-                    R"({"data":[)" + Entry(std::string(1, *Row.Before), std::string(1, *Row.Before)) + "]}"),
-            1);
-        EXPECT_THAT(Candidates(Account), ElementsAreArray(Row.After));
+        const std::string First = Row.Before.substr(0, 1);
+        EXPECT_EQ(Process(Account, CMD_LOCATIONS_LIST, R"({"data":[)" + Entry(First, "Lake House") + "]}"), 1);
+        std::string After;
+        for (const std::string& ID : Candidates(Account))
+            After += ID;
+        EXPECT_EQ(After, Row.After);
         EXPECT_EQ(Probe(Account).NotifyConfig(), !Siblings.empty());
         for (const auto& [Name, pSibling] : Siblings)
-            EXPECT_EQ(Candidates(*pSibling).empty(), !std::strchr(Row.Untouched, Name)) << Name;
+            EXPECT_EQ(Candidates(*pSibling).empty(), Row.Untouched.find(Name) == std::string::npos) << Name;
         m_Journal.Take();
     }
 }
@@ -90,65 +61,54 @@ TEST_F(LocationReplies, OfferOwnAndFreeLocationsOnce)
 {
     CVestaraInterface& Account = Serve("own");
     CVestaraInterface& Sibling = Serve("taken");
-    Account.RemoveAllLocations();
+    Offer(Sibling, {"other"});
+    Account.UpdateInterfaceName(&Account, "own");
+    m_Journal.Take();
+    Probe(Account).NotifyConfig() = 0;
     Account.TraceEnabled(1);
     const std::string Json = R"({"data":[)" + Entry("own", "own") + "," + Entry("free", "%s\\\"%n") + "," +
-                             Entry("taken", "taken") + "," + Entry("free", "again") + "]}";
+                             Entry("taken", "Lake House") + "," + Entry("free", "again") + "]}";
     EXPECT_EQ(Process(Account, CMD_LOCATIONS_LIST, Json), 1);
-    EXPECT_THAT(TakeEffects(),
-                ElementsAre("trace: ProcessingResponse [2]", "trace: Checking [own:own] ...",
-                            "trace: Already claimed: [own]", "trace: Checking [%s\"%n:free] ...",
-                            "trace: Adding: [free]", "trace: Checking [taken:taken] ...",
-                            "trace: Checking [again:free] ..."));
-    EXPECT_THAT(Candidates(Account), ElementsAre("own", "free"));
-    EXPECT_THAT(Candidates(Sibling), IsEmpty());
+    EXPECT_EQ(TakeEffects(), (Lines{"trace: ProcessingResponse [2]", "trace: Checking [own:own] ...",
+                                    "trace: Already claimed: [own]", "trace: Checking [%s\"%n:free] ...",
+                                    "trace: Adding: [free]", "trace: Checking [Lake House:taken] ...",
+                                    "trace: Checking [again:free] ..."}));
+    EXPECT_EQ(Candidates(Account), (Lines{"own", "free"}));
+    EXPECT_EQ(Candidates(Sibling), Lines{});
     EXPECT_EQ(Probe(Account).NotifyConfig(), 1);
-
     Probe(Account).NotifyConfig() = 0;
     EXPECT_EQ(Process(Account, CMD_LOCATION_GET, R"({"data":[)" + Entry("own", "own") + "]}"), 1);
     EXPECT_EQ(Probe(Account).NotifyConfig(), 0);
-}
 
-TEST_F(LocationReplies, RenameTheFirstAccountThatServesTheLocation)
-{
-    CVestaraInterface& First = Serve("loc-1");
-    CVestaraInterface& Second = Serve("loc-1");
-    Second.RemoveAllLocations();
-    EXPECT_EQ(Process(Second, CMD_LOCATIONS_LIST, R"({"data":[)" + Entry("loc-1", "Barn") + "]}"), 1);
-    EXPECT_THAT(TakeEffects(), ElementsAre("NotifyWrite"));
-    EXPECT_EQ(std::string(First.NetworkBridge()->Name()), "Vestara Interface (Barn)");
-    EXPECT_EQ(std::string(Second.NetworkBridge()->Name()), "Vestara Interface (loc-1)");
-    EXPECT_EQ(std::string(First.LocationName()), "Lake House");
-    EXPECT_THAT(Candidates(First), IsEmpty()); // a renamed account offers its locations from a new list
-    EXPECT_THAT(Candidates(Second), ElementsAre("loc-1")); // served, but not by another location's account
+    // Of two accounts that serve a location the first is renamed, and offers its locations from a new list.
+    CVestaraInterface& Second = Serve("own");
+    EXPECT_EQ(Process(Second, CMD_LOCATIONS_LIST, R"({"data":[)" + Entry("own", "Barn") + "]}"), 1);
+    EXPECT_EQ(TakeEffects(), Lines{"NotifyWrite"});
+    EXPECT_EQ(Str(Account.NetworkBridge()->Name()), "Vestara Interface (Barn)");
+    EXPECT_EQ(Str(Second.NetworkBridge()->Name()), "Vestara Interface (Lake House)");
+    EXPECT_EQ(Str(Account.LocationName()), "Lake House");
+    EXPECT_EQ(Candidates(Account), Lines{});
+    EXPECT_EQ(Candidates(Second), Lines{"own"}) << "served, but not by another location's account";
 }
 
 TEST_F(LocationReplies, MalformedOnesAreReported)
 {
-    const std::string Type = "report vestarai 3023: \"type\" not identified";
-    const std::string NoData = "report vestarai 1152: 'data' node not found - aborting ProcessResponse";
-    const auto Unknown = [](const std::string& Found) {
-        return "report vestarai 1163: Unknown Location type: [" + Found + "]";
-    };
+    const std::string NoId = "report vestarai 3023: \"id\" not identified";
+    const std::string NoName = "report vestarai 3023: \"name\" not identified";
+    const std::string Unknown = "report vestarai 1163: Unknown Location type: ";
     struct {
         std::string Json;
         int Result;
-        Lines Effects;
-        Lines Candidates;
+        Lines Effects, Candidates;
         // clang-format off
     } const Rows[] = {
-        {"{}", 0, {NoData}, {}},
-        {R"({"Data":[]})", 0, {NoData}, {}},
-        {R"({"data":[]})", 1, {}, {}},
+        {R"({"Data":[]})", 0, {"report vestarai 1152: 'data' node not found - aborting ProcessResponse"}, {}},
         {R"({"data":"x"})", 1, {}, {}},
-        {R"({"data":[1]})", 0, {Type, Unknown("")}, {}},
-        {R"({"data":[)" + Entry("a", "A") + "," + Entry("b", "B") + R"(,{"type":"Location"},)" + Entry("c",
-         "C") + "]}", 0, {Unknown("Location")}, {"a", "b"}},
-        {R"({"data":[{"type":"location %s"}]})", 0, {Unknown("location %s")}, {}},
-        {R"({"data":{"x":{"type":"location","attributes":{"id":7}}}})", 1,
-         {"report vestarai 3023: \"name\" not identified"}, {"7"}},
-        {R"({"data":[{"type":"location"}]})", 1, {"report vestarai 3023: \"id\" not identified",
-         "report vestarai 3023: \"name\" not identified"}, {""}},
+        {R"({"data":[1]})", 0, {"report vestarai 3023: \"type\" not identified", Unknown + "[]"}, {}},
+        {R"({"data":[)" + Entry("a", "A") + R"(,{"type":"Location%s"},)" + Entry("c", "C") + "]}", 0,
+         {Unknown + "[Location%s]"}, {"a"}},
+        {R"({"data":{"x":{"type":"location","attributes":{"id":7}}}})", 1, {NoName}, {"7"}},
+        {R"({"data":[{"type":"location"}]})", 1, {NoId, NoName}, {""}},
     };
     // clang-format on
     CVestaraInterface& Account = Serve("own");
@@ -156,9 +116,9 @@ TEST_F(LocationReplies, MalformedOnesAreReported)
         SCOPED_TRACE(Row.Json);
         Account.RemoveAllLocations();
         EXPECT_EQ(Process(Account, CMD_LOCATIONS_LIST, Row.Json), Row.Result);
-        EXPECT_THAT(TakeEffects(), ElementsAreArray(Row.Effects));
-        EXPECT_THAT(Candidates(Account), ElementsAreArray(Row.Candidates));
+        EXPECT_EQ(TakeEffects(), Row.Effects);
+        EXPECT_EQ(Candidates(Account), Row.Candidates);
     }
 }
 
-} // namespace
+} // namespace support

@@ -11,8 +11,16 @@ namespace support
 class AccountTest : public DriverTest
 {
 protected:
-    using Lines = std::vector<std::string>;
-
+    /// A ready account of a location, whose bridge bears the name "Lake House" already.
+    CVestaraInterface& Serve(const char* LocationID)
+    {
+        CVestaraInterface& Account = AddReadyAccount();
+        Probe(Account).LocationID() = LocationID;
+        Account.UpdateInterfaceName(&Account, Account.LocationName());
+        Probe(Account).NotifyConfig() = 0;
+        m_Journal.Take();
+        return Account;
+    }
     /// Puts candidates into the list as a reply would; the name of "a" is "House a".
     static void Offer(CVestaraInterface& Account, const Lines& IDs)
     {

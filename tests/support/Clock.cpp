@@ -2,16 +2,10 @@
 
 #include "support/Clock.h"
 
-#include <atomic>
 #include <cstdlib>
 #include <ctime>
 
-namespace
-{
-std::atomic<bool> g_bInstalled{false};
-std::atomic<std::uint64_t> g_UptimeMs{0};
-std::atomic<std::int64_t> g_CalendarMs{0};
-} // namespace
+using support::ManualClock;
 
 extern "C" {
 int __real_clock_gettime(clockid_t eClock, timespec* pTime);
@@ -21,9 +15,9 @@ time_t __wrap_time(time_t* pTime);
 
 int __wrap_clock_gettime(clockid_t eClock, timespec* pTime)
 {
-    if (!g_bInstalled || eClock != CLOCK_MONOTONIC)
+    if (!ManualClock::Installed() || eClock != CLOCK_MONOTONIC)
         return __real_clock_gettime(eClock, pTime);
-    const std::uint64_t Ms = g_UptimeMs;
+    const std::uint64_t Ms = ManualClock::UptimeMs();
     pTime->tv_sec = static_cast<time_t>(Ms / 1000);
     pTime->tv_nsec = static_cast<long>(Ms % 1000) * 1'000'000;
     return 0;
@@ -31,52 +25,19 @@ int __wrap_clock_gettime(clockid_t eClock, timespec* pTime)
 
 time_t __wrap_time(time_t* pTime)
 {
-    if (!g_bInstalled)
+    if (!ManualClock::Installed())
         return __real_time(pTime);
-    const auto Now = static_cast<time_t>(g_CalendarMs / 1000);
+    const auto Now = static_cast<time_t>(ManualClock::CalendarS());
     if (pTime)
         *pTime = Now;
     return Now;
 }
 }
 
-namespace support
+support::ManualClock::ManualClock(std::uint64_t UptimeMs, std::int64_t CalendarS)
 {
-
-ManualClock::ManualClock(std::uint64_t UptimeMs, std::int64_t CalendarS)
-{
-    if (g_bInstalled.exchange(true))
+    if (s_bInstalled.exchange(true))
         std::abort();
     SetUptime(UptimeMs);
     SetCalendar(CalendarS);
 }
-
-ManualClock::~ManualClock()
-{
-    g_bInstalled = false;
-}
-
-void ManualClock::Advance(std::uint64_t Ms)
-{
-    g_UptimeMs += Ms;
-    g_CalendarMs += static_cast<std::int64_t>(Ms);
-}
-
-void ManualClock::SetUptime(std::uint64_t Ms)
-{
-    g_UptimeMs = Ms;
-}
-void ManualClock::SetCalendar(std::int64_t Seconds)
-{
-    g_CalendarMs = Seconds * 1000;
-}
-std::uint64_t ManualClock::UptimeMs() const
-{
-    return g_UptimeMs;
-}
-std::int64_t ManualClock::CalendarS() const
-{
-    return g_CalendarMs / 1000;
-}
-
-} // namespace support

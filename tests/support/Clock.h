@@ -2,6 +2,7 @@
 // A clock that tests move by hand. It stands behind the C library's clock_gettime (monotonic) and time, which
 // the linker redirects in every test that links this library.
 
+#include <atomic>
 #include <cstdint>
 
 namespace support
@@ -14,15 +15,22 @@ public:
     /// Uptime in milliseconds (starts high, so that "more than the uptime" is not met by accident) and
     /// calendar seconds since 1970-01-01 UTC.
     explicit ManualClock(std::uint64_t UptimeMs = 1'000'000'000, std::int64_t CalendarS = 1'700'000'000);
-    ~ManualClock();
+    ~ManualClock() { s_bInstalled = false; }
     ManualClock(const ManualClock&) = delete;
     ManualClock& operator=(const ManualClock&) = delete;
 
-    void Advance(std::uint64_t Ms);
-    void SetUptime(std::uint64_t Ms);
-    void SetCalendar(std::int64_t Seconds); // the part of a second that has passed is dropped
-    std::uint64_t UptimeMs() const;
-    std::int64_t CalendarS() const;
+    void Advance(std::uint64_t Ms) { s_UptimeMs += Ms, s_CalendarMs += static_cast<std::int64_t>(Ms); }
+    void SetUptime(std::uint64_t Ms) { s_UptimeMs = Ms; }
+    /// The part of a second that has passed is dropped.
+    void SetCalendar(std::int64_t Seconds) { s_CalendarMs = Seconds * 1000; }
+    static bool Installed() { return s_bInstalled; }
+    static std::uint64_t UptimeMs() { return s_UptimeMs; }
+    static std::int64_t CalendarS() { return s_CalendarMs / 1000; }
+
+private:
+    static inline std::atomic<bool> s_bInstalled{false};
+    static inline std::atomic<std::uint64_t> s_UptimeMs{0};
+    static inline std::atomic<std::int64_t> s_CalendarMs{0};
 };
 
 } // namespace support

@@ -24,15 +24,12 @@ public:
     /// The texts of the trace lines among the effects, without producer; all other effects stay.
     std::vector<std::string> TakeTraces();
     /// The reports ("SOURCE LINE: TEXT") among the effects; all other effects stay.
-    std::vector<std::string> TakeReports();
-
-    /// The reports that nobody took.
-    std::vector<std::string> UntakenReports() const;
+    std::vector<std::string> TakeReports() { return TakeMatching("report "); }
 
 private:
     std::vector<std::string> TakeMatching(const std::string& Prefix);
 
-    mutable std::mutex m_Mutex;
+    std::mutex m_Mutex;
     std::vector<std::string> m_Effects;
 };
 

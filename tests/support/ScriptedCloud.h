@@ -6,6 +6,7 @@
 #include <deque>
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace support
@@ -15,6 +16,7 @@ namespace support
 class ScriptedCloud : public devhost::Transport
 {
 public:
+    using Answer = std::optional<devhost::HttpReply>;
     struct Request {
         std::string Host;
         int Port;
@@ -26,21 +28,22 @@ public:
 
     /// Queues an answer for the next exchange. Exchanges past the script get no page.
     void Reply(int Status, const std::string& Body, const std::string& Reason = "Reason");
-    void ReplyRaw(devhost::HttpReply Page);
-    void NoPage();           // the exchange yields nothing
-    void RefuseConnection(); // the connection of the next request is not made
+    void ReplyRaw(devhost::HttpReply Page) { m_Script.push_back({true, std::move(Page)}); }
+    void NoPage() { m_Script.push_back({true, std::nullopt}); } // the exchange yields nothing
+    /// The connection of the next request is not made.
+    void RefuseConnection() { m_Script.push_back({false, std::nullopt}); }
 
     /// The requests so far; the list is empty afterwards.
-    std::vector<Request> TakeRequests();
+    std::vector<Request> TakeRequests() { return std::exchange(m_Requests, {}); }
 
     /// Called with each request's bytes before its answer is given: for effects that must come in between.
     std::function<void(const std::string&)> OnRequest;
 
 private:
-    friend class ScriptedConnection;
+    friend struct ScriptedConnection;
     struct Step {
         bool bConnect = true;
-        std::optional<devhost::HttpReply> Page;
+        Answer Page;
     };
 
     std::deque<Step> m_Script;

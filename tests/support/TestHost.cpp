@@ -30,48 +30,6 @@ std::unique_ptr<CJSONObject> ParseJson(const std::string& Text)
     return pTree;
 }
 
-void JournalledSystem::NotifyWrite()
-{
-    m_Journal.Add("NotifyWrite");
-    m_System.NotifyWrite();
-}
-
-void JournalledSystem::NotifyConfigChanged(const char* pSource, int iLine)
-{
-    m_Journal.Add(std::string("NotifyConfigChanged ") + pSource + " " + std::to_string(iLine));
-    m_System.NotifyConfigChanged(pSource, iLine);
-}
-
-void JournalledSystem::NotifyInterfaceChanged()
-{
-    m_Journal.Add("NotifyInterfaceChanged");
-    m_System.NotifyInterfaceChanged();
-}
-
-CQXString JournalledSystem::GetOAuthState(unsigned uBridgeID)
-{
-    return FixedOAuthState.empty() ? m_System.GetOAuthState(uBridgeID) : CQXString(FixedOAuthState.c_str());
-}
-
-void JournalledSystem::OnSystemExit1(const char* pSource, int iLine, int iReserved)
-{
-    m_Journal.Add(std::string("OnSystemExit1 ") + pSource + " " + std::to_string(iLine) + " " +
-                  std::to_string(iReserved));
-    m_System.OnSystemExit1(pSource, iLine, iReserved);
-}
-
-void JournalledSystem::OnSystemInit()
-{
-    m_Journal.Add("OnSystemInit");
-    m_System.OnSystemInit();
-}
-
-void JournalledSystem::OnPostSystemInit()
-{
-    m_Journal.Add("OnPostSystemInit");
-    m_System.OnPostSystemInit();
-}
-
 void ClockSleeper::Sleep(std::chrono::milliseconds Time)
 {
     // The worker's pass is too frequent to be an effect; every other pause is one.
@@ -119,17 +77,12 @@ DriverTest::~DriverTest()
 {
     devhost::TheFramework().pSystem = m_pSystem.get();
     m_pSystem.reset();
-    devhost::Framework& Parts = devhost::TheFramework();
-    Parts.pTransport = nullptr;
-    Parts.pDiagnostics = nullptr;
-    Parts.pSleeper = nullptr;
-    Parts.WakeMainLoop = nullptr;
-    Parts.RedirectURI = nullptr;
+    devhost::TheFramework() = {};
 }
 
 void DriverTest::TearDown()
 {
-    for (const std::string& Report : m_Journal.UntakenReports())
+    for (const std::string& Report : m_Journal.TakeReports())
         ADD_FAILURE() << "nobody expected: " << Report;
 }
 
@@ -189,17 +142,15 @@ int DriverTest::Process(CVestaraInterface& Account, CommandID Command, const std
     return Account.ProcessResponse(std::move(pCommand));
 }
 
-std::vector<std::string> DriverTest::Queued(CVestaraInterface& Account)
+Lines DriverTest::Queued(CVestaraInterface& Account)
 {
-    std::vector<std::string> Found;
+    Lines Found;
     CTSObList& Commands = Probe(Account).Commands();
     for (int n = Commands.GetCount(); n > 0; --n) {
         auto* pCommand = static_cast<CVestaraCommand*>(Commands.RemoveHead());
-        std::string Line =
-            std::to_string(pCommand->Method()) + " " + std::to_string(pCommand->GetCommandID()) + " ";
-        Line += std::string(pCommand->LocationID()) + "|" + std::string(pCommand->DeviceID()) + "|" +
-                std::string(pCommand->UserID()) + "|" + std::string(pCommand->AccessID());
-        Found.push_back(Line);
+        Found.push_back(std::to_string(pCommand->Method()) + " " + std::to_string(pCommand->GetCommandID()) +
+                        " " + std::string(pCommand->LocationID()) + "|" + std::string(pCommand->DeviceID()) +
+                        "|" + std::string(pCommand->UserID()) + "|" + std::string(pCommand->AccessID()));
         Commands.AddTail(pCommand);
     }
     return Found;
@@ -213,9 +164,9 @@ std::size_t DriverTest::DropQueued(CVestaraInterface& Account)
     return nDropped;
 }
 
-std::vector<std::string> DriverTest::TakeEffects()
+Lines DriverTest::TakeEffects()
 {
-    std::vector<std::string> Effects = m_Journal.Take();
+    Lines Effects = m_Journal.Take();
     for (std::string& Effect : Effects)
         if (Effect.starts_with("trace "))
             Effect.erase(5, Effect.find(": ") - 5);
@@ -246,9 +197,9 @@ void DriverTest::SetUser(int Slot, const char* Name, const char* Pin, const char
     m_Journal.Take();
 }
 
-std::vector<std::string> DriverTest::Persons(CVestaraInterface& Account)
+Lines DriverTest::Persons(CVestaraInterface& Account)
 {
-    std::vector<std::string> Found;
+    Lines Found;
     const CQXObList& List = Probe(Account).AccessPersons();
     for (CQXPos* pPos = List.GetHeadPosition(); pPos;) {
         const auto* pPerson = static_cast<const CAccessPerson*>(List.GetNext(pPos));
@@ -260,9 +211,9 @@ std::vector<std::string> DriverTest::Persons(CVestaraInterface& Account)
     return Found;
 }
 
-std::vector<std::string> DriverTest::Candidates(CVestaraInterface& Account)
+Lines DriverTest::Candidates(CVestaraInterface& Account)
 {
-    std::vector<std::string> Found;
+    Lines Found;
     const CQXObList& List = Probe(Account).Locations();
     for (CQXPos* pPos = List.GetHeadPosition(); pPos;)
         Found.emplace_back(static_cast<const CLocationPair*>(List.GetNext(pPos))->ID());

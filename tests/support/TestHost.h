@@ -76,6 +76,8 @@ public:
 namespace support
 {
 
+using Lines = std::vector<std::string>;
+
 /// Forwards to the development host's system and notes in the journal what the driver asks of it.
 class JournalledSystem : public CSystem
 {
@@ -90,16 +92,30 @@ public:
     {
         return Family ? Family(iFamily) : m_System.FamilyByFamily(iFamily);
     }
-    void NotifyWrite() override;
-    void NotifyConfigChanged(const char* pSource, int iLine) override;
-    void NotifyInterfaceChanged() override;
-    CQXString GetOAuthState(unsigned uBridgeID) override;
-    void OnSystemExit1(const char* pSource, int iLine, int iReserved) override;
-    void OnSystemInit() override;
-    void OnPostSystemInit() override;
+    void NotifyWrite() override { m_Journal.Add("NotifyWrite"), m_System.NotifyWrite(); }
+    void NotifyConfigChanged(const char* pSource, int iLine) override
+    {
+        m_Journal.Add(std::string("NotifyConfigChanged ") + pSource + " " + std::to_string(iLine));
+        m_System.NotifyConfigChanged(pSource, iLine);
+    }
+    void NotifyInterfaceChanged() override
+    {
+        m_Journal.Add("NotifyInterfaceChanged"), m_System.NotifyInterfaceChanged();
+    }
+    CQXString GetOAuthState(unsigned uBridgeID) override
+    {
+        return OAuthState.empty() ? m_System.GetOAuthState(uBridgeID) : CQXString(OAuthState.c_str());
+    }
+    void OnSystemExit1(const char* pSource, int iLine, int iReserved) override
+    {
+        m_Journal.Add(std::string("OnSystemExit1 ") + pSource + " " + std::to_string(iLine) + " " +
+                      std::to_string(iReserved));
+        m_System.OnSystemExit1(pSource, iLine, iReserved);
+    }
+    void OnSystemInit() override { m_Journal.Add("OnSystemInit"), m_System.OnSystemInit(); }
+    void OnPostSystemInit() override { m_Journal.Add("OnPostSystemInit"), m_System.OnPostSystemInit(); }
 
-    std::string
-        FixedOAuthState; ///< when set, what the driver is given as state: addresses become predictable
+    std::string OAuthState; ///< when set, the state that the driver is given: addresses become predictable
     std::function<CSystemFamily*(int)> Family; ///< when set, what stands in for the system's families
 
 private:
@@ -150,21 +166,21 @@ protected:
                 VestaraMethod Method = METHOD_READ);
 
     /// "METHOD COMMAND location|device|user|access" of each queued command, which stay queued.
-    std::vector<std::string> Queued(CVestaraInterface& Account);
+    Lines Queued(CVestaraInterface& Account);
     std::size_t DropQueued(CVestaraInterface& Account);
 
     /// The journal without the names of the traces' producers, which follow the location's name. Taken.
-    std::vector<std::string> TakeEffects();
+    Lines TakeEffects();
     /// The same without the lines about the worker's pace, which come with every queued command.
-    std::vector<std::string> TakeEffectsButPace();
+    Lines TakeEffectsButPace();
     /// Puts a person into the registry, and a user into a slot of the controller; effects are taken.
     void AddPerson(CVestaraInterface& Account, int Index, const char* ID, const char* Name,
                    const char* Pin = "1111", const char* Email = "");
     void SetUser(int Slot, const char* Name, const char* Pin = "1111", const char* Email = "");
     /// "INDEX|ID|NAME|PIN|EMAIL" of each access person, in the registry's order.
-    std::vector<std::string> Persons(CVestaraInterface& Account);
+    Lines Persons(CVestaraInterface& Account);
     /// The ids of the candidate locations.
-    std::vector<std::string> Candidates(CVestaraInterface& Account);
+    Lines Candidates(CVestaraInterface& Account);
     static CVestaraInterfaceProbe Probe(CVestaraInterface& Account)
     {
         return CVestaraInterfaceProbe(Account);
@@ -185,7 +201,6 @@ devhost::PluginEntryPoints DriverEntryPoints();
 /// A tree of the framework's own parser; fails the test when the text is no JSON.
 std::unique_ptr<CJSONObject> ParseJson(const std::string& Text);
 
-using Lines = std::vector<std::string>;
 Lines operator+(const Lines& First, const Lines& Second);
 
 /// What a journal holds with tracing on or off: lines that are marked with "~" in front are written only
