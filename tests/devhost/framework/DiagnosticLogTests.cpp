@@ -1,4 +1,7 @@
+#include "FrameworkParts.h"
+
 #include "devhost/framework/DiagnosticLog.h"
+#include "host/Trace.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -16,6 +19,29 @@ namespace
 using devhost::DiagnosticLog;
 using testing::HasSubstr;
 
+TEST(Trace, LinesReachTheSinkAsTheyStandUnderTheCurrentName)
+{
+    const FrameworkGuard Guard;
+    RecordingSink Sink;
+    CTraceProducer Producer;
+    devhost::TheFramework().pDiagnostics = nullptr;
+    Producer.Trace("dropped");
+    AssertWrap("dropped", 1, "dropped");
+
+    devhost::TheFramework().pDiagnostics = &Sink;
+    EXPECT_NE(Producer.TraceName("A"), 0);
+    EXPECT_EQ(Producer.TraceName("A"), 0);
+    Producer.Trace("100% %s %n");
+    EXPECT_NE(Producer.TraceName("B"), 0);
+    Producer.Trace(CQXString("by value %s"));
+    Producer.Trace(static_cast<const char*>(nullptr));
+    Producer.Trace(Producer.FormatLine("Got [%d:%%s]", 5));
+    AssertWrap("vestarai", 888, "no format %s");
+    AssertWrap(nullptr, 0, nullptr);
+    EXPECT_EQ(Sink.Lines(), (std::vector<std::string>{"A|100% %s %n", "B|by value %s", "B|Got [5:%s]",
+                                                      "vestarai:888|no format %s", ":0|"}));
+}
+
 class DiagnosticLogTest : public testing::Test
 {
 protected:
@@ -31,6 +57,7 @@ protected:
 
 TEST_F(DiagnosticLogTest, WritesOneFilteredLineForEachEntry)
 {
+    EXPECT_THROW(DiagnosticLog({(m_Folder / "missing" / "log").string(), false, 10}), std::runtime_error);
     const std::filesystem::path Path = m_Folder / "log";
     DiagnosticLog Log({Path.string(), false, 10});
     EXPECT_EQ(std::filesystem::status(Path).permissions(), std::filesystem::perms(0600));
@@ -59,29 +86,9 @@ TEST_F(DiagnosticLogTest, WritesOneFilteredLineForEachEntry)
     EXPECT_GT(Lines[2].size(), 108193u);
 }
 
-TEST_F(DiagnosticLogTest, KeepsTheNewestEntriesUnderRunningNumbers)
+TEST_F(DiagnosticLogTest, KeepsTheNewestEntriesAndTellsOfThemFromAnyThread)
 {
-    DiagnosticLog Log({"", false, 3});
-    for (int i = 1; i <= 5; ++i)
-        Log.OnTrace("p", std::to_string(i));
-    const struct {
-        std::uint64_t uSince;
-        std::size_t nMax;
-        std::string Texts;
-    } kRows[] = {{0, 10, "345"}, {3, 10, "45"}, {0, 2, "34"}, {5, 10, ""}, {99, 10, ""}};
-    for (const auto& Row : kRows) {
-        std::string Texts;
-        for (const auto& Entry : Log.EntriesSince(Row.uSince, Row.nMax)) {
-            EXPECT_EQ(Entry.Text, std::to_string(Entry.uSequence));
-            Texts += Entry.Text;
-        }
-        EXPECT_EQ(Texts, Row.Texts) << Row.uSince;
-    }
-}
-
-TEST_F(DiagnosticLogTest, TellsOfNewEntriesFromAnyThread)
-{
-    DiagnosticLog Log({"", false, 1000});
+    DiagnosticLog Log({"", false, 50});
     std::atomic<int> nCalls{0};
     Log.OnNewEntry([&] {
         ++nCalls;
@@ -94,21 +101,16 @@ TEST_F(DiagnosticLogTest, TellsOfNewEntriesFromAnyThread)
     std::thread First(Write), Second(Write);
     First.join();
     Second.join();
-    Log.OnNewEntry(nullptr);
-    Log.OnTrace("p", "x");
     EXPECT_EQ(nCalls, 200);
-    EXPECT_EQ(Log.EntriesSince(200, 10).size(), 1u);
-}
-
-TEST_F(DiagnosticLogTest, RefusesAFileThatCannotBeOpened)
-{
-    const std::string Path = (m_Folder / "missing" / "log").string();
-    try {
-        const DiagnosticLog Log({Path, false, 10});
-        FAIL();
-    } catch (const std::runtime_error& Error) {
-        EXPECT_THAT(Error.what(), testing::AllOf(HasSubstr(Path), HasSubstr("No such file")));
-    }
+    Log.OnNewEntry(nullptr);
+    const auto Kept = [&](std::uint64_t uSince, std::size_t nMax) {
+        const auto Entries = Log.EntriesSince(uSince, nMax);
+        return std::pair(Entries.size(), Entries.empty() ? 0 : Entries.front().uSequence);
+    };
+    EXPECT_EQ(Kept(0, 100), std::pair(50ul, 151ul));
+    EXPECT_EQ(Kept(0, 10), std::pair(10ul, 151ul));
+    EXPECT_EQ(Kept(190, 100), std::pair(10ul, 191ul));
+    EXPECT_EQ(Kept(999, 100), std::pair(0ul, 0ul));
 }
 
 } // namespace

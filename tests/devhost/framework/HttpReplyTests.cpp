@@ -1,4 +1,6 @@
 #include "devhost/framework/HttpReplyReader.h"
+#include "host/HTTP.h"
+#include "host/JSON.h"
 
 #include <gtest/gtest.h>
 
@@ -101,6 +103,38 @@ TEST(HttpReplyReader, LimitsAreExact)
     const std::string Endless(100000, 'x');
     EXPECT_EQ(Read("HTTP/1.1 200 " + Endless, 16384, false), "!");
     EXPECT_EQ(Read(k200 + "Transfer-Encoding: chunked\r\n\r\n5;" + Endless, 16384, false), "!");
+}
+
+TEST(HtmlPage, ReadsTheStatusLineStrictly)
+{
+    const auto Expect = [](const char* pHead, int iExpected, const char* pReason) {
+        int iCode = -1;
+        CQXString sReason("unchanged");
+        CHTMLPage(pHead, "HTTP/1.1 500 In the body\r\n").ParseResponseCode(&iCode, &sReason);
+        EXPECT_EQ(iCode, iExpected) << pHead;
+        EXPECT_STREQ(sReason, pReason) << pHead;
+    };
+    Expect("HTTP/1.0 404 Not Found\r\nA: b\r\n\r\n", 404, "Not Found");
+    Expect("HTTP/1.1 204 \r\n\r\n", 204, "");
+    Expect("HTTP/1.1 099 %s\r\n\r\n", 99, "%s");
+    for (const char* pHead :
+         {"HTTP/1.1 204\r\n\r\n", "HTTP/1.1 20 OK\r\n\r\n", "HTTP/1.1 2000 OK\r\n\r\n",
+          "HTTP/1.1 2x0 OK\r\n\r\n", "HTTP/1.1  200 OK\r\n\r\n", "HTTP/1.x 200 OK\r\n\r\n",
+          "HTTP/2.0 200 OK\r\n\r\n", "http/1.1 200 OK\r\n\r\n", "HTTP/1.1 200 OK", ""})
+        Expect(pHead, -1, "unchanged");
+}
+
+TEST(HtmlPage, TheConversionTakesThePageAndParsesTheBodyOnly)
+{
+    for (const auto& [pBody, nMembers] : {std::pair{"{\"a\":1}", 1}, {"{}", 0}, {"", -1}, {"<html/>", -1}}) {
+        auto* pPage = new CHTMLPage("HTTP/1.1 200 OK\r\n\r\n", pBody);
+        EXPECT_EQ(pPage->Data(), "HTTP/1.1 200 OK\r\n\r\n" + std::string(pBody));
+        EXPECT_EQ(pPage->NBytes(), static_cast<int>(19 + std::string(pBody).size()));
+        const std::unique_ptr<CJSONObject> pTree(CHTMLPage::HTMLPageToJSON(pPage));
+        EXPECT_EQ(pPage, nullptr);
+        EXPECT_EQ(pTree ? pTree->NObjects() : -1, nMembers) << pBody;
+        EXPECT_EQ(CHTMLPage::HTMLPageToJSON(pPage), nullptr);
+    }
 }
 
 } // namespace

@@ -1,9 +1,9 @@
 #include "host/QXList.h"
+#include "host/QXStream.h"
 #include "host/QXString.h"
 
 #include <gtest/gtest.h>
 
-#include <climits>
 #include <memory>
 
 namespace
@@ -14,19 +14,84 @@ std::string Text(const CQXString& s)
     return static_cast<char*>(s);
 }
 
-TEST(QXString, NullTextsAreEmpty)
+// The items are the letters of this text; a list is shown as the letters that it holds, in order.
+char g_Letters[] = "ABCDEF";
+
+std::string Show(const CQXObList& List)
+{
+    std::string Text;
+    for (CQXPos* pPos = List.GetHeadPosition(); pPos;)
+        Text += *static_cast<char*>(List.GetNext(pPos));
+    EXPECT_EQ(static_cast<int>(Text.size()), List.GetCount());
+    EXPECT_EQ(Text.empty(), List.IsEmpty() != 0);
+    return Text;
+}
+
+TEST(QXObList, InsertsAndRemovesAtEveryPosition)
+{
+    const struct {
+        int iIndex; // of three letters, -1: none
+        const char *pWithD, *pWithout, *pNext;
+    } kRows[] = {
+        {0, "DABC", "BC", "B"}, {1, "ADBC", "AC", "C"}, {2, "ABDC", "AB", ""}, {-1, "ABCD", "ABC", ""}};
+    for (const auto& Row : kRows) {
+        CQXObList Inserted, Removed;
+        for (int i = 0; i < 3; ++i) {
+            Inserted.AddTail(&g_Letters[i]);
+            Removed.AddTail(&g_Letters[i]);
+        }
+        EXPECT_EQ(Inserted.GetAt(Inserted.InsertBefore(Inserted.FindIndex(Row.iIndex), &g_Letters[3])),
+                  &g_Letters[3]);
+        EXPECT_EQ(Show(Inserted), Row.pWithD);
+        CQXPos* pPos = Removed.FindIndex(Row.iIndex);
+        EXPECT_EQ(Removed.RemoveAt(pPos), Row.iIndex < 0 ? nullptr : &g_Letters[Row.iIndex]);
+        EXPECT_EQ(Show(Removed), Row.pWithout);
+        EXPECT_EQ(pPos ? std::string(1, *static_cast<char*>(Removed.GetAt(pPos))) : "", Row.pNext);
+        Removed.AddTail(&g_Letters[3]);
+        EXPECT_EQ(Show(Removed), std::string(Row.pWithout) + "D") << "the tail is right after the removal";
+    }
+}
+
+TEST(QXObList, BadIndexesFindNothingAndOneOfTwoEqualEntriesGoes)
+{
+    CQXObList List;
+    for (const int i : {0, 1, 0})
+        List.AddTail(&g_Letters[i]);
+    for (const int i : {-1, 3, 1000000})
+        EXPECT_EQ(List.FindIndex(i), nullptr) << i;
+    EXPECT_EQ(List.GetAt(nullptr), nullptr);
+    EXPECT_EQ(List.Remove(&g_Letters[4]), 0);
+    EXPECT_EQ(List.Remove(&g_Letters[0]), 1);
+    EXPECT_EQ(Show(List), "BA");
+}
+
+TEST(QXMSG, AnItemOfTheOtherTypeStays)
+{
+    CQXMSG Message;
+    Message.PutInt(5);
+    Message.PutString("five");
+    EXPECT_TRUE(Message.GetString().IsEmpty());
+    EXPECT_EQ(Message.GetInt(), 5);
+    EXPECT_EQ(Message.GetInt(), -1);
+    EXPECT_STREQ(Message.GetString(), "five");
+    EXPECT_TRUE(Message.GetString().IsEmpty());
+}
+
+TEST(QXString, NullTextsAreEmptyAndDetachedOnesBelongToTheCaller)
 {
     const char* pNull = nullptr;
-    CQXString s(pNull);
-    EXPECT_TRUE(s.IsEmpty());
-    s = "x";
+    CQXString s("x  ");
     s += pNull;
     s.TrimRight(pNull);
-    EXPECT_EQ(Text(s), "x");
+    s.TrimRight(" ");
+    EXPECT_EQ(s.Compare("x"), 0);
     EXPECT_EQ(s.Compare(pNull), 1);
     EXPECT_EQ(s.CompareNoCase(pNull), 1);
+    char* pText = s.DetachOwnership();
+    EXPECT_TRUE(s.IsEmpty());
     s = pNull;
-    EXPECT_EQ(Text(s), "");
+    EXPECT_STREQ(pText, "x");
+    CQXString::Free(pText);
     EXPECT_TRUE(CQXString(static_cast<const wchar_t*>(nullptr)).IsEmpty());
     EXPECT_EQ(CQXString::ConvertTochar(nullptr), nullptr);
     EXPECT_EQ(CQXString::ConvertTowchar_t(nullptr), nullptr);
@@ -62,17 +127,6 @@ TEST(QXString, ComparesBytesAndFoldsOnlyAsciiLetters)
     for (const auto& Row : kRows) {
         EXPECT_EQ(Sign(CQXString(Row.pLeft).Compare(Row.pRight)), Row.iExact) << Row.pLeft;
         EXPECT_EQ(Sign(CQXString(Row.pLeft).CompareNoCase(Row.pRight)), Row.iNoCase) << Row.pLeft;
-    }
-}
-
-TEST(QXString, TrimRightTakesOnlyTrailingCharactersOfTheSet)
-{
-    const char* const kRows[][3] = {
-        {"a b \n", "\n", "a b "}, {"   ", " ", ""}, {"", " ", ""}, {" a", " ", " a"}};
-    for (const auto& [pText, pChars, pResult] : kRows) {
-        CQXString s(pText);
-        s.TrimRight(pChars);
-        EXPECT_EQ(Text(s), pResult) << '"' << pText << '"';
     }
 }
 
@@ -118,17 +172,6 @@ TEST(QXString, ConvertsBetweenWideTextAndUtf8)
     CQXString::Free(pWide);
     const wchar_t kSurrogate[] = {L'a', static_cast<wchar_t>(0xD800), L'z', 0};
     EXPECT_EQ(Text(CQXString(kSurrogate)), "a\xEF\xBF\xBDz");
-}
-
-TEST(QXString, DetachedTextBelongsToTheCaller)
-{
-    CQXString s("kept by the caller");
-    char* pText = s.DetachOwnership();
-    EXPECT_TRUE(s.IsEmpty());
-    s = "other";
-    EXPECT_STREQ(pText, "kept by the caller");
-    CQXString::Free(pText);
-    EXPECT_EQ(Text(CQXString::IntegerToString(INT_MIN)), "-2147483648");
 }
 
 } // namespace
