@@ -9,39 +9,51 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <sys/stat.h>
-#include <unistd.h>
+#include <variant>
 
 namespace
 {
 
-using devhost::MemoryFile;
-using devhost::RecordLine;
-
-std::vector<std::string> SplitLines(const std::string& Text)
+// The text of a store, line by line.
+class Records
 {
-    std::vector<std::string> Lines;
-    for (std::size_t Start = 0; Start < Text.size();) {
-        const std::size_t End = Text.find('\n', Start);
-        Lines.push_back(Text.substr(Start, End - Start));
-        Start = End + 1;
+public:
+    explicit Records(const std::string& Text)
+    {
+        for (std::size_t Start = 0, End = 0; Start < Text.size(); Start = End + 1) {
+            End = Text.find('\n', Start);
+            Lines.push_back(Text.substr(Start, End - Start));
+        }
     }
-    return Lines;
-}
+    std::string Text() const
+    {
+        std::string Result;
+        for (const std::string& Line : Lines)
+            Result += Line + "\n";
+        return Result;
+    }
+    // The first line of a kind.
+    auto Find(const std::string& Kind)
+    {
+        return std::find_if(Lines.begin(), Lines.end(),
+                            [&](const auto& s) { return s.starts_with(Kind + " "); });
+    }
+    std::string& operator[](const std::string& Kind) { return *Find(Kind); }
 
-std::string Join(const std::vector<std::string>& Lines)
-{
-    std::string Text;
-    for (const std::string& Line : Lines)
-        Text += Line + "\n";
-    return Text;
-}
+    std::vector<std::string> Lines;
+};
 
-// The first line of a kind.
-std::string& LineOf(std::vector<std::string>& Lines, const std::string& Kind)
+// A sound line of that kind with these fields.
+std::string Record(const std::string& Kind, const std::vector<std::variant<int, const char*>>& Fields)
 {
-    return *std::find_if(Lines.begin(), Lines.end(),
-                         [&](const std::string& Line) { return Line.starts_with(Kind + " "); });
+    devhost::MemoryFile File;
+    for (const auto& Field : Fields) {
+        if (const int* pNumber = std::get_if<int>(&Field))
+            File.WriteInt(*pNumber);
+        else
+            File.WriteString(std::get<const char*>(Field));
+    }
+    return devhost::RecordLine{Kind, File.Bytes()}.Format();
 }
 
 class ConfigurationTest : public SystemTest
@@ -50,9 +62,7 @@ protected:
     // Two accounts, each with a lock, and a user.
     void SetUp() override
     {
-        Restart();
-        FakeInterface& First = AddInterface();
-        FakeInterface& Second = AddInterface();
+        auto [First, Second] = RestartWithTwo();
         First.Token = "one\ntwo %s \xff";
         AddLock(First, "Front door");
         FakeLock& Back = AddLock(Second, "Back door");
@@ -91,60 +101,36 @@ TEST_F(ConfigurationTest, EverythingComesBackLinked)
 TEST_F(ConfigurationTest, DamageSpoilsOnlyWhatItHitsAndTheFileIsKeptAside)
 {
     const std::string Sound = *m_Store.Text;
+    // clang-format off
     struct {
         const char* Name;
-        std::function<void(std::vector<std::string>&)> Damage;
-        int Bridges;
-        int Locks;
+        std::function<void(Records&)> Damage;
+        int Bridges, Locks;
         bool User;
     } const Rows[] = {
-        {"a byte of a lock", [](auto& Lines) { LineOf(Lines, "component").back() ^= 1; }, 2, 1, true},
-        {"a byte of an account", [](auto& Lines) { LineOf(Lines, "bridge").back() ^= 1; }, 1, 2, true},
-        {"the kind of a record", [](auto& Lines) { LineOf(Lines, "user")[0] = 'x'; }, 2, 2, false},
-        {"a length", [](auto& Lines) { LineOf(Lines, "user").insert(5, "9"); }, 2, 2, false},
-        {"the first line", [](auto& Lines) { Lines.front() = "rubbish"; }, 2, 2, true},
-        {"cut behind the accounts",
-         [](auto& Lines) {
-             Lines.erase(std::find(Lines.begin(), Lines.end(), LineOf(Lines, "component")), Lines.end());
-         },
+        {"a byte of a lock", [](auto& All) { All["component"].back() ^= 1; }, 2, 1, true},
+        {"a byte of an account", [](auto& All) { All["bridge"].back() ^= 1; }, 1, 2, true},
+        {"the kind of a record", [](auto& All) { All["user"][0] = 'x'; }, 2, 2, false},
+        {"a length", [](auto& All) { All["user"].insert(5, "9"); }, 2, 2, false},
+        {"the first line", [](auto& All) { All.Lines.front() = "rubbish"; }, 2, 2, true},
+        {"cut behind the accounts", [](auto& s) { s.Lines.erase(s.Find("component"), s.Lines.end()); },
          2, 0, true},
-        {"a lock left out",
-         [](auto& Lines) { Lines.erase(std::find(Lines.begin(), Lines.end(), LineOf(Lines, "component"))); },
-         2, 1, true},
-        {"an account twice", [](auto& Lines) { Lines.push_back(LineOf(Lines, "bridge")); }, 2, 2, true},
-        {"all of it", [](auto& Lines) { Lines.assign(1, std::string(5000, '\0')); }, 0, 0, false},
+        {"a lock left out", [](auto& All) { All.Lines.erase(All.Find("component")); }, 2, 1, true},
+        {"an account twice", [](auto& All) { All.Lines.push_back(All["bridge"]); }, 2, 2, true},
+        {"all of it", [](auto& All) { All.Lines.assign(1, std::string(5000, '\0')); }, 0, 0, false},
         {"a lock's record that ends early",
-         [](auto& Lines) {
-             MemoryFile Record;
-             Record.WriteInt(kFakeLockType);
-             Record.WriteInt(3);
-             LineOf(Lines, "component") = RecordLine{"component", Record.Bytes()}.Format();
-         },
-         2, 1, true},
+         [](auto& All) { All["component"] = Record("component", {kFakeLockType, 3}); }, 2, 1, true},
         {"an id of nothing",
-         [](auto& Lines) {
-             MemoryFile Record;
-             Record.WriteInt(kFakeLockType);
-             Record.WriteInt(-1);
-             LineOf(Lines, "component") = RecordLine{"component", Record.Bytes()}.Format();
-         },
-         2, 1, true},
+         [](auto& All) { All["component"] = Record("component", {kFakeLockType, -1}); }, 2, 1, true},
         {"a user with a PIN of letters",
-         [](auto& Lines) {
-             MemoryFile Record;
-             Record.WriteInt(2);
-             for (const char* pText : {"Ann", "", "abcd"})
-                 Record.WriteString(pText);
-             LineOf(Lines, "user") = RecordLine{"user", Record.Bytes()}.Format();
-         },
-         2, 2, false},
+         [](auto& All) { All["user"] = Record("user", {2, "Ann", "", "abcd"}); }, 2, 2, false},
     };
+    // clang-format on
     for (const auto& Row : Rows) {
         SCOPED_TRACE(Row.Name);
-        auto Lines = SplitLines(Sound);
-        Row.Damage(Lines);
-        const std::string Damaged = Join(Lines);
-        m_Store.Text = Damaged;
+        Records Damaged(Sound);
+        Row.Damage(Damaged);
+        m_Store.Text = Damaged.Text();
         m_Store.Aside.clear();
         Restart();
         EXPECT_EQ(m_pSystem->NBridges(), Row.Bridges);
@@ -152,35 +138,25 @@ TEST_F(ConfigurationTest, DamageSpoilsOnlyWhatItHitsAndTheFileIsKeptAside)
         EXPECT_EQ(m_pSystem->Security().GetUserAtDoorLockSlot(2) != nullptr, Row.User);
         EXPECT_TRUE(Reported("configuration:"));
         EXPECT_TRUE(m_Store.Aside.empty()) << "not before there is a new one";
-        EXPECT_EQ(m_pSystem->Save(), "");
-        EXPECT_EQ(m_Store.Aside, std::vector<std::string>{Damaged});
-        EXPECT_EQ(m_pSystem->Save(), "");
-        EXPECT_EQ(m_Store.Aside.size(), 1u);
+        // New ids are above every one that was read, even if the line with the next id is lost.
+        const unsigned New = CIDServer::Instance()->NewID();
+        for (int i = 0; i < Row.Locks; ++i)
+            EXPECT_GT(New, Lock(i).ID());
+        for (int i = 0; i < Row.Bridges; ++i)
+            EXPECT_GT(New, Interface(i).BridgeID());
+        for (int Save = 0; Save < 2; ++Save) {
+            EXPECT_EQ(m_pSystem->Save(), "");
+            EXPECT_EQ(m_Store.Aside, std::vector<std::string>{Damaged.Text()});
+        }
     }
-}
-
-TEST_F(ConfigurationTest, NewIdsAreAboveEveryIdThatWasRead)
-{
-    auto Lines = SplitLines(*m_Store.Text);
-    Lines.front() = "rubbish"; // with it the next id is lost
-    m_Store.Text = Join(Lines);
-    Restart();
-    unsigned Highest = 0;
-    for (int i = 0; i < 2; ++i)
-        Highest = std::max({Highest, Lock(i).ID(), Interface(i).BridgeID()});
-    EXPECT_GT(CIDServer::Instance()->NewID(), Highest);
 }
 
 TEST_F(ConfigurationTest, RecordsOfTypesThatNoLibraryMakesSurviveASave)
 {
-    MemoryFile Record;
-    Record.WriteInt(4711);
-    Record.WriteInt(99);
-    Record.WriteString("of another library");
-    const std::string Foreign = RecordLine{"component", Record.Bytes()}.Format();
-    auto Lines = SplitLines(*m_Store.Text);
-    LineOf(Lines, "component") = Foreign;
-    m_Store.Text = Join(Lines);
+    const std::string Foreign = Record("component", {4711, 99, "of another library"});
+    Records All(*m_Store.Text);
+    All["component"] = Foreign;
+    m_Store.Text = All.Text();
     for (const char* pRound : {"first load", "load of what was saved"}) {
         SCOPED_TRACE(pRound);
         Restart();
@@ -218,9 +194,8 @@ TEST_F(ConfigurationTest, AFailedSaveKeepsTheOldTextAndIsTriedAgainLater)
 
 TEST(FileStore, ReplacesWholeFilesForTheirOwnerOnlyAndKeepsDamagedOnes)
 {
-    std::string Folder = std::filesystem::temp_directory_path() / "vestara-store-XXXXXX";
-    ASSERT_NE(mkdtemp(Folder.data()), nullptr);
-    const std::filesystem::path Path = std::filesystem::path(Folder) / "configuration";
+    std::string Pattern = std::filesystem::temp_directory_path() / "vestara-store-XXXXXX";
+    const std::filesystem::path Folder = mkdtemp(Pattern.data()), Path = Folder / "configuration";
     devhost::FileStore Store(Path);
     EXPECT_EQ(Store.Load(), std::nullopt);
     std::ofstream(Path.string() + ".new") << "left by an interrupted save";
@@ -231,15 +206,9 @@ TEST(FileStore, ReplacesWholeFilesForTheirOwnerOnlyAndKeepsDamagedOnes)
     EXPECT_EQ(Store.Load(), std::string("se\0cond", 7));
     EXPECT_EQ(devhost::FileStore(Path.string() + ".damaged-1").Load(), "first");
     EXPECT_TRUE(std::filesystem::exists(Path.string() + ".damaged-2"));
-    struct stat Status {
-    };
-    ASSERT_EQ(stat(Path.c_str(), &Status), 0);
-    EXPECT_EQ(Status.st_mode & 07777, 0600u);
+    EXPECT_EQ(std::filesystem::status(Path).permissions(), std::filesystem::perms(0600));
     EXPECT_FALSE(std::filesystem::exists(Path.string() + ".new"));
-
-    devhost::FileStore Nowhere(std::filesystem::path(Folder) / "no" / "configuration");
-    EXPECT_NE(Nowhere.Save("x"), "");
-    std::filesystem::create_directory(std::filesystem::path(Folder) / "folder");
-    EXPECT_THROW(devhost::FileStore(std::filesystem::path(Folder) / "folder").Load(), std::runtime_error);
+    EXPECT_NE(devhost::FileStore(Folder / "no" / "configuration").Save("x"), "");
+    EXPECT_THROW(devhost::FileStore(Folder).Load(), std::runtime_error);
     std::filesystem::remove_all(Folder);
 }

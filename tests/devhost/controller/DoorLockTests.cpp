@@ -5,61 +5,57 @@
 namespace
 {
 
-class DoorLockTest : public SystemTest
-{
-protected:
-    void SetUp() override
-    {
-        Restart();
-        m_pLock = &AddLock(AddInterface(), "Front door");
-    }
-
-    FakeLock* m_pLock = nullptr;
-};
+using DoorLockTest = SystemTest;
 
 } // namespace
 
 TEST_F(DoorLockTest, AnErrorStaysUntilTheStateChangesOrACommandIsGiven)
 {
+    Restart();
+    FakeLock& Front = AddLock(AddInterface(), "Front door");
+    // clang-format off
     struct {
         const char* Name;
-        std::function<void(CDoorLock&)> Step;
+        void (*Step)(CDoorLock&);
         const char* Error;
     } const Rows[] = {
-        {"the same state again", [](CDoorLock& Lock) { Lock.RegisterLockSecured(1); }, "Offline"},
-        {"unknown state", [](CDoorLock& Lock) { Lock.RegisterUnknownState(); }, "Offline"},
-        {"a command given up", [](CDoorLock& Lock) { Lock.RegisterWorking(0); }, "Offline"},
-        {"another level", [](CDoorLock& Lock) { Lock.RegisterBatteryLevel(12); }, "Offline"},
-        {"another state", [](CDoorLock& Lock) { Lock.RegisterLockUnsecured(1); }, ""},
-        {"a command", [](CDoorLock& Lock) { Lock.RegisterWorking(1); }, ""},
+        {"the same state again", [](auto& Lock) { Lock.RegisterLockSecured(1); }, "Offline"},
+        {"unknown state", [](auto& Lock) { Lock.RegisterUnknownState(); }, "Offline"},
+        {"a command given up", [](auto& Lock) { Lock.RegisterWorking(0); }, "Offline"},
+        {"another level", [](auto& Lock) { Lock.RegisterBatteryLevel(12); }, "Offline"},
+        {"another state", [](auto& Lock) { Lock.RegisterLockUnsecured(1); }, ""},
+        {"a command", [](auto& Lock) { Lock.RegisterWorking(1); }, ""},
     };
+    // clang-format on
     for (const auto& Row : Rows) {
-        m_pLock->RegisterLockSecured(1);
-        m_pLock->RegisterErrorState("Offline");
-        Row.Step(*m_pLock);
-        EXPECT_STREQ(m_pLock->ErrorText(), Row.Error) << Row.Name;
+        Front.RegisterLockSecured(1);
+        Front.RegisterErrorState("Offline");
+        Row.Step(Front);
+        EXPECT_STREQ(Front.ErrorText(), Row.Error) << Row.Name;
     }
 }
 
 TEST_F(DoorLockTest, AReportEndsWorkingAndRepetitionsKeepTheUserOfTheChange)
 {
-    m_pLock->RegisterUnlockCommand(3);
-    m_pLock->RegisterWorking(1);
-    EXPECT_EQ(m_pLock->Working(), 1);
-    m_pLock->RegisterLockUnsecured(103);
-    EXPECT_EQ(m_pLock->Working(), 0);
-    m_pLock->RegisterLockUnsecured(1); // the next poll
-    EXPECT_EQ(m_pLock->LastUser(), 103);
-    m_pLock->RegisterLockSecured(1);
-    m_pLock->RegisterLockUnsecured(1); // by hand
-    EXPECT_EQ(m_pLock->LastUser(), 1);
-    EXPECT_EQ(m_pLock->CommandUser(), 3);
+    Restart();
+    FakeLock& Front = AddLock(AddInterface(), "Front door");
+    Front.RegisterUnlockCommand(3);
+    Front.RegisterWorking(1);
+    Front.RegisterLockUnsecured(103);
+    EXPECT_EQ(Front.Working(), 0);
+    Front.RegisterLockUnsecured(1); // the next poll
+    EXPECT_EQ(Front.LastUser(), 103);
+    Front.RegisterLockSecured(1);
+    Front.RegisterLockUnsecured(1); // by hand
+    EXPECT_EQ(Front.LastUser(), 1);
+    EXPECT_EQ(Front.CommandUser(), 3);
 }
 
 TEST_F(DoorLockTest, APendingCommandDoesNotSurviveARestartButTheStateDoes)
 {
-    m_pLock->RegisterLockUnsecured(1);
-    m_pLock->RegisterSignalStrength(71);
+    Restart();
+    AddLock(AddInterface(), "Front door").RegisterLockUnsecured(1);
+    Lock(0).RegisterSignalStrength(71);
     ASSERT_EQ(m_pSystem->Save(), "");
     Restart();
     EXPECT_EQ(Lock(0).State(), CDoorLock::STATE_UNSECURED);

@@ -4,13 +4,12 @@
 
 #include "host/Platform.h"
 
+#include <algorithm>
+
 FakeInterface::FakeInterface(CDeviceInterfaceDef* pDefinition) : CDeviceNetwork(pDefinition, 0, 0)
 {
     StateAtConstruction = static_cast<char*>(GetAuthURL());
 }
-
-// A page of a removed interface must not be filled by it any more.
-FakeInterface::~FakeInterface() = default;
 
 int FakeInterface::ReadClientData(CQXFile* pFile, int iVersion)
 {
@@ -66,11 +65,6 @@ int FakeInterface::Run()
     return 0;
 }
 
-int FakeInterface::UnInstall()
-{
-    return CEventServer::Instance()->DeleteAllByOwner(BridgeID());
-}
-
 CQXString FakeInterface::GetActionURL(int iAction)
 {
     if (iAction != 20002)
@@ -124,6 +118,13 @@ void SystemTest::Restart(bool bWorkers)
     m_pSystem->Start();
 }
 
+std::pair<FakeInterface&, FakeInterface&> SystemTest::RestartWithTwo(bool bWorkers)
+{
+    Restart(bWorkers);
+    FakeInterface& First = AddInterface();
+    return {First, AddInterface()};
+}
+
 FakeInterface& SystemTest::AddInterface()
 {
     return dynamic_cast<FakeInterface&>(*m_pSystem->AddInterface(kFakeInterfaceType)->DeviceInterface());
@@ -131,9 +132,8 @@ FakeInterface& SystemTest::AddInterface()
 
 FakeLock& SystemTest::AddLock(FakeInterface& Owner, const char* pName)
 {
-    CSystemFamily* pFamily = m_pSystem->FamilyByFamily(kFakeFamily);
     auto& Added = dynamic_cast<FakeLock&>(
-        *pFamily->AddNewComponent(kFakeLockType, pName, FACTORY_MODE_NEW, nullptr, nullptr));
+        *Family()->AddNewComponent(kFakeLockType, pName, FACTORY_MODE_NEW, nullptr, nullptr));
     Added.ID(CIDServer::Instance()->NewID());
     Added.BridgeID(Owner.BridgeID());
     Added.SetBridge(Owner.NetworkBridge());
@@ -142,21 +142,8 @@ FakeLock& SystemTest::AddLock(FakeInterface& Owner, const char* pName)
     return Added;
 }
 
-FakeInterface& SystemTest::Interface(int i)
-{
-    return dynamic_cast<FakeInterface&>(*m_pSystem->Bridge(i)->DeviceInterface());
-}
-
-FakeLock& SystemTest::Lock(int i)
-{
-    return dynamic_cast<FakeLock&>(*m_pSystem->DoorLock(i));
-}
-
 bool SystemTest::Reported(const std::string& Text) const
 {
-    for (const std::string& Line : m_Sink.Lines()) {
-        if (Line.find(Text) != std::string::npos)
-            return true;
-    }
-    return false;
+    const auto Lines = m_Sink.Lines();
+    return std::any_of(Lines.begin(), Lines.end(), [&](const auto& s) { return s.find(Text) != s.npos; });
 }

@@ -20,8 +20,6 @@ class FakeInterface : public CDeviceNetwork, public CPropertyUpdateDelegate
 {
 public:
     explicit FakeInterface(CDeviceInterfaceDef* pDefinition);
-    ~FakeInterface() override;
-
     int ReadClientData(CQXFile* pFile, int iVersion) override;
     int WriteClientData(CQXFile* pFile, int iVersion) override;
     void IFaceDoPropertyExchange(CPropertySet* pSet, PROPERTYSET_DDX eDdx) override;
@@ -29,7 +27,7 @@ public:
     void OnInterfaceInit() override { ++Inits; }
     void OnInterfaceIdle() override;
     int Run() override;
-    int UnInstall() override;
+    int UnInstall() override { return CEventServer::Instance()->DeleteAllByOwner(BridgeID()); }
     CQXString GetAuthURL() override { return CSystem::Instance()->GetOAuthState(BridgeID()); }
     void ProcessAuthCode(CQXString sCode) override { Codes.emplace_back(static_cast<char*>(sCode)); }
     CQXString GetActionURL(int iAction) override;
@@ -43,21 +41,14 @@ public:
     std::vector<std::string> Codes;
     std::string Token = "token";
     std::string StateAtConstruction = "none";
-    int Idles = 0;
-    int Inits = 0;
-    int ExtendedChoice = -100;
-    int Writable = 1;
-    std::atomic<int> Runs{0};
-    std::atomic<int> Running{0};
+    int Idles = 0, Inits = 0, ExtendedChoice = -100, Writable = 1;
+    std::atomic<int> Runs{0}, Running{0};
 };
 
 class FakeLock : public CDoorLock, public CBridgeClient
 {
 public:
-    explicit FakeLock(CSystemComponentDef* pDefinition)
-        : CDoorLock(pDefinition), CBridgeClient(kFakeInterfaceType, 0)
-    {
-    }
+    explicit FakeLock(CSystemComponentDef* pDef) : CDoorLock(pDef), CBridgeClient(kFakeInterfaceType, 0) {}
     int ReadData(CQXFile* pFile, int iVersion) override
     {
         return CDoorLock::ReadData(pFile, iVersion) && ReadClientData(pFile, iVersion) ? 1 : 0;
@@ -92,8 +83,7 @@ public:
     std::function<void()> OnIdle;
     std::vector<std::string> Commands;
     std::vector<int> Slots;
-    int Idles = 0;
-    int PagesStored = 0;
+    int Idles = 0, PagesStored = 0;
 };
 
 devhost::PluginEntryPoints FakePlugin();
@@ -105,11 +95,17 @@ protected:
     /// Takes the system apart and starts another one from what is stored.
     void Restart(bool bWorkers = false);
     void TearDown() override { m_pSystem.reset(); }
+    /// The same, with two new accounts.
+    std::pair<FakeInterface&, FakeInterface&> RestartWithTwo(bool bWorkers = false);
 
     FakeInterface& AddInterface();
     FakeLock& AddLock(FakeInterface& Owner, const char* pName);
-    FakeInterface& Interface(int i);
-    FakeLock& Lock(int i);
+    CSystemFamily* Family() { return m_pSystem->FamilyByFamily(kFakeFamily); }
+    FakeInterface& Interface(int i)
+    {
+        return dynamic_cast<FakeInterface&>(*m_pSystem->Bridge(i)->DeviceInterface());
+    }
+    FakeLock& Lock(int i) { return dynamic_cast<FakeLock&>(*m_pSystem->DoorLock(i)); }
     bool Reported(const std::string& Text) const;
 
     FrameworkGuard m_Guard;

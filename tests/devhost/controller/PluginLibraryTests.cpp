@@ -9,26 +9,20 @@ TEST(PluginLibrary, RefusesWithAMessageThatNamesWhatIsWrong)
 {
     const std::string Folder = FAKE_LIBRARY_DIR;
     std::ofstream(Folder + "/not-a-library.so") << "text";
-    struct {
-        const char* Library;
-        const char* Message;
-    } const Rows[] = {
-        {"libfake_no_dllmain.so", "_Z7DllMainijPv is missing"},
-        {"libfake_no_signature.so", "GetLibSignature is missing"},
-        {"libfake_no_component.so", "CreateSystemComponent is missing"},
-        {"libfake_wrong_signature.so", "0x08000091"},
-        {"libfake_refuses.so", "DllMain did not return 1"},
-        {"libfake_unresolved.so", "vestara_no_such_symbol"},
-        {"not-a-library.so", "cannot load"},
-        {"nowhere.so", "nowhere.so"},
-    };
-    for (const auto& Row : Rows) {
+    const char* const kRows[][2] = {{"libfake_no_dllmain.so", "_Z7DllMainijPv is missing"},
+                                    {"libfake_no_signature.so", "GetLibSignature is missing"},
+                                    {"libfake_no_component.so", "CreateSystemComponent is missing"},
+                                    {"libfake_wrong_signature.so", "0x08000091"},
+                                    {"libfake_refuses.so", "DllMain did not return 1"},
+                                    {"libfake_unresolved.so", "vestara_no_such_symbol"},
+                                    {"not-a-library.so", "cannot load"},
+                                    {"nowhere.so", "nowhere.so"}};
+    for (const auto& [pLibrary, pMessage] : kRows) {
         try {
-            const devhost::PluginLibrary Library(Folder + "/" + Row.Library);
-            ADD_FAILURE() << Row.Library << " was accepted";
+            const devhost::PluginLibrary Library(Folder + "/" + pLibrary);
+            ADD_FAILURE() << pLibrary << " was accepted";
         } catch (const devhost::PluginError& Error) {
-            EXPECT_NE(std::string(Error.what()).find(Row.Message), std::string::npos)
-                << Row.Library << ": " << Error.what();
+            EXPECT_NE(std::string(Error.what()).find(pMessage), std::string::npos) << Error.what();
         }
     }
     const devhost::PluginLibrary Library(Folder + "/libfake_good.so");
