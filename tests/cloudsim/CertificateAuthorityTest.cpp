@@ -11,68 +11,41 @@ namespace cloudsim::test
 namespace
 {
 
-using Permissions = std::filesystem::perms;
-
 const std::vector<std::string> kNames = {"oauth.vestara.example", "api.vestara.example", "127.0.0.1"};
 
-class StateFolderTest : public testing::Test
+TEST(StateFolderTest, KeepsTheAuthorityAndHidesTheKeys)
 {
-protected:
-    StateFolderTest()
-    {
-        std::string pattern = testing::TempDir() + "cloudsim-XXXXXX";
-        folder = mkdtemp(pattern.data());
-    }
-    ~StateFolderTest() override { std::filesystem::remove_all(folder); }
-
-    Permissions Mode(const char* name) const { return std::filesystem::status(folder / name).permissions(); }
-
-    std::filesystem::path folder;
-};
-
-TEST(CertificateAuthorityTest, CertificateIsUsableForItsNamesAndAuthorityOnly)
-{
-    const auto authority = CertificateAuthority::Create("one"), other = CertificateAuthority::Create("two");
-    const std::string certificate = authority.Issue(kNames).certificatePem;
-    EXPECT_TRUE(IsUsableFor(certificate, kNames, authority.CertificatePem()));
-    EXPECT_FALSE(IsUsableFor(certificate, {"other.example"}, authority.CertificatePem()));
-    EXPECT_FALSE(IsUsableFor(certificate, kNames, other.CertificatePem()));
-    EXPECT_THROW(CertificateAuthority::Load({authority.CertificatePem(), other.Own().keyPem}),
-                 std::runtime_error);
-}
-
-TEST_F(StateFolderTest, KeepsTheAuthorityAndHidesTheKeys)
-{
-    const ServerIdentity first = LoadOrCreateIdentity(folder / "new", kNames);
-    const ServerIdentity second = LoadOrCreateIdentity(folder / "new", kNames);
+    std::string pattern = testing::TempDir() + "cloudsim-XXXXXX";
+    const std::filesystem::path parent = mkdtemp(pattern.data()), folder = parent / "new";
+    const auto mode = [&](const char* name) { return std::filesystem::status(folder / name).permissions(); };
+    const ServerIdentity first = LoadOrCreateIdentity(folder, kNames);
+    const ServerIdentity second = LoadOrCreateIdentity(folder, kNames);
     EXPECT_EQ(second.authorityPem, first.authorityPem);
     EXPECT_EQ(second.server.certificatePem, first.server.certificatePem);
     EXPECT_EQ(ReadFile(first.authorityFile), first.authorityPem);
-    EXPECT_EQ(Mode("new/ca-key.pem"), Permissions(0600));
-    EXPECT_EQ(Mode("new/server-key.pem"), Permissions(0600));
+    EXPECT_EQ(mode("ca-key.pem"), std::filesystem::perms(0600));
+    EXPECT_EQ(mode("server-key.pem"), std::filesystem::perms(0600));
 
-    const ServerIdentity renamed = LoadOrCreateIdentity(folder / "new", {"a.example", "b.example"});
+    const auto other = CertificateAuthority::Create("other");
+    EXPECT_TRUE(IsUsableFor(first.server.certificatePem, kNames, first.authorityPem));
+    EXPECT_FALSE(IsUsableFor(first.server.certificatePem, kNames, other.CertificatePem()));
+    EXPECT_THROW(CertificateAuthority::Load({first.authorityPem, other.Own().keyPem}), std::runtime_error);
+    const ServerIdentity renamed = LoadOrCreateIdentity(folder, {"a.example", "b.example"});
     EXPECT_EQ(renamed.authorityPem, first.authorityPem);
     EXPECT_NE(renamed.server.certificatePem, first.server.certificatePem);
 
-    WritePrivateFile(folder / "new/ca-key.pem", "broken");
+    std::filesystem::permissions(folder / "ca-key.pem", std::filesystem::perms(0666));
+    WritePrivateFile(folder / "ca-key.pem", "broken");
+    EXPECT_EQ(mode("ca-key.pem"), std::filesystem::perms(0600));
     try {
-        LoadOrCreateIdentity(folder / "new", kNames);
+        LoadOrCreateIdentity(folder, kNames);
         ADD_FAILURE() << "was accepted";
     } catch (const std::runtime_error& error) {
         EXPECT_NE(std::string(error.what()).find("ca.pem"), std::string::npos) << error.what();
     }
-    EXPECT_EQ(ReadFile(folder / "new/ca-key.pem"), "broken");
-}
-
-TEST_F(StateFolderTest, WritingReplacesAWiderFileByAPrivateOne)
-{
-    WritePrivateFile(folder / "world.json", "old");
-    std::filesystem::permissions(folder / "world.json", Permissions(0666));
-    WritePrivateFile(folder / "world.json", "new");
-    EXPECT_EQ(ReadFile(folder / "world.json"), "new");
-    EXPECT_EQ(Mode("world.json"), Permissions(0600));
+    EXPECT_EQ(ReadFile(folder / "ca-key.pem"), "broken");
     EXPECT_THROW(WritePrivateFile(folder / "no" / "such", "x"), std::runtime_error);
+    std::filesystem::remove_all(parent);
 }
 
 } // namespace

@@ -60,20 +60,18 @@ TEST_F(PersonsTest, AccessesAreGrantedListedAndRevoked)
 
 TEST_F(PersonsTest, ListsPutTypeAndIdBeforeNestedObjects)
 {
-    EXPECT_EQ(Get("/access_persons").body,
-              R"({"data":[{"type":"access_user","id":"alex","attributes":)"
-              R"({"name":"Alex","pin":"1234","email":null}}],"meta":{"count":1}})");
-    EXPECT_EQ(
-        Get("/locations").body,
-        R"({"data":[{"type":"location","id":"home","attributes":{"name":"Home"}}],"meta":{"count":1}})");
-    EXPECT_EQ(Get("/locations/home").body, Get("/locations").body);
-    const std::string devices = Get("/devices").body;
-    EXPECT_TRUE(devices.starts_with(
-        R"({"data":[{"type":"lock","id":"front","attributes":{"name":"Front","location_id":"home","state":)"
-        R"("locked","power_level":80,"power_source":"battery","wifi_level":60,"programming_code":"111222",)"
-        R"("serial_number":"S1","heartbeat_interval":20,"connected_at":"2026-03-01T12:00:00Z",)"
-        R"("updated_at":"2026-03-01T12:00:00Z","alive":true}},)"))
-        << devices;
+    const std::string lists[][2] = {
+        {"/access_persons", R"({"data":[{"type":"access_user","id":"alex","attributes":)"
+                            R"({"name":"Alex","pin":"1234","email":null}}],"meta":{"count":1}})"},
+        {"/locations/home", R"({"data":[{"type":"location","id":"home","attributes":{"name":"Home"}}],)"
+                            R"("meta":{"count":1}})"},
+        {"/devices",
+         R"({"data":[{"type":"lock","id":"front","attributes":{"name":"Front","location_id":"home",)"
+         R"("state":"locked","power_level":80,"power_source":"battery","wifi_level":60,)"
+         R"("programming_code":"111222","serial_number":"S1","heartbeat_interval":20,)"
+         R"("connected_at":"2026-03-01T12:00:00Z","updated_at":"2026-03-01T12:00:00Z","alive":true}},)"}};
+    for (const auto& [path, begin] : lists)
+        EXPECT_EQ(Get(path).body.substr(0, begin.size()), begin);
 }
 
 TEST_F(PersonsTest, PinOpensOnlyLocksWithAccess)

@@ -137,9 +137,7 @@ TEST(RequestReaderTest, HeaderAndBodyAreBounded)
 
 TEST(FormsTest, OnlyWholePercentSequencesAreDecoded)
 {
-    for (const char* text : {"%", "%4", "%zz", "%-1", "a+b"})
-        EXPECT_EQ(PercentDecode(text), text);
-    EXPECT_EQ(PercentDecode("a%41%2fb"), "aA/b");
+    EXPECT_EQ(PercentDecode("a%41%2fb%zz+%-1%4"), "aA/b%zz+%-1%4");
 }
 
 } // namespace

@@ -153,7 +153,6 @@ TEST_F(TlsTransportTest, ExchangesOrSaysWhyNot)
         {"cut at the end", {Good, k200 + "\r\nhel", End::Cut}, true, nullptr, "the connection was cut"},
         {"cut body", {Good, kHel, End::Cut}, true, nullptr, "the connection was cut"},
         {"short body", {Good, kHel}, true, nullptr, "cut short"},
-        {"two framings", {Good, k200 + "Content-Length: 5\r\n" + kChunks}, true, nullptr, "is unusable"},
         {"no reply", {Good, ""}, true, nullptr, "cut short"},
         {"another name", {OtherName, k200}, false, nullptr, "the certificate is for another name"},
         {"unknown authority", {Unknown, k200}, false, nullptr, "cannot be trusted (unable to get local"},
