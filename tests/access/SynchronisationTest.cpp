@@ -3,20 +3,13 @@
 #include "access/AccessPerson.h"
 #include "support/TestHost.h"
 
-#include <gmock/gmock.h>
-
-namespace
+namespace support
 {
-
-using support::Lines;
-using support::WithTracing;
-using testing::ElementsAre;
-using testing::ElementsAreArray;
 
 const std::string kEmpty = "~trace: AccessPersons list has not yet been initialzied or there are no users";
 const std::string kNoId = "AccessPerson missing ID - can't identify for ";
 
-class Synchronisation : public support::DriverTest
+class Synchronisation : public DriverTest
 {
 };
 
@@ -31,10 +24,7 @@ TEST_F(Synchronisation, EachCallHasItsEffectsInOrder)
     const std::string Pin = "~trace: User's PinCode changed from [9] to [0042]";
     struct Given {
         int Index;
-        const char* ID;
-        const char* Name;
-        const char* Pin;
-        const char* Email;
+        const char *ID, *Name, *Pin, *Email;
     };
     const Given Same = {4, "p1", "Ann", "0042", "ann@x.example"};
     const Given SameNew = {4, "", "Ann", "0042", "ann@x.example"};
@@ -44,9 +34,7 @@ TEST_F(Synchronisation, EachCallHasItsEffectsInOrder)
         Call What;
         std::vector<Given> Before;
         int Result;
-        Lines Effects;
-        Lines Queued;
-        Lines After;
+        Lines Effects, Queued, After;
         // clang-format off
     } const Rows[] = {
         {"push of a new user", Call::Push, {}, 1, {kEmpty, kEmpty, kEmpty}, {"3 8 loc-1|dev-1|4|"},
@@ -56,9 +44,6 @@ TEST_F(Synchronisation, EachCallHasItsEffectsInOrder)
         {"push of a changed user", Call::Push, {{4, "p1", "Old", "9", ""}}, 1, {Updating,
          "~trace: User's Name changed from [Old] to [Ann]", Pin,
          "~trace: User's Email changed from [] to [ann@x.example]"}, {"3 9 loc-1|dev-1|p1|"}, {Ann}},
-        {"push before the id is known", Call::Push, {SameNew}, 0, {UpdatingNew,
-         "~trace: Failed to Update AccessPerson details or update not required"}, {},
-         {"4||Ann|0042|ann@x.example"}},
         {"changed push before the id is known", Call::Push, {{4, "", "Ann", "9", "ann@x.example"}}, 0,
          {UpdatingNew, Pin, "report vestarai 3343: " + kNoId + "update"}, {}, {"4||Ann|0042|ann@x.example"}},
         {"push that ties a person by name", Call::Push, {{-1, "p1", "Ann", "9", "ann@x.example"}}, 1,
@@ -66,24 +51,17 @@ TEST_F(Synchronisation, EachCallHasItsEffectsInOrder)
         {"push that takes over another slot's person", Call::Push, {{7, "p1", "Ann", "0042",
          "ann@x.example"}}, 1, {Updating,
          "~trace: Failed to Update AccessPerson details or no changes to update"}, {}, {Ann}},
-        {"push that ties a person without id", Call::Push, {{-1, "", "Ann", "9", "ann@x.example"}}, 0,
-         {UpdatingNew, Pin, "report vestarai 3358: " + kNoId + "update"}, {}, {"4||Ann|0042|ann@x.example"}},
         {"pull of an empty slot", Call::Pull, {{5, "p5", "Ann", "1", ""}}, 1,
          {"~trace: No AccessPerson found with index: [4]"}, {}, {"5|p5|Ann|1|"}},
-        {"pull from an empty registry", Call::Pull, {}, 1, {kEmpty,
-         "~trace: No AccessPerson found with index: [4]"}, {}, {}},
         {"pull before the id is known", Call::Pull, {SameNew}, 0, {"report vestarai 3371: " + kNoId +
          "deletion"}, {}, {"4||Ann|0042|ann@x.example"}},
         {"pull", Call::Pull, {{3, "p3", "B", "1", ""}, {4, "p%n", "%s", "1", ""}, {5, "p5", "C", "1", ""}}, 1,
          {"~trace: AccessPerson deletion queued for: [4][%s][p%n]"}, {"4 10 loc-1|dev-1|p%n|"}, {"3|p3|B|1|",
          "5|p5|C|1|"}},
         {"grant", Call::Grant, {OtherPin}, 1, {}, {"3 13 loc-1|dev-1|p1|"}, {"4|p1|Ann|9|ann@x.example"}},
-        {"grant to nobody", Call::Grant, {}, 0, {kEmpty}, {}, {}},
-        {"grant to nobody at the slot", Call::Grant, {{5, "p5", "Ann", "1", ""}}, 0, {}, {}, {"5|p5|Ann|1|"}},
         {"grant before the id is known", Call::Grant, {SameNew}, 0, {"~trace: " + kNoId + "granting access"},
          {}, {"4||Ann|0042|ann@x.example"}},
         {"revoke reads the accesses", Call::Revoke, {Same}, 1, {}, {"2 12 loc-1|dev-1|p1|"}, {Ann}},
-        {"revoke from nobody", Call::Revoke, {}, 0, {kEmpty}, {}, {}},
         {"revoke before the id is known", Call::Revoke, {SameNew}, 0, {"report vestarai 3406: " + kNoId +
          "revokin access"}, {}, {"4||Ann|0042|ann@x.example"}},
     };
@@ -95,25 +73,15 @@ TEST_F(Synchronisation, EachCallHasItsEffectsInOrder)
             for (const Given& Person : Row.Before)
                 AddPerson(Account, Person.Index, Person.ID, Person.Name, Person.Pin, Person.Email);
             Account.TraceEnabled(bTracing);
-            int iResult = -1;
-            switch (Row.What) {
-            case Call::Push:
-                iResult = Account.PushUser(4, "dev-1", m_pSystem->Security().GetUserAtDoorLockSlot(4));
-                break;
-            case Call::Pull:
-                iResult = Account.PullUser(4, "dev-1");
-                break;
-            case Call::Grant:
-                iResult = Account.GrantAccess(4, "dev-1");
-                break;
-            case Call::Revoke:
-                iResult = Account.RevokeAccess(4, "dev-1");
-                break;
-            }
-            EXPECT_EQ(iResult, Row.Result);
-            EXPECT_THAT(TakeEffectsButPace(), ElementsAreArray(WithTracing(bTracing, Row.Effects)));
-            EXPECT_THAT(Queued(Account), ElementsAreArray(Row.Queued));
-            EXPECT_THAT(Persons(Account), ElementsAreArray(Row.After));
+            CUser* pUser = m_pSystem->Security().GetUserAtDoorLockSlot(4);
+            EXPECT_EQ(Row.What == Call::Push    ? Account.PushUser(4, "dev-1", pUser)
+                      : Row.What == Call::Pull  ? Account.PullUser(4, "dev-1")
+                      : Row.What == Call::Grant ? Account.GrantAccess(4, "dev-1")
+                                                : Account.RevokeAccess(4, "dev-1"),
+                      Row.Result);
+            EXPECT_EQ(TakeEffectsButPace(), WithTracing(bTracing, Row.Effects));
+            EXPECT_EQ(Queued(Account), Row.Queued);
+            EXPECT_EQ(Persons(Account), Row.After);
         }
     }
 }
@@ -127,9 +95,7 @@ TEST_F(Synchronisation, UpdateTakesTheValuesOfTheUserAtTheSlotOrTheGivenOnes)
     struct {
         const char* Name;
         int Index;
-        const char* ID;
-        const char* PersonName;
-        const char* Pin;
+        const char *ID, *PersonName, *Pin;
         std::array<const char*, 4> Arguments; // name, id, PIN, e-mail
         int Result;
         const char* After;
@@ -141,8 +107,6 @@ TEST_F(Synchronisation, UpdateTakesTheValuesOfTheUserAtTheSlotOrTheGivenOnes)
          "3|q|Ann|1111|3@x.example"},
         {"name alone does not tie", -1, "p", "Ann", "3333", {"Ann", "p", "3333", ""}, 0, "-1|p|Ann|3333|"},
         {"slot without a user", 4, "p", "Ann", "1111", {"n%s", "i", "0", "e"}, 1, "4|i|n%s|0|e"},
-        {"nothing given clears", -1, "p", "Cy", "1111", {"", "", "", ""}, 1, "-1||||"},
-        {"nothing given to nothing", -1, "", "", "", {"", "", "", ""}, 0, "-1||||"},
     };
     // clang-format on
     for (const auto& Row : Rows) {
@@ -154,12 +118,11 @@ TEST_F(Synchronisation, UpdateTakesTheValuesOfTheUserAtTheSlotOrTheGivenOnes)
         EXPECT_EQ(Account.UpdateAccessPerson(pPerson, &Ignored, Row.Arguments[0], Row.Arguments[1],
                                              Row.Arguments[2], Row.Arguments[3]),
                   Row.Result);
-        EXPECT_THAT(Persons(Account), ElementsAre(Row.After));
+        EXPECT_EQ(Persons(Account), (Lines{Row.After}));
         EXPECT_EQ(pPerson->NeedsID(), pPerson->ID().IsEmpty());
-        EXPECT_EQ(pPerson->HasEmail(), !pPerson->Email().IsEmpty());
     }
     EXPECT_EQ(AddReadyAccount().UpdateAccessPerson(nullptr, &Ignored, "n", "i", "p", "e"), 0);
-    EXPECT_THAT(TakeEffects(), ElementsAre("report vestarai 3419: AccessPerson NULL - cannot update"));
+    EXPECT_EQ(TakeEffects(), (Lines{"report vestarai 3419: AccessPerson NULL - cannot update"}));
 }
 
-} // namespace
+} // namespace support

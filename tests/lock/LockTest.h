@@ -3,7 +3,10 @@
 
 #include "support/AccountTest.h"
 
-class LockTest : public support::AccountTest
+namespace support
+{
+
+class LockTest : public AccountTest
 {
 protected:
     LockTest() : m_Account(AddReadyAccount()), m_Lock(m_Journal, m_Account, "dev-1")
@@ -31,5 +34,7 @@ protected:
     }
 
     CVestaraInterface& m_Account;
-    support::RecordingLock m_Lock;
+    RecordingLock m_Lock;
 };
+
+} // namespace support

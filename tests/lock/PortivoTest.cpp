@@ -1,12 +1,11 @@
 // The lock object: its interface, record, names, housekeeping, page and user slots.
 
-#include "access/AccessPerson.h"
 #include "lock/LockTest.h"
 #include "support/FailingFile.h"
 
 #include <climits>
 
-namespace
+namespace support
 {
 
 using PortivoTest = LockTest;
@@ -17,25 +16,21 @@ TEST_F(PortivoTest, InterfaceIsCachedWhileThereIsABridge)
     EXPECT_EQ(m_Lock.Interface(), &m_Account);
     m_Lock.SetBridge(Other.NetworkBridge());
     EXPECT_EQ(m_Lock.Interface(), &m_Account) << "a cached pointer is not compared with the bridge";
-    CBridge Bare(99, 133);
-    m_Lock.SetBridge(nullptr);
     m_Account.AddCommand(METHOD_READ, CMD_LOCATIONS_LIST, "", "", "", "");
-    EXPECT_EQ(m_Lock.Interface(), nullptr);
-    EXPECT_EQ(m_Lock.CommandStackEmpty(), 1);
-    m_Lock.SetBridge(&Bare);
-    EXPECT_EQ(m_Lock.Interface(), nullptr);
-    m_Lock.SetBridge(m_Account.NetworkBridge());
     EXPECT_EQ(m_Lock.CommandStackEmpty(), 0);
-    DropQueued(m_Account);
+    CBridge Bare(99, 133);
+    for (CBridge* pBridge : {static_cast<CBridge*>(nullptr), &Bare}) {
+        m_Lock.SetBridge(pBridge);
+        EXPECT_EQ(m_Lock.Interface(), nullptr);
+        EXPECT_EQ(m_Lock.CommandStackEmpty(), 1);
+        m_Lock.UnInstall();
+        EXPECT_EQ(m_Account.NClients(), 1) << "without an interface there is no list to leave";
+    }
+    m_Lock.SetBridge(m_Account.NetworkBridge());
+    m_Account.RemoveAllObjects();
     AddWaitingReply(m_Account);
     EXPECT_EQ(m_Lock.CommandStackEmpty(), 1) << "replies do not count";
     m_Account.RemoveAllObjects();
-    EXPECT_EQ(m_Lock.ConnectionType(), 4);
-    EXPECT_EQ(m_Lock.ComponentFlags(), 0x50000000u);
-    m_Lock.SetBridge(nullptr);
-    m_Lock.UnInstall();
-    EXPECT_EQ(m_Account.NClients(), 1) << "without an interface there is no list to leave";
-    m_Lock.SetBridge(m_Account.NetworkBridge());
     m_Journal.Take();
     m_Lock.OnPostSystemInit();
     EXPECT_EQ(TakeEffects(), Lines{"dev-1 RegisterEventServer"});
@@ -51,15 +46,15 @@ TEST_F(PortivoTest, RecordStopsAtTheFirstFailureAndKeepsTheThreshold)
     for (int nSteps = 0; nSteps <= kItems; ++nSteps) {
         SCOPED_TRACE(nSteps);
         const bool bComplete = nSteps == kItems;
-        support::FailingFile File;
+        FailingFile File;
         ASSERT_EQ(m_Lock.WriteData(&File, 1), 1);
         File.Left = nSteps;
-        support::RecordingLock Copy(m_Journal);
+        RecordingLock Copy(m_Journal);
         EXPECT_EQ(Copy.ReadData(&File, 1400), bComplete);
         EXPECT_EQ(CPortivoProbe::LowBattery(Copy), bComplete ? 55 : 30);
         EXPECT_EQ(Str(Copy.TraceName()), bComplete ? "Portivo (Front)" : "");
         EXPECT_EQ(Str(Copy.DeviceID()), nSteps >= 10 ? "dev-1" : "");
-        support::FailingFile Target;
+        FailingFile Target;
         Target.Left = nSteps;
         EXPECT_EQ(m_Lock.WriteData(&Target, 1461), bComplete);
     }
@@ -103,8 +98,8 @@ TEST_F(PortivoTest, StatusPageInBothDirections)
     struct Row {
         int Threshold, Shown, UserCodes, UserEntry;
     };
-    for (const Row& R : {Row{30, 4, 1, 0}, Row{32, 4, 0, 1}, Row{7, 0, 1, 0}, Row{4, -1, 1, 0},
-                         Row{55, 9, 0, 1}, Row{INT_MIN, -429496731, 1, 0}}) {
+    for (const Row& R : {Row{30, 4, 1, 0}, Row{32, 4, 0, 1}, Row{4, -1, 1, 0}, Row{55, 9, 0, 1},
+                         Row{INT_MIN, -429496731, 1, 0}}) {
         SCOPED_TRACE(R.Threshold);
         CPortivoProbe::LowBattery(m_Lock) = R.Threshold;
         m_Lock.EnableUserCodes(R.UserCodes);
@@ -122,8 +117,8 @@ TEST_F(PortivoTest, StatusPageInBothDirections)
         bool Saved;
     };
     m_Lock.EnableUserCodes(1);
-    for (const Edit& E : {Edit{0, 9, 1, 55, false}, Edit{1, 0, 0, 10, true}, Edit{1, 12, 0, 70, false},
-                          Edit{5, -3, 0, -5, false}, Edit{0, INT_MAX, 1, -2147483643, true}}) {
+    for (const Edit& E : {Edit{0, 9, 1, 55, false}, Edit{1, 0, 0, 10, true}, Edit{5, -3, 0, -5, false},
+                          Edit{0, INT_MAX, 1, -2147483643, true}}) {
         SCOPED_TRACE(testing::Message() << E.Codes << " " << E.Entry);
         CQXMSG Page;
         for (const char* pText : {"x", "y", "z"})
@@ -156,30 +151,24 @@ TEST_F(PortivoTest, UserSlotBecomesPersonAndAccess)
           Row{0, "1111", true, "p-1", 0, {}, {kNoPush}},
           Row{0, "2222", true, "p-1", 1, {"3 9 loc-1|dev-1|p-1|", "3 13 loc-1|dev-1|p-1|"}, {}},
           Row{0, "2222", false, "p-1", 1, {"3 9 loc-1|dev-1|p-1|", "2 12 loc-1|dev-1|p-1|"}, {}},
-          Row{0, "2222", true, "", 0, {}, {"", kNoPush}}, Row{0, nullptr, true, nullptr, 1, {}, {}},
           Row{0, nullptr, true, "p-1", 1, {"4 10 loc-1|dev-1|p-1|"}, {}},
           Row{0, nullptr, true, "", 0, {}, {"", "PullUser failed"}}}) {
         SCOPED_TRACE(testing::Message() << R.Slot << " " << (R.pUserPin ? R.pUserPin : "-") << R.Enabled
                                         << (R.pPersonID ? R.pPersonID : " nobody"));
         if (R.pUserPin) {
-            ASSERT_FALSE(m_pSystem->Security().SetUser(R.Slot, {"Ann", "a@b.example", R.pUserPin}));
+            SetUser(R.Slot, "Ann", R.pUserPin, "a@b.example");
             m_Lock.EnableUser(R.Slot + 1, R.Enabled);
         }
-        if (R.pPersonID) {
-            auto pPerson = std::make_unique<CAccessPerson>(R.Slot, R.pPersonID, "1111", "Ann", "a@b.example");
-            EXPECT_EQ(m_Account.InsertAccessPerson(pPerson), 1);
-        }
+        if (R.pPersonID)
+            AddPerson(m_Account, R.Slot, R.pPersonID, "Ann", "1111", "a@b.example");
         EXPECT_EQ(m_Lock.SendHardwareSlotConfig(R.Slot, nullptr), R.Result);
         EXPECT_EQ(Queued(m_Account), R.Queue);
         Lines Reports = m_Journal.TakeReports();
         ASSERT_EQ(Reports.size(), R.Reports.size());
         for (std::size_t i = 0; i < Reports.size(); ++i) {
-            if (R.Reports[i].empty()) {
-                EXPECT_EQ(Reports[i].rfind("vestarai ", 0), 0u) << "the interface's own report comes first";
-            } else {
-                EXPECT_EQ(Reports[i].substr(Reports[i].find(": ") + 2), R.Reports[i]);
-                EXPECT_EQ(Reports[i].rfind("portivo ", 0), 0u);
-            }
+            // The empty one is the interface's own report, which comes first.
+            EXPECT_TRUE(Reports[i].starts_with(R.Reports[i].empty() ? "vestarai " : "portivo "));
+            EXPECT_TRUE(R.Reports[i].empty() || Reports[i].ends_with(": " + R.Reports[i])) << Reports[i];
         }
         m_Account.RemoveAllObjects();
         m_pSystem->Security().DeleteUser(R.Slot);
@@ -189,4 +178,4 @@ TEST_F(PortivoTest, UserSlotBecomesPersonAndAccess)
     EXPECT_EQ(m_Journal.TakeReports(), Lines{}) << "without an interface nothing happens";
 }
 
-} // namespace
+} // namespace support

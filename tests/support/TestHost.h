@@ -64,8 +64,6 @@ public:
     static std::int32_t& UnlockUser(CPortivo& Lock) { return Lock.m_iUnlockUser; }
     static std::int32_t& LowBattery(CPortivo& Lock) { return Lock.m_iLowBattery; }
     static std::uint32_t& HeartbeatInterval(CPortivo& Lock) { return Lock.m_iHeartbeatInterval; }
-    static std::int64_t& LastHeartbeat(CPortivo& Lock) { return Lock.m_tLastHeartbeat; }
-    static CQXString& ProgrammingCode(CPortivo& Lock) { return Lock.m_sProgrammingCode; }
     static CQXString& SerialNumber(CPortivo& Lock) { return Lock.m_sSerialNumber; }
     static CQXTimer& WorkingTimer(CPortivo& Lock) { return Lock.m_tmrWorking; }
     static int& WriteStatePending(CPortivo& Lock) { return Lock.m_bWriteStatePending; }
