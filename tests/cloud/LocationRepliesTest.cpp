@@ -27,6 +27,7 @@ TEST_F(LocationReplies, WalkTakesTheEntryBehindAClaimedOne)
         {"A", "A", "A", ""},     {"AB", "A", "A", ""},    {"ABC", "", "ABC", ""},   {"ABC", "A", "AC", ""},
         {"ABC", "B", "AB", ""},  {"ABC", "C", "ABC", ""}, {"ABC", "AB", "AC", "B"}, {"ABC", "BC", "AB", "C"},
         {"ABC", "ABC", "AC", "B"}, {"ABCD", "ABCD", "AC", "BD"},
+        {"AA", "A", "A", ""},
         {"AOB", "", "AOB", ""}, // O is the account's own location
     };
     // clang-format on

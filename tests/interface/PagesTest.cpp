@@ -35,8 +35,6 @@ TEST_F(PagesTest, PropertyPageIsBuiltMarkedAndStored)
         pAccount->IFaceDoPropertyExchange(&Set, PROPERTYSET_DDX_STORE);
         EXPECT_EQ(Str(pAccount->LocationID()), "a");
         EXPECT_EQ(TakeEffects(), (Lines{"NotifyWrite", "NotifyWrite"})) << "the choice, then the page";
-        CSystemProperty Foreign(CSystemProperty::KIND_TEXT, "", 2002, 0);
-        EXPECT_EQ(pAccount->UpdateProperty(&Foreign, PROPERTY_UPDATE_BUILD, &Set, 0, 0), 0);
         DropQueued(*pAccount);
     }
 }

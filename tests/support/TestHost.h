@@ -139,7 +139,7 @@ private:
 class DriverTest : public ::testing::Test
 {
 protected:
-    /// @param pStore configuration to start from; null: none
+    /// @param StoredConfiguration what to start from; empty: nothing is stored
     explicit DriverTest(std::string StoredConfiguration = {});
     ~DriverTest() override;
     void TearDown() override;
