@@ -3,8 +3,10 @@
 
 #include "host/QXString.h"
 
+#include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 class CTraceProducer;
@@ -52,9 +54,14 @@ public:
     {
         if (i < 0 || i >= NObjects())
             return nullptr;
-        return i < m_nCopied ? &m_pCopied[i] : m_Children[static_cast<std::size_t>(i - m_nCopied)].get();
+        const int nCopied = m_pChildren->nCopied;
+        return i < nCopied ? &m_pChildren->pCopied[i]
+                           : m_pChildren->Added[static_cast<std::size_t>(i - nCopied)].get();
     }
-    int NObjects() const { return m_nCopied + static_cast<int>(m_Children.size()); }
+    int NObjects() const
+    {
+        return m_pChildren ? m_pChildren->nCopied + static_cast<int>(m_pChildren->Added.size()) : 0;
+    }
 
     void AddObjectString(const char* pKey, const char* pValue);
     CJSONObject* AddObjectStruct(const char* pKey); // the new nested object, owned by this node
@@ -64,27 +71,32 @@ public:
 
     CJSONObject* CreateCopy() const; // a deep copy, owned by the caller
 
-    // The tree as lines of the producer, secrets hidden by the log. Writes only while the producer's switch is
-    // on: the driver calls this for every reply, without asking first.
+    // The tree as lines of the producer, secrets hidden by the log. Writes only while the producer's switch
+    // is on: the driver calls this for every reply, without asking first.
     void Trace(CTraceProducer* pProducer) const;
 
     // For the parser.
     KIND Kind() const { return m_eKind; }
-    const std::string& Key() const { return m_Key; }
-    const std::string& Text() const { return m_Text; }
-    CJSONObject* Append(KIND eKind, std::string Key, std::string Text);
+    std::string_view Key() const { return std::string_view(m_KeyAndText).substr(0, m_cbKey); }
+    const char* Text() const { return m_KeyAndText.c_str() + m_cbKey; } // ends at a NUL
+    CJSONObject* Append(KIND eKind, std::string_view Key, std::string_view Text);
 
 private:
+    // A copy has the children that it was made with in one piece, because a copy is made of every lock in
+    // every status reply. Children that are added follow them one by one, so that nodes never move.
+    struct Children {
+        int nCopied = 0;
+        std::unique_ptr<CJSONObject[]> pCopied;
+        std::vector<std::unique_ptr<CJSONObject>> Added;
+    };
+
     CJSONObject() : CJSONObject(KIND_OBJECT) {}
     void CopyTo(CJSONObject* pCopy) const;
 
+    // Small, because a house of a thousand locks has many: most nodes fit into the string's own bytes and
+    // have no children.
     KIND m_eKind;
-    std::string m_Key;
-    std::string m_Text;
-
-    // A copy has the children that it was made with in one piece, because a copy is made of every lock in
-    // every status reply. Children that are added follow them one by one, so that nodes never move.
-    int m_nCopied = 0;
-    std::unique_ptr<CJSONObject[]> m_pCopied;
-    std::vector<std::unique_ptr<CJSONObject>> m_Children;
+    std::uint32_t m_cbKey = 0;
+    std::string m_KeyAndText; // one behind the other
+    std::unique_ptr<Children> m_pChildren;
 };

@@ -12,7 +12,7 @@
 namespace
 {
 
-void AppendQuoted(std::string& Out, const std::string& Text)
+void AppendQuoted(std::string& Out, std::string_view Text)
 {
     Out += nlohmann::json(Text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
@@ -64,7 +64,7 @@ bool IsContainer(const CJSONObject& Node)
 }
 
 // Length and first byte tell most keys apart without a call.
-bool IsKey(const std::string& Key, std::string_view Wanted)
+bool IsKey(std::string_view Key, std::string_view Wanted)
 {
     return Key.size() == Wanted.size() && (Wanted.empty() || Key[0] == Wanted[0]) && Key == Wanted;
 }
@@ -109,7 +109,7 @@ int CJSONObject::FindString(const char* pKey, CQXString* pOut, int iContext)
     const CJSONObject* pFound = pKey && pOut ? Find(this, pKey, true, iContext != 0) : nullptr;
     if (!pFound)
         return 0;
-    *pOut = pFound->m_Text.c_str();
+    *pOut = pFound->Text();
     return 1;
 }
 
@@ -123,13 +123,16 @@ CJSONObject* CJSONObject::AddObjectStruct(const char* pKey)
     return Append(KIND_OBJECT, pKey ? pKey : "", {});
 }
 
-CJSONObject* CJSONObject::Append(KIND eKind, std::string Key, std::string Text)
+CJSONObject* CJSONObject::Append(KIND eKind, std::string_view Key, std::string_view Text)
 {
     auto pChild = std::make_unique<CJSONObject>(eKind);
-    pChild->m_Key = std::move(Key);
-    pChild->m_Text = std::move(Text);
-    m_Children.push_back(std::move(pChild));
-    return m_Children.back().get();
+    pChild->m_cbKey = static_cast<std::uint32_t>(Key.size());
+    pChild->m_KeyAndText.reserve(Key.size() + Text.size());
+    pChild->m_KeyAndText.append(Key).append(Text);
+    if (!m_pChildren)
+        m_pChildren = std::make_unique<Children>();
+    m_pChildren->Added.push_back(std::move(pChild));
+    return m_pChildren->Added.back().get();
 }
 
 void CJSONObject::Write(CHTTPBuf* pBuffer, int /*iEscape*/, JSON_WRITE_FORMAT /*eFormat*/) const
@@ -151,16 +154,17 @@ CJSONObject* CJSONObject::CreateCopy() const
 void CJSONObject::CopyTo(CJSONObject* pCopy) const
 {
     pCopy->m_eKind = m_eKind;
-    pCopy->m_Key = m_Key;
-    pCopy->m_Text = m_Text;
+    pCopy->m_cbKey = m_cbKey;
+    pCopy->m_KeyAndText = m_KeyAndText;
     if (NObjects() == 0)
         return;
-    pCopy->m_pCopied.reset(new CJSONObject[static_cast<std::size_t>(NObjects())]);
-    pCopy->m_nCopied = NObjects();
-    CJSONObject* pNext = pCopy->m_pCopied.get();
-    for (int i = 0; i < m_nCopied; ++i)
-        m_pCopied[i].CopyTo(pNext++);
-    for (const auto& pChild : m_Children)
+    pCopy->m_pChildren = std::make_unique<Children>();
+    pCopy->m_pChildren->nCopied = NObjects();
+    pCopy->m_pChildren->pCopied.reset(new CJSONObject[static_cast<std::size_t>(NObjects())]);
+    CJSONObject* pNext = pCopy->m_pChildren->pCopied.get();
+    for (int i = 0; i < m_pChildren->nCopied; ++i)
+        m_pChildren->pCopied[i].CopyTo(pNext++);
+    for (const auto& pChild : m_pChildren->Added)
         pChild->CopyTo(pNext++);
 }
 

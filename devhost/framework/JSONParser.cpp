@@ -55,11 +55,18 @@ public:
     {
         return AddScalar(Node::KIND_NUMBER, Written);
     }
-    bool string(const std::string& Value) { return AddScalar(Node::KIND_STRING, WithoutNul(Value)); }
+    bool string(const std::string& Value)
+    {
+        if (Value.find('\0') != std::string::npos)
+            return AddScalar(Node::KIND_STRING, WithoutNul(Value));
+        return AddScalar(Node::KIND_STRING, Value);
+    }
     bool binary(const Json::binary_t&) { return false; }
     bool key(const std::string& Key)
     {
-        m_Key = WithoutNul(Key);
+        m_Key = Key;
+        if (Key.find('\0') != std::string::npos)
+            m_Key = WithoutNul(Key);
         return true;
     }
     bool start_object(std::size_t) { return Open(Node::KIND_OBJECT); }
@@ -77,10 +84,15 @@ private:
         std::unordered_set<std::string_view> Keys; // used once comparing with every member would be slow
     };
 
-    bool AddScalar(Node::KIND eKind, std::string Text);
+    bool AddScalar(Node::KIND eKind, std::string_view Text);
     bool Open(Node::KIND eKind);
     bool Close();
     bool TakesNextMember();
+    // What the value that comes now is called in the node that takes it; an array's elements have no names.
+    std::string_view NextKey() const
+    {
+        return m_Open.back().pNode->Kind() == Node::KIND_ARRAY ? std::string_view() : m_Key;
+    }
 
     static constexpr int kFewMembers = 16;
 
@@ -112,15 +124,15 @@ bool TreeBuilder::TakesNextMember()
     return !Parent.Keys.contains(m_Key);
 }
 
-bool TreeBuilder::AddScalar(Node::KIND eKind, std::string Text)
+bool TreeBuilder::AddScalar(Node::KIND eKind, std::string_view Text)
 {
     if (++m_nNodes > kMaxJsonNodes)
         return false;
     if (m_Open.empty()) {
         Node Holder(Node::KIND_ARRAY);
-        m_pRoot.reset(Holder.Append(eKind, {}, std::move(Text))->CreateCopy());
+        m_pRoot.reset(Holder.Append(eKind, {}, Text)->CreateCopy());
     } else if (TakesNextMember()) {
-        m_Open.back().pNode->Append(eKind, std::exchange(m_Key, {}), std::move(Text));
+        m_Open.back().pNode->Append(eKind, NextKey(), Text);
     }
     return true;
 }
@@ -134,7 +146,7 @@ bool TreeBuilder::Open(Node::KIND eKind)
         m_pRoot = std::make_unique<Node>(eKind);
         pNode = m_pRoot.get();
     } else if (TakesNextMember()) {
-        pNode = m_Open.back().pNode->Append(eKind, std::exchange(m_Key, {}), {});
+        pNode = m_Open.back().pNode->Append(eKind, NextKey(), {});
     }
     m_Open.push_back({pNode, {}});
     return true;

@@ -128,6 +128,15 @@ TEST(Json, WritesTextsEscaped)
     EXPECT_EQ(Written(*pCopy), Expected);
 }
 
+TEST(Json, AnElementBehindARepeatedKeyHasNoName)
+{
+    const auto pTree = ParseJson(R"([{"a":1,"a":2},3])");
+    CQXString sValue;
+    EXPECT_EQ(pTree->Object(1)->Key(), "");
+    EXPECT_EQ(pTree->FindString("a", &sValue, 1), 1);
+    EXPECT_EQ(sValue.Compare("1"), 0);
+}
+
 TEST(Json, ACopyTakesFurtherMembersBehindItsOwnAndIsCopiedWithThem)
 {
     const auto pTree = ParseJson(R"({"a":{"b":1},"c":[2]})");
