@@ -6,6 +6,7 @@
 #include "devhost/controller/RequestGuard.h"
 
 #include <charconv>
+#include <utility>
 
 namespace devhost
 {
@@ -18,8 +19,6 @@ using nlohmann::json;
 // Host commands of a door lock.
 constexpr int kCommandLock = 1270;
 constexpr int kCommandUnlock = 1271;
-
-constexpr std::uint32_t kMasterBelievedMs = 60000;
 
 json Done()
 {
@@ -42,6 +41,17 @@ bool FlagMember(const json& Body, const char* pName)
     if (Found == Body.end() || !Found->is_boolean())
         throw ApiError(400, "bad_body", std::string("\"") + pName + "\" must be true or false");
     return Found->get<bool>();
+}
+
+// Nothing for what is no integer, and for one that an int cannot hold, which a plain conversion would cut.
+std::optional<int> ToInt(const json& Value)
+{
+    if (Value.is_number_unsigned() && std::in_range<int>(Value.get<std::uint64_t>()))
+        return Value.get<int>();
+    if (!Value.is_number_unsigned() && Value.is_number_integer() &&
+        std::in_range<int>(Value.get<std::int64_t>()))
+        return Value.get<int>();
+    return std::nullopt;
 }
 
 std::uint64_t NumberParameter(const ApiCall& Call, const char* pName, std::uint64_t Default)
@@ -90,17 +100,11 @@ CDoorLock& ConfiguratorApi::Lock(const ApiCall& Call)
     return *pLock;
 }
 
-json ConfiguratorApi::InterfaceWithMaster(CNetworkBridge& Shown)
+json ConfiguratorApi::InterfaceWithMaster(CNetworkBridge& Shown) const
 {
     const auto Known = m_Masters.find(Shown.ID());
-    if (Known == m_Masters.end() || Known->second.Since.QXTickCount() > kMasterBelievedMs) {
-        // Only a master's page offers to authorise. This page is not kept open, so that no notice builds it.
-        PropertyPage Page;
-        Page.Build(*Shown.DeviceInterface());
-        m_Masters[Shown.ID()] = {Page.HasAction(kActionAuthorise), {}};
-    }
     json Result = InterfaceJson(m_System, Shown);
-    Result["master"] = m_Masters.at(Shown.ID()).IsMaster;
+    Result["master"] = Known == m_Masters.end() ? json(nullptr) : json(Known->second);
     return Result;
 }
 
@@ -116,12 +120,11 @@ void ConfiguratorApi::AddInterfaceRoutes()
         const auto Definitions = m_System.InterfaceDefinitions();
         if (Definitions.empty())
             throw ApiError(409, "no_definition", "the library offers no interface");
-        const int Type = Call.Body.value("type", Definitions.front()->Type());
-        const CNetworkBridge* pAdded = m_System.AddInterface(Type);
+        const json Type = Call.Body.value("type", json(Definitions.front()->Type()));
+        const auto Number = ToInt(Type);
+        const CNetworkBridge* pAdded = Number ? m_System.AddInterface(*Number) : nullptr;
         if (!pAdded)
-            throw ApiError(400, "bad_type",
-                           "the library offers no interface of type " + std::to_string(Type));
-        m_Masters.clear();
+            throw ApiError(400, "bad_type", "the library offers no interface of type " + Text(Type));
         return InterfaceWithMaster(*m_System.BridgeByID(pAdded->ID()));
     });
     m_Router.Add("GET", "/api/v1/interfaces/{id}",
@@ -130,7 +133,7 @@ void ConfiguratorApi::AddInterfaceRoutes()
         const unsigned ID = Bridge(Call).ID();
         m_System.RemoveInterface(ID);
         m_ExtendedPages.erase(ID);
-        m_Masters.clear();
+        m_Masters.clear(); // another interface may be the master now
         return Done();
     });
     m_Router.Add("POST", "/api/v1/interfaces/{id}/discover", [this](const ApiCall& Call) {
@@ -202,8 +205,9 @@ json ConfiguratorApi::StoreStatusPage(const ApiCall& Call)
     for (const json& Item : Items) {
         if (Item.size() == 1 && Item.contains("string") && Item["string"].is_string())
             Message.PutString(Item["string"].get<std::string>().c_str());
-        else if (Item.size() == 1 && Item.contains("int") && Item["int"].is_number_integer())
-            Message.PutInt(Item["int"].get<int>());
+        else if (const auto Number =
+                     Item.size() == 1 && Item.contains("int") ? ToInt(Item["int"]) : std::nullopt)
+            Message.PutInt(*Number);
         else
             throw ApiError(400, "bad_body", "an item is {\"string\":\"...\"} or {\"int\":0}");
     }

@@ -40,7 +40,8 @@ private:
     CNetworkBridge& Bridge(const ApiCall& Call);
     CDeviceInterface& Interface(const ApiCall& Call) { return *Bridge(Call).DeviceInterface(); }
     CDoorLock& Lock(const ApiCall& Call);
-    nlohmann::json InterfaceWithMaster(CNetworkBridge& Shown);
+    nlohmann::json InterfaceWithMaster(CNetworkBridge& Shown) const;
+    nlohmann::json ShowPage(unsigned BridgeID, const PropertyPage& Page);
     nlohmann::json RunAction(const ApiCall& Call);
     nlohmann::json StorePage(const ApiCall& Call);
     nlohmann::json ShowExtendedPage(const ApiCall& Call);
@@ -60,13 +61,9 @@ private:
     ApiRouter m_Router;
     CQXTimer m_SinceStart;
 
-    // Whether an interface is the master shows on its pages only, and building a page may ask the cloud for
-    // its houses; so what a page showed is believed for a while.
-    struct Mastership {
-        bool IsMaster = false;
-        CQXTimer Since;
-    };
-    std::map<unsigned, Mastership> m_Masters;
+    // Whether an interface is the master shows on its pages only, and building one may ask the cloud for its
+    // houses. So this is what the last page showed that was asked for.
+    std::map<unsigned, bool> m_Masters;
     std::map<unsigned, ExtendedPage> m_ExtendedPages; // as last shown, for checking what comes back
 };
 

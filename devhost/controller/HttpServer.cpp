@@ -66,12 +66,13 @@ public:
     Impl(const std::string& Address, std::uint16_t WantedPort, Handler Serve) : m_Serve(std::move(Serve))
     {
         error_code Error;
-        const auto IP = asio::ip::make_address(Address == "localhost" ? "127.0.0.1" : Address, Error);
-        if (Error || !IP.is_loopback())
-            throw std::runtime_error("\"" + Address +
-                                     "\" is no loopback address: the configurator has no "
-                                     "password and is for this machine only");
-        const tcp::endpoint Endpoint(IP, WantedPort);
+        // No other loopback address: the guard lets in requests for these names only.
+        if (Address != "127.0.0.1" && Address != "localhost" && Address != "::1")
+            throw std::runtime_error("cannot listen on \"" + Address +
+                                     "\": the configurator has no password, so it listens on 127.0.0.1, "
+                                     "localhost or [::1] only");
+        const tcp::endpoint Endpoint(asio::ip::make_address(Address == "::1" ? "::1" : "127.0.0.1"),
+                                     WantedPort);
         m_Acceptor.open(Endpoint.protocol());
         m_Acceptor.set_option(asio::socket_base::reuse_address(true));
         if (m_Acceptor.bind(Endpoint, Error) ||

@@ -23,8 +23,8 @@ public:
     using Handler = std::function<ApiResponse(const ApiRequest&)>;
 
     /// Binds and listens; requests are served from Start on.
-    /// @param Address a loopback address; @param Port 0 for a free one.
-    /// @throws std::runtime_error when the address is not a loopback one or cannot be bound.
+    /// @param Address "127.0.0.1", "localhost" or "::1"; @param Port 0 for a free one.
+    /// @throws std::runtime_error for another address, or when it cannot be bound.
     HttpServer(const std::string& Address, std::uint16_t Port, Handler Serve);
     ~HttpServer(); // stops
 
@@ -37,7 +37,8 @@ public:
     /// @param Type of the event, letters only; @param Data one line of text.
     void Publish(const std::string& Type, const std::string& Data);
 
-    /// Calls a function, on the server's thread, for each SIGINT and SIGTERM. Before Start.
+    /// Calls a function, on the server's thread, for SIGINT and SIGTERM. Before Start: a signal that comes
+    /// before the thread runs is kept until then.
     void OnSignal(std::function<void()> Function);
 
 private:

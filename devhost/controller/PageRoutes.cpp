@@ -34,18 +34,17 @@ void ConfiguratorApi::AddPageRoutes()
 {
     m_Router.Add("GET", "/api/v1/interfaces/{id}/page", [this](const ApiCall& Call) {
         CDeviceInterface& Shown = Interface(Call);
-        const auto pPage = m_System.Pages().Open(Shown.BridgeID(), Shown);
-        m_Masters[Shown.BridgeID()] = {pPage->HasAction(kActionAuthorise), {}};
-        return PageJson(*pPage);
+        return ShowPage(Shown.BridgeID(), *m_System.Pages().Open(Shown.BridgeID(), Shown));
     });
     m_Router.Add("PUT", "/api/v1/interfaces/{id}/page",
                  [this](const ApiCall& Call) { return StorePage(Call); });
     m_Router.Add("POST", "/api/v1/interfaces/{id}/page/refresh", [this](const ApiCall& Call) {
-        const auto pPage = m_System.Pages().Find(Bridge(Call).ID());
+        const unsigned BridgeID = Bridge(Call).ID();
+        const auto pPage = m_System.Pages().Find(BridgeID);
         if (!pPage)
             throw ApiError(409, "no_page", "the page is not open: get it first");
         pPage->Refresh();
-        return PageJson(*pPage);
+        return ShowPage(BridgeID, *pPage);
     });
     m_Router.Add("GET", "/api/v1/interfaces/{id}/extended-page",
                  [this](const ApiCall& Call) { return ShowExtendedPage(Call); });
@@ -53,6 +52,12 @@ void ConfiguratorApi::AddPageRoutes()
                  [this](const ApiCall& Call) { return StoreExtendedPage(Call); });
     m_Router.Add("POST", "/api/v1/interfaces/{id}/actions/{action}",
                  [this](const ApiCall& Call) { return RunAction(Call); });
+}
+
+json ConfiguratorApi::ShowPage(unsigned BridgeID, const PropertyPage& Page)
+{
+    m_Masters[BridgeID] = Page.HasAction(kActionAuthorise); // only a master's page offers to authorise
+    return PageJson(Page);
 }
 
 json ConfiguratorApi::StorePage(const ApiCall& Call)
@@ -67,7 +72,7 @@ json ConfiguratorApi::StorePage(const ApiCall& Call)
         pPage = m_System.Pages().Open(BridgeID, Target);
     if (const auto Fault = pPage->Store(Target, Values))
         throw ApiError(400, "bad_page", *Fault);
-    return PageJson(*m_System.Pages().Open(BridgeID, Target));
+    return ShowPage(BridgeID, *m_System.Pages().Open(BridgeID, Target));
 }
 
 json ConfiguratorApi::ShowExtendedPage(const ApiCall& Call)
@@ -79,7 +84,7 @@ json ConfiguratorApi::ShowExtendedPage(const ApiCall& Call)
     if (!Page)
         throw ApiError(502, "bad_page", "the driver's page cannot be read");
     m_ExtendedPages[Shown.BridgeID()] = *Page;
-    m_Masters[Shown.BridgeID()] = {Page->IsMaster(), {}};
+    m_Masters[Shown.BridgeID()] = Page->IsMaster();
     return ExtendedPageJson(*Page);
 }
 

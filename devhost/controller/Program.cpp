@@ -47,6 +47,8 @@ Program::Program(const Settings& Wanted)
                 return ErrorResponse(503, "shutting_down", Closed.what());
             }
         });
+    // Before anything is loaded: a signal during the start ends the host like any other, with a save.
+    m_pServer->OnSignal([this] { m_Loop.RequestExit(); });
     const bool bV6 = m_Settings.ListenAddress.find(':') != std::string::npos;
     m_Address =
         std::string("http://") + (bV6 ? "[::1]" : "127.0.0.1") + ":" + std::to_string(m_pServer->Port());
@@ -105,13 +107,11 @@ Program::~Program()
 {
     // Nobody may ask any more before the objects go.
     m_Loop.Close();
-    m_Log.OnNewEntry({});
     m_pServer->Stop();
 }
 
 int Program::Run()
 {
-    m_pServer->OnSignal([this] { m_Loop.RequestExit(); });
     m_pServer->Start();
     PrintReady();
     m_Loop.Run([this] { Round(); });

@@ -52,6 +52,8 @@ private:
 
     // In the order in which they are made; taken apart the other way round.
     Settings m_Settings;
+    std::atomic<bool> m_NewLogEntry{false}; // set by the log as long as there is one
+    std::uint64_t m_LastReport = 0;
     DiagnosticLog m_Log;
     StateFolder m_Folder;
     FileStore m_Store;
@@ -64,8 +66,6 @@ private:
     std::unique_ptr<PluginLibrary> m_pLibrary;
     std::unique_ptr<System> m_pSystem;
     std::unique_ptr<ConfiguratorApi> m_pApi;
-    std::atomic<bool> m_NewLogEntry{false};
-    std::uint64_t m_LastReport = 0;
 };
 
 } // namespace devhost

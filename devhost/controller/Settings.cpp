@@ -53,7 +53,9 @@ std::variant<Settings, int> ParseCommandLine(int nArguments, const char* const* 
     App.add_option("--ca-file", Result.CaFile, "Certificates to trust instead of the system's (PEM)");
     App.add_option("--connect-to", Result.ConnectTo,
                    "HOST:PORT:ADDRESS:PORT - connect there instead; the certificate must still be HOST's");
-    App.add_option("--listen", Listen, "Loopback ADDRESS:PORT of the configurator; port 0 takes a free one")
+    App.add_option(
+           "--listen", Listen,
+           "Where the configurator listens: 127.0.0.1, localhost or [::1], and a port; 0 takes a free one")
         ->capture_default_str();
     App.add_option("--authorize-base", Result.AuthorizeBase,
                    "http(s)://HOST[:PORT] under which a browser reaches the cloud's authorize page");

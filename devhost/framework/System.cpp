@@ -116,13 +116,17 @@ std::string System::Stop()
     m_Stopped = true;
     m_IdleOn = false;
     StopWorkers();
-    // A worker's last reply may hold tokens that replace the saved ones, and only the host thread takes
-    // replies in, one with each call.
-    for (int i = 0; i < kLastIdleCalls; ++i) {
-        for (const auto& pAccount : m_Accounts)
-            pAccount->pInterface->OnInterfaceIdle();
-    }
+    for (const auto& pAccount : m_Accounts)
+        TakeLastReplies(*pAccount->pInterface);
     return Save();
+}
+
+// The last reply to a worker may hold tokens that replace the saved ones and those of other accounts, and
+// only the host thread takes replies in, one with each call.
+void System::TakeLastReplies(CDeviceInterface& Interface)
+{
+    for (int i = 0; i < kLastIdleCalls; ++i)
+        Interface.OnInterfaceIdle();
 }
 
 std::unique_ptr<CSystemComponent> System::CreateComponent(CSystemComponentDef* pDefinition)
@@ -197,6 +201,8 @@ bool System::RemoveInterface(unsigned BridgeID)
     if (!pAccount)
         return false;
     pAccount->pWorker->Stop();
+    TakeLastReplies(*pAccount->pInterface);
+    pAccount->pWorker->Stop(); // a reply may have led to a restart
     m_Pages.Close(BridgeID);
     m_States.Drop(BridgeID);
     pAccount->pInterface->UnInstall();

@@ -66,7 +66,8 @@ public:
     void Start();
 
     /// One round of the main loop: pages that an earlier round gave notice of, an idle call of each interface
-    /// and component, then a save that was asked for, then the observer. Objects may vanish, and a restart may happen, inside each idle call.
+    /// and component, then a save that was asked for, then the observer. Objects may vanish, and a restart
+    /// may happen, inside each idle call.
     void RunOnce();
 
     /// Stops the workers for good, lets interfaces take in what came last, ends idle calls and saves. Called
@@ -81,7 +82,8 @@ public:
     /// Adds an interface (an account) of a type, initialises it and starts its worker.
     /// @return its bridge, or null when no library makes the type.
     CNetworkBridge* AddInterface(int Type);
-    /// Stops the worker, uninstalls the interface and deletes it with its bridge.
+    /// Stops the worker, lets the interface take in what came last, uninstalls it and deletes it with its
+    /// bridge.
     /// @return false for an unknown id.
     bool RemoveInterface(unsigned BridgeID);
     CNetworkBridge* BridgeByID(unsigned BridgeID);
@@ -157,6 +159,7 @@ private:
     void ClearBridge(const CBridge& Gone);
     void StartWorkers();
     void StopWorkers();
+    static void TakeLastReplies(CDeviceInterface& Interface);
     void RunIdleCalls();
     void SaveIfAsked();
     void AnnounceChanges();

@@ -96,13 +96,15 @@ TEST_F(ApiTest, BadRequestsAreAnsweredWithWhatIsWrongAndChangeNothing)
         {"PUT " + LockPath() + "/users/31", {{R"({"enabled":true})", kNone}}},
         {"PUT " + LockPath() + "/users/3", {{R"({"enabled":1})", kBody}}},
         {"PUT " + LockPath() + "/status-page", {
-            {R"({"items":[{"int":1}]})", kBody}, {"{}", kBody}}},
+            {R"({"items":[{"int":1}]})", kBody}, {"{}", kBody},
+            {R"({"items":[{"string":""},{"string":""},{"string":""},{"int":0},{"int":4294967296}]})", kBody}
+        }},
         {"PUT " + AccountPath() + "/page", {
             {R"({"properties":{"2001":2}})", "400 bad_page"}, {R"({"properties":{"x":0}})", kBody},
             {R"({"properties":{"2001":-1}})", kBody}}},
         {"PUT " + AccountPath() + "/extended-page", {{R"({"selected":0})", "409 no_page"}}},
         {"POST " + AccountPath() + "/actions/20004", {{"", "409 no_action"}}},
-        {"POST /api/v1/interfaces", {{R"({"type":99})", kType}}},
+        {"POST /api/v1/interfaces", {{R"({"type":99})", kType}, {R"({"type":4294967303})", kType}}},
         {Users + "30", {{R"({"name":"A","pin":"1234"})", kNone}}},
         {Users + "0", {
             {R"({"name":"A","pin":"123"})", kUser}, {R"({"name":"A","pin":"12a4"})", kUser},
@@ -137,6 +139,14 @@ TEST_F(ApiTest, CommandsPagesAndActionsReachTheDriver)
     EXPECT_EQ(m_pLock->Commands, (std::vector<std::string>{"1271/3", "1270/0"}));
 
     int House = -1;
+    int Builds = 0;
+    m_pAccount->OnBuild = [&] { ++Builds; };
+    EXPECT_TRUE(Get(AccountPath())["master"].is_null());
+    EXPECT_TRUE(Get("/api/v1/interfaces")["interfaces"][0]["master"].is_null());
+    EXPECT_EQ(Builds, 0) << "a page asks the cloud, and a list shows no page";
+    Get(AccountPath() + "/page");
+    EXPECT_EQ(Get(AccountPath())["master"], true);
+    EXPECT_EQ(Builds, 1);
     m_pAccount->OnStore = [&](int Selected) { House = Selected; };
     EXPECT_EQ(Ask("PUT", AccountPath() + "/page", R"({"properties":{"2001":1}})").Status, 200);
     EXPECT_EQ(House, 1);

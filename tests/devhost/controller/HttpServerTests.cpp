@@ -1,7 +1,8 @@
-// The transport of the configurator, over real connections on a free port.
+// The transport of the configurator, over real connections on a free port, and the program's end.
 
 #include "devhost/controller/HttpServer.h"
 #include "devhost/controller/MainLoop.h"
+#include "devhost/controller/Program.h"
 
 #include <boost/asio/connect.hpp>
 #include <boost/asio/io_context.hpp>
@@ -11,7 +12,11 @@
 #include <boost/asio/write.hpp>
 #include <gtest/gtest.h>
 
+#include <csignal>
+#include <filesystem>
 #include <thread>
+
+#include <unistd.h>
 
 namespace
 {
@@ -59,7 +64,7 @@ devhost::ApiResponse Echo(const devhost::ApiRequest& Request)
 
 TEST(HttpServer, ListensOnLoopbackOnly)
 {
-    for (const char* pAddress : {"0.0.0.0", "192.0.2.1", "::", "example.com", ""})
+    for (const char* pAddress : {"0.0.0.0", "192.0.2.1", "127.0.0.2", "::", "example.com", ""})
         EXPECT_THROW(devhost::HttpServer(pAddress, 0, Echo), std::runtime_error) << pAddress;
     const devhost::HttpServer First("127.0.0.1", 0, Echo);
     EXPECT_THROW(devhost::HttpServer("127.0.0.1", First.Port(), Echo), std::runtime_error);
@@ -112,6 +117,20 @@ TEST(HttpServer, SendsEventsInOrderAndStopsWithOpenConnections)
     EXPECT_EQ(Listener.ReadUntil("\n\n"), "event: lock\ndata: {\"id\":2}\n\n");
     Server.Stop();
     EXPECT_EQ(Listener.ReadAll(), "");
+}
+
+TEST(Program, ASignalDuringTheStartEndsItWithASave)
+{
+    const std::string Folder = testing::TempDir() + "vestara-program-" + std::to_string(getpid());
+    devhost::Settings Settings;
+    Settings.Driver = std::string(FAKE_LIBRARY_DIR) + "/libfake_good.so";
+    Settings.StateDir = Folder;
+    Settings.ListenAddress = "localhost";
+    devhost::Program Program(Settings);
+    raise(SIGTERM);
+    EXPECT_EQ(Program.Run(), 0);
+    EXPECT_TRUE(std::filesystem::exists(Folder + "/configuration"));
+    std::filesystem::remove_all(Folder);
 }
 
 TEST(MainLoop, CallsRunOnTheLoopsThreadAndFailOnceItIsClosed)
