@@ -7,6 +7,7 @@
 #include "interface/VestaraInterface.h"
 #include "lock/Portivo.h"
 
+#include <cstdint>
 #include <cstring>
 
 namespace
