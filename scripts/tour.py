@@ -150,10 +150,19 @@ class Tour:
         for lock in self.locks():
             self.screen.seen(f"{lock['name']:<14} {lock['state']:<9} battery {lock['battery']} %   "
                              f"WiFi {lock['signal']} %   {lock['error'] or 'no error'}")
+        self.screen.seen("their heartbeats are followed while a command waits for one, as in the next step")
         return self.locks()[0]["id"]
 
     def all_states_known(self):
         return all(lock["state"] in ("locked", "unlocked") and not lock["error"] for lock in self.locks())
+
+    @staticmethod
+    def wait_text(lock):
+        if lock["progress"] >= 100:
+            return "heartbeat passed, waiting for the cloud's report"
+        if not lock["progress"]:
+            return "waiting for the next heartbeat"
+        return f"next heartbeat in {lock['progress_time']} s"
 
     def command(self, number, command, wanted_state, user=None):
         body = {"command": command}
@@ -168,9 +177,7 @@ class Tour:
             lock = self.lock(number)
             if lock["working"]:
                 progress["seen"] = progress["seen"] or lock["progress"] > 0
-                left = lock["progress_time"]
-                self.screen.bar(lock["progress"], f"next heartbeat in {left} s" if left or not lock["progress"]
-                                else "heartbeat passed, waiting for the cloud's report")
+                self.screen.bar(lock["progress"], self.wait_text(lock))
             return lock if lock["state"] == wanted_state and not lock["working"] else None
 
         lock = wait_for(f"{command} carried out", arrived, COMMAND_TIMEOUT_S)
