@@ -299,12 +299,12 @@ bool System::Holds(const CSystemComponent* pComponent) const
                        [&](const auto& pFamily) { return pFamily->Contains(pComponent); });
 }
 
-int System::AnnounceUserSlot(int Slot, const CDoorLock* pOnly)
+int System::AnnounceUserSlot(int Slot)
 {
     int nHandled = 0;
     for (CSystemComponent* pComponent : Components()) {
         auto* pLock = dynamic_cast<CDoorLock*>(pComponent);
-        if (!pLock || (pOnly && pLock != pOnly))
+        if (!pLock)
             continue;
         // Slots go to installed locks only: one without a bridge has no cloud to send them to.
         const auto* pClient = dynamic_cast<CBridgeClient*>(pComponent);

@@ -95,10 +95,9 @@ public:
     std::vector<const CDeviceInterfaceDef*> InterfaceDefinitions() const;
     std::vector<std::pair<int, const CSystemComponentDef*>> ComponentDefinitions() const;
 
-    /// Tells door locks that a user slot, or a user's right to a lock, changed.
-    /// @param pOnly the one lock that is told; null: all of them.
+    /// Tells every door lock that a user slot, or a user's right to any lock, changed.
     /// @return how many locks handled it.
-    int AnnounceUserSlot(int Slot, const CDoorLock* pOnly = nullptr);
+    int AnnounceUserSlot(int Slot);
 
     /// The bridge that an OAuth state value was issued for, which is used up by this; null for a value that
     /// is unknown, expired or used, or whose bridge has gone.

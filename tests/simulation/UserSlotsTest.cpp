@@ -45,12 +45,10 @@ protected:
             return m_Account.Discover();
         const int Slot = Step[0] - '0';
         const std::string Rest = Step.substr(2);
-        const CDoorLock* pOnly = nullptr;
         switch (Step[1]) {
         case '+':
         case '-':
             Lock(Rest.c_str()).EnableUser(Slot + 1, Step[1] == '+');
-            pOnly = &Lock(Rest.c_str());
             break;
         case '=':
         case '~':
@@ -62,7 +60,7 @@ protected:
             break;
         }
         if (Step[1] != '~')
-            m_pSystem->AnnounceUserSlot(Slot, pOnly);
+            m_pSystem->AnnounceUserSlot(Slot);
         if (Step[1] == '=' && Rest.empty()) {
             for (const char* pLock : {"front", "back"})
                 Lock(pLock).EnableUser(Slot + 1, 0);
