@@ -133,6 +133,29 @@ TEST_F(SystemTest, LocksJoinOneListOnceAndLeaveItWithTheirAccountOrTheirLife)
     EXPECT_EQ(Second.NClients(), 1);
 }
 
+TEST_F(SystemTest, AClientListGrowsAndShrinksInOrderUnderAWalkOfAnotherThread)
+{
+    auto [First, Second] = RestartWithTwo();
+    std::list<CBridgeClient> Clients;
+    std::atomic<bool> Done{false};
+    std::thread Walker([&, &List = First] { // for the race detector
+        while (!Done) {
+            for (int i = 0; i < List.NClients(); ++i)
+                List.Client(i);
+        }
+    });
+    for (int i = 0; i < 40; ++i)
+        First.AddClient(&Clients.emplace_back(kFakeInterfaceType, 0));
+    Clients.pop_front();
+    Clients.erase(std::next(Clients.begin(), 20));
+    Clients.pop_back();
+    Done = true;
+    Walker.join();
+    ASSERT_EQ(First.NClients(), 37);
+    for (int i = 0; const CBridgeClient& Left : Clients)
+        EXPECT_EQ(First.Client(i++), &Left);
+}
+
 TEST_F(SystemTest, OAuthStatesAreRandomBoundAndUsedOnce)
 {
     auto [First, Second] = RestartWithTwo();
