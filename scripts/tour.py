@@ -377,7 +377,8 @@ def main():
     def interrupted(*_):
         raise KeyboardInterrupt
 
-    signal.signal(signal.SIGTERM, interrupted)
+    for number in (signal.SIGINT, signal.SIGTERM):
+        signal.signal(number, interrupted)
     try:
         setup = Setup(args.bin, os.path.abspath(args.driver), state_dir, args.fixture, args.sim_port,
                       args.admin_port, args.host_port)
