@@ -9,6 +9,12 @@ namespace devhost
 
 namespace http = boost::beast::http;
 
+namespace
+{
+// "0 CR LF CR LF" (RFC 9112, section 7.1): nothing shorter ends a chunked body.
+constexpr std::size_t kLastChunkBytes = 5;
+} // namespace
+
 HttpReplyReader::HttpReplyReader()
 {
     StartReply();
@@ -33,6 +39,9 @@ HttpReplyReader::State HttpReplyReader::Feed(std::string_view Bytes)
 {
     m_Pending += Bytes;
     while (m_State == State::NeedsMore && !m_Pending.empty()) {
+        // The parser cannot resume a last chunk that it has seen less of.
+        if (m_bHeadChecked && m_Parser->chunked() && m_Pending.size() < kLastChunkBytes)
+            break;
         boost::beast::error_code Error;
         const std::size_t cbTaken = m_Parser->put(boost::asio::buffer(m_Pending), Error);
         // The parser stops behind the head, so what it takes before the head was checked belongs to the head.

@@ -55,7 +55,7 @@ TEST(HttpReplyReader, ReadsFramesAndRefusesContradictions)
         {kLength + "99999999999999999999\r\n\r\n", false, "!"},
         {k200 + "Transfer-Encoding: gzip\r\n\r\nx", true, "!"},
         {k200 + "Transfer-Encoding: gzip, chunked\r\n\r\n0\r\n\r\n", false, "!"},
-        {kChunked + "zz\r\n", false, "!"}, {kChunked + "5\r\nhelloX\r\n0\r\n\r\n", false, "!"},
+        {kChunked + "zz\r\n\r\n", false, "!"}, {kChunked + "5\r\nhelloX\r\n0\r\n\r\n", false, "!"},
         // Cut short.
         {"", true, "!"}, {"HTTP/1.1 200", true, "!"}, {kLength + "5\r\n", true, "!"},
         {kLength + "5\r\n\r\nhell", true, "!"}, {kChunked + "5\r\nhello\r\n", true, "!"},
