@@ -60,7 +60,7 @@ struct ApiCall {
     std::map<std::string, std::string> Path;
     nlohmann::json Body; ///< an object for PUT and POST (empty without a body), null otherwise
 
-    /// A placeholder as a number from 0 to 2^31-1. @throws ApiError 404 when it is none.
+    /// A path parameter as a number from 0 to 2^31-1. @throws ApiError 404 when it is none.
     int Number(const std::string& Name) const;
     /// Whether secrets were asked for with ?secrets=1.
     bool Secrets() const { return Request.Parameter("secrets") == "1"; }
