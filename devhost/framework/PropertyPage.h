@@ -13,7 +13,7 @@ namespace devhost
 {
 
 constexpr int kPropertyName = 1023; // the bridge's name; read-only where the driver names its bridge
-constexpr int kPropertyType = 1024; // the definition's name
+constexpr int kPropertyType = 1024; // the type of its definition, as a number
 constexpr int kActionAuthorise = 20002;
 constexpr int kActionReset = 20003;
 constexpr int kAttribReadOnly = 4;
