@@ -1,6 +1,8 @@
 #pragma once
+// Speaks to a cloud in the same process with a controller's bytes; the cases stand in the other files.
 
 #include "cloudsim/model/Cloud.h"
+#include "cloudsim/model/Fixture.h"
 
 #include <gtest/gtest.h>
 #include <string>
@@ -9,64 +11,115 @@
 namespace cloudsim::test
 {
 
+using namespace std::chrono_literals;
+
 // The time at which every test starts: 2026-03-01T12:00:00Z.
-TimePoint StartTime();
+inline constexpr TimePoint kStart = std::chrono::sys_days{2026y / 3 / 1} + 12h;
 
-// A small world, as fixture text and loaded: one location, two locks with a heartbeat each 20 s, and one
-// person with access to the first.
-std::string SmallFixture();
-World SmallWorld();
+// One location, two locks with a heartbeat each 20 s, one person with access to the first, and the tokens of
+// a controller.
+inline const std::string kSmallFixture =
+    R"({"account": {"name": "Robin <Example>", "email": "robin@vestara.example"},
+"locations": [{"id": "home", "name": "Home"}],
+"locks": [
+  {"id": "front", "name": "Front", "location_id": "home", "serial_number": "S1", "programming_code": "111222",
+   "power_source": "battery", "heartbeat_interval": 20, "state": "locked", "power_level": 80, "wifi_level": 60},
+  {"id": "back", "name": "Back", "location_id": "home", "serial_number": "S2", "programming_code": "333444",
+   "power_source": "battery", "heartbeat_interval": 20, "state": "locked", "power_level": 70, "wifi_level": 50}],
+"access_persons": [{"id": "alex", "name": "Alex", "email": null, "pin": "1234"}],
+"accesses": [{"id": "alex-front", "access_person_id": "alex", "accessible_id": "front"}],
+"tokens": {"access": [{"token": "access-1", "expires_at": "2026-03-01T14:00:00Z"}],
+           "refresh": [{"token": "refresh-1"}]}})";
 
-inline constexpr std::string_view kRedirectUri = "http://127.0.0.1:8123/oauth";
+inline World SmallWorld()
+{
+    return LoadWorld(kSmallFixture, kStart);
+}
 
-// A cloud on a clock that is moved by hand, spoken to with the bytes that a controller sends.
+// Checks that status, errorcode and reason of a reply, with blanks in between, begin with a text.
+inline void Expect(const Response& reply, const std::string& begin, const std::string& row = "")
+{
+    const std::string outcome = std::to_string(reply.status) + " " + reply.errorcode + " " + reply.reason;
+    EXPECT_TRUE(outcome.starts_with(begin)) << outcome << "\nexpected: " << begin << "\n"
+                                            << row.substr(0, 200);
+}
+
+inline const std::vector<Header> kAdminHeaders = {{"Host", "localhost"},
+                                                  {"Content-Type", "application/json"}};
+
+// A request to the admin routes; the line is "METHOD TARGET".
+inline Request AdminRequest(const std::string& line, const std::string& body,
+                            const std::vector<Header>& headers = kAdminHeaders)
+{
+    const auto blank = line.find(' ');
+    return {line.substr(0, blank), line.substr(blank + 1), 11, headers, body, {}};
+}
+
+// The text between two marks; empty when they are not there.
+inline std::string Between(const std::string& text, const std::string& before, const std::string& after)
+{
+    const auto begin = text.find(before);
+    const auto end = begin == std::string::npos ? begin : text.find(after, begin + before.size());
+    return end == std::string::npos ? "" : text.substr(begin + before.size(), end - begin - before.size());
+}
+
+// The text with its first occurrence of a part replaced; a failed check when there is none.
+inline std::string Replaced(std::string text, const std::string& from, const std::string& to)
+{
+    const auto at = text.find(from);
+    EXPECT_NE(at, std::string::npos) << from << " is not in " << text;
+    return at == std::string::npos ? text : text.replace(at, from.size(), to);
+}
+
+// What a call throws; empty when it does not.
+template <typename Call>
+std::string Complaint(Call call)
+{
+    try {
+        call();
+    } catch (const std::runtime_error& error) {
+        return error.what();
+    }
+    return {};
+}
+
+// A cloud on a clock that is moved by hand.
 class CloudTest : public testing::Test
 {
 protected:
-    explicit CloudTest(Options options = {}) : cloud(SmallWorld(), std::move(options), SeededRandom(1)) {}
-
     // A request's bytes: its line without the version, the headers that every request has, and the rest.
-    std::string Bytes(const std::string& line, const std::string& rest = "\r\n") const;
-    static std::string PostForm(const std::string& target, const std::string& host, const std::string& form);
-
-    // Parses and handles the bytes of one request.
-    Response Send(const std::string& bytes);
+    std::string Bytes(const std::string& line, const std::string& rest = "\r\n") const
+    {
+        return line + " HTTP/1.1\r\nAccept: application/vnd.vestara.v1+json\r\nAuthorization: Bearer " +
+               accessToken + "\r\nHost: api.vestara.example\r\n" + rest;
+    }
+    Response Send(const std::string& bytes)
+    {
+        const auto parsed = ParseRawRequest(bytes);
+        if (const auto* refusal = std::get_if<Refusal>(&parsed))
+            return cloud.HandleUnreadable(*refusal, now);
+        return cloud.Handle(std::get<Request>(parsed), now);
+    }
     Response Get(const std::string& path) { return Send(Bytes("GET " + path)); }
     Response Delete(const std::string& path) { return Send(Bytes("DELETE " + path)); }
     // A POST or PUT with the CR LF that controllers send behind a body.
-    Response Write(const std::string& line, const std::string& body = "");
-    Response RequestToken(const std::string& form);
-    Response Admin(const std::string& method, const std::string& target, const std::string& body = "");
-
-    std::string CodeForm(const std::string& code) const;
-    std::string RefreshForm(const std::string& refreshToken) const;
-    std::string AuthorizeTarget(std::string_view redirectUri = kRedirectUri) const;
-
-    // Goes through the consent page as a browser does and gives the code.
-    std::string ObtainCode();
-    // The same up to the tokens; the access token is used from then on.
-    Json Authorize();
+    Response Write(const std::string& line, const std::string& body = "")
+    {
+        return Send(Bytes(line, "Content-Length: " + std::to_string(body.size()) +
+                                    "\r\nContent-Type: application/json\r\n\r\n" + body + "\r\n"));
+    }
+    Response Admin(const std::string& line, const std::string& body = "",
+                   const std::vector<Header>& headers = kAdminHeaders)
+    {
+        return cloud.HandleAdmin(AdminRequest(line, body, headers), now);
+    }
 
     const Lock& FirstLock() const { return cloud.CurrentWorld().locks.at(0); }
+    std::string WholeWorld() const { return SaveWorld(cloud.CurrentWorld()); }
 
-    Cloud cloud;
-    TimePoint now = StartTime();
-    std::string accessToken;
+    Cloud cloud{SmallWorld(), {}, SeededRandom(1)};
+    TimePoint now = kStart;
+    std::string accessToken = "access-1";
 };
-
-class AuthorizedTest : public CloudTest
-{
-protected:
-    AuthorizedTest() { Authorize(); }
-};
-
-// The value of a header of a reply; empty when it is not there.
-std::string HeaderValue(const Response& response, std::string_view name);
-
-// The text between two marks; empty when they are not there.
-std::string Between(const std::string& text, const std::string& before, const std::string& after);
-
-// The text with its first occurrence of a part replaced; a failed check when there is none.
-std::string Replaced(std::string text, const std::string& from, const std::string& to);
 
 } // namespace cloudsim::test

@@ -3,146 +3,139 @@
 
 namespace cloudsim::test
 {
-namespace
-{
 
-using OAuthTest = CloudTest;
-using namespace std::chrono_literals;
+const std::string kRedirectUri = "http://127.0.0.1:8123/oauth";
+const std::string kClient =
+    "client_id=" + std::string(kClientId) + "&client_secret=" + std::string(kClientSecret);
 
-std::string GetPage(const std::string& target, const std::string& host)
+std::string Location(const Response& reply)
 {
-    return "GET " + target + " HTTP/1.1\r\nHost: " + host + "\r\n\r\n";
+    return Between(SerializeReply(reply), "Location: ", "\r\n");
 }
+
+class OAuthTest : public CloudTest
+{
+protected:
+    Response Browse(const std::string& target, const std::string& host = "127.0.0.1:4433")
+    {
+        return Send("GET " + target + " HTTP/1.1\r\nHost: " + host + "\r\n\r\n");
+    }
+    Response Post(const std::string& target, const std::string& host, const std::string& form)
+    {
+        return Send("POST " + target + " HTTP/1.1\r\nAccept: application/json\r\nHost: " + host +
+                    "\r\nContent-Length: " + std::to_string(form.size()) +
+                    "\r\nContent-Type: application/x-www-form-urlencoded\r\n\r\n" + form + "\r\n");
+    }
+    Response RequestToken(const std::string& form)
+    {
+        return Post("/oauth/token", "oauth.vestara.example", form);
+    }
+    Response Refresh(const std::string& token)
+    {
+        return RequestToken(kClient + "&refresh_token=" + token + "&grant_type=refresh_token");
+    }
+
+    static std::string AuthorizeTarget(const std::string& redirectUri = kRedirectUri)
+    {
+        return "/oauth/authorize?client_id=" + std::string(kClientId) +
+               "&response_type=code&redirect_uri=" + redirectUri + "&state=s1";
+    }
+    // The form that a button of the consent page sends.
+    std::string Decision(const std::string& target, const std::string& decision)
+    {
+        return "csrf=" + Between(Browse(target).body, "name=\"csrf\" value=\"", "\"") +
+               "&decision=" + decision;
+    }
+    // The form with which a controller redeems a new code.
+    std::string CodeForm()
+    {
+        const std::string target = AuthorizeTarget();
+        const std::string location = Location(Post(target, "127.0.0.1:4433", Decision(target, "approve")));
+        return "code=" + Between(location, kRedirectUri + "?code=", "&state=s1") + "&" + kClient +
+               "&redirect_uri=" + kRedirectUri + "&grant_type=authorization_code";
+    }
+};
 
 TEST_F(OAuthTest, CodesBuyTokensOnceWithinTenMinutes)
 {
-    const std::string first = ObtainCode(), late = ObtainCode();
-    ASSERT_EQ(first.size(), 64U);
+    const std::string first = CodeForm(), late = CodeForm();
     now += 10min - 1ms;
-    const Response reply = RequestToken(CodeForm(first));
-    EXPECT_EQ(reply.status, 200);
-    EXPECT_EQ(Json::parse(reply.body).at("expires_in"), 7200);
-    EXPECT_EQ(RequestToken(CodeForm(first)).errorcode, "invalid_grant");
+    Expect(RequestToken(first), "200");
+    Expect(RequestToken(first), "400 invalid_grant");
     now += 1ms;
-    EXPECT_EQ(RequestToken(CodeForm(late)).errorcode, "invalid_grant");
-}
-
-TEST_F(OAuthTest, TheOldestOpenCodeGivesWay)
-{
-    std::string oldest = ObtainCode(), next;
-    for (int i = 1; i < 1000; ++i) {
-        now += 1ms;
-        const std::string code = ObtainCode();
-        next = i == 1 ? code : next;
-    }
-    EXPECT_EQ(RequestToken(CodeForm(next)).status, 200);
-    EXPECT_EQ(RequestToken(CodeForm(oldest)).errorcode, "invalid_grant");
-}
-
-TEST_F(OAuthTest, WrongTokenRequestsAreRefusedAndNamed)
-{
-    // clang-format off
-    const struct {
-        std::string from, to;
-        int status;
-        std::string errorcode, named;
-    } rows[] = {
-        {"client_id=90", "client_id=91", 401, "invalid_client", "client_id"},
-        {"client_secret=93", "client_secret=94", 401, "invalid_client", "client_secret"},
-        {"&grant_type=authorization_code", "", 400, "invalid_request", "grant_type"},
-        {"grant_type=authorization_code", "grant_type=password", 400, "unsupported_grant_type", "grant_type"},
-        {"code=", "code=&x=", 400, "invalid_request", "'x'"},
-        {"code=", "code", 400, "malformed_form", "="},
-        {"&grant_type", "&grant_type=a&grant_type", 400, "duplicate_field", "grant_type"},
-        {":8123/oauth", ":8124/oauth", 400, "invalid_grant", "redirect_uri"},
-    };
-    // clang-format on
-    std::string form;
-    for (const auto& row : rows) {
-        SCOPED_TRACE(row.to);
-        form = CodeForm(ObtainCode());
-        const Response reply = RequestToken(Replaced(form, row.from, row.to));
-        EXPECT_EQ(reply.status, row.status);
-        EXPECT_EQ(reply.errorcode, row.errorcode);
-        const Json body = Json::parse(reply.body);
-        EXPECT_NE(body.at("message").get<std::string>().find(row.named), std::string::npos) << body;
-        EXPECT_EQ(body.at("error"), row.errorcode);
-    }
-    EXPECT_EQ(RequestToken(form).status, 400) << "a wrong redirect address spends the code";
-    EXPECT_EQ(RequestToken(Replaced(CodeForm(ObtainCode()), "http://", "http%3A%2F%2f")).status, 200);
+    Expect(RequestToken(late), "400 invalid_grant");
 }
 
 TEST_F(OAuthTest, RefreshTokensRotateAndAccessTokensEnd)
 {
-    const std::string first = Authorize().at("refresh_token");
+    const Json reply = Json::parse(Refresh("refresh-1").body);
+    EXPECT_EQ(reply.at("expires_in"), 7200);
+    accessToken = reply.at("access_token");
+    EXPECT_EQ(accessToken.size(), 64U);
     now += 7200s - 1ms;
-    EXPECT_EQ(Get("/locations").status, 200);
+    Expect(Get("/locations"), "200");
     now += 1ms;
-    const Response expired = Get("/locations");
-    EXPECT_EQ(expired.status, 401);
-    EXPECT_EQ(expired.errorcode, "expired_token");
+    Expect(Get("/locations"), "401 expired_token");
+    Expect(Refresh("refresh-1"), "400 invalid_grant");
+    Expect(Refresh(reply.at("refresh_token")), "200");
+}
 
-    const Response refreshed = RequestToken(RefreshForm(first));
-    ASSERT_EQ(refreshed.status, 200);
-    const std::string second = Json::parse(refreshed.body).at("refresh_token");
-    EXPECT_NE(second, first);
-    EXPECT_EQ(RequestToken(RefreshForm(first)).errorcode, "invalid_grant");
-    EXPECT_EQ(RequestToken(RefreshForm(second)).status, 200);
+TEST_F(OAuthTest, WrongTokenRequestsAreRefusedAndNamed)
+{
+    const std::string rows[][3] = {
+        {"client_id=90", "client_id=91", "401 invalid_client client_id"},
+        {"client_secret=93", "client_secret=94", "401 invalid_client client_secret"},
+        {"&grant_type=authorization_code", "", "400 invalid_request grant_type"},
+        {"grant_type=authorization_code", "grant_type=password", "400 unsupported_grant_type"},
+        {"code=", "code=&x=", "400 invalid_request field 'x'"},
+        {"code=", "code", "400 malformed_form"},
+        {"&grant_type", "&grant_type=a&grant_type", "400 duplicate_field form field 'grant_type'"},
+        {":8123/oauth", ":8124/oauth", "400 invalid_grant redirect_uri"},
+    };
+    std::string form;
+    for (const auto& [from, to, outcome] : rows) {
+        form = CodeForm();
+        Expect(RequestToken(Replaced(form, from, to)), outcome, to);
+    }
+    const Response spent = RequestToken(form);
+    Expect(spent, "400 invalid_grant the code is unknown", "a wrong redirect address spends the code");
+    EXPECT_EQ(Json::parse(spent.body).at("error"), "invalid_grant");
+    Expect(RequestToken(Replaced(CodeForm(), "http://", "http%3A%2F%2f")), "200");
 }
 
 TEST_F(OAuthTest, ConsentPageEscapesAndIsAnsweredOnce)
 {
-    const std::string host = "oauth.vestara.example", target = AuthorizeTarget() + "%22%3E%3Cb";
-    const Response page = Send(GetPage(target, host));
-    ASSERT_EQ(page.status, 200);
-    EXPECT_NE(page.body.find("Robin &lt;Example&gt;"), std::string::npos);
-    EXPECT_EQ(Send(GetPage(AuthorizeTarget() + "'<b>", host)).body.find("<b>"), std::string::npos);
+    const std::string page = Browse(AuthorizeTarget() + "'<b>").body;
+    EXPECT_NE(page.find("Robin &lt;Example&gt;"), std::string::npos) << page;
+    EXPECT_NE(page.find("state=s1&#39;&lt;b&gt;\""), std::string::npos) << page;
 
-    const std::string post = PostForm(
-        target, host, "csrf=" + Between(page.body, "name=\"csrf\" value=\"", "\"") + "&decision=deny");
-    const Response denied = Send(post);
-    EXPECT_EQ(denied.status, 302);
-    EXPECT_EQ(HeaderValue(denied, "Location"),
-              std::string(kRedirectUri) + "?error=access_denied&state=s1%22%3E%3Cb");
-    EXPECT_EQ(Send(post).status, 403);
+    const std::string target = AuthorizeTarget("http://[::1]:80/x?y=1") + "%22%3Cb";
+    EXPECT_EQ(Location(Post(target, "localhost", Decision(target, "deny"))),
+              "http://[::1]:80/x?y=1&error=access_denied&state=s1%22%3Cb");
+    const std::string approval = Decision(target, "approve");
+    Expect(Post(AuthorizeTarget(), "localhost", approval), "403 invalid_consent");
+    Expect(Post(target, "localhost", approval), "302");
+    Expect(Post(target, "localhost", approval), "403 invalid_consent");
 }
 
 TEST_F(OAuthTest, OnlyLoopbackAddressesAreTakenAndWrongRequestsNeverRedirect)
 {
     const std::string target = AuthorizeTarget();
-    const struct {
-        std::string target, host, errorcode; // no errorcode: the page comes
-    } rows[] = {
-        {AuthorizeTarget("http://127.0.0.1/x"), "127.0.0.1:5", ""},
-        {AuthorizeTarget("http://[::1]:80/x?y=1"), "localhost", ""},
-        {AuthorizeTarget("https://127.0.0.1/x"), "localhost", "invalid_redirect_uri"},
-        {AuthorizeTarget("http://127.0.0.1.example.com/"), "localhost", "invalid_redirect_uri"},
-        {AuthorizeTarget("http://127.0.0.1:8@evil.test/"), "localhost", "invalid_redirect_uri"},
-        {AuthorizeTarget("http://evil.test%23@127.0.0.1/"), "localhost", "invalid_redirect_uri"},
-        {AuthorizeTarget("http://127.0.0.1/%0d%0aX:1"), "localhost", "invalid_redirect_uri"},
-        {target, "evil.test", "wrong_host"},
-        {target.substr(0, target.find("&state")), "localhost", "invalid_request"},
-        {target + "&state=2", "localhost", "duplicate_field"},
-        {"/oauth/authorize?client_id=1", "localhost", "invalid_client"},
+    const std::string rows[][3] = {
+        {AuthorizeTarget("https://127.0.0.1/x"), "localhost", "400 invalid_redirect_uri"},
+        {AuthorizeTarget("http://127.0.0.1.example.com/"), "localhost", "400 invalid_redirect_uri"},
+        {AuthorizeTarget("http://127.0.0.1:8@evil.test/"), "localhost", "400 invalid_redirect_uri"},
+        {AuthorizeTarget("http://evil.test%23@127.0.0.1/"), "localhost", "400 invalid_redirect_uri"},
+        {AuthorizeTarget("http://127.0.0.1/%0d%0aX:1"), "localhost", "400 invalid_redirect_uri"},
+        {target, "evil.test", "421 wrong_host"},
+        {Replaced(target, "&state=s1", ""), "localhost", "400 invalid_request state"},
+        {Replaced(target, "client_id=9", "client_id=8"), "localhost", "400 invalid_client"},
     };
-    for (const auto& row : rows) {
-        const Response reply = Send(GetPage(row.target, row.host));
-        EXPECT_EQ(reply.errorcode, row.errorcode) << row.target;
-        EXPECT_EQ(reply.status >= 400, !row.errorcode.empty()) << row.target;
-        EXPECT_EQ(HeaderValue(reply, "Location"), "") << row.target;
+    for (const auto& [address, host, outcome] : rows) {
+        const Response reply = Browse(address, host);
+        Expect(reply, outcome, address);
+        EXPECT_EQ(Location(reply), "") << address;
     }
 }
 
-struct AutoApproveTest : CloudTest {
-    AutoApproveTest() : CloudTest({.autoApprove = true, .redirectUris = {"https://hub.example/cb?a=1"}}) {}
-};
-
-TEST_F(AutoApproveTest, RedirectsAtOnceAndTakesRegisteredAddresses)
-{
-    const std::string target = AuthorizeTarget("https%3A%2F%2Fhub.example%2Fcb%3Fa%3D1");
-    const std::string location = HeaderValue(Send(GetPage(target, "localhost:1")), "Location");
-    EXPECT_TRUE(location.starts_with("https://hub.example/cb?a=1&code=")) << location;
-}
-
-} // namespace
 } // namespace cloudsim::test
