@@ -22,16 +22,6 @@ protected:
         EXPECT_EQ(Str(sValue), pValue) << "the caller's text stays";
         return iResult;
     }
-    /// The reports so far without source and line; the other effects stay.
-    Lines Reports()
-    {
-        Lines Texts = m_Journal.TakeReports();
-        for (std::string& Text : Texts) {
-            EXPECT_EQ(Text.rfind("portivo ", 0), 0u) << Text;
-            Text.erase(0, Text.find(": ") + 2);
-        }
-        return Texts;
-    }
 
     CVestaraInterface& m_Account;
     RecordingLock m_Lock;
