@@ -122,51 +122,22 @@ TEST_F(PortivoTest, StatusPageInBothDirections)
     }
 }
 
-TEST_F(PortivoTest, UserSlotBecomesPersonAndAccess)
+TEST_F(PortivoTest, UserSlotOutsideOfTheTableIsRefused)
 {
-    struct Row {
-        int Slot;
-        const char* pUserPin; // of "Ann" at the slot; null: the slot is empty
-        bool Enabled;
-        const char* pPersonID; // of the person with PIN 1111 at the slot; null: nobody
-        int Result;
-        Lines Effects; // the queue included
-    };
-    const std::string kOutside = "report portivo 604: Index outside of range: ";
-    // clang-format off
-    const Row Rows[] = {
-        {-1, nullptr, false, nullptr, 0, {kOutside + "[-1]"}},
-        {30, nullptr, false, nullptr, 0, {kOutside + "[30]"}},
-        {29, "1111", true, nullptr, 1, {"3 8 loc-1|dev-1|29|"}},
-        {0, "1111", false, nullptr, 0, {
-         "report vestarai 3406: AccessPerson missing ID - can't identify for revokin access",
-         "report portivo 641: RevokeAccess failed", "3 8 loc-1|dev-1|0|"}},
-        {0, "1111", true, "p-1", 0, {"report portivo 617: PushUser failed or wasn't required"}},
-        {0, "2222", true, "p-1", 1, {"3 9 loc-1|dev-1|p-1|", "3 13 loc-1|dev-1|p-1|"}},
-        {0, "2222", false, "p-1", 1, {"3 9 loc-1|dev-1|p-1|", "2 12 loc-1|dev-1|p-1|"}},
-        {0, nullptr, true, "p-1", 1, {"4 10 loc-1|dev-1|p-1|"}},
-        {0, nullptr, true, "", 0, {"report vestarai 3371: AccessPerson missing ID - can't identify for deletion",
-         "report portivo 651: PullUser failed"}},
-    };
-    // clang-format on
-    for (const Row& R : Rows) {
-        SCOPED_TRACE(testing::Message() << R.Slot << " " << (R.pUserPin ? R.pUserPin : "-") << R.Enabled
-                                        << (R.pPersonID ? R.pPersonID : " nobody"));
-        if (R.pUserPin) {
-            m_Lock.EnableUser(R.Slot + 1, R.Enabled);
-            SetUser(R.Slot, "Ann", R.pUserPin, "a@b.example");
-        }
-        if (R.pPersonID)
-            AddPerson(m_Account, R.Slot, R.pPersonID, "Ann", "1111", "a@b.example");
-        EXPECT_EQ(m_Lock.SendHardwareSlotConfig(R.Slot, nullptr), R.Result);
-        EXPECT_EQ(TakeEffects() + Queued(m_Account), R.Effects);
-        m_Account.RemoveAllObjects();
-        m_pSystem->Security().DeleteUser(R.Slot);
-        m_Journal.Take();
+    SetUser(29, "Ann");
+    m_Lock.EnableUser(30, 1);
+    EXPECT_EQ(m_Lock.SendHardwareSlotConfig(29, nullptr), 1);
+    EXPECT_EQ(Queued(m_Account), Lines{"3 8 loc-1|dev-1|29|"});
+    m_Journal.Take();
+    for (const int iSlot : {-1, 30, INT_MAX}) {
+        m_Lock.SetBridge(m_Account.NetworkBridge());
+        EXPECT_EQ(m_Lock.SendHardwareSlotConfig(iSlot, nullptr), 0);
+        EXPECT_EQ(TakeEffects(),
+                  Lines{"report portivo 604: Index outside of range: [" + std::to_string(iSlot) + "]"});
+        m_Lock.SetBridge(nullptr);
+        EXPECT_EQ(m_Lock.SendHardwareSlotConfig(iSlot, nullptr), 0);
+        EXPECT_EQ(TakeEffects(), Lines{}) << "without an interface nothing happens";
     }
-    m_Lock.SetBridge(nullptr);
-    EXPECT_EQ(m_Lock.SendHardwareSlotConfig(30, nullptr), 0);
-    EXPECT_EQ(TakeEffects(), Lines{}) << "without an interface nothing happens";
 }
 
 } // namespace support

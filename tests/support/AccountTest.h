@@ -1,7 +1,6 @@
 #pragma once
 // What the tests of the account interface and of the lock share.
 
-#include "interface/LocationPair.h"
 #include "support/RecordingLock.h"
 #include "support/TestHost.h"
 

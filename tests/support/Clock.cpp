@@ -2,7 +2,6 @@
 
 #include "support/Clock.h"
 
-#include <cstdlib>
 #include <ctime>
 
 using support::ManualClock;
@@ -32,12 +31,4 @@ time_t __wrap_time(time_t* pTime)
         *pTime = Now;
     return Now;
 }
-}
-
-support::ManualClock::ManualClock(std::uint64_t UptimeMs, std::int64_t CalendarS)
-{
-    if (s_bInstalled.exchange(true))
-        std::abort();
-    SetUptime(UptimeMs);
-    SetCalendar(CalendarS);
 }

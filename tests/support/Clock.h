@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <cstdlib>
 
 namespace support
 {
@@ -14,7 +15,13 @@ class ManualClock
 public:
     /// Uptime in milliseconds (starts high, so that "more than the uptime" is not met by accident) and
     /// calendar seconds since 1970-01-01 UTC.
-    explicit ManualClock(std::uint64_t UptimeMs = 1'000'000'000, std::int64_t CalendarS = 1'700'000'000);
+    explicit ManualClock(std::uint64_t UptimeMs = 1'000'000'000, std::int64_t CalendarS = 1'700'000'000)
+    {
+        if (s_bInstalled.exchange(true))
+            std::abort();
+        SetUptime(UptimeMs);
+        SetCalendar(CalendarS);
+    }
     ~ManualClock() { s_bInstalled = false; }
     ManualClock(const ManualClock&) = delete;
     ManualClock& operator=(const ManualClock&) = delete;

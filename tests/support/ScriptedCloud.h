@@ -1,5 +1,6 @@
 #pragma once
-// A cloud that answers from a script and keeps every request byte for byte.
+// A cloud that answers from a script and keeps every request byte for byte; the framework's parsing of pages
+// stays in place.
 
 #include "devhost/framework/Framework.h"
 
@@ -16,7 +17,6 @@ namespace support
 class ScriptedCloud : public devhost::Transport
 {
 public:
-    using Answer = std::optional<devhost::HttpReply>;
     struct Request {
         std::string Host;
         int Port;
@@ -24,10 +24,22 @@ public:
     };
 
     std::unique_ptr<devhost::Connection> Connect(const std::string& Host, int Port,
-                                                 std::chrono::milliseconds Timeout) override;
+                                                 std::chrono::milliseconds) override
+    {
+        if (!m_Script.empty() && !m_Script.front().bConnect) {
+            m_Script.pop_front();
+            return nullptr;
+        }
+        return std::make_unique<ScriptedConnection>(*this, Request{Host, Port, {}});
+    }
 
     /// Queues an answer for the next exchange. Exchanges past the script get no page.
-    void Reply(int Status, const std::string& Body, const std::string& Reason = "Reason");
+    void Reply(int Status, const std::string& Body, const std::string& Reason = "Reason")
+    {
+        ReplyRaw({"HTTP/1.1 " + std::to_string(Status) + " " + Reason +
+                      "\r\nContent-Length: " + std::to_string(Body.size()) + "\r\n\r\n",
+                  Body});
+    }
     void ReplyRaw(devhost::HttpReply Page) { m_Script.push_back({true, std::move(Page)}); }
     void NoPage() { m_Script.push_back({true, std::nullopt}); } // the exchange yields nothing
     /// The connection of the next request is not made.
@@ -36,14 +48,32 @@ public:
     /// The requests so far; the list is empty afterwards.
     std::vector<Request> TakeRequests() { return std::exchange(m_Requests, {}); }
 
-    /// Called with each request's bytes before its answer is given: for effects that must come in between.
+    /// Called with each request's bytes before its answer is given: for effects that must come in between, or
+    /// to queue that very answer.
     std::function<void(const std::string&)> OnRequest;
 
 private:
-    friend struct ScriptedConnection;
     struct Step {
-        bool bConnect = true;
-        Answer Page;
+        bool bConnect;
+        std::optional<devhost::HttpReply> Page;
+    };
+    struct ScriptedConnection : devhost::Connection {
+        ScriptedConnection(ScriptedCloud& Owner, Request Given) : Cloud(Owner), Sent(std::move(Given)) {}
+        std::optional<devhost::HttpReply> Exchange(std::string_view Bytes) override
+        {
+            Sent.Bytes = Bytes;
+            Cloud.m_Requests.push_back(Sent);
+            if (Cloud.OnRequest)
+                Cloud.OnRequest(Sent.Bytes);
+            if (Cloud.m_Script.empty())
+                return std::nullopt;
+            Step Next = std::move(Cloud.m_Script.front());
+            Cloud.m_Script.pop_front();
+            return std::move(Next.Page);
+        }
+
+        ScriptedCloud& Cloud;
+        Request Sent;
     };
 
     std::deque<Step> m_Script;
