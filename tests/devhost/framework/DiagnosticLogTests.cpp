@@ -1,7 +1,6 @@
-#include "FrameworkParts.h"
-
 #include "devhost/framework/DiagnosticLog.h"
 #include "host/Trace.h"
+#include "tests/support/Journal.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -11,7 +10,7 @@
 #include <fstream>
 #include <thread>
 
-#include <stdlib.h>
+#include <unistd.h>
 
 namespace
 {
@@ -21,14 +20,12 @@ using testing::HasSubstr;
 
 TEST(Trace, LinesReachTheSinkAsTheyStandUnderTheCurrentName)
 {
-    const FrameworkGuard Guard;
-    RecordingSink Sink;
+    support::Journal Journal;
     CTraceProducer Producer;
-    devhost::TheFramework().pDiagnostics = nullptr;
     Producer.Trace("dropped");
     AssertWrap("dropped", 1, "dropped");
 
-    devhost::TheFramework().pDiagnostics = &Sink;
+    devhost::TheFramework().pDiagnostics = &Journal;
     EXPECT_NE(Producer.TraceName("A"), 0);
     EXPECT_EQ(Producer.TraceName("A"), 0);
     Producer.Trace("100% %s %n");
@@ -38,28 +35,17 @@ TEST(Trace, LinesReachTheSinkAsTheyStandUnderTheCurrentName)
     Producer.Trace(Producer.FormatLine("Got [%d:%%s]", 5));
     AssertWrap("vestarai", 888, "no format %s");
     AssertWrap(nullptr, 0, nullptr);
-    EXPECT_EQ(Sink.Lines(), (std::vector<std::string>{"A|100% %s %n", "B|by value %s", "B|Got [5:%s]",
-                                                      "vestarai:888|no format %s", ":0|"}));
+    devhost::TheFramework() = {};
+    EXPECT_EQ(Journal.Take(),
+              (std::vector<std::string>{"trace A: 100% %s %n", "trace B: by value %s", "trace B: Got [5:%s]",
+                                        "report vestarai 888: no format %s", "report  0: "}));
 }
 
-class DiagnosticLogTest : public testing::Test
+TEST(DiagnosticLog, WritesOneFilteredLineForEachEntry)
 {
-protected:
-    DiagnosticLogTest()
-    {
-        std::string Pattern = testing::TempDir() + "devhost-log-XXXXXX";
-        m_Folder = mkdtemp(Pattern.data());
-    }
-    ~DiagnosticLogTest() override { std::filesystem::remove_all(m_Folder); }
-
-    std::filesystem::path m_Folder;
-};
-
-TEST_F(DiagnosticLogTest, WritesOneFilteredLineForEachEntry)
-{
-    EXPECT_THROW(DiagnosticLog({(m_Folder / "missing" / "log").string(), false, 10}), std::runtime_error);
-    const std::filesystem::path Path = m_Folder / "log";
-    DiagnosticLog Log({Path.string(), false, 10});
+    EXPECT_THROW(DiagnosticLog({"/nowhere/log", false, 10}), std::runtime_error);
+    const std::string Path = testing::TempDir() + "devhost-log-" + std::to_string(getpid());
+    DiagnosticLog Log({Path, false, 10});
     EXPECT_EQ(std::filesystem::status(Path).permissions(), std::filesystem::perms(0600));
     Log.Secrets().SetKnownSecrets({"4711"});
     Log.OnTrace("House\n4711", "a\r\nb\t\x1b[2J {} %s 4711 pin=1234 \xFF");
@@ -68,25 +54,23 @@ TEST_F(DiagnosticLogTest, WritesOneFilteredLineForEachEntry)
                 std::string(DiagnosticLog::kMaxKeptBytes - 1, 'x') + "\xC3\xA4" + std::string(100000, 'y'));
 
     std::ifstream File(Path);
-    std::vector<std::string> Lines(3);
-    for (std::string& Line : Lines)
-        ASSERT_TRUE(std::getline(File, Line));
-    EXPECT_EQ(File.peek(), EOF);
+    std::vector<std::string> Lines;
+    for (std::string Line; std::getline(File, Line);)
+        Lines.push_back(Line);
+    std::filesystem::remove(Path);
     const auto Entries = Log.EntriesSince(0, 10);
+    ASSERT_EQ(Lines.size(), 3u);
     ASSERT_EQ(Entries.size(), 3u);
-    EXPECT_EQ(Entries[0].Producer, "House\\n***");
     EXPECT_EQ(Entries[0].Text, "a\\r\\nb\\t\\x1b[2J {} %s *** pin=*** \xEF\xBF\xBD");
     EXPECT_THAT(Lines[0], HasSubstr("[" + Entries[0].Thread + "] House\\n***: " + Entries[0].Text));
     EXPECT_FALSE(Entries[0].bReport);
     EXPECT_TRUE(Entries[1].bReport);
-    EXPECT_EQ(Entries[1].iLine, 888);
     EXPECT_THAT(Lines[1], HasSubstr("] report vestarai:888: Page returned NULL"));
-    EXPECT_LT(Entries[2].Text.size(), DiagnosticLog::kMaxKeptBytes + 100) << "cut in memory only";
-    EXPECT_TRUE(Entries[2].Text.ends_with("x\xEF\xBF\xBD ... (108193 bytes)"));
+    EXPECT_TRUE(Entries[2].Text.ends_with("x\xEF\xBF\xBD ... (108193 bytes)")) << "cut in memory only";
     EXPECT_GT(Lines[2].size(), 108193u);
 }
 
-TEST_F(DiagnosticLogTest, KeepsTheNewestEntriesAndTellsOfThemFromAnyThread)
+TEST(DiagnosticLog, KeepsTheNewestEntriesAndTellsOfThemFromAnyThread)
 {
     DiagnosticLog Log({"", false, 50});
     std::atomic<int> nCalls{0};
@@ -98,18 +82,16 @@ TEST_F(DiagnosticLogTest, KeepsTheNewestEntriesAndTellsOfThemFromAnyThread)
         for (int i = 0; i < 100; ++i)
             Log.OnTrace("p", "x");
     };
-    std::thread First(Write), Second(Write);
-    First.join();
+    std::thread Second(Write);
+    Write();
     Second.join();
     EXPECT_EQ(nCalls, 200);
-    Log.OnNewEntry(nullptr);
     const auto Kept = [&](std::uint64_t uSince, std::size_t nMax) {
         const auto Entries = Log.EntriesSince(uSince, nMax);
         return std::pair(Entries.size(), Entries.empty() ? 0 : Entries.front().uSequence);
     };
     EXPECT_EQ(Kept(0, 100), std::pair(50ul, 151ul));
-    EXPECT_EQ(Kept(0, 10), std::pair(10ul, 151ul));
-    EXPECT_EQ(Kept(190, 100), std::pair(10ul, 191ul));
+    EXPECT_EQ(Kept(190, 5), std::pair(5ul, 191ul));
     EXPECT_EQ(Kept(999, 100), std::pair(0ul, 0ul));
 }
 

@@ -1,8 +1,7 @@
-#include "FrameworkParts.h"
-
 #include "cloudsim/server/CertificateAuthority.h"
 #include "devhost/framework/TlsTransport.h"
 #include "devhost/framework/WorkerStop.h"
+#include "tests/support/Journal.h"
 
 #include <boost/asio.hpp>
 #include <boost/asio/ssl.hpp>
@@ -14,7 +13,7 @@
 #include <future>
 #include <thread>
 
-#include <stdlib.h>
+#include <unistd.h>
 
 namespace
 {
@@ -25,7 +24,8 @@ using devhost::ConnectTo;
 using testing::HasSubstr;
 using namespace std::chrono_literals;
 
-constexpr const char* kHost = "api.cloud.example";
+constexpr const char* kHost = "API.Cloud.Example"; // routes and certificates have it in small letters
+constexpr const char* kRequest = "GET / HTTP/1.1\r\nHost: x\r\n\r\n";
 
 enum class End { Close, Cut, Hold };
 
@@ -33,7 +33,7 @@ enum class End { Close, Cut, Hold };
 struct Script {
     cloudsim::Identity Server;
     std::string Reply;
-    End eEnd = End::Close;
+    End eEnd = End::Hold;
     int iMaxVersion = 0;                 // 0: any
     std::shared_future<void> MayReply{}; // none: at once
 };
@@ -54,8 +54,6 @@ public:
         m_Io.stop();
         m_Thread.join();
     }
-    TlsServer(const TlsServer&) = delete;
-    TlsServer& operator=(const TlsServer&) = delete;
 
     int Port() const { return m_Acceptor.local_endpoint().port(); }
     // Blocks until the first request has come, and gives it with the server name that was asked for.
@@ -65,17 +63,13 @@ private:
     asio::awaitable<void> Serve()
     {
         for (;;) {
-            asio::ssl::stream<tcp::socket> Stream(co_await m_Acceptor.async_accept(asio::use_awaitable),
-                                                  m_Context);
-            try {
-                co_await Talk(Stream);
-            } catch (const boost::system::system_error&) {
-                // The client went away or refused the certificate; the next one is served all the same.
-            }
+            tcp::socket Socket = co_await m_Acceptor.async_accept(asio::use_awaitable);
+            // What fails here is seen at the client, which goes away or refuses the certificate.
+            asio::co_spawn(m_Io, Talk({std::move(Socket), m_Context}), asio::detached);
         }
     }
 
-    asio::awaitable<void> Talk(asio::ssl::stream<tcp::socket>& Stream)
+    asio::awaitable<void> Talk(asio::ssl::stream<tcp::socket> Stream)
     {
         co_await Stream.async_handshake(asio::ssl::stream_base::server, asio::use_awaitable);
         std::string Request;
@@ -86,9 +80,8 @@ private:
         if (m_Script.MayReply.valid())
             m_Script.MayReply.wait();
         co_await asio::async_write(Stream, asio::buffer(m_Script.Reply), asio::use_awaitable);
-        char Byte = 0;
         if (m_Script.eEnd == End::Hold)
-            co_await Stream.async_read_some(asio::buffer(&Byte, 1), asio::use_awaitable);
+            co_await Stream.lowest_layer().async_wait(tcp::socket::wait_read, asio::use_awaitable);
         if (m_Script.eEnd == End::Close)
             co_await Stream.async_shutdown(asio::use_awaitable);
     }
@@ -106,40 +99,42 @@ class TlsTransportTest : public testing::Test
 protected:
     TlsTransportTest()
     {
-        devhost::TheFramework().pDiagnostics = &m_Sink;
-        std::string Pattern = testing::TempDir() + "devhost-tls-XXXXXX";
-        m_Folder = mkdtemp(Pattern.data());
-        std::ofstream(m_Folder / "ca.pem") << m_Authority.CertificatePem();
+        devhost::TheFramework().pDiagnostics = &m_Journal;
+        std::ofstream(m_CaFile) << m_Authority.CertificatePem();
     }
-    ~TlsTransportTest() override { std::filesystem::remove_all(m_Folder); }
+    ~TlsTransportTest() override
+    {
+        devhost::TheFramework() = {};
+        std::filesystem::remove(m_CaFile);
+    }
 
-    // A transport that trusts the authority and reaches the host at the port on loopback.
+    // A transport that trusts the authority and reaches the host at the port of this machine.
     devhost::TlsTransport Transport(int iPort, std::chrono::milliseconds ExchangeTimeout = 30s,
-                                    const std::string& Address = "127.0.0.1") const
+                                    const char* pAddress = "127.0.0.1") const
     {
         return devhost::TlsTransport(
-            {(m_Folder / "ca.pem").string(), {{kHost, 443, Address, iPort}}, ExchangeTimeout});
+            {m_CaFile, {{"api.cloud.example", 443, pAddress, iPort}}, ExchangeTimeout});
     }
 
-    std::string LastLine() const { return m_Sink.Lines().empty() ? "" : m_Sink.Lines().back(); }
+    // The last line of the log, which is empty afterwards.
+    std::string LastLine()
+    {
+        const auto Lines = m_Journal.Take();
+        return Lines.empty() ? "" : Lines.back();
+    }
 
-    static constexpr const char* kRequest = "GET / HTTP/1.1\r\nHost: x\r\n\r\n";
     cloudsim::CertificateAuthority m_Authority = cloudsim::CertificateAuthority::Create("Test authority");
-    asio::io_context m_Io;
-    std::filesystem::path m_Folder;
-    FrameworkGuard m_Guard;
-    RecordingSink m_Sink;
+    cloudsim::Identity m_Identity = m_Authority.Issue({"other.example", "api.cloud.example"});
+    std::string m_CaFile = testing::TempDir() + "devhost-ca-" + std::to_string(getpid());
+    support::Journal m_Journal;
 };
 
 TEST_F(TlsTransportTest, ExchangesOrSaysWhyNot)
 {
-    const cloudsim::Identity Good = m_Authority.Issue({"other.example", kHost});
     const cloudsim::Identity OtherName = m_Authority.Issue({"other.example"});
-    const cloudsim::Identity Unknown = cloudsim::CertificateAuthority::Create("Stranger").Issue({kHost});
-    const std::string k200 = "HTTP/1.1 200 OK\r\n";
-    const std::string kChunks = "Transfer-Encoding: chunked\r\n\r\n";
-    const std::string kHello = k200 + "Content-Length: 5\r\n\r\nhello",
-                      kHel = kHello.substr(0, kHello.size() - 2);
+    const cloudsim::Identity Unknown =
+        cloudsim::CertificateAuthority::Create("Stranger").Issue({"api.cloud.example"});
+    const std::string k200 = "HTTP/1.1 200 OK\r\n", kFive = k200 + "Content-Length: 5\r\n\r\n";
     // clang-format off
     const struct {
         const char* pName;
@@ -147,16 +142,13 @@ TEST_F(TlsTransportTest, ExchangesOrSaysWhyNot)
         bool bConnects;
         const char *pBody, *pWhy; // no body: no reply
     } kRows[] = {
-        {"length", {Good, kHello, End::Hold}, true, "hello", ""},
-        {"chunks", {Good, k200 + kChunks + "5\r\nhello\r\n0\r\n\r\n", End::Hold}, true, "hello", ""},
-        {"to the end", {Good, k200 + "\r\nhello"}, true, "hello", ""},
-        {"cut at the end", {Good, k200 + "\r\nhel", End::Cut}, true, nullptr, "the connection was cut"},
-        {"cut body", {Good, kHel, End::Cut}, true, nullptr, "the connection was cut"},
-        {"short body", {Good, kHel}, true, nullptr, "cut short"},
-        {"no reply", {Good, ""}, true, nullptr, "cut short"},
+        {"length", {m_Identity, kFive + "hello"}, true, "hello", ""},
+        {"short", {m_Identity, kFive + "hel", End::Close}, true, nullptr, "cut short"},
+        {"to the end", {m_Identity, k200 + "\r\nhello", End::Close}, true, "hello", ""},
+        {"cut at the end", {m_Identity, k200 + "\r\nhel", End::Cut}, true, nullptr, "the connection was cut"},
         {"another name", {OtherName, k200}, false, nullptr, "the certificate is for another name"},
         {"unknown authority", {Unknown, k200}, false, nullptr, "cannot be trusted (unable to get local"},
-        {"TLS 1.1", {Good, k200, End::Close, TLS1_1_VERSION}, false, nullptr, "the handshake failed"},
+        {"TLS 1.1", {m_Identity, k200, End::Close, TLS1_1_VERSION}, false, nullptr, "the handshake failed"},
     };
     // clang-format on
     for (const auto& Row : kRows) {
@@ -175,30 +167,25 @@ TEST_F(TlsTransportTest, ExchangesOrSaysWhyNot)
     }
 }
 
-TEST_F(TlsTransportTest, LooksUpTheNameOfARouteAndSaysWhyNothingIsReached)
+TEST_F(TlsTransportTest, SaysWhyNobodyIsReachedAndGivesUpAPeerThatSaysNothing)
 {
-    TlsServer Server({m_Authority.Issue({kHost}), "HTTP/1.1 204 No Content\r\n\r\n"});
-    devhost::TlsTransport Client = Transport(Server.Port(), 30s, "localhost");
-    EXPECT_NE(Client.Connect("API.Cloud.Example", 443, 30s), nullptr) << LastLine();
-    EXPECT_EQ(Client.Connect("unknown.invalid", 443, 30s), nullptr);
-    EXPECT_THAT(LastLine(), HasSubstr("tls|unknown.invalid:443: the name cannot be resolved"));
-    EXPECT_EQ(Client.Connect(kHost, 70000, 30s), nullptr);
-    EXPECT_THAT(LastLine(), HasSubstr("no such port"));
-
-    tcp::acceptor Bound(m_Io, tcp::v4());
-    Bound.bind(tcp::endpoint(asio::ip::address_v4::loopback(), 0)); // taken, and nobody listens
-    EXPECT_EQ(Transport(Bound.local_endpoint().port()).Connect(kHost, 443, 30s), nullptr);
-    EXPECT_THAT(LastLine(), HasSubstr("connecting failed: Connection refused"));
+    asio::io_context Io;
+    const tcp::endpoint AnyPort(asio::ip::address_v4::loopback(), 0);
+    tcp::socket Deaf(Io, AnyPort); // the port is taken, and nobody listens
+    tcp::acceptor Silent(Io, AnyPort);
+    const auto Failure = [&](const char* pHost, int iPort, int iRoutedTo = 1,
+                             std::chrono::milliseconds Timeout = 30s) {
+        EXPECT_EQ(Transport(iRoutedTo).Connect(pHost, iPort, Timeout), nullptr);
+        return LastLine();
+    };
+    EXPECT_THAT(Failure("unknown.invalid", 443), HasSubstr("tls: unknown.invalid:443: the name cannot be"));
+    EXPECT_THAT(Failure(kHost, 70000), HasSubstr("no such port"));
+    EXPECT_THAT(Failure(kHost, 443, Deaf.local_endpoint().port()), HasSubstr("Connection refused"));
+    EXPECT_THAT(Failure(kHost, 443, Silent.local_endpoint().port(), 50ms),
+                HasSubstr("handshake failed: timed out"));
     EXPECT_THROW(devhost::TlsTransport({"/dev/null", {}}), std::runtime_error) << "no authority to trust";
-}
 
-TEST_F(TlsTransportTest, GivesUpAPeerThatSaysNothing)
-{
-    tcp::acceptor Silent(m_Io, tcp::endpoint(asio::ip::address_v4::loopback(), 0));
-    EXPECT_EQ(Transport(Silent.local_endpoint().port()).Connect(kHost, 443, 50ms), nullptr);
-    EXPECT_THAT(LastLine(), HasSubstr("the handshake failed: timed out"));
-
-    TlsServer Server({m_Authority.Issue({kHost}), "HTTP/1.1 200 OK\r\n", End::Hold});
+    TlsServer Server({m_Identity, "HTTP/1.1 200 OK\r\n"});
     devhost::TlsTransport Client = Transport(Server.Port(), 50ms);
     const auto pConnection = Client.Connect(kHost, 443, 30s);
     ASSERT_NE(pConnection, nullptr) << LastLine();
@@ -209,15 +196,14 @@ TEST_F(TlsTransportTest, GivesUpAPeerThatSaysNothing)
 
 TEST_F(TlsTransportTest, AWorkerThatIsAskedToStopFinishesWithinItsGraceOnly)
 {
-    for (const std::chrono::milliseconds Grace : {24h, 0h}) {
-        SCOPED_TRACE(Grace.count());
-        const bool bFinishes = Grace > 0ms;
+    for (const bool bFinishes : {true, false}) {
+        SCOPED_TRACE(bFinishes);
         std::promise<void> MayReply;
-        TlsServer Server({m_Authority.Issue({kHost}), "HTTP/1.1 204 No Content\r\n\r\n", End::Close, 0,
-                          MayReply.get_future().share()});
+        TlsServer Server(
+            {m_Identity, "HTTP/1.1 204 No Content\r\n\r\n", End::Close, 0, MayReply.get_future().share()});
         devhost::TlsTransport Client = Transport(Server.Port(), 24h, "localhost");
-        devhost::WorkerStop Stop(Grace);
-        std::thread Worker([&] {
+        devhost::WorkerStop Stop(bFinishes ? 24h : 0ms);
+        const auto Worker = std::async(std::launch::async, [&] {
             const devhost::WorkerStop::Scope Scope(Stop);
             auto pConnection = Client.Connect(kHost, 443, 30s);
             ASSERT_NE(pConnection, nullptr) << LastLine();
@@ -230,11 +216,26 @@ TEST_F(TlsTransportTest, AWorkerThatIsAskedToStopFinishesWithinItsGraceOnly)
         Server.FirstRequest();
         Stop.RequestStop();
         if (!bFinishes)
-            Worker.join();
+            Worker.wait();
         MayReply.set_value();
-        if (bFinishes)
-            Worker.join();
     }
+}
+
+TEST(WorkerStop, CallsEachWakeFunctionOnce)
+{
+    devhost::WorkerStop Stop;
+    std::string Calls;
+    const devhost::WorkerStop::Wake Early(&Stop, [&] { Calls += "early "; });
+    {
+        const devhost::WorkerStop::Wake Gone(&Stop, [&] { Calls += "gone "; });
+    }
+    const devhost::WorkerStop::Wake None(nullptr, [&] { Calls += "none "; });
+    EXPECT_FALSE(Stop.WaitFor(0ms));
+    Stop.RequestStop();
+    Stop.RequestStop();
+    const devhost::WorkerStop::Wake Late(&Stop, [&] { Calls += "late "; });
+    EXPECT_EQ(Calls, "early late ");
+    EXPECT_TRUE(Stop.WaitFor(24h));
 }
 
 TEST(ConnectTo, ParsesRoutesAndNamesWhatIsWrong)
@@ -242,7 +243,6 @@ TEST(ConnectTo, ParsesRoutesAndNamesWhatIsWrong)
     const char* const kRows[][2] = {
         {"api.example:443:127.0.0.1:8443", "api.example 443 127.0.0.1 8443"},
         {"api.example:443:[::1]:65535", "api.example 443 ::1 65535"},
-        {"", "not followed by a port"},
         {"api.example:443", "the address is missing"},
         {":443:127.0.0.1:8443", "the host is empty"},
         {"api.example:443:[::1:8443", "not followed by a port"},
@@ -257,7 +257,6 @@ TEST(ConnectTo, ParsesRoutesAndNamesWhatIsWrong)
                      std::to_string(Route.AddressPort);
         } catch (const std::invalid_argument& Error) {
             Result = Error.what();
-            EXPECT_THAT(Result, HasSubstr(pText));
         }
         EXPECT_THAT(Result, HasSubstr(pResult)) << pText;
     }
