@@ -1,13 +1,9 @@
-// The door-lock base: what registrations do to state, error, working and the deferred save.
+// The door-lock base: what registrations do to error, working and user. Its record is
+// ConfigurationTests.cpp's.
 
 #include "tests/devhost/controller/FakePlugin.h"
 
-namespace
-{
-
 using DoorLockTest = SystemTest;
-
-} // namespace
 
 TEST_F(DoorLockTest, AnErrorStaysUntilTheStateChangesOrACommandIsGiven)
 {
@@ -22,7 +18,6 @@ TEST_F(DoorLockTest, AnErrorStaysUntilTheStateChangesOrACommandIsGiven)
         {"the same state again", [](auto& Lock) { Lock.RegisterLockSecured(1); }, "Offline"},
         {"unknown state", [](auto& Lock) { Lock.RegisterUnknownState(); }, "Offline"},
         {"a command given up", [](auto& Lock) { Lock.RegisterWorking(0); }, "Offline"},
-        {"another level", [](auto& Lock) { Lock.RegisterBatteryLevel(12); }, "Offline"},
         {"another state", [](auto& Lock) { Lock.RegisterLockUnsecured(1); }, ""},
         {"a command", [](auto& Lock) { Lock.RegisterWorking(1); }, ""},
     };
@@ -49,23 +44,4 @@ TEST_F(DoorLockTest, AReportEndsWorkingAndRepetitionsKeepTheUserOfTheChange)
     Front.RegisterLockUnsecured(1); // by hand
     EXPECT_EQ(Front.LastUser(), 1);
     EXPECT_EQ(Front.CommandUser(), 3);
-}
-
-TEST_F(DoorLockTest, APendingCommandDoesNotSurviveARestartButTheStateDoes)
-{
-    Restart();
-    AddLock(AddInterface(), "Front door").RegisterLockUnsecured(1);
-    Lock(0).RegisterSignalStrength(71);
-    ASSERT_EQ(m_pSystem->Save(), "");
-    Restart();
-    EXPECT_EQ(Lock(0).State(), CDoorLock::STATE_UNSECURED);
-    EXPECT_EQ(Lock(0).SignalStrength(), 71);
-
-    struct InTransit : FakeLock {
-        using CDoorLock::LockState;
-    };
-    (Lock(0).*(&InTransit::LockState))(CDoorLock::STATE_IN_TRANSIT);
-    ASSERT_EQ(m_pSystem->Save(), "");
-    Restart();
-    EXPECT_EQ(Lock(0).State(), CDoorLock::STATE_UNKNOWN);
 }

@@ -1,9 +1,10 @@
 #pragma once
-// A plug-in in process: an interface and a lock whose behaviour a test sets.
+// A plug-in in process, an interface and a lock whose behaviour a test sets, and the fixture around it.
 
 #include "devhost/framework/Framework.h"
 #include "devhost/framework/System.h"
-#include "tests/devhost/framework/FrameworkParts.h"
+#include "host/Platform.h"
+#include "tests/support/Journal.h"
 
 #include <atomic>
 #include <functional>
@@ -19,28 +20,76 @@ constexpr int kFakeFamily = 3;
 class FakeInterface : public CDeviceNetwork, public CPropertyUpdateDelegate
 {
 public:
-    explicit FakeInterface(CDeviceInterfaceDef* pDefinition);
-    int ReadClientData(CQXFile* pFile, int iVersion) override;
-    int WriteClientData(CQXFile* pFile, int iVersion) override;
-    void IFaceDoPropertyExchange(CPropertySet* pSet, PROPERTYSET_DDX eDdx) override;
-    int UpdateProperty(CSystemProperty*, PROPERTY_UPDATE_CTX, CPropertySet*, int, int) override;
+    explicit FakeInterface(CDeviceInterfaceDef* pDefinition) : CDeviceNetwork(pDefinition, 0, 0) {}
+    int ReadClientData(CQXFile* pFile, int iVersion) override
+    {
+        return CDeviceNetwork::ReadClientData(pFile, iVersion) && pFile->ReadString(&Token);
+    }
+    int WriteClientData(CQXFile* pFile, int iVersion) override
+    {
+        return CDeviceNetwork::WriteClientData(pFile, iVersion) && pFile->WriteString(Token) && Writable;
+    }
+    void IFaceDoPropertyExchange(CPropertySet* pSet, PROPERTYSET_DDX eDdx) override
+    {
+        if (eDdx == PROPERTYSET_DDX_BUILD) {
+            pSet->AddTextProperty("Status", "fine", 2000, 9);
+            CSystemProperty* pHouse = pSet->AddMultiProperty("House", -1, 2001, 0);
+            pHouse->UpdateDelegate(this);
+            UpdateProperty(pHouse, PROPERTY_UPDATE_BUILD, pSet, 0, 0);
+            OnBuild();
+        } else if (eDdx == PROPERTYSET_DDX_STORE) {
+            OnStore(pSet->Property(2001)->SelectedIndex());
+        }
+        CDeviceInterface::IFaceDoPropertyExchange(pSet, eDdx);
+    }
+    int UpdateProperty(CSystemProperty* pProperty, PROPERTY_UPDATE_CTX, CPropertySet*, int, int) override
+    {
+        pProperty->AddChoice("Lake House", 0);
+        pProperty->AddChoice("Cabin", 1);
+        return 1;
+    }
     void OnInterfaceInit() override { ++Inits; }
-    void OnInterfaceIdle() override;
-    int Run() override;
+    void OnInterfaceIdle() override
+    {
+        ++Idles;
+        const auto Hook = OnIdle; // a copy, because the hook may replace itself
+        Hook();
+    }
+    int Run() override
+    {
+        ++Runs;
+        ++Running;
+        while (!NetworkBridge()->ShuttingDown())
+            Sleep(3'600'000); // ends early, or the test hangs
+        --Running;
+        return 0;
+    }
     int UnInstall() override { return CEventServer::Instance()->DeleteAllByOwner(BridgeID()); }
     CQXString GetAuthURL() override { return CSystem::Instance()->GetOAuthState(BridgeID()); }
     void ProcessAuthCode(CQXString sCode) override { Codes.emplace_back(static_cast<char*>(sCode)); }
-    CQXString GetActionURL(int iAction) override;
+    CQXString GetActionURL(int iAction) override
+    {
+        return iAction == 20002 ? "https://oauth.example/authorize?state=1" : "";
+    }
     int ExecuteAction(int iAction, CPropertySet*) override { return iAction == 20003 ? 1 : 0; }
-    void GetExtBridgeConfig(CQXMSG* pMessage) override;
+    void GetExtBridgeConfig(CQXMSG* pMessage) override
+    {
+        pMessage->PutInt(0x2020000);
+        pMessage->PutInt(0);
+        pMessage->PutString("Location");
+        pMessage->PutInt(-1);
+        pMessage->PutInt(1);
+        pMessage->PutString("Lake House");
+        pMessage->PutInt(0x2000000);
+    }
     void SetExtBridgeConfig(CQXMSG* pMessage) override { ExtendedChoice = pMessage->GetInt(); }
+    std::string NewState() { return static_cast<char*>(GetAuthURL()); }
 
-    std::function<void()> OnIdle;
-    std::function<void(int SelectedHouse)> OnStore;
-    std::function<void()> OnBuild;
+    std::function<void()> OnIdle = [] {};
+    std::function<void()> OnBuild = [] {};
+    std::function<void(int)> OnStore = [](int) {}; // with the selected house
     std::vector<std::string> Codes;
-    std::string Token = "token";
-    std::string StateAtConstruction = "none";
+    CQXString Token = "token";
     int Idles = 0, Inits = 0, ExtendedChoice = -100, Writable = 1;
     std::atomic<int> Runs{0}, Running{0};
 };
@@ -51,17 +100,17 @@ public:
     explicit FakeLock(CSystemComponentDef* pDef) : CDoorLock(pDef), CBridgeClient(kFakeInterfaceType, 0) {}
     int ReadData(CQXFile* pFile, int iVersion) override
     {
-        return CDoorLock::ReadData(pFile, iVersion) && ReadClientData(pFile, iVersion) ? 1 : 0;
+        return CDoorLock::ReadData(pFile, iVersion) && ReadClientData(pFile, iVersion);
     }
     int WriteData(CQXFile* pFile, int iVersion) override
     {
-        return CDoorLock::WriteData(pFile, iVersion) && WriteClientData(pFile, iVersion) ? 1 : 0;
+        return CDoorLock::WriteData(pFile, iVersion) && WriteClientData(pFile, iVersion);
     }
     void OnComponentIdle() override
     {
         ++Idles;
-        if (const auto Hook = OnIdle) // a copy, because the hook may delete this lock
-            Hook();
+        const auto Hook = OnIdle; // a copy, because the hook may delete this lock
+        Hook();
     }
     int ExecuteCommand(int iCommand, int iArgument) override
     {
@@ -78,38 +127,84 @@ public:
         pMessage->PutString("Programming Code");
         pMessage->PutString("778899");
     }
-    void SetExtendedConfig(CQXMSG*) override { ++PagesStored; }
+    void SetExtendedConfig(CQXMSG*) override { Commands.push_back("page"); }
+    using CDoorLock::LockState;
 
-    std::function<void()> OnIdle;
+    std::function<void()> OnIdle = [] {};
     std::vector<std::string> Commands;
     std::vector<int> Slots;
-    int Idles = 0, PagesStored = 0;
+    int Idles = 0;
 };
 
-devhost::PluginEntryPoints FakePlugin();
+inline devhost::PluginEntryPoints FakePlugin()
+{
+    devhost::PluginEntryPoints Plugin;
+    Plugin.LoadDeviceInterfaces = [](void*, CQXObList* pList) {
+        pList->AddTail(new CDeviceInterfaceDef(kFakeInterfaceType, "Fake", 0, 0));
+    };
+    Plugin.CreateDeviceInterface = [](CDeviceInterfaceDef* pDefinition) -> CDeviceInterface* {
+        return new FakeInterface(pDefinition);
+    };
+    Plugin.LoadSystemComponentDefs = [](CStringBlock* pBlock, int Family, CQXObList* pList) {
+        if (Family == kFakeFamily)
+            pList->AddTail(new CSystemComponentDef(pBlock, kFakeLockType, "Fake Lock", "", 0, 0));
+    };
+    Plugin.CreateSystemComponent = [](CSystemComponentDef* pDefinition) -> CSystemComponent* {
+        return new FakeLock(pDefinition);
+    };
+    return Plugin;
+}
 
 /// A system with the fake plug-in, over a store in memory.
 class SystemTest : public ::testing::Test
 {
 protected:
+    void TearDown() override
+    {
+        m_pSystem.reset();
+        devhost::TheFramework() = {};
+    }
     /// Takes the system apart and starts another one from what is stored.
-    void Restart(bool bWorkers = false);
-    void TearDown() override { m_pSystem.reset(); }
+    void Restart(bool bWorkers = false)
+    {
+        m_pSystem.reset();
+        devhost::TheFramework().pDiagnostics = &m_Journal;
+        m_pSystem = std::make_unique<devhost::System>(
+            devhost::System::Options{{FakePlugin()}, &m_Store, nullptr, bWorkers});
+        m_pSystem->Start();
+    }
     /// The same, with two new accounts.
-    std::pair<FakeInterface&, FakeInterface&> RestartWithTwo(bool bWorkers = false);
+    std::pair<FakeInterface&, FakeInterface&> RestartWithTwo(bool bWorkers = false)
+    {
+        Restart(bWorkers);
+        FakeInterface& First = AddInterface();
+        return {First, AddInterface()};
+    }
 
-    FakeInterface& AddInterface();
-    FakeLock& AddLock(FakeInterface& Owner, const char* pName);
+    FakeInterface& AddInterface()
+    {
+        m_pSystem->AddInterface(kFakeInterfaceType);
+        return Interface(m_pSystem->NBridges() - 1);
+    }
+    FakeLock& AddLock(FakeInterface& Owner, const char* pName)
+    {
+        auto& Added = dynamic_cast<FakeLock&>(
+            *Family()->AddNewComponent(kFakeLockType, pName, FACTORY_MODE_NEW, nullptr, nullptr));
+        Added.ID(CIDServer::Instance()->NewID());
+        Added.BridgeID(Owner.BridgeID());
+        Added.SetBridge(Owner.NetworkBridge());
+        Owner.AddClient(&Added);
+        Added.RegisterEventServer();
+        return Added;
+    }
     CSystemFamily* Family() { return m_pSystem->FamilyByFamily(kFakeFamily); }
     FakeInterface& Interface(int i)
     {
         return dynamic_cast<FakeInterface&>(*m_pSystem->Bridge(i)->DeviceInterface());
     }
     FakeLock& Lock(int i) { return dynamic_cast<FakeLock&>(*m_pSystem->DoorLock(i)); }
-    bool Reported(const std::string& Text) const;
 
-    FrameworkGuard m_Guard;
-    RecordingSink m_Sink;
+    support::Journal m_Journal;
     devhost::MemoryStore m_Store;
     std::unique_ptr<devhost::System> m_pSystem;
 };
