@@ -9,50 +9,43 @@ namespace support
 
 using LocationsTest = AccountTest;
 
-TEST_F(LocationsTest, ChoiceByIndex)
+TEST_F(LocationsTest, NewChoiceDropsWhatBelongsToTheOldOne)
 {
-    const Lines AB{"a", "b"};
-    struct Row {
-        Lines Candidates;
-        int Index;
-        const char* pSelected;
-        Lines Queue, After;
-        const char* pTrace; // after the first line
-    };
-    for (const Row& R : {Row{AB, 1, "b", {"2 5 b|||", "2 2 |||"}, {}, "New location selected: [House b][2]"},
-                         Row{AB, 0, "a", {"2 4 a|||"}, AB, nullptr}, // the one that is served already
-                         Row{AB, 2, "a", {"2 4 a|||"}, AB, "iVal out of bounds: [3/2]"},
-                         Row{AB, INT_MAX, "a", {"2 4 a|||"}, AB, "iVal out of bounds: [2147483648/2]"},
-                         Row{AB, -1, "a", {"2 4 a|||", "2 2 |||"}, AB, nullptr},
-                         Row{{}, 0, "a", {"2 4 a|||"}, {}, "iVal out of bounds: [1/0]"},
-                         Row{{}, -1, "a", {"2 4 a|||"}, {}, nullptr}}) {
-        SCOPED_TRACE(testing::Message() << R.Index << " of " << R.Candidates.size());
-        CVestaraInterface& Account = AddReadyAccount();
-        Probe(Account).LocationID() = "a";
-        AddLock(Account, "dev-1", "Front");
-        Offer(Account, R.Candidates);
-        Account.AddCommand(METHOD_READ, CMD_DEVICES_STATUS, "a", "", "", "");
-        Account.TraceEnabled(1);
-        Account.SetLocationIdx(R.Index);
-        Account.TraceEnabled(0);
-        const bool bChanged = R.Queue.size() == 2 && R.Index == 1;
-        const Lines Seen = TakeEffects();
-        EXPECT_EQ(Seen.at(0), "trace: Incoming location selection: [" + std::to_string(R.Index) + "]");
-        if (R.pTrace) {
-            EXPECT_EQ(Seen.at(1), std::string("trace: ") + R.pTrace);
-        }
-        EXPECT_EQ(Seen.back() == "NotifyWrite", bChanged) << "saved last";
-        if (bChanged) {
-            EXPECT_EQ(Seen.at(2), "OnSystemExit1 vestarai 2849 0") << "locks go before the discovery";
-        }
-        EXPECT_EQ(Account.NClients(), bChanged ? 0 : 1);
-        EXPECT_EQ(Str(Account.LocationID()), R.pSelected);
-        EXPECT_EQ(Queued(Account), R.Queue);
-        EXPECT_EQ(Candidates(Account), R.After);
-        Account.RemoveAllDevices(0);
-        DropQueued(Account);
-        m_Journal.Take();
+    CVestaraInterface& Account = AddReadyAccount();
+    AddLock(Account, "dev-1", "Front");
+    Offer(Account, {"a", "b"});
+    Account.AddCommand(METHOD_READ, CMD_DEVICES_STATUS, "loc-1", "", "", "");
+    Account.TraceEnabled(1);
+    Account.SetLocationIdx(1);
+    EXPECT_EQ(
+        TakeEffects(),
+        (Lines{"trace: Incoming location selection: [1]", "trace: New location selected: [House b][2]",
+               "OnSystemExit1 vestarai 2849 0", "trace: Deleting DoorLock: [Front][dev-1]", "OnSystemInit",
+               "OnPostSystemInit", "trace: [1] commands queued [S:1][R:0]", "trace: RunIdle delay [1500]",
+               "trace: [2] commands queued [S:2][R:0]", "trace: RunIdle delay [333]", "NotifyWrite"}));
+    EXPECT_EQ(Queued(Account), (Lines{"2 5 b|||", "2 2 |||"}));
+    EXPECT_EQ(Str(Account.LocationID()) + Str(Account.LocationName()), "bHouse b");
+    EXPECT_EQ(Candidates(Account), Lines{});
+}
+
+TEST_F(LocationsTest, OtherIndexesChooseNothing)
+{
+    CVestaraInterface& Account = AddReadyAccount();
+    Probe(Account).LocationID() = "a";
+    Offer(Account, {"a", "b"});
+    Account.TraceEnabled(1);
+    const std::string Incoming = "trace: Incoming location selection: ";
+    const std::string Outside = "trace: iVal out of bounds: ";
+    for (const auto& [Index, Effects] : {std::pair{0, Lines{Incoming + "[0]"}}, // served already
+                                         {2, {Incoming + "[2]", Outside + "[3/2]"}},
+                                         {INT_MAX, {Incoming + "[2147483647]", Outside + "[2147483648/2]"}},
+                                         {-1, {Incoming + "[-1]"}}}) {
+        Account.SetLocationIdx(Index);
+        EXPECT_EQ(TakeEffectsButPace(), Effects);
+        EXPECT_EQ(Queued(Account), Index < 0 ? Lines{"2 2 |||"} : Lines{});
     }
+    EXPECT_EQ(Str(Account.LocationID()), "a");
+    EXPECT_EQ(Candidates(Account), (Lines{"a", "b"}));
 }
 
 TEST_F(LocationsTest, DiscoveryStartsFromScratch)
@@ -60,35 +53,25 @@ TEST_F(LocationsTest, DiscoveryStartsFromScratch)
     for (const char* pLocation : {"", "loc-1"}) {
         CVestaraInterface& Account = AddReadyAccount();
         Probe(Account).LocationID() = pLocation;
-        Probe(Account).LocationsRequested() = 1;
         Offer(Account, {"a"});
-        Account.GenObfuscationList();
-        AddWaitingReply(Account);
         Account.AddCommand(METHOD_READ, CMD_DEVICES_STATUS, "x", "", "", "");
-        m_Journal.Take();
         Account.Discover();
         EXPECT_EQ(TakeEffects(), Lines{"trace: Discovering..."});
         EXPECT_EQ(Queued(Account), (Lines{*pLocation ? "2 5 loc-1|||" : "2 2 |||", "2 7 |||"}));
-        EXPECT_EQ(Account.NResponses() + Probe(Account).ObfuscationList().GetCount(), 0);
         EXPECT_EQ(Candidates(Account), Lines{});
-        EXPECT_EQ(Probe(Account).LocationsRequested(), 0);
-        DropQueued(Account);
     }
 }
 
 TEST_F(LocationsTest, RemovalOfALocationRotatesTheRest)
 {
-    CVestaraInterface& Account = AddAccount();
-    for (const auto& [Before, After] : {std::pair{Lines{"b", "a", "c"}, Lines{"c", "b"}},
-                                        {Lines{"a", "b", "c"}, Lines{"c", "b"}},
-                                        {Lines{"a", "a", "a"}, Lines{"a"}},
-                                        {Lines{"b", "c"}, Lines{"b", "c"}}}) {
+    for (const auto& [Before, After] :
+         {std::pair{Lines{"b", "a", "c"}, Lines{"c", "b"}}, {Lines{"b", "c"}, Lines{"b", "c"}}}) {
+        CVestaraInterface& Account = AddAccount();
         Probe(Account).NotifyConfig() = 0;
         Offer(Account, Before);
         Account.RemoveThisLocation("a");
         EXPECT_EQ(Candidates(Account), After);
         EXPECT_EQ(Probe(Account).NotifyConfig(), Before.size() != After.size());
-        Account.RemoveAllLocations();
     }
 }
 
