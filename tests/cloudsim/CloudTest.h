@@ -4,7 +4,7 @@
 #include "cloudsim/model/Cloud.h"
 #include "cloudsim/model/Fixture.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <string>
 #include <string_view>
 
@@ -12,6 +12,9 @@ namespace cloudsim::test
 {
 
 using namespace std::chrono_literals;
+using testing::HasSubstr;
+using testing::Not;
+using testing::StartsWith;
 
 // The time at which every test starts: 2026-03-01T12:00:00Z.
 inline constexpr TimePoint kStart = std::chrono::sys_days{2026y / 3 / 1} + 12h;
@@ -40,8 +43,7 @@ inline World SmallWorld()
 inline void Expect(const Response& reply, const std::string& begin, const std::string& row = "")
 {
     const std::string outcome = std::to_string(reply.status) + " " + reply.errorcode + " " + reply.reason;
-    EXPECT_TRUE(outcome.starts_with(begin)) << outcome << "\nexpected: " << begin << "\n"
-                                            << row.substr(0, 200);
+    EXPECT_THAT(outcome, StartsWith(begin)) << row.substr(0, 200);
 }
 
 inline const std::vector<Header> kAdminHeaders = {{"Host", "localhost"},
@@ -55,32 +57,12 @@ inline Request AdminRequest(const std::string& line, const std::string& body,
     return {line.substr(0, blank), line.substr(blank + 1), 11, headers, body, {}};
 }
 
-// The text between two marks; empty when they are not there.
-inline std::string Between(const std::string& text, const std::string& before, const std::string& after)
-{
-    const auto begin = text.find(before);
-    const auto end = begin == std::string::npos ? begin : text.find(after, begin + before.size());
-    return end == std::string::npos ? "" : text.substr(begin + before.size(), end - begin - before.size());
-}
-
 // The text with its first occurrence of a part replaced; a failed check when there is none.
 inline std::string Replaced(std::string text, const std::string& from, const std::string& to)
 {
     const auto at = text.find(from);
     EXPECT_NE(at, std::string::npos) << from << " is not in " << text;
     return at == std::string::npos ? text : text.replace(at, from.size(), to);
-}
-
-// What a call throws; empty when it does not.
-template <typename Call>
-std::string Complaint(Call call)
-{
-    try {
-        call();
-    } catch (const std::runtime_error& error) {
-        return error.what();
-    }
-    return {};
 }
 
 // A cloud on a clock that is moved by hand.
@@ -117,7 +99,10 @@ protected:
     const Lock& FirstLock() const { return cloud.CurrentWorld().locks.at(0); }
     std::string WholeWorld() const { return SaveWorld(cloud.CurrentWorld()); }
 
-    Cloud cloud{SmallWorld(), {}, SeededRandom(1)};
+    std::string drawn; // the last random text
+    Cloud cloud{SmallWorld(), {}, [this, random = SeededRandom(1)](std::size_t count) mutable {
+                    return drawn = random(count);
+                }};
     TimePoint now = kStart;
     std::string accessToken = "access-1";
 };

@@ -19,7 +19,7 @@ TEST_F(FixtureTest, SavedWorldGoesOnWhereItWas)
 
     Cloud second(loaded, {}, SeededRandom(2));
     const std::string reply = second.HandleRaw(Bytes("GET /devices/front"), now + 20s);
-    EXPECT_NE(reply.find(R"("state":"unlocked","power_level":9)"), std::string::npos) << reply;
+    EXPECT_THAT(reply, HasSubstr(R"("state":"unlocked","power_level":9)"));
     EXPECT_EQ(second.CurrentWorld().locks[1].missedHeartbeats, 2);
 }
 
@@ -43,8 +43,9 @@ TEST_F(FixtureTest, ShippedFixturesLoadAndBrokenOnesNameTheField)
     // clang-format on
     for (const auto& [from, to, begin] : rows) {
         const std::string broken = Replaced(kSmallFixture, from, to);
-        const std::string complaint = Complaint([&] { LoadWorld(broken, kStart); });
-        EXPECT_TRUE(complaint.starts_with(begin)) << to << ": " << complaint;
+        EXPECT_THAT([&] { LoadWorld(broken, kStart); },
+                    testing::ThrowsMessage<FixtureError>(StartsWith(begin)))
+            << to;
     }
 }
 

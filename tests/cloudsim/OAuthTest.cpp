@@ -8,11 +8,6 @@ const std::string kRedirectUri = "http://127.0.0.1:8123/oauth";
 const std::string kClient =
     "client_id=" + std::string(kClientId) + "&client_secret=" + std::string(kClientSecret);
 
-std::string Location(const Response& reply)
-{
-    return Between(SerializeReply(reply), "Location: ", "\r\n");
-}
-
 class OAuthTest : public CloudTest
 {
 protected:
@@ -40,19 +35,22 @@ protected:
         return "/oauth/authorize?client_id=" + std::string(kClientId) +
                "&response_type=code&redirect_uri=" + redirectUri + "&state=s1";
     }
-    // The form that a button of the consent page sends.
+    // Opens the consent page and gives the form that one of its buttons sends.
     std::string Decision(const std::string& target, const std::string& decision)
     {
-        return "csrf=" + Between(Browse(target).body, "name=\"csrf\" value=\"", "\"") +
-               "&decision=" + decision;
+        const std::string page = Browse(target).body;
+        EXPECT_THAT(page, HasSubstr("name=\"csrf\" value=\"" + drawn + "\""));
+        return "csrf=" + drawn + "&decision=" + decision;
     }
     // The form with which a controller redeems a new code.
     std::string CodeForm()
     {
         const std::string target = AuthorizeTarget();
-        const std::string location = Location(Post(target, "127.0.0.1:4433", Decision(target, "approve")));
-        return "code=" + Between(location, kRedirectUri + "?code=", "&state=s1") + "&" + kClient +
-               "&redirect_uri=" + kRedirectUri + "&grant_type=authorization_code";
+        const Response redirect = Post(target, "127.0.0.1:4433", Decision(target, "approve"));
+        EXPECT_THAT(SerializeReply(redirect),
+                    HasSubstr("Location: " + kRedirectUri + "?code=" + drawn + "&state=s1\r\n"));
+        return "code=" + drawn + "&" + kClient + "&redirect_uri=" + kRedirectUri +
+               "&grant_type=authorization_code";
     }
 };
 
@@ -106,14 +104,14 @@ TEST_F(OAuthTest, WrongTokenRequestsAreRefusedAndNamed)
 TEST_F(OAuthTest, ConsentPageEscapesAndIsAnsweredOnce)
 {
     const std::string page = Browse(AuthorizeTarget() + "'<b>").body;
-    EXPECT_NE(page.find("Robin &lt;Example&gt;"), std::string::npos) << page;
-    EXPECT_NE(page.find("state=s1&#39;&lt;b&gt;\""), std::string::npos) << page;
+    EXPECT_THAT(page, HasSubstr("Robin &lt;Example&gt;"));
+    EXPECT_THAT(page, HasSubstr("state=s1&#39;&lt;b&gt;\""));
 
     const std::string target = AuthorizeTarget("http://[::1]:80/x?y=1") + "%22%3Cb";
-    EXPECT_EQ(Location(Post(target, "localhost", Decision(target, "deny"))),
-              "http://[::1]:80/x?y=1&error=access_denied&state=s1%22%3Cb");
+    EXPECT_THAT(SerializeReply(Post(target, "localhost", Decision(target, "deny"))),
+                HasSubstr("Location: http://[::1]:80/x?y=1&error=access_denied&state=s1%22%3Cb\r\n"));
     const std::string approval = Decision(target, "approve");
-    Expect(Post(AuthorizeTarget(), "localhost", approval), "403 invalid_consent");
+    Expect(Post(AuthorizeTarget() + "%22%3Cb", "localhost", approval), "403 invalid_consent");
     Expect(Post(target, "localhost", approval), "302");
     Expect(Post(target, "localhost", approval), "403 invalid_consent");
 }
@@ -134,8 +132,17 @@ TEST_F(OAuthTest, OnlyLoopbackAddressesAreTakenAndWrongRequestsNeverRedirect)
     for (const auto& [address, host, outcome] : rows) {
         const Response reply = Browse(address, host);
         Expect(reply, outcome, address);
-        EXPECT_EQ(Location(reply), "") << address;
+        EXPECT_THAT(SerializeReply(reply), Not(HasSubstr("Location: "))) << address;
     }
+}
+
+TEST_F(OAuthTest, AutoApprovalRedirectsAtOnceAlsoToRegisteredAddresses)
+{
+    const std::string address = "https://hub.example/cb",
+                      line = "GET " + AuthorizeTarget(address) + " HTTP/1.1\r\n";
+    Cloud approving(SmallWorld(), {.autoApprove = true, .redirectUris = {address}}, SeededRandom(1));
+    EXPECT_THAT(approving.HandleRaw(line + "Host: localhost\r\n\r\n", now),
+                HasSubstr("Location: " + address + "?code="));
 }
 
 } // namespace cloudsim::test

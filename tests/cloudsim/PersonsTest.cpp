@@ -11,7 +11,7 @@ TEST_F(PersonsTest, PersonLivesFromCreationToDeletion)
     const Response created =
         Write("POST /access_persons",
               R"({"type":"access_user","attributes":{"name":"Bo","email":"b@x","pin":"777777"}})");
-    const std::string id = cloud.CurrentWorld().persons.back().id, path = "/access_persons/" + id;
+    const std::string id = drawn, path = "/access_persons/" + id;
     EXPECT_EQ(created.body, R"({"data":{"type":"access_user","id":")" + id +
                                 R"(","attributes":{"name":"Bo","pin":"777777","email":"b@x"}}})");
     const std::string renamed = R"({"attributes":{"name":"Bob","pin":"777777"}})";
@@ -22,7 +22,7 @@ TEST_F(PersonsTest, PersonLivesFromCreationToDeletion)
 
     const std::string grant = R"({"attributes":{"accessible_id":"back","accessible_type":"lock"}})";
     const std::string granted = Write("POST " + path + "/accesses", grant).body;
-    const std::string accessId = cloud.CurrentWorld().accesses.back().id;
+    const std::string accessId = drawn;
     const std::string access = R"({"type":"access_person_access","id":")" + accessId +
                                R"(","attributes":{"accessible_id":"back","accessible_type":"lock",)"
                                R"("access_person_id":")" +
@@ -30,7 +30,6 @@ TEST_F(PersonsTest, PersonLivesFromCreationToDeletion)
     EXPECT_EQ(granted, R"({"data":)" + access + "}");
     EXPECT_EQ(Get(path + "/accesses").body, R"({"data":[)" + access + R"(],"meta":{"count":1}})");
     Expect(Delete("/access_persons/alex/accesses/" + accessId), "404 unknown_access");
-    Expect(Delete(path + "/accesses/alex-front"), "404 unknown_access");
     Expect(Delete(path), "204");
     Expect(Delete(path), "404 unknown_access_person");
     EXPECT_EQ(cloud.CurrentWorld().accesses.size(), 1U);
@@ -47,7 +46,7 @@ TEST_F(PersonsTest, ListsPutTypeAndIdBeforeNestedObjects)
          R"("programming_code":"111222","serial_number":"S1","heartbeat_interval":20,)"
          R"("connected_at":"2026-03-01T12:00:00Z","updated_at":"2026-03-01T12:00:00Z","alive":true}},)"}};
     for (const auto& [path, begin] : lists)
-        EXPECT_EQ(Get(path).body.substr(0, begin.size()), begin);
+        EXPECT_THAT(Get(path).body, StartsWith(begin));
 }
 
 } // namespace cloudsim::test
