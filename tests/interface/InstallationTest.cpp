@@ -11,15 +11,15 @@ TEST_F(InstallationTest, LockIsFoundAmongOwnClientsThenInTheFamily)
 {
     CVestaraInterface& Account = AddAccount();
     ScriptedFamily Family(m_Journal);
-    RecordingLock Own(m_Journal, Account, "house-a-front"), Loose(m_Journal);
+    RecordingLock Own(m_Journal, Account, "a-house-front"), Loose(m_Journal);
     Loose.DeviceID("loose");
     Family.Components = {nullptr, &Loose};
     m_pSystem->Family = [&](int iFamily) { return iFamily == 25 ? &Family : nullptr; };
-    EXPECT_EQ(Account.FindDoorLock("house-a-front"), &Own);
+    EXPECT_EQ(Account.FindDoorLock("a-house-front"), &Own);
     EXPECT_EQ(Account.FindDoorLock(""), nullptr);
     EXPECT_EQ(m_Journal.TakeReports(), Lines{"vestarai 2679: DeviceID is missing - cannot locate DoorLock"});
     EXPECT_EQ(Account.FindDoorLock("loose"), &Loose);
-    EXPECT_EQ(Account.FindDoorLock("house-b-front"), nullptr);
+    EXPECT_EQ(Account.FindDoorLock("b-house-front"), nullptr);
     const std::string Gap = "vestarai 2708: Failed to locate SysComp";
     EXPECT_EQ(m_Journal.TakeReports(), (Lines{Gap, Gap}));
 }

@@ -14,7 +14,7 @@ TEST_F(LoopsTest, PaceFollowsTheCubeOfWhatWaits)
         std::uint32_t StartMs, DelayMs;
     };
     for (const Row& R : {Row{0, 0, 2999, 3000}, Row{0, 0, 3001, 3001}, Row{1, 0, 10000, 1500},
-                         Row{2, 3, 3000, 23}, Row{14, 0, 3000, 1}, Row{1700, 0, 3000, 0}}) {
+                         Row{2, 3, 3000, 23}, Row{14, 0, 3000, 1}, Row{2048, 0, 3000, 0}}) {
         SCOPED_TRACE(testing::Message() << R.nCommands << "+" << R.nReplies << " at " << R.StartMs);
         CVestaraInterface& Account = AddAccount();
         for (int i = 0; i < R.nCommands; ++i)
