@@ -61,7 +61,7 @@ TEST_F(SystemTest, RestartAndRemovalJoinWorkersThatSleep)
     devhost::TheFramework().pSleeper = &Sleeper;
     auto [First, Second] = RestartWithTwo(true);
     const auto AwaitRuns = [](FakeInterface& Account, int Runs) {
-        while (Account.Runs < Runs)
+        while (Account.Runs < Runs || Account.Running == 0)
             std::this_thread::yield();
     };
     AwaitRuns(First, 1);
