@@ -42,6 +42,7 @@ TEST_F(InstallationTest, NewLockIsInstalledInTheStatedOrder)
     EXPECT_GT(Lock.ID(), Account.BridgeID());
     EXPECT_EQ(CPortivoProbe::CachedInterface(Lock), &Account);
     EXPECT_EQ(m_pSystem->Security().Tabs().Components(), std::vector<unsigned>{Lock.ID()});
+    EXPECT_EQ(m_pSystem->Security().Updates(), 1);
     EXPECT_EQ(Probe(Account).NotifyConfig() + Probe(Account).NotifyInterface(), 2);
 }
 

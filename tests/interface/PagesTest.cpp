@@ -93,6 +93,24 @@ TEST_F(PagesTest, StatusAndExtendedPageFollowTheAccountsState)
     }
 }
 
+TEST_F(PagesTest, ExtendedPageTracesItsChoicesCountedFromOne)
+{
+    for (const auto& [Candidates, Effects] :
+         {std::pair{Lines{"loc-1", "b"}, Lines{"trace: Location pre-selected: 1/2",
+                                               "trace: Location added to list: [House loc-1][1]",
+                                               "trace: Location added to list: [House b][2]"}},
+          {Lines{"b"},
+           Lines{"trace: Location pre-selected: 0/1", "trace: Single location pre-selected: [House b]",
+                 "NotifyWrite", "trace: Single location query sent: [House b]"}}}) {
+        CVestaraInterface& Account = AddReadyAccount();
+        Account.TraceEnabled(1);
+        Offer(Account, Candidates);
+        CQXMSG Page;
+        Account.GetExtBridgeConfig(&Page);
+        EXPECT_EQ(TakeEffectsButPace(), Effects);
+    }
+}
+
 TEST_F(PagesTest, ResetActionDropsTheAccount)
 {
     CVestaraInterface& Account = Serve("loc-1");
