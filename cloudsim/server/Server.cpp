@@ -35,6 +35,9 @@ using TlsStream = boost::beast::ssl_stream<tcp_stream>;
 using Error = boost::system::error_code;
 
 constexpr std::chrono::milliseconds kLinger{1000};
+constexpr std::chrono::milliseconds kTickInterval{250};
+constexpr std::chrono::seconds kRequestTimeout{10}; // for handshake, request and reply each
+constexpr std::size_t kMaxConnections = 64;         // of both ports together; more are closed at once
 
 std::string SecureRandom(std::size_t byteCount)
 {
@@ -121,8 +124,6 @@ struct Server::Parts {
         : options(std::move(serverOptions)), cloud(std::move(world), options.cloud, SecureRandom),
           https(Listen(io, options.httpsPort)), admin(Listen(io, options.adminPort)), ticker(io)
     {
-        if (!options.now)
-            options.now = SystemNow;
         SetUpTls(tls, identity.server);
     }
 
@@ -184,7 +185,7 @@ asio::awaitable<void> Server::Parts::AcceptLoop(tcp::acceptor& acceptor, bool is
             co_await pause.async_wait(asio::redirect_error(asio::use_awaitable, error));
             continue;
         }
-        if (connections >= options.maxConnections) {
+        if (connections >= kMaxConnections) {
             spdlog::warn("refused a connection: {} are open already", connections);
             continue;
         }
@@ -196,8 +197,8 @@ asio::awaitable<void> Server::Parts::AcceptLoop(tcp::acceptor& acceptor, bool is
 asio::awaitable<void> Server::Parts::TickLoop()
 {
     for (;;) {
-        cloud.Advance(options.now());
-        ticker.expires_after(options.tickInterval);
+        cloud.Advance(SystemNow());
+        ticker.expires_after(kTickInterval);
         co_await ticker.async_wait(asio::use_awaitable);
     }
 }
@@ -206,7 +207,7 @@ Response Server::Parts::Answer(const RequestReader& reader, Port port)
 {
     const bool isAdmin = port == Port::Admin;
     const bool isBroken = reader.Progress() == RequestReader::State::Failed;
-    const TimePoint now = options.now();
+    const TimePoint now = SystemNow();
     Response response;
     if (isBroken)
         response = isAdmin ? ErrorReply(reader.Error()) : cloud.HandleUnreadable(reader.Error(), now);
@@ -232,7 +233,7 @@ asio::awaitable<void> Server::Parts::Exchange(Stream& stream, Port port, bool& c
         asio::steady_timer wait(io, response.delay);
         co_await wait.async_wait(asio::use_awaitable);
     }
-    lowest.expires_after(options.requestTimeout);
+    lowest.expires_after(kRequestTimeout);
     Error error;
     const std::string bytes = SerializeReply(response);
     co_await asio::async_write(stream, asio::buffer(bytes), asio::redirect_error(asio::use_awaitable, error));
@@ -244,7 +245,7 @@ asio::awaitable<void> Server::Parts::ServeTls(tcp::socket socket)
     const ConnectionCount counted(connections);
     TlsStream stream(tcp_stream(std::move(socket)), tls);
     auto& lowest = boost::beast::get_lowest_layer(stream);
-    lowest.expires_after(options.requestTimeout);
+    lowest.expires_after(kRequestTimeout);
     Error error;
     co_await stream.async_handshake(asio::ssl::stream_base::server,
                                     asio::redirect_error(asio::use_awaitable, error));
@@ -252,7 +253,7 @@ asio::awaitable<void> Server::Parts::ServeTls(tcp::socket socket)
         spdlog::warn("TLS handshake failed: {}", error.message());
         co_return;
     }
-    lowest.expires_after(options.requestTimeout);
+    lowest.expires_after(kRequestTimeout);
     bool cutShort = false;
     co_await Exchange(stream, Port::Cloud, cutShort);
     // A cut reply must look like a broken connection, so it ends without TLS's own good-bye.
@@ -267,7 +268,7 @@ asio::awaitable<void> Server::Parts::ServeAdmin(tcp::socket socket)
 {
     const ConnectionCount counted(connections);
     tcp_stream stream(std::move(socket));
-    stream.expires_after(options.requestTimeout);
+    stream.expires_after(kRequestTimeout);
     bool cutShort = false;
     co_await Exchange(stream, Port::Admin, cutShort);
     if (!cutShort)

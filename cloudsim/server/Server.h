@@ -17,11 +17,6 @@ struct ServerOptions {
     Options cloud;
     std::uint16_t httpsPort = 0; // 0 takes a free one
     std::uint16_t adminPort = 0;
-    std::chrono::milliseconds tickInterval{250};
-    std::chrono::milliseconds requestTimeout{10000}; // for handshake, request and reply each
-    std::size_t maxConnections = 64;                 // of both ports together; more are closed at once
-    // The time that the model gets. A test may pass a clock of its own; it is called on the server's thread.
-    std::function<TimePoint()> now;
     // Where POST /admin/save puts its files; the working folder when empty.
     std::filesystem::path saveFolder;
 };

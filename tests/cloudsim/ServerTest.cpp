@@ -1,4 +1,4 @@
-// Checks the server over real sockets on free ports: TLS with verification, faults on the wire, its limits.
+// Checks the server over real sockets on free ports: TLS with verification, and faults on the wire.
 #include "cloudsim/server/Server.h"
 
 #include "tests/cloudsim/CloudTest.h"
@@ -71,34 +71,6 @@ TEST_F(ServerTest, FaultsReachTheWire)
               kReply.substr(0, kReply.size() - 37) + "[stream truncated]");
     EXPECT_EQ(Exchange(kApi, identity.authorityPem), "[stream truncated]");
     EXPECT_EQ(Exchange(kApi, identity.authorityPem), kReply);
-}
-
-TEST(ServerLimitsTest, SurplusConnectionsAreClosedSlowOnesEndAndTakenPortsAreNamed)
-{
-    ServerOptions options;
-    options.maxConnections = 1;
-    options.requestTimeout = 300ms;
-    const ServerIdentity identity = MakeIdentity({"localhost"});
-    const Server server(options, SmallWorld(), identity);
-    asio::io_context io;
-    const tcp::endpoint endpoint(asio::ip::address_v4::loopback(), server.AdminPort());
-    tcp::socket slow(io), surplus(io);
-    slow.connect(endpoint);
-    surplus.connect(endpoint);
-    // The whole request gets no answer, since the place is taken; the other connection ends by its time
-    // limit.
-    Error error;
-    asio::write(surplus, asio::buffer(kRequest), error);
-    for (tcp::socket* socket : {&surplus, &slow}) {
-        std::string bytes;
-        asio::read(*socket, asio::dynamic_buffer(bytes), error);
-        EXPECT_EQ(bytes, "");
-    }
-    EXPECT_EQ(error, asio::error::eof);
-
-    options.httpsPort = server.HttpsPort();
-    EXPECT_THAT([&] { Server(options, SmallWorld(), identity); },
-                testing::ThrowsMessage<std::runtime_error>(HasSubstr(std::to_string(options.httpsPort))));
 }
 
 } // namespace cloudsim::test
