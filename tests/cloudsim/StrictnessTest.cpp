@@ -1,6 +1,5 @@
 // Checks how requests are read from pieces, where their size ends, and that each way in which one can differ
 // from a controller's own is refused and named.
-#include "cloudsim/model/Forms.h"
 #include "tests/cloudsim/CloudTest.h"
 
 namespace cloudsim::test
@@ -105,12 +104,6 @@ TEST_F(StrictnessTest, HeaderAndBodyAreBounded)
     Expect(Send(length + "1048576" + end + std::string(kMaxBodyBytes, 'x')), "404 unknown_path");
     Expect(Send(length + "1048577" + end), "413 body_too_large");
     Expect(Send(length + "99999999999999999999" + end), "400 malformed_request");
-}
-
-TEST(FormsTest, OnlyWholePercentSequencesAreDecoded)
-{
-    const std::string_view text = "a%41%2fb%zz+%-1%4f";
-    EXPECT_EQ(PercentDecode(text.substr(0, text.size() - 1)), "aA/b%zz+%-1%4");
 }
 
 } // namespace cloudsim::test

@@ -66,10 +66,10 @@ TEST_F(InstallationTest, RemovalTakesOwnLocksFromTheLast)
     CVestaraInterface& Account = AddReadyAccount();
     CVestaraInterface& Other = AddReadyAccount();
     Account.TraceEnabled(1);
+    CPortivo& Loaned = AddLock(Account, "dev-3", "Loaned");
     AddLock(Other, "far", "Far");
     AddLock(Account, "dev-1", "Front");
     AddLock(Account, "dev-2", "50%s");
-    CPortivo& Loaned = AddLock(Account, "dev-3", "Loaned");
     Loaned.BridgeID(Other.BridgeID());
     Account.RemoveAllDevices(0);
     EXPECT_EQ(TakeEffects(),

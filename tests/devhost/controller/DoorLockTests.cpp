@@ -34,7 +34,6 @@ TEST_F(DoorLockTest, AReportEndsWorkingAndRepetitionsKeepTheUserOfTheChange)
 {
     Restart();
     FakeLock& Front = AddLock(AddInterface(), "Front door");
-    Front.RegisterUnlockCommand(3);
     Front.RegisterWorking(1);
     Front.RegisterLockUnsecured(103);
     EXPECT_EQ(Front.Working(), 0);
@@ -43,5 +42,4 @@ TEST_F(DoorLockTest, AReportEndsWorkingAndRepetitionsKeepTheUserOfTheChange)
     Front.RegisterLockSecured(1);
     Front.RegisterLockUnsecured(1); // by hand
     EXPECT_EQ(Front.LastUser(), 1);
-    EXPECT_EQ(Front.CommandUser(), 3);
 }

@@ -1,6 +1,4 @@
 #include "devhost/framework/DiagnosticLog.h"
-#include "host/Trace.h"
-#include "tests/support/Journal.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -17,29 +15,6 @@ namespace
 
 using devhost::DiagnosticLog;
 using testing::HasSubstr;
-
-TEST(Trace, LinesReachTheSinkAsTheyStandUnderTheCurrentName)
-{
-    support::Journal Journal;
-    CTraceProducer Producer;
-    Producer.Trace("dropped");
-    AssertWrap("dropped", 1, "dropped");
-
-    devhost::TheFramework().pDiagnostics = &Journal;
-    EXPECT_NE(Producer.TraceName("A"), 0);
-    EXPECT_EQ(Producer.TraceName("A"), 0);
-    Producer.Trace("100% %s %n");
-    EXPECT_NE(Producer.TraceName("B"), 0);
-    Producer.Trace(CQXString("by value %s"));
-    Producer.Trace(static_cast<const char*>(nullptr));
-    Producer.Trace(Producer.FormatLine("Got [%d:%%s]", 5));
-    AssertWrap("vestarai", 888, "no format %s");
-    AssertWrap(nullptr, 0, nullptr);
-    devhost::TheFramework() = {};
-    EXPECT_EQ(Journal.Take(),
-              (std::vector<std::string>{"trace A: 100% %s %n", "trace B: by value %s", "trace B: Got [5:%s]",
-                                        "report vestarai 888: no format %s", "report  0: "}));
-}
 
 TEST(DiagnosticLog, WritesOneFilteredLineForEachEntry)
 {

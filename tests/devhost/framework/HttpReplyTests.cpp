@@ -1,6 +1,5 @@
 #include "devhost/framework/HttpReplyReader.h"
 #include "host/HTTP.h"
-#include "host/JSON.h"
 
 #include <gtest/gtest.h>
 
@@ -106,18 +105,6 @@ TEST(HtmlPage, ReadsTheStatusLineStrictly)
                               "HTTP/1.1  20 OK\r\n\r\n", "HTTP/1.x 200 OK\r\n\r\n", "HTTP/2.0 200 OK\r\n\r\n",
                               "HTTP/1.1 200 OK", ""})
         Expect(pHead, -1, "unchanged");
-}
-
-TEST(HtmlPage, TheConversionTakesThePageAndParsesTheBodyOnly)
-{
-    for (const auto& [pBody, nMembers] : {std::pair{"{\"a\":1}", 1}, {"{}", 0}, {"<html/>", -1}}) {
-        auto* pPage = new CHTMLPage("HTTP/1.1 200 OK\r\n\r\n", pBody);
-        EXPECT_EQ(pPage->Data(), "HTTP/1.1 200 OK\r\n\r\n" + std::string(pBody));
-        const std::unique_ptr<CJSONObject> pTree(CHTMLPage::HTMLPageToJSON(pPage));
-        EXPECT_EQ(pPage, nullptr);
-        EXPECT_EQ(pTree ? pTree->NObjects() : -1, nMembers) << pBody;
-        EXPECT_EQ(CHTMLPage::HTMLPageToJSON(pPage), nullptr);
-    }
 }
 
 } // namespace
