@@ -127,6 +127,7 @@ TEST_F(PortivoTest, UserSlotOutsideOfTheTableIsRefused)
     SetUser(29, "Ann");
     m_Lock.EnableUser(30, 1);
     EXPECT_EQ(m_Lock.SendHardwareSlotConfig(29, nullptr), 1);
+    EXPECT_EQ(m_Lock.SendHardwareSlotConfig(28, nullptr), 1) << "nobody to remove";
     EXPECT_EQ(Queued(m_Account), Lines{"3 8 loc-1|dev-1|29|"});
     m_Journal.Take();
     for (const int iSlot : {-1, 30, INT_MAX}) {

@@ -115,6 +115,7 @@ TEST_F(StatusTest, CommandsAreQueuedUnlessTheStateIsThereAlready)
         CPortivoProbe::LastCommand(m_Lock) = 7;
         CPortivoProbe::UnlockUser(m_Lock) = 8;
         CPortivoProbe::UnlockTimer(m_Lock).SetElapsed(500);
+        CPortivoProbe::WorkingTimer(m_Lock).SetElapsed(500);
         m_Lock.SetBridge(nullptr);
         EXPECT_EQ(m_Lock.ExecuteCommand(R.Command, R.Argument), 0) << "nothing could be sent";
         EXPECT_EQ(m_Lock.State(), R.State);
@@ -126,6 +127,7 @@ TEST_F(StatusTest, CommandsAreQueuedUnlessTheStateIsThereAlready)
         EXPECT_EQ(CPortivoProbe::LastCommand(m_Lock), R.LastCommand);
         EXPECT_EQ(CPortivoProbe::UnlockUser(m_Lock), R.UnlockUser);
         EXPECT_EQ(CPortivoProbe::UnlockTimer(m_Lock).QXTickCount(), R.UnlockTimerMs);
+        EXPECT_EQ(CPortivoProbe::WorkingTimer(m_Lock).QXTickCount(), R.Effects.empty() ? 500u : 0u);
         DropQueued(m_Account);
     }
     EXPECT_EQ(m_Lock.CommandUser(), INT_MIN);
