@@ -63,8 +63,6 @@ class Tour:
         self.screen = screen
         self.account = None
 
-    # --- What the host shows ------------------------------------------------------------------------------
-
     @property
     def api(self):
         return self.setup.api
@@ -95,8 +93,6 @@ class Tour:
             return not missing
 
         return probe
-
-    # --- Steps --------------------------------------------------------------------------------------------
 
     def load_library(self):
         self.screen.step("The host loads the driver library")
@@ -232,8 +228,6 @@ class Tour:
         for line in wanted:
             self.screen.seen(line)
         self.screen.seen("a new token is there and the locks report again")
-
-    # --- Users --------------------------------------------------------------------------------------------
 
     def cloud(self, kind):
         """What the simulator's cloud holds of a kind ("access_persons" or "accesses")."""
