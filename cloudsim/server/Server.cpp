@@ -18,6 +18,7 @@
 #include <boost/asio/write.hpp>
 #include <boost/beast/core/tcp_stream.hpp>
 #include <boost/beast/ssl/ssl_stream.hpp>
+#include <chrono>
 #include <future>
 #include <openssl/rand.h>
 #include <spdlog/spdlog.h>

@@ -3,7 +3,6 @@
 #include "cloudsim/model/Cloud.h"
 #include "cloudsim/server/StateFolder.h"
 
-#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
