@@ -1,10 +1,9 @@
 // Reads one keyed value out of a reply; what a missing value means is decided by the caller.
 
+#include "cloud/Number.h"
 #include "cloud/Paths.h"
 #include "cloud/Text.h"
 #include "interface/VestaraInterface.h"
-
-#include <cstdlib>
 
 int CVestaraInterface::ParseData(CJSONObject* pNode, CQXString sKey, CQXString* pOut)
 {
@@ -39,6 +38,6 @@ int CVestaraInterface::ParseData(CJSONObject* pNode, CQXString sKey, int* pOut)
     CQXString sValue;
     if (!pNode || !pNode->FindString(sKey, &sValue, 1))
         return Report(3047, FormatLine("\"%s\" not identified", Text(sKey)));
-    *pOut = std::atoi(Text(sValue));
+    *pOut = IntegerOf(sValue);
     return 1;
 }

@@ -2,13 +2,13 @@
 // the registry and the requests themselves are left to the access folder.
 
 #include "access/AccessPerson.h"
+#include "cloud/Number.h"
 #include "cloud/ReplyEntries.h"
 #include "cloud/Text.h"
 #include "host/Servers.h"
 #include "interface/VestaraInterface.h"
 #include "lock/Portivo.h"
 
-#include <cstdlib>
 #include <utility>
 
 int CVestaraInterface::ProcessPersonReply(std::unique_ptr<CVestaraCommand> pCommand)
@@ -61,7 +61,7 @@ int CVestaraInterface::ProcessPerson(CJSONObject* pEntry, const CVestaraCommand&
     UpdateAccessPerson(pPerson, nullptr, std::move(sName), std::move(sID), std::move(sPin),
                        std::move(sEmail));
     if (Command.GetCommandID() == CMD_ACCESS_PERSON_CREATE)
-        GrantEnabledLocks(std::atoi(Text(Command.UserID())));
+        GrantEnabledLocks(IntegerOf(Command.UserID()));
     return 1;
 }
 
@@ -69,7 +69,7 @@ CAccessPerson* CVestaraInterface::PersonOfReply(const CVestaraCommand& Command, 
 {
     // A person that was just created is known by its slot only, a changed one by the id that was sent.
     if (Command.GetCommandID() == CMD_ACCESS_PERSON_CREATE)
-        return AccessPersonByIndex(std::atoi(Text(Command.UserID())));
+        return AccessPersonByIndex(IntegerOf(Command.UserID()));
     if (Command.GetCommandID() == CMD_ACCESS_PERSON_UPDATE)
         return AccessPersonByID(Command.UserID());
     return AccessPersonByID(sEntryID);

@@ -3,7 +3,7 @@
 #include "lock/Heartbeat.h"
 
 #include <algorithm>
-#include <cstdio>
+#include <cstdlib>
 #include <limits>
 
 namespace
@@ -18,10 +18,25 @@ int Shifted(int iValue, int iBy)
 
 std::tm ParsedUTC(const char* pText)
 {
-    // Zeroed, daylight saving included: both times of a comparison are read by the same rule.
+    // Zeroed, daylight saving included: both times of a comparison are read by the same rule. Read as the C
+    // library's
+    // "%d-%d-%dT%d:%d:%dZ" would, which is undefined for numbers that do not fit: the first number or mark
+    // that is not there ends it.
     std::tm Time{};
-    std::sscanf(pText, "%d-%d-%dT%d:%d:%dZ", &Time.tm_year, &Time.tm_mon, &Time.tm_mday, &Time.tm_hour,
-                &Time.tm_min, &Time.tm_sec);
+    int* const Fields[] = {&Time.tm_year, &Time.tm_mon, &Time.tm_mday,
+                           &Time.tm_hour, &Time.tm_min, &Time.tm_sec};
+    const char* pMark = "--T::";
+    for (int* pField : Fields) {
+        char* pEnd = nullptr;
+        const long long iValue = std::strtoll(pText, &pEnd, 10);
+        if (pEnd == pText)
+            break;
+        *pField = static_cast<int>(iValue);
+        if (*pMark == '\0' || *pEnd != *pMark)
+            break;
+        ++pMark;
+        pText = pEnd + 1;
+    }
     Time.tm_year = Shifted(Time.tm_year, 1900);
     Time.tm_mon = Shifted(Time.tm_mon, 1);
     return Time;

@@ -1,11 +1,12 @@
 // What each attribute that the cloud reports does to the lock; the registrations' effect on the controller is
 // the door-lock base's.
 
+#include "cloud/Number.h"
 #include "cloud/Text.h"
 #include "lock/Heartbeat.h"
 #include "lock/Portivo.h"
 
-#include <cstdlib>
+#include <utility>
 
 namespace
 {
@@ -33,7 +34,7 @@ int CPortivo::ProcessCommand(Attributes eAttribute, CQXString* pValue)
         return 1;
     case ATTR_HEARTBEAT_INTERVAL:
         // Unsigned, so that an absurd number of seconds wraps and does no harm.
-        m_iHeartbeatInterval = static_cast<std::uint32_t>(std::atoi(sValue)) * 1000u;
+        m_iHeartbeatInterval = static_cast<std::uint32_t>(IntegerOf(sValue)) * 1000u;
         return 1;
     case ATTR_SERIAL_NUMBER:
         if (sValue.Compare(m_sSerialNumber) != 0)
@@ -47,7 +48,7 @@ int CPortivo::ProcessCommand(Attributes eAttribute, CQXString* pValue)
         TakeState(sValue);
         return 1;
     case ATTR_WIFI_LEVEL:
-        RegisterSignalStrength(std::atoi(sValue));
+        RegisterSignalStrength(IntegerOf(sValue));
         return 1;
     case ATTR_CONNECTED_AT:
         return TakeConnectedAt(sValue);
@@ -66,7 +67,7 @@ int CPortivo::ProcessCommand(Attributes eAttribute, CQXString* pValue)
 void CPortivo::TakeBatteryLevel(const CQXString& sValue)
 {
     const int iOldLevel = BatteryLevel();
-    RegisterBatteryLevel(std::atoi(sValue));
+    RegisterBatteryLevel(IntegerOf(sValue));
     if (m_tmrBatteryCheck.QXTickCount() <= kBatteryCheckMs)
         return;
     // The warning needs a changed level in the very update that finds the time passed. On purpose: it keeps a
