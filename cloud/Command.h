@@ -58,10 +58,10 @@ public:
 
     VestaraMethod Method() const { return m_eMethod; }
     CommandID GetCommandID() const { return m_eCommand; }
-    CQXString LocationID() const { return m_sLocationID; }
-    CQXString DeviceID() const { return m_sDeviceID; }
-    CQXString UserID() const { return m_sUserID; }
-    CQXString AccessID() const { return m_sAccessID; }
+    const CQXString& LocationID() const { return m_sLocationID; }
+    const CQXString& DeviceID() const { return m_sDeviceID; }
+    const CQXString& UserID() const { return m_sUserID; }
+    const CQXString& AccessID() const { return m_sAccessID; }
 
     CJSONObject* Response() const { return m_pResponse.get(); } // null before the reply; stays the command's
     void Response(CJSONObject* pResponse); // deletes the reply held before, owns the new one

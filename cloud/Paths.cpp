@@ -1,10 +1,14 @@
-// Maps commands to resource paths and attributes to JSON keys; filling in the paths is the requests' work.
+// Maps commands to resource paths and attributes to JSON keys; which request a command becomes is the
+// requests' work.
 
 #include "cloud/Paths.h"
 
+#include "cloud/Text.h"
 #include "interface/VestaraInterface.h"
 
+#include <algorithm>
 #include <cstddef>
+#include <iterator>
 
 namespace
 {
@@ -15,26 +19,41 @@ struct Row {
     const char* pText;
 };
 
+// One id of a command.
+using IdOf = const CQXString& (CVestaraCommand::*)() const;
+constexpr IdOf kLocation = &CVestaraCommand::LocationID;
+constexpr IdOf kDevice = &CVestaraCommand::DeviceID;
+constexpr IdOf kUser = &CVestaraCommand::UserID;
+constexpr IdOf kAccess = &CVestaraCommand::AccessID;
+
+// A path template and the ids that fill it in, in order; null behind the last.
+struct PathRow {
+    CommandID eId;
+    const char* pText;
+    IdOf pFirst = nullptr;
+    IdOf pSecond = nullptr;
+};
+
 // clang-format off
-constexpr Row<CommandID> kPaths[] = {
+constexpr PathRow kPaths[] = {
     {CMD_TOKEN_AUTHORIZE,      "/oauth/token"},
     {CMD_TOKEN_REFRESH,        "/oauth/token"},
     {CMD_LOCATIONS_LIST,       "/locations"},
-    {CMD_LOCATION_GET,         "/locations/%s"},                    // location
+    {CMD_LOCATION_GET,         "/locations/%s",                    kLocation},
     {CMD_DEVICES_STATUS,       "/devices"},
     {CMD_DEVICES_DISCOVER,     "/devices"},
-    {CMD_DEVICE_GET,           "/devices/%s"},                      // device
+    {CMD_DEVICE_GET,           "/devices/%s",                      kDevice},
     {CMD_ACCESS_PERSONS_LIST,  "/access_persons"},
     {CMD_ACCESS_PERSON_CREATE, "/access_persons"},
-    {CMD_ACCESS_PERSON_UPDATE, "/access_persons/%s"},               // user
-    {CMD_ACCESS_PERSON_DELETE, "/access_persons/%s"},               // user
-    {CMD_ACCESSES_QUERY,       "/access_persons/%s/accesses"},      // user
-    {CMD_ACCESSES_LIST,        "/access_persons/%s/accesses"},      // user
-    {CMD_ACCESS_GRANT,         "/access_persons/%s/accesses"},      // user
-    {CMD_ACCESS_REVOKE,        "/access_persons/%s/accesses/%s"},   // user, access
-    {CMD_ACCESS_PERSON_NOTIFY, "/access_persons/%s/email/notify"},  // user
-    {CMD_DEVICE_LOCK,          "/devices/%s/lock"},                 // device
-    {CMD_DEVICE_UNLOCK,        "/devices/%s/unlock"},               // device
+    {CMD_ACCESS_PERSON_UPDATE, "/access_persons/%s",               kUser},
+    {CMD_ACCESS_PERSON_DELETE, "/access_persons/%s",               kUser},
+    {CMD_ACCESSES_QUERY,       "/access_persons/%s/accesses",      kUser},
+    {CMD_ACCESSES_LIST,        "/access_persons/%s/accesses",      kUser},
+    {CMD_ACCESS_GRANT,         "/access_persons/%s/accesses",      kUser},
+    {CMD_ACCESS_REVOKE,        "/access_persons/%s/accesses/%s",   kUser, kAccess},
+    {CMD_ACCESS_PERSON_NOTIFY, "/access_persons/%s/email/notify",  kUser},
+    {CMD_DEVICE_LOCK,          "/devices/%s/lock",                 kDevice},
+    {CMD_DEVICE_UNLOCK,        "/devices/%s/unlock",               kDevice},
 };
 
 constexpr Row<Attributes> kKeys[] = {
@@ -71,8 +90,8 @@ constexpr Row<Attributes> kKeys[] = {
 // clang-format on
 
 // A look-up indexes its table, so row i must be the row of value i, from 0 to the last value.
-template <class Id, std::size_t nRows>
-constexpr bool IsComplete(const Row<Id> (&Rows)[nRows], Id eLast)
+template <class AnyRow, class Id, std::size_t nRows>
+constexpr bool IsComplete(const AnyRow (&Rows)[nRows], Id eLast)
 {
     for (std::size_t i = 0; i < nRows; ++i)
         if (static_cast<std::size_t>(Rows[i].eId) != i)
@@ -82,31 +101,57 @@ constexpr bool IsComplete(const Row<Id> (&Rows)[nRows], Id eLast)
 static_assert(IsComplete(kPaths, CMD_DEVICE_UNLOCK));
 static_assert(IsComplete(kKeys, ATTR_ACCESSIBLE_ID));
 
-template <class Id, std::size_t nRows>
-const char* Look(const Row<Id> (&Rows)[nRows], Id eId)
+// A template is a format, so it has exactly one "%s" for each of its ids and no other conversion.
+constexpr bool IsFilledBy(const PathRow& Path)
+{
+    int nConversions = 0;
+    for (const char* p = Path.pText; *p; ++p) {
+        if (*p != '%')
+            continue;
+        if (*++p != 's')
+            return false;
+        ++nConversions;
+    }
+    return nConversions == (Path.pFirst ? 1 : 0) + (Path.pSecond ? 1 : 0) && (Path.pFirst || !Path.pSecond);
+}
+static_assert(std::all_of(std::begin(kPaths), std::end(kPaths), IsFilledBy));
+
+template <class AnyRow, class Id, std::size_t nRows>
+const AnyRow* Look(const AnyRow (&Rows)[nRows], Id eId)
 {
     const auto iRow = static_cast<std::size_t>(static_cast<std::uint32_t>(eId)); // negative: past the end
-    return iRow < nRows ? Rows[iRow].pText : nullptr;
+    return iRow < nRows ? &Rows[iRow] : nullptr;
 }
 
 } // namespace
 
-const char* PathTemplate(CommandID eCommand)
-{
-    return Look(kPaths, eCommand);
-}
-
 const char* AttributeKey(Attributes eAttribute)
 {
-    return Look(kKeys, eAttribute);
+    const Row<Attributes>* pRow = Look(kKeys, eAttribute);
+    return pRow ? pRow->pText : nullptr;
+}
+
+CQXString FilledPath(const CVestaraCommand& Command)
+{
+    const PathRow* pRow = Look(kPaths, Command.GetCommandID());
+    if (!pRow)
+        return CQXString();
+    if (!pRow->pFirst)
+        return pRow->pText;
+    CQXString sPath;
+    if (!pRow->pSecond)
+        sPath.Format(pRow->pText, Text((Command.*pRow->pFirst)()));
+    else
+        sPath.Format(pRow->pText, Text((Command.*pRow->pFirst)()), Text((Command.*pRow->pSecond)()));
+    return sPath;
 }
 
 CQXString CVestaraInterface::PathByCommandID(CommandID eCommand)
 {
-    const char* pPath = PathTemplate(eCommand);
-    if (!pPath)
-        Report(3090, FormatLine("Unknown CommandID: %d", static_cast<int>(eCommand)));
-    return pPath;
+    if (const PathRow* pRow = Look(kPaths, eCommand))
+        return pRow->pText;
+    Report(3090, FormatLine("Unknown CommandID: %d", static_cast<int>(eCommand)));
+    return CQXString();
 }
 
 CQXString CVestaraInterface::GetAttribute(Attributes eAttribute)

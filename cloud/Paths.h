@@ -4,8 +4,9 @@
 #include "cloud/Attributes.h"
 #include "cloud/Command.h"
 
-// The path template of a command; each %s in it stands for one id. Null for a value that is no command.
-const char* PathTemplate(CommandID eCommand);
+// The resource path of a command, filled in from the command's ids as they are, without encoding. Empty for a
+// value that is no command.
+CQXString FilledPath(const CVestaraCommand& Command);
 
 // The JSON key of an attribute. Null for a value that is no attribute.
 const char* AttributeKey(Attributes eAttribute);

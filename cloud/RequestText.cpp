@@ -4,6 +4,7 @@
 
 #include "access/AccessPerson.h"
 #include "cloud/CloudConstants.h"
+#include "cloud/Paths.h"
 #include "cloud/Text.h"
 
 const char* HostName(VestaraMethod eMethod)
@@ -23,45 +24,27 @@ const char* HostName(VestaraMethod eMethod)
 namespace
 {
 
-// One kind of request target: what stands before the path, and which ids fill the path in.
-CQXString Target(const char* pVerb, const char* pTemplate)
+CQXString Target(const char* pVerb, const CVestaraCommand& Command)
 {
     CQXString sTarget(pVerb);
-    sTarget += pTemplate;
+    sTarget += FilledPath(Command);
     return sTarget;
-}
-
-CQXString Target(const char* pVerb, const char* pTemplate, const CQXString& sID)
-{
-    CQXString sPath;
-    sPath.Format(pTemplate, Text(sID));
-    return Target(pVerb, Text(sPath));
-}
-
-CQXString Target(const char* pVerb, const char* pTemplate, const CQXString& sID, const CQXString& sSecondID)
-{
-    CQXString sPath;
-    sPath.Format(pTemplate, Text(sID), Text(sSecondID));
-    return Target(pVerb, Text(sPath));
 }
 
 } // namespace
 
-CQXString ReadTarget(const char* pTemplate, const CVestaraCommand& Command)
+CQXString ReadTarget(const CVestaraCommand& Command)
 {
     constexpr const char* pVerb = "GET ";
     switch (Command.GetCommandID()) {
     case CMD_LOCATIONS_LIST:
+    case CMD_LOCATION_GET:
     case CMD_DEVICES_STATUS:
     case CMD_DEVICES_DISCOVER:
-    case CMD_ACCESS_PERSONS_LIST:
-        return Target(pVerb, pTemplate);
-    case CMD_LOCATION_GET:
-        return Target(pVerb, pTemplate, Command.LocationID());
     case CMD_DEVICE_GET:
-        return Target(pVerb, pTemplate, Command.DeviceID());
+    case CMD_ACCESS_PERSONS_LIST:
     case CMD_ACCESSES_LIST:
-        return Target(pVerb, pTemplate, Command.UserID());
+        return Target(pVerb, Command);
     case CMD_TOKEN_AUTHORIZE:
     case CMD_TOKEN_REFRESH:
     case CMD_ACCESS_PERSON_CREATE:
@@ -81,24 +64,21 @@ CQXString ReadTarget(const char* pTemplate, const CVestaraCommand& Command)
     return pVerb;
 }
 
-CQXString WriteTarget(const char* pTemplate, const CVestaraCommand& Command)
+CQXString WriteTarget(const CVestaraCommand& Command)
 {
     // The command alone decides; the method only chooses the headers of the body.
     switch (Command.GetCommandID()) {
     case CMD_ACCESS_PERSON_CREATE:
-        return Target("POST ", pTemplate);
-    case CMD_ACCESS_PERSON_UPDATE:
-        return Target("PUT ", pTemplate, Command.UserID());
-    case CMD_ACCESS_PERSON_DELETE:
-        return Target("DELETE ", pTemplate, Command.UserID());
     case CMD_ACCESS_GRANT:
     case CMD_ACCESS_PERSON_NOTIFY:
-        return Target("POST ", pTemplate, Command.UserID());
-    case CMD_ACCESS_REVOKE:
-        return Target("DELETE ", pTemplate, Command.UserID(), Command.AccessID());
+        return Target("POST ", Command);
+    case CMD_ACCESS_PERSON_UPDATE:
     case CMD_DEVICE_LOCK:
     case CMD_DEVICE_UNLOCK:
-        return Target("PUT ", pTemplate, Command.DeviceID());
+        return Target("PUT ", Command);
+    case CMD_ACCESS_PERSON_DELETE:
+    case CMD_ACCESS_REVOKE:
+        return Target("DELETE ", Command);
     case CMD_TOKEN_AUTHORIZE:
     case CMD_TOKEN_REFRESH:
     case CMD_LOCATIONS_LIST:

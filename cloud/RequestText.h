@@ -9,10 +9,10 @@ class CAccessPerson;
 // value that is no method.
 const char* HostName(VestaraMethod eMethod);
 
-// Verb and path of a GET or of a change, without the HTTP version: pTemplate filled from the command's ids.
-// A command that has no such request gives "GET " and the empty text.
-CQXString ReadTarget(const char* pTemplate, const CVestaraCommand& Command);
-CQXString WriteTarget(const char* pTemplate, const CVestaraCommand& Command);
+// Verb and path of a GET or of a change, without the HTTP version. A command that has no such request gives
+// "GET " and the empty text.
+CQXString ReadTarget(const CVestaraCommand& Command);
+CQXString WriteTarget(const CVestaraCommand& Command);
 
 // Form bodies of the token requests. Every value goes in as it is; none is encoded.
 CQXString TokenCodeForm(const CQXString& sAuthCode, const CQXString& sRedirectURI);

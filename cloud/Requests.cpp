@@ -131,7 +131,7 @@ int CVestaraInterface::AssembleTarget(CQXString* pHeader, CVestaraCommand* pComm
     case METHOD_READ:
         if (sTemplate.IsEmpty())
             return Report(1914, FormatLine("Missing DataPath on READ"));
-        *pHeader += ReadTarget(Text(sTemplate), *pCommand);
+        *pHeader += ReadTarget(*pCommand);
         return 1;
     case METHOD_TOKEN_CODE:
     case METHOD_TOKEN_REFRESH:
@@ -146,7 +146,7 @@ int CVestaraInterface::AssembleTarget(CQXString* pHeader, CVestaraCommand* pComm
             return Report(1952, FormatLine("Missing LocationID on WRITE"));
         if (pCommand->DeviceID().IsEmpty())
             return Report(1957, FormatLine("Missing DeviceID on WRITE"));
-        *pHeader += WriteTarget(Text(sTemplate), *pCommand);
+        *pHeader += WriteTarget(*pCommand);
         return 1;
     }
     return 1;
