@@ -13,25 +13,6 @@ namespace
 constexpr const char kEmptyRegistry[] =
     "AccessPersons list has not yet been initialzied or there are no users";
 
-template <class Match>
-CAccessPerson* FirstPerson(const CQXObList& Persons, Match Matches)
-{
-    CQXPos* pPos = Persons.GetHeadPosition();
-    while (pPos) {
-        auto* pPerson = static_cast<CAccessPerson*>(Persons.GetNext(pPos));
-        if (pPerson && Matches(*pPerson))
-            return pPerson;
-    }
-    return nullptr;
-}
-
-CAccessPerson* PersonAtIndex(const CQXObList& Persons, int iIndex)
-{
-    return FirstPerson(Persons, [iIndex](const CAccessPerson& Person) {
-        return Person.Indexed() && Person.Index() == iIndex;
-    });
-}
-
 } // namespace
 
 // A list that is empty is taken for one that the cloud has not sent yet, so every look-up brings the polls
@@ -46,38 +27,44 @@ int CVestaraInterface::AwaitsAccessPersons()
     return 1;
 }
 
+// The look-up by slot reports what the other look-ups only trace.
+int CVestaraInterface::ReportsEmptyRegistry()
+{
+    if (!m_AccessPersons.IsEmpty())
+        return 0;
+    InitTimers();
+    Report(3204, FormatLine(kEmptyRegistry));
+    return 1;
+}
+
 CAccessPerson* CVestaraInterface::AccessPersonByIndex(int iIndex)
 {
-    // A report here and a trace line in the other look-ups, on purpose: whoever asks for a slot without
-    // having asked whether it exists expects to find it.
-    if (m_AccessPersons.IsEmpty()) {
-        InitTimers();
-        Report(3204, FormatLine(kEmptyRegistry));
-        return nullptr;
-    }
-    return PersonAtIndex(m_AccessPersons, iIndex);
+    return ReportsEmptyRegistry() ? nullptr : m_AccessPersons.AtIndex(iIndex);
 }
 
 CAccessPerson* CVestaraInterface::AccessPersonByID(CQXString sID)
 {
-    if (AwaitsAccessPersons())
-        return nullptr;
-    return FirstPerson(m_AccessPersons, [&sID](const CAccessPerson& Person) {
-        return !Person.NeedsID() && Person.ID().Compare(sID) == 0;
-    });
+    return AwaitsAccessPersons() ? nullptr : m_AccessPersons.WithID(sID);
 }
 
 CAccessPerson* CVestaraInterface::AccessPersonByName(CQXString sName)
 {
-    if (AwaitsAccessPersons())
-        return nullptr;
-    return FirstPerson(m_AccessPersons,
-                       [&sName](const CAccessPerson& Person) { return Person.Name().Compare(sName) == 0; });
+    return AwaitsAccessPersons() ? nullptr : m_AccessPersons.WithName(sName);
+}
+
+std::optional<CAccessPerson> CVestaraInterface::CopyOfPersonByIndex(int iIndex)
+{
+    return ReportsEmptyRegistry() ? std::nullopt : m_AccessPersons.CopyAtIndex(iIndex);
+}
+
+std::optional<CAccessPerson> CVestaraInterface::CopyOfPersonByID(const CQXString& sID)
+{
+    return AwaitsAccessPersons() ? std::nullopt : m_AccessPersons.CopyWithID(sID);
 }
 
 int CVestaraInterface::AccessPersonExists(int iIndex)
 {
-    return !AwaitsAccessPersons() && PersonAtIndex(m_AccessPersons, iIndex) ? 1 : 0;
+    return !AwaitsAccessPersons() && m_AccessPersons.AtIndex(iIndex) ? 1 : 0;
 }
 
 int CVestaraInterface::AccessPersonExists(CQXString sName)
@@ -93,29 +80,18 @@ int CVestaraInterface::InsertAccessPerson(std::unique_ptr<CAccessPerson>& pPerso
 int CVestaraInterface::InsertIndexed(std::unique_ptr<CAccessPerson>& pPerson)
 {
     if (AwaitsAccessPersons()) {
-        m_AccessPersons.AddTail(pPerson.release());
+        m_AccessPersons.Append(std::move(pPerson));
         return 1;
     }
-    const int iIndex = pPerson->Index();
-    if (PersonAtIndex(m_AccessPersons, iIndex))
+    if (m_AccessPersons.AtIndex(pPerson->Index()))
         return Report(3251, FormatLine("AccessPersons already exists with this index"));
 
-    // The worker may have emptied the list since. Then the person goes too: it belonged to the account that
+    // The worker may have dropped the list since. Then the person goes too: it belonged to the account that
     // was just dropped.
-    CQXPos* pPos = m_AccessPersons.GetHeadPosition();
-    if (!pPos) {
+    if (!m_AccessPersons.InsertByIndex(pPerson)) {
         pPerson.reset();
         return Report(3258, FormatLine("AccessPersons could not be inserted"));
     }
-    for (; pPos; pPos = pPos->Next()) {
-        const auto* pOther = static_cast<const CAccessPerson*>(m_AccessPersons.GetAt(pPos));
-        if (pOther && (!pOther->Indexed() || pOther->Index() > iIndex))
-            break;
-    }
-    if (pPos)
-        m_AccessPersons.InsertBefore(pPos, pPerson.release());
-    else
-        m_AccessPersons.AddTail(pPerson.release());
     return 1;
 }
 
@@ -125,16 +101,14 @@ int CVestaraInterface::InsertUnindexed(std::unique_ptr<CAccessPerson>& pPerson)
         Trace("AccessPerson added from remote - non-indexed");
     if (AccessPersonExists(pPerson->Name()))
         return Report(3277, FormatLine("AccessPerson already in list - not adding"));
-    m_AccessPersons.AddTail(pPerson.release());
+    m_AccessPersons.Append(std::move(pPerson));
     return 1;
 }
 
 void CVestaraInterface::ClearIndexes()
 {
-    CQXPos* pPos = m_AccessPersons.GetHeadPosition();
-    while (pPos) {
-        auto* pPerson = static_cast<CAccessPerson*>(m_AccessPersons.GetNext(pPos));
-        if (pPerson && pPerson->Indexed())
+    for (const auto& pPerson : m_AccessPersons.All()) {
+        if (pPerson->Indexed())
             pPerson->UnIndex();
     }
 }
@@ -155,6 +129,5 @@ void CVestaraInterface::RefreshIndexes()
 
 void CVestaraInterface::RemoveAllAccessPersons()
 {
-    while (!m_AccessPersons.IsEmpty())
-        delete static_cast<CAccessPerson*>(m_AccessPersons.RemoveHead());
+    m_AccessPersons.Drop();
 }

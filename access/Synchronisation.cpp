@@ -71,10 +71,8 @@ int CVestaraInterface::PullUser(int iSlot, CQXString sDeviceID)
     const CQXString sName = pPerson->Name();
     QueueForPerson(METHOD_DELETE, CMD_ACCESS_PERSON_DELETE, std::move(sDeviceID), sID);
 
-    // Gone at once, without waiting for the cloud: the slot may have a new user before the answer comes. What
-    // the worker has emptied meanwhile is freed already.
-    if (m_AccessPersons.Remove(pPerson))
-        delete pPerson;
+    // Gone at once, without waiting for the cloud: the slot may have a new user before the answer comes.
+    m_AccessPersons.Remove(pPerson);
     if (TraceEnabled())
         Trace(FormatLine("AccessPerson deletion queued for: [%d][%s][%s]", iSlot, Text(sName), Text(sID)));
     return 1;

@@ -21,7 +21,7 @@ int CVestaraInterface::ProcessAccessReply(std::unique_ptr<CVestaraCommand> pComm
 void CVestaraInterface::ProcessAccess(CJSONObject* pEntry, const CVestaraCommand& Command)
 {
     CQXString sType;
-    ParseData(pEntry, GetAttribute(ATTR_ACCESS_TYPE), &sType);
+    ParseAttribute(pEntry, ATTR_ACCESS_TYPE, &sType);
     if (sType.Compare("access_person_access") != 0) {
         if (TraceEnabled())
             Trace(FormatLine("Unsupported AccessPersonAccess Type: [%s]", Text(sType)));
@@ -30,9 +30,9 @@ void CVestaraInterface::ProcessAccess(CJSONObject* pEntry, const CVestaraCommand
     CQXString sID;
     CQXString sAccessibleID;
     CQXString sPersonID;
-    if (!ParseData(pEntry, GetAttribute(ATTR_ACCESS_ID), &sID) ||
-        !ParseData(pEntry, GetAttribute(ATTR_ACCESSIBLE_ID), &sAccessibleID) ||
-        !ParseData(pEntry, GetAttribute(ATTR_ACCESS_PERSON_ID), &sPersonID)) {
+    if (!ParseAttribute(pEntry, ATTR_ACCESS_ID, &sID) ||
+        !ParseAttribute(pEntry, ATTR_ACCESSIBLE_ID, &sAccessibleID) ||
+        !ParseAttribute(pEntry, ATTR_ACCESS_PERSON_ID, &sPersonID)) {
         Report(1478, FormatLine("Something went wrong parsing user accesses"));
         return;
     }

@@ -4,9 +4,20 @@
 #include "interface/LocationPair.h"
 #include "interface/VestaraInterface.h"
 
+#include <algorithm>
+#include <memory>
 #include <utility>
+#include <vector>
 
-#ifdef __SANITIZE_ADDRESS__
+// The compilers say in different ways that the leak checker is built in.
+#if defined(__SANITIZE_ADDRESS__)
+#define VESTARA_LEAK_CHECKER
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer) || __has_feature(leak_sanitizer)
+#define VESTARA_LEAK_CHECKER
+#endif
+#endif
+#ifdef VESTARA_LEAK_CHECKER
 #include <sanitizer/lsan_interface.h>
 #endif
 
@@ -20,7 +31,7 @@ int CVestaraInterface::ProcessLocationReply(std::unique_ptr<CVestaraCommand> pCo
     for (int i = 0; i < pData->NObjects(); ++i) {
         CJSONObject* pEntry = pData->Object(i);
         CQXString sType;
-        ParseData(pEntry, GetAttribute(ATTR_LOCATION_TYPE), &sType);
+        ParseAttribute(pEntry, ATTR_LOCATION_TYPE, &sType);
         if (sType.Compare("location") != 0) {
             // What came before stays applied: each entry stands for itself, and some locations to choose
             // from are better than none.
@@ -28,9 +39,9 @@ int CVestaraInterface::ProcessLocationReply(std::unique_ptr<CVestaraCommand> pCo
             return Report(1163, FormatLine("Unknown Location type: [%s]", Text(sType)));
         }
         CQXString sID;
-        ParseData(pEntry, GetAttribute(ATTR_LOCATION_ID), &sID);
+        ParseAttribute(pEntry, ATTR_LOCATION_ID, &sID);
         CQXString sName;
-        ParseData(pEntry, GetAttribute(ATTR_LOCATION_NAME), &sName);
+        ParseAttribute(pEntry, ATTR_LOCATION_NAME, &sName);
         ProcessLocation(std::move(sID), std::move(sName));
     }
     return 1;
@@ -45,7 +56,7 @@ void CVestaraInterface::ProcessLocation(CQXString sID, CQXString sName)
 
     int bKnown = WalkCandidates(sID);
     CVestaraInterface* pOwner = FindInterface(sID);
-    if (pOwner && sID.Compare(m_sLocationID) != 0) {
+    if (pOwner && m_sLocationID.Compare(sID) != 0) {
         // Another account serves it, so it is not offered here, and what that one offers is out of date.
         bKnown = 1;
         pOwner->RemoveAllLocations();
@@ -55,35 +66,40 @@ void CVestaraInterface::ProcessLocation(CQXString sID, CQXString sName)
 
     if (TraceEnabled())
         Trace(FormatLine(pOwner ? "Already claimed: [%s]" : "Adding: [%s]", Text(sID)));
-    m_Locations.AddTail(std::make_unique<CLocationPair>(std::move(sID), std::move(sName)).release());
+    m_Locations.Live().AddTail(std::make_unique<CLocationPair>(std::move(sID), std::move(sName)).release());
     m_bNotifyConfig = 1;
 }
 
-// Walks the candidates once for an entry of the reply: whether the entry is among them, and what other
-// accounts serve by now.
+// Walks the candidates once for an entry of the reply: whether the entry is among them, and which of them
+// other accounts serve by now, whose lists are emptied. Changes the list as well, see below.
 int CVestaraInterface::WalkCandidates(const CQXString& sID)
 {
+    const CWantedText Wanted(sID);
+    const CQXString sOwnID = LocationID();
+    const std::vector<CSibling> Siblings = OtherAccounts();
+    CQXObList& Locations = m_Locations.Live();
     int bKnown = 0;
-    const int nSteps = m_Locations.GetCount();
-    CQXPos* pPos = m_Locations.GetHeadPosition();
+    const int nSteps = Locations.GetCount();
+    CQXPos* pPos = Locations.GetHeadPosition();
     for (int i = 0; i < nSteps && pPos; ++i) {
-        const auto* pPair = static_cast<const CLocationPair*>(m_Locations.GetNext(pPos));
+        const auto* pPair = static_cast<const CLocationPair*>(Locations.GetNext(pPos));
         if (!pPair)
             continue;
-        const CQXString sPairID = pPair->ID();
-        if (sPairID.Compare(sID) == 0)
+        if (pPair->HasID(Wanted))
             bKnown = 1;
 
-        CVestaraInterface* pServing = FindInterface(sPairID);
-        if (!pServing || sPairID.Compare(m_sLocationID) == 0)
+        const auto Serving = std::find_if(Siblings.begin(), Siblings.end(), [pPair](const CSibling& Other) {
+            return pPair->ID().Compare(Other.m_sLocationID) == 0;
+        });
+        if (Serving == Siblings.end() || pPair->ID().Compare(sOwnID) == 0)
             continue;
-        pServing->RemoveAllLocations();
+        Serving->m_pInterface->RemoveAllLocations();
 
         // On purpose the entry behind the served one goes, or none behind the last, because the position has
         // moved on already: what installers see offered after several lists depends on it. The pair is given
-        // up, not freed: the walk has not looked at it and does not know who does.
-        [[maybe_unused]] void* pGivenUp = m_Locations.RemoveAt(pPos);
-#ifdef __SANITIZE_ADDRESS__
+        // up and not freed, which is intended too.
+        [[maybe_unused]] void* pGivenUp = Locations.RemoveAt(pPos);
+#ifdef VESTARA_LEAK_CHECKER
         __lsan_ignore_object(pGivenUp);
 #endif
         m_bNotifyConfig = 1;

@@ -32,7 +32,7 @@ int CVestaraInterface::ProcessPersonReply(std::unique_ptr<CVestaraCommand> pComm
 int CVestaraInterface::ProcessPerson(CJSONObject* pEntry, const CVestaraCommand& Command)
 {
     CQXString sType;
-    ParseData(pEntry, GetAttribute(ATTR_PERSON_TYPE), &sType);
+    ParseAttribute(pEntry, ATTR_PERSON_TYPE, &sType);
     if (sType.Compare("access_user") != 0) {
         if (TraceEnabled())
             Trace(FormatLine("Unsupported AccessPerson Type: [%s]", Text(sType)));
@@ -42,10 +42,8 @@ int CVestaraInterface::ProcessPerson(CJSONObject* pEntry, const CVestaraCommand&
     CQXString sName;
     CQXString sPin;
     CQXString sEmail;
-    if (!ParseData(pEntry, GetAttribute(ATTR_PERSON_ID), &sID) ||
-        !ParseData(pEntry, GetAttribute(ATTR_PERSON_NAME), &sName) ||
-        !ParseData(pEntry, GetAttribute(ATTR_PIN), &sPin) ||
-        !ParseData(pEntry, GetAttribute(ATTR_EMAIL), &sEmail)) {
+    if (!ParseAttribute(pEntry, ATTR_PERSON_ID, &sID) || !ParseAttribute(pEntry, ATTR_PERSON_NAME, &sName) ||
+        !ParseAttribute(pEntry, ATTR_PIN, &sPin) || !ParseAttribute(pEntry, ATTR_EMAIL, &sEmail)) {
         Report(1379, FormatLine("Something went wrong parsing user"));
         return 1;
     }

@@ -2,12 +2,13 @@
 // work.
 
 #include "access/AccessPerson.h"
+#include "cloud/Number.h"
 #include "cloud/RequestText.h"
 #include "cloud/Text.h"
 #include "host/HTTP.h"
 #include "interface/VestaraInterface.h"
 
-#include <cstdlib>
+#include <optional>
 
 int CVestaraInterface::AssembleData(CQXString* pBody, CVestaraCommand* pCommand)
 {
@@ -32,7 +33,7 @@ int CVestaraInterface::AssembleTokenRefresh(CQXString* pBody)
         ClientBroadcast(0);
         return Report(1851, FormatLine("Missing RefreshToken - cannot refresh AccessToken"));
     }
-    *pBody = TokenRefreshForm(m_sRefreshToken);
+    *pBody = TokenRefreshForm(m_sRefreshToken.Get());
     return 1;
 }
 
@@ -42,7 +43,7 @@ int CVestaraInterface::AssembleTokenCode(CQXString* pBody)
         ClientBroadcast(0);
         return Report(1832, FormatLine("Missing AuthCode - cannot authenticate"));
     }
-    *pBody = TokenCodeForm(m_sAuthCode, OAuthRedirectURI(m_iRedirectSchema));
+    *pBody = TokenCodeForm(m_sAuthCode.Get(), OAuthRedirectURI(m_iRedirectSchema));
     return 1;
 }
 
@@ -75,23 +76,23 @@ int CVestaraInterface::GenerateMessage(CVestaraCommand* pCommand, CQXString* pBo
 
     if (eCommand == CMD_ACCESS_PERSON_CREATE) {
         // The cloud has no id for this person yet, so the command names the controller's user slot.
-        const CAccessPerson* pPerson = AccessPersonByIndex(std::atoi(Text(sUserID)));
-        if (!pPerson)
+        const std::optional<CAccessPerson> Person = CopyOfPersonByIndex(IntegerOf(sUserID));
+        if (!Person)
             return Report(2102, FormatLine("Could not ID user by index: [%s]", Text(sUserID)));
-        if (!pPerson->NeedsID())
+        if (!Person->NeedsID())
             return Report(2107,
                           FormatLine("User by this index [%s] already has an ID - not creating duplicate",
                                      Text(sUserID)));
-        AddNewPerson(&Root, *pPerson);
+        AddNewPerson(&Root, *Person);
     } else if (eCommand == CMD_ACCESS_PERSON_UPDATE) {
         // The text says index although the look-up is by id: installers know the message as it is.
-        const CAccessPerson* pPerson = AccessPersonByID(sUserID);
-        if (!pPerson)
+        const std::optional<CAccessPerson> Person = CopyOfPersonByID(sUserID);
+        if (!Person)
             return Report(2129, FormatLine("Could not ID user by index: [%s]", Text(sUserID)));
-        AddChangedPerson(&Root, *pPerson);
+        AddChangedPerson(&Root, *Person);
     } else if (eCommand == CMD_ACCESS_GRANT) {
         // The person only has to exist; the path names it.
-        if (!AccessPersonByID(sUserID))
+        if (!CopyOfPersonByID(sUserID))
             return Report(2145, FormatLine("Could not ID user by index: [%s]", Text(sUserID)));
         AddGrantedLock(&Root, pCommand->DeviceID());
     }
@@ -112,7 +113,7 @@ int CVestaraInterface::AssembleHeader(CQXString* pHeader, CVestaraCommand* pComm
 
     if (IsApiMethod(eMethod)) {
         *pHeader += "Accept: application/vnd.vestara.v1+json\r\nAuthorization: Bearer ";
-        *pHeader += m_sAccessToken;
+        *pHeader += m_sAccessToken.Get();
         *pHeader += "\r\n";
     } else {
         *pHeader += "Accept: application/json\r\n";

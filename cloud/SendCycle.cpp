@@ -32,7 +32,7 @@ int CVestaraInterface::SendCommand(std::unique_ptr<CVestaraCommand> pCommand)
         return Report(837, FormatLine("Header could not be assembled"));
     }
     PackData(&sRequest, &sBody, pCommand.get());
-    TraceRequest(&sRequest, &sBody);
+    TraceRequest(sRequest, sBody);
 
     // One connection for each request: the next one is usually seconds away, and a fresh one needs no upkeep.
     CHTTPConnectionSSL Connection(0);
@@ -47,19 +47,18 @@ int CVestaraInterface::SendCommand(std::unique_ptr<CVestaraCommand> pCommand)
 
     // Token replies are never traced as they came, because the tokens in them are new to the mask list.
     if (IsApiMethod(pCommand->Method()) && TraceEnabled()) {
-        CQXString sPage(pPage->Data());
-        Trace(FormatLine("Got [%s]", Text(CQXString::Obfuscate(&sPage, &m_ObfuscationList))));
+        Trace(FormatLine("Got [%s]", Text(m_ObfuscationList.Masked(pPage->Data()))));
     }
     return HandleReply(std::move(pCommand), std::move(pPage));
 }
 
-void CVestaraInterface::TraceRequest(CQXString* pRequest, CQXString* pBody)
+void CVestaraInterface::TraceRequest(const CQXString& sRequest, const CQXString& sBody)
 {
     if (!TraceEnabled())
         return;
-    Trace(FormatLine("HTTPS message [%s]", Text(CQXString::Obfuscate(pRequest, &m_ObfuscationList))));
-    if (!pBody->IsEmpty())
-        Trace(FormatLine("HTTPS data [%s]", Text(CQXString::Obfuscate(pBody, &m_ObfuscationList))));
+    Trace(FormatLine("HTTPS message [%s]", Text(m_ObfuscationList.Masked(sRequest))));
+    if (!sBody.IsEmpty())
+        Trace(FormatLine("HTTPS data [%s]", Text(m_ObfuscationList.Masked(sBody))));
 }
 
 std::unique_ptr<CHTMLPage> CVestaraInterface::Exchange(CHTTPConnectionSSL* pConnection,

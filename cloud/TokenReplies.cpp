@@ -10,22 +10,26 @@ int CVestaraInterface::ProcessTokenReply(std::unique_ptr<CVestaraCommand> pComma
 {
     CJSONObject* pReply = pCommand->Response();
 
-    // Straight into the member on purpose: a reply without the token leaves the account without one, so that
-    // nothing goes on working with a token that the cloud may have replaced.
-    const CQXString sOldToken = m_sAccessToken;
-    if (ParseData(pReply, GetAttribute(ATTR_ACCESS_TOKEN), &m_sAccessToken) &&
-        m_sAccessToken.Compare(sOldToken) != 0)
+    // Stored in any case: a reply without the token leaves the account without one, so that nothing goes on
+    // working with a token that the cloud may have replaced. Stored once, so that the worker finds the old
+    // token or the new one and never an empty one in between.
+    CQXString sAccessToken;
+    const int bFound = ParseAttribute(pReply, ATTR_ACCESS_TOKEN, &sAccessToken);
+    const CQXString sOldToken = m_sAccessToken.Exchange(sAccessToken);
+    if (bFound && sAccessToken.Compare(sOldToken) != 0)
         OnNewAccessToken();
 
-    // Through a local, unlike the access token: a reply need not repeat the refresh token (RFC 6749, section
-    // 6).
+    // Unlike the access token the refresh token stays when the reply has none: a reply need not repeat it
+    // (RFC 6749, section 6).
     CQXString sRefreshToken;
-    if (ParseData(pReply, GetAttribute(ATTR_REFRESH_TOKEN), &sRefreshToken))
-        TakeRefreshToken(sRefreshToken);
+    if (ParseAttribute(pReply, ATTR_REFRESH_TOKEN, &sRefreshToken))
+        TakeRefreshToken(std::move(sRefreshToken));
 
-    if (ParseData(pReply, GetAttribute(ATTR_EXPIRES_IN), &m_iTokenLifetime)) {
+    int iLifetime = 0;
+    if (ParseData(pReply, GetAttribute(ATTR_EXPIRES_IN), &iLifetime)) {
+        m_iTokenLifetime = iLifetime;
         if (TraceEnabled())
-            Trace(FormatLine("Token expires in [%d]", m_iTokenLifetime));
+            Trace(FormatLine("Token expires in [%d]", iLifetime));
         m_tmrToken.Restart();
     }
 
@@ -61,14 +65,15 @@ void CVestaraInterface::TakeRefreshToken(CQXString sRefreshToken)
         Report(1103, FormatLine("Could not parse RefreshToken - there is likely a communications failure"));
         return;
     }
-    if (sRefreshToken.Compare(m_sRefreshToken) == 0)
+    if (m_sRefreshToken.Compare(sRefreshToken) == 0)
         return;
 
     if (TraceEnabled()) {
         Trace(FormatLine("Received new RefreshToken: [%s]",
                          Text(CQXString::Obfuscate(&sRefreshToken, nullptr))));
-        Trace(FormatLine("Old RefreshToken: [%s]", Text(CQXString::Obfuscate(&m_sRefreshToken, nullptr))));
+        CQXString sOldToken = m_sRefreshToken.Get();
+        Trace(FormatLine("Old RefreshToken: [%s]", Text(CQXString::Obfuscate(&sOldToken, nullptr))));
     }
-    m_sRefreshToken.Format("%s", Text(sRefreshToken));
+    m_sRefreshToken.Set(std::move(sRefreshToken));
     CSystem::Instance()->NotifyWrite();
 }

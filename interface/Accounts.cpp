@@ -4,25 +4,30 @@
 #include "host/System.h"
 #include "interface/VestaraInterface.h"
 
+#include <utility>
+
 CVestaraInterface* CVestaraInterface::MasterInterface()
 {
-    if (!m_pMaster && m_bMaster)
-        m_pMaster = this;
-    if (m_pMaster)
-        return m_pMaster;
+    CVestaraInterface* pMaster = m_pMaster;
+    if (!pMaster && m_bMaster)
+        m_pMaster = pMaster = this;
+    if (pMaster)
+        return pMaster;
 
     const int nBridges = CSystem::Instance()->NBridges();
-    for (int i = 0; i < nBridges && !m_pMaster; ++i) {
+    for (int i = 0; i < nBridges && !pMaster; ++i) {
         CVestaraInterface* pSibling = Sibling(i);
         if (pSibling && pSibling->IsMaster())
-            m_pMaster = pSibling;
+            pMaster = pSibling;
     }
-    // The first to look and find none is the master from now on, across restarts.
-    if (!m_pMaster) {
-        m_pMaster = this;
+    // The first to look and find none is the master from now on; with the next record that is saved, across
+    // restarts too.
+    if (!pMaster) {
+        pMaster = this;
         m_bMaster = 1;
     }
-    return m_pMaster;
+    m_pMaster = pMaster;
+    return pMaster;
 }
 
 void CVestaraInterface::CleanMasterPointers()
@@ -55,18 +60,19 @@ int CVestaraInterface::TokenShare(CQXString* pToken)
 {
     // Only the access token moves: the refresh token stays with the master, which alone refreshes. The lines
     // speak of both and stay so, because support staff search for them.
-    if (pToken->Compare(m_sAccessToken) == 0) {
+    CQXString sOwnToken = m_sAccessToken.Get();
+    if (pToken->Compare(sOwnToken) == 0) {
         Trace("TokenShare skipped - Access or Refresh Token unchanged");
         return 0;
     }
-    if (m_bMaster && !m_sAccessToken.IsEmpty()) {
-        *pToken = m_sAccessToken;
+    if (m_bMaster && !sOwnToken.IsEmpty()) {
+        *pToken = std::move(sOwnToken);
         if (TraceEnabled())
             Trace("Tokens requested from another interface");
         return 1;
     }
     if (!m_bMaster && !pToken->IsEmpty()) {
-        m_sAccessToken = *pToken;
+        m_sAccessToken.Set(*pToken);
         if (TraceEnabled())
             Trace("Obtained tokens from the Master Interface");
         return 1;
@@ -83,8 +89,13 @@ int CVestaraInterface::TokenCheck()
     const int nBridges = CSystem::Instance()->NBridges();
     for (int i = 0; i < nBridges; ++i) {
         CVestaraInterface* pSibling = Sibling(i);
-        if (pSibling && pSibling != this)
-            bShared = pSibling->TokenShare(&m_sAccessToken);
+        if (!pSibling || pSibling == this)
+            continue;
+        const CQXString sOwnToken = m_sAccessToken.Get();
+        CQXString sToken = sOwnToken;
+        bShared = pSibling->TokenShare(&sToken);
+        if (sToken.Compare(sOwnToken) != 0)
+            m_sAccessToken.Set(std::move(sToken));
     }
     if (!bShared) {
         Trace("TokenCheck could not find another interface or was unsuccessful");
@@ -123,6 +134,18 @@ CVestaraInterface* CVestaraInterface::FindInterface(CQXString sLocationID)
             return pSibling;
     }
     return nullptr;
+}
+
+std::vector<CVestaraInterface::CSibling> CVestaraInterface::OtherAccounts()
+{
+    std::vector<CSibling> Others;
+    const int nBridges = CSystem::Instance()->NBridges();
+    for (int i = 0; i < nBridges; ++i) {
+        CVestaraInterface* pSibling = Sibling(i);
+        if (pSibling && pSibling != this)
+            Others.push_back({pSibling, pSibling->LocationID()});
+    }
+    return Others;
 }
 
 void CVestaraInterface::UpdateInterfaceName(CVestaraInterface* pInterface, CQXString sLocationName)

@@ -7,6 +7,9 @@
 #include "host/System.h"
 #include "interface/VestaraInterface.h"
 
+#include <cstdint>
+#include <utility>
+
 namespace
 {
 
@@ -33,7 +36,7 @@ void CVestaraInterface::UpdateAuthURL()
 
 void CVestaraInterface::SetAuthCode(CQXString sCode)
 {
-    m_sAuthCode = std::move(sCode);
+    m_sAuthCode.Set(std::move(sCode));
 }
 
 void CVestaraInterface::ProcessAuthCode(CQXString sCode)
@@ -59,7 +62,8 @@ int CVestaraInterface::RefreshToken()
     // Unsigned on purpose: a lifetime below the margin wraps to a threshold of weeks, so a token that the
     // cloud means to be short-lived is not refreshed over and over. Zero and negative lifetimes fall under
     // the same rule.
-    const std::uint32_t uDueMs = static_cast<std::uint32_t>(m_iTokenLifetime) * 1000u - kRefreshMarginMs;
+    const std::uint32_t uDueMs =
+        static_cast<std::uint32_t>(m_iTokenLifetime.load()) * 1000u - kRefreshMarginMs;
     if (m_tmrToken.QXTickCount() < uDueMs)
         return 0;
     MasterInterface()->AddCommand(METHOD_TOKEN_REFRESH, CMD_TOKEN_REFRESH, "", "", "", "");

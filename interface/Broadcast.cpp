@@ -8,9 +8,8 @@ int CVestaraInterface::ClientBroadcast(int bAuthorized)
     // Only changes are told. After a start the state is "not authorised", so a token that is lost before the
     // first one was seen never shows on the locks; kept, because their last known states stay visible that
     // way.
-    if (m_bAuthorized == bAuthorized)
+    if (m_bAuthorized.exchange(bAuthorized) == bAuthorized)
         return bAuthorized;
-    m_bAuthorized = bAuthorized;
 
     const int nClients = NClients();
     if (TraceEnabled())

@@ -238,6 +238,7 @@ int CVestaraInterface::UnInstall()
     // master, which would elect this interface once more; a sibling that looks for one takes the part.
     if (m_bMaster)
         CleanMasterPointers();
+    m_bUnInstalled = 1;
     return CEventServer::Instance()->DeleteAllByOwner(BridgeID());
 }
 

@@ -4,6 +4,8 @@
 #include "host/System.h"
 #include "interface/VestaraInterface.h"
 
+#include <utility>
+
 namespace
 {
 
@@ -28,9 +30,7 @@ constexpr std::uint32_t kAccessPollHeadStartMs = 58000;
 
 CVestaraInterface::CVestaraInterface(CDeviceInterfaceDef* pDefinition)
     : CDeviceNetwork(pDefinition, kNetworkPacing1, kNetworkPacing2),
-      m_iTokenLifetime(kDefaultTokenLifetimeSeconds), m_bMaster(0), m_bLocationsRequested(0),
-      m_bAuthorized(0), m_bRemoveDevices(0), m_bNotifyConfig(0), m_bNotifyInterface(0),
-      m_iRedirectSchema(OAUTH_REDIRECT_LOCAL)
+      m_iTokenLifetime(kDefaultTokenLifetimeSeconds)
 {
     AdjustTickRate();
     UpdateAuthURL();
@@ -61,22 +61,29 @@ int CVestaraInterface::WriteClientData(CQXFile* pFile, int iVersion)
 {
     if (!CDeviceInterface::WriteClientData(pFile, iVersion))
         return 0;
-    if (!pFile->WriteString(m_sRefreshToken) || !pFile->WriteString(m_sAccessToken) ||
-        !pFile->WriteString(m_sLocationID) || !pFile->WriteString(m_sLocationName))
-        return 0;
+    for (const CSharedText* pText : {&m_sRefreshToken, &m_sAccessToken, &m_sLocationID, &m_sLocationName}) {
+        if (!pFile->WriteString(pText->Get()))
+            return 0;
+    }
     // A record is always written in its newest form, whatever version the host names.
     return pFile->WriteInt(m_bMaster) && pFile->WriteInt(m_iRedirectSchema) ? 1 : 0;
 }
 
 int CVestaraInterface::ReadClientData(CQXFile* pFile, int iVersion)
 {
-    // The fields are the targets, so that a record that ends early leaves what it did carry in place.
+    // Stored one by one, so that a record that ends early leaves what it did carry in place.
     if (!CDeviceInterface::ReadClientData(pFile, iVersion))
         return 0;
-    if (!pFile->ReadString(&m_sRefreshToken) || !pFile->ReadString(&m_sAccessToken) ||
-        !pFile->ReadString(&m_sLocationID) || !pFile->ReadString(&m_sLocationName) ||
-        !pFile->ReadInt(&m_bMaster))
+    for (CSharedText* pText : {&m_sRefreshToken, &m_sAccessToken, &m_sLocationID, &m_sLocationName}) {
+        CQXString sText;
+        if (!pFile->ReadString(&sText))
+            return 0;
+        pText->Set(std::move(sText));
+    }
+    int bMaster = 0;
+    if (!pFile->ReadInt(&bMaster))
         return 0;
+    m_bMaster = bMaster;
 
     // Accounts of those versions were registered with the legacy redirect address, so they get that schema on
     // purpose and not the constructor's: with the other one the cloud would refuse their authorisation.
@@ -85,7 +92,7 @@ int CVestaraInterface::ReadClientData(CQXFile* pFile, int iVersion)
         return 0;
     m_iRedirectSchema = static_cast<OAUTH_REDIRECT_SCHEMA>(iSchema);
 
-    UpdateInterfaceName(this, m_sLocationName);
+    UpdateInterfaceName(this, LocationName());
     CTraceServer::Instance()->LoadStateFor(this);
     GenObfuscationList();
     SetFlagBits(kInterfaceFlagBits);
@@ -94,6 +101,7 @@ int CVestaraInterface::ReadClientData(CQXFile* pFile, int iVersion)
 
 void CVestaraInterface::OnInterfaceInit()
 {
+    m_bUnInstalled = 0;
     if (!m_bMaster)
         TokenCheck();
     CVestaraInterface* pMaster = MasterInterface();

@@ -6,6 +6,8 @@
 #include "interface/LocationPair.h"
 #include "interface/VestaraInterface.h"
 
+#include <utility>
+
 void CVestaraInterface::Discover()
 {
     Trace("Discovering...");
@@ -13,7 +15,7 @@ void CVestaraInterface::Discover()
     if (m_sLocationID.IsEmpty())
         QueueRead(CMD_LOCATIONS_LIST, "");
     else
-        QueueRead(CMD_DEVICES_DISCOVER, m_sLocationID);
+        QueueRead(CMD_DEVICES_DISCOVER, LocationID());
     QueueRead(CMD_ACCESS_PERSONS_LIST, "");
 }
 
@@ -21,7 +23,8 @@ void CVestaraInterface::SetLocationIdx(int iIndex)
 {
     if (TraceEnabled())
         Trace(FormatLine("Incoming location selection: [%d]", iIndex));
-    const int nLocations = m_Locations.GetCount();
+    const CQXObList& Locations = m_Locations.Live();
+    const int nLocations = Locations.GetCount();
     if (iIndex >= nLocations) {
         // People count from 1; the sum may lie past the range of the index itself.
         if (TraceEnabled())
@@ -35,19 +38,19 @@ void CVestaraInterface::SetLocationIdx(int iIndex)
         return;
 
     // A negative index finds no pair: the selection stays, and the candidates are asked for again.
-    auto* pLocation = static_cast<CLocationPair*>(m_Locations.GetAt(m_Locations.FindIndex(iIndex)));
-    if (pLocation && pLocation->ID().Compare(m_sLocationID) == 0)
+    auto* pLocation = static_cast<const CLocationPair*>(Locations.GetAt(Locations.FindIndex(iIndex)));
+    if (pLocation && m_sLocationID.Compare(pLocation->ID()) == 0)
         return;
     const bool bChanged = pLocation != nullptr;
     if (bChanged) {
-        m_sLocationID = pLocation->ID();
-        m_sLocationName = pLocation->Name();
+        m_sLocationID.Set(pLocation->ID());
+        m_sLocationName.Set(pLocation->Name());
         if (TraceEnabled())
-            Trace(FormatLine("New location selected: [%s][%d]", Text(m_sLocationName), iIndex + 1));
-        // The pair is gone after this, and so are all requests that were made for the old location.
+            Trace(FormatLine("New location selected: [%s][%d]", Text(pLocation->Name()), iIndex + 1));
+        // The pair is given up with this, and so are all requests that were made for the old location.
         RemoveAllObjects();
         RemoveAllDevices(1);
-        QueueRead(CMD_DEVICES_DISCOVER, m_sLocationID);
+        QueueRead(CMD_DEVICES_DISCOVER, LocationID());
     }
     QueueRead(CMD_LOCATIONS_LIST, "");
     if (bChanged)
@@ -56,8 +59,7 @@ void CVestaraInterface::SetLocationIdx(int iIndex)
 
 void CVestaraInterface::RemoveAllLocations()
 {
-    while (void* pLocation = m_Locations.RemoveHead())
-        delete static_cast<CLocationPair*>(pLocation);
+    m_Locations.Drop();
     m_bLocationsRequested = 0;
 }
 
@@ -66,13 +68,14 @@ void CVestaraInterface::RemoveThisLocation(CQXString sID)
     // The count shrinks with each removal while the counter goes on, so the walk stops early and the rest may
     // end up rotated: without "B", A, B, C becomes C, A. On purpose: pages that are open select by position
     // in this order.
-    for (int i = 0; i < m_Locations.GetCount(); ++i) {
-        auto* pLocation = static_cast<CLocationPair*>(m_Locations.RemoveHead());
+    CQXObList& Locations = m_Locations.Live();
+    for (int i = 0; i < Locations.GetCount(); ++i) {
+        auto* pLocation = static_cast<CLocationPair*>(Locations.RemoveHead());
         if (pLocation->ID().Compare(sID) == 0) {
             delete pLocation;
             m_bNotifyConfig = 1;
         } else {
-            m_Locations.AddTail(pLocation);
+            Locations.AddTail(pLocation);
         }
     }
 }

@@ -89,6 +89,8 @@ int CVestaraInterface::AdjustTickRate()
 
 void CVestaraInterface::OnInterfaceIdle()
 {
+    m_Locations.FreeDropped();
+    m_AccessPersons.FreeDropped();
     if (!m_Responses.IsEmpty()) {
         // The worker drains the queue after a refusal, so the head may be gone by now.
         if (std::unique_ptr<CVestaraCommand> pCommand = NextResponse())
@@ -102,7 +104,9 @@ void CVestaraInterface::OnInterfaceIdle()
 
 void CVestaraInterface::DoHousekeeping()
 {
-    if (!m_bMaster && !m_pMaster)
+    // Not any more once it was removed: whoever elects himself then leaves the others a pointer to a deleted
+    // master.
+    if (!m_bMaster && !m_pMaster && !m_bUnInstalled)
         MasterInterface();
     if (m_bRemoveDevices) {
         RemoveAllDevices(1);
@@ -139,7 +143,7 @@ void CVestaraInterface::PollCloud()
             Trace("Location ID missing");
         return;
     }
-    QueueRead(CMD_DEVICES_STATUS, m_sLocationID);
+    QueueRead(CMD_DEVICES_STATUS, LocationID());
     m_tmrStatusPoll.Restart();
 
     // Looked at only here, so the access persons are always asked for together with the locks.

@@ -84,24 +84,25 @@ CQXString CVestaraInterface::LocationStatus(PROPERTY_UPDATE_CTX eContext)
 {
     if (m_sAccessToken.IsEmpty())
         return kAuthorisationNeeded;
-    if (!m_Locations.IsEmpty() || m_bLocationsRequested)
+    if (!m_Locations.Live().IsEmpty() || m_bLocationsRequested)
         return "Select Location";
     // An open page that is refreshed marks the list as requested too, but asks for nothing: the page is built
     // again with every configuration notice, and each of those builds would send a request.
+    m_bLocationsRequested = 1;
     if (eContext == PROPERTY_UPDATE_BUILD)
         QueueRead(CMD_LOCATIONS_LIST, "");
-    m_bLocationsRequested = 1;
     return kDiscovering;
 }
 
 void CVestaraInterface::UpdateLocationChoices(CSystemProperty* pProperty, PROPERTY_UPDATE_CTX eContext)
 {
+    const CQXObList& Locations = m_Locations.Live();
     int iIndex = 0;
-    for (CQXPos* pPos = m_Locations.GetHeadPosition(); pPos; ++iIndex) {
-        auto* pLocation = static_cast<CLocationPair*>(m_Locations.GetNext(pPos));
+    for (CQXPos* pPos = Locations.GetHeadPosition(); pPos; ++iIndex) {
+        const auto* pLocation = static_cast<const CLocationPair*>(Locations.GetNext(pPos));
         pProperty->AddChoice(pLocation->Name(), iIndex);
         // What the installer has chosen on an open page is not overridden.
-        if (eContext == PROPERTY_UPDATE_BUILD && pLocation->ID().Compare(m_sLocationID) == 0)
+        if (eContext == PROPERTY_UPDATE_BUILD && m_sLocationID.Compare(pLocation->ID()) == 0)
             pProperty->SelectChoice(iIndex);
     }
 }
@@ -111,63 +112,64 @@ void CVestaraInterface::GetExtBridgeConfig(CQXMSG* pMsg)
     pMsg->PutInt(kExtendedPageHeader);
     pMsg->PutInt(0);
     pMsg->PutString("Location");
-    if (!m_Locations.IsEmpty() && !m_sAccessToken.IsEmpty())
-        PutLocationChoices(pMsg);
+    const CQXObList& Locations = m_Locations.Live();
+    if (!Locations.IsEmpty() && !m_sAccessToken.IsEmpty())
+        PutLocationChoices(pMsg, Locations);
     else
         PutLocationStatus(pMsg);
     // The reader of the page learns here who the master is; the flag word itself stays the host's.
     pMsg->PutInt(m_bMaster ? Flags() | kMasterBit : Flags() & ~kMasterBit);
 }
 
-void CVestaraInterface::PutLocationChoices(CQXMSG* pMsg)
+void CVestaraInterface::PutLocationChoices(CQXMSG* pMsg, const CQXObList& Locations)
 {
-    const int nLocations = m_Locations.GetCount();
-    const int iSelected = IndexOfSelectedLocation();
+    const int nLocations = Locations.GetCount();
+    const int iSelected = IndexOfSelectedLocation(Locations);
     if (TraceEnabled())
         Trace(FormatLine("Location pre-selected: %d/%d", iSelected + 1, nLocations));
     pMsg->PutInt(iSelected);
     pMsg->PutInt(nLocations);
 
-    CQXPos* pPos = m_Locations.GetHeadPosition();
+    CQXPos* pPos = Locations.GetHeadPosition();
     if (nLocations == 1) {
-        auto* pLocation = static_cast<CLocationPair*>(m_Locations.GetAt(pPos));
+        const auto* pLocation = static_cast<const CLocationPair*>(Locations.GetAt(pPos));
         pMsg->PutString(pLocation->Name());
         if (TraceEnabled())
             Trace(FormatLine("Single location pre-selected: [%s]", Text(pLocation->Name())));
-        if (pLocation->ID().Compare(m_sLocationID) != 0)
-            SelectSingleLocation(pLocation);
+        if (m_sLocationID.Compare(pLocation->ID()) != 0)
+            SelectSingleLocation(*pLocation);
         return;
     }
     for (int iPosition = 1; pPos; ++iPosition) {
-        auto* pLocation = static_cast<CLocationPair*>(m_Locations.GetNext(pPos));
+        const auto* pLocation = static_cast<const CLocationPair*>(Locations.GetNext(pPos));
         pMsg->PutString(pLocation->Name());
         if (TraceEnabled())
             Trace(FormatLine("Location added to list: [%s][%d]", Text(pLocation->Name()), iPosition));
     }
 }
 
-int CVestaraInterface::IndexOfSelectedLocation()
+int CVestaraInterface::IndexOfSelectedLocation(const CQXObList& Locations)
 {
     int iSelected = -1;
     int iIndex = 0;
-    for (CQXPos* pPos = m_Locations.GetHeadPosition(); pPos; ++iIndex) {
-        auto* pLocation = static_cast<CLocationPair*>(m_Locations.GetNext(pPos));
-        if (pLocation->ID().Compare(m_sLocationID) == 0)
+    for (CQXPos* pPos = Locations.GetHeadPosition(); pPos; ++iIndex) {
+        const auto* pLocation = static_cast<const CLocationPair*>(Locations.GetNext(pPos));
+        if (m_sLocationID.Compare(pLocation->ID()) == 0)
             iSelected = iIndex;
     }
     return iSelected;
 }
 
-void CVestaraInterface::SelectSingleLocation(CLocationPair* pLocation)
+void CVestaraInterface::SelectSingleLocation(const CLocationPair& Location)
 {
     // There is nothing for the installer to choose. Unlike a choice this removes no locks: an account with
     // one location cannot have any from another.
-    m_sLocationID = pLocation->ID();
-    m_sLocationName = pLocation->Name();
+    m_sLocationID.Set(Location.ID());
+    m_sLocationName.Set(Location.Name());
     CSystem::Instance()->NotifyWrite();
-    QueueRead(CMD_DEVICES_DISCOVER, m_sLocationID);
+    QueueRead(CMD_DEVICES_DISCOVER, Location.ID());
     if (TraceEnabled())
-        Trace(FormatLine("Single location query sent: [%s]", Text(m_sLocationName)));
+        Trace(FormatLine("Single location query sent: [%s]", Text(Location.Name())));
 }
 
 void CVestaraInterface::PutLocationStatus(CQXMSG* pMsg)
@@ -184,8 +186,8 @@ void CVestaraInterface::PutLocationStatus(CQXMSG* pMsg)
     if (m_bLocationsRequested)
         return;
     pMsg->PutString(kDiscovering);
-    QueueRead(CMD_LOCATIONS_LIST, "");
     m_bLocationsRequested = 1;
+    QueueRead(CMD_LOCATIONS_LIST, "");
 }
 
 void CVestaraInterface::SetExtBridgeConfig(CQXMSG* pMsg)

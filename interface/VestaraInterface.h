@@ -1,16 +1,23 @@
 #pragma once
 // The account interface: one link between the controller and one account of the cloud lock service.
 
+#include "access/AccessPersonList.h"
 #include "cloud/Attributes.h"
 #include "cloud/Command.h"
+#include "cloud/MaskList.h"
 #include "host/DeviceInterface.h"
 #include "host/QXCritical.h"
 #include "host/QXList.h"
 #include "host/QXTimer.h"
+#include "interface/LocationList.h"
+#include "interface/SharedText.h"
 
+#include <atomic>
+#include <cstdint>
 #include <memory>
+#include <optional>
+#include <vector>
 
-class CAccessPerson;
 class CLocationPair;
 class CPortivo;
 class CUser;
@@ -155,27 +162,32 @@ public:
     CPortivo* FindDoorLock(CQXString sDeviceID);
     int AddNewDoorLock(CQXString sDeviceID, CQXString sName); // installs or claims; 1 on success
     void RemoveAllDevices(int bRestart);
-    void RemoveAllObjects(); // both threads: queues, locations, access persons, mask list
+
+    // Both threads: drains the queues and the mask list and drops locations and access persons, which count
+    // as empty from then on and are freed by the host thread when it next touches them.
+    void RemoveAllObjects();
 
     // Locations (interface/Locations.cpp).
 
-    CQXString LocationID() const { return m_sLocationID; }
-    CQXString LocationName() const { return m_sLocationName; }
+    CQXString LocationID() const { return m_sLocationID.Get(); }
+    CQXString LocationName() const { return m_sLocationName.Get(); }
     void SetLocationIdx(int iIndex); // zero-based index into the candidate list
     void RemoveAllLocations();       // both threads
     void RemoveThisLocation(CQXString sID);
 
     // Access persons (access/Registry.cpp).
 
-    // Look-ups compare exactly. On an empty registry they bring the polls forward and say so.
-    CAccessPerson* AccessPersonByIndex(int iIndex); // both threads
-    CAccessPerson* AccessPersonByID(CQXString sID); // both threads
+    // Look-ups compare exactly. On an empty registry they bring the polls forward and say so. The person is
+    // borrowed until the next look-up, insertion or removal.
+    CAccessPerson* AccessPersonByIndex(int iIndex);
+    CAccessPerson* AccessPersonByID(CQXString sID);
     CAccessPerson* AccessPersonByName(CQXString sName);
     int AccessPersonExists(int iIndex);
     int AccessPersonExists(CQXString sName);
 
     // 1: the registry owns the person now, and pPerson is null. 0: refused; the person stays the caller's,
-    // unless a non-empty list has no head, in which case the registry has freed it and pPerson is null.
+    // unless the worker dropped the registry in this very moment, in which case the person is freed and
+    // pPerson is null.
     int InsertAccessPerson(std::unique_ptr<CAccessPerson>& pPerson);
     void ClearIndexes();
     void RefreshIndexes();         // ties persons to the controller's user slots by name
@@ -202,8 +214,15 @@ private:
     // threads.
     int Report(int iLine, CQXString sText);
 
-    // The account interface at a bridge index, this one included, or null.
+    // The account interface at a bridge index, this one included, or null. Host thread.
     CVestaraInterface* Sibling(int iBridge);
+
+    // Every other account interface with the location that it serves, in bridge order. Host thread.
+    struct CSibling {
+        CVestaraInterface* m_pInterface;
+        CQXString m_sLocationID;
+    };
+    std::vector<CSibling> OtherAccounts();
 
     void TakeTurn();       // worker: one turn of Run
     void DoHousekeeping(); // deferred notices and removals
@@ -215,10 +234,10 @@ private:
     void BuildPropertyPage(CPropertySet* pSet);
     CQXString LocationStatus(PROPERTY_UPDATE_CTX eContext);
     void UpdateLocationChoices(CSystemProperty* pProperty, PROPERTY_UPDATE_CTX eContext);
-    void PutLocationChoices(CQXMSG* pMsg);
+    void PutLocationChoices(CQXMSG* pMsg, const CQXObList& Locations);
     void PutLocationStatus(CQXMSG* pMsg);
-    void SelectSingleLocation(CLocationPair* pLocation);
-    int IndexOfSelectedLocation(); // the last match, -1 for none
+    void SelectSingleLocation(const CLocationPair& Location);
+    int IndexOfSelectedLocation(const CQXObList& Locations); // the last match, -1 for none
 
     void TellAuthLost(CPortivo* pLock); // both threads
     CPortivo* CreateDoorLock(const CQXString& sDeviceID, const CQXString& sName);
@@ -237,7 +256,7 @@ private:
     int AssembleTarget(CQXString* pHeader, CVestaraCommand* pCommand); // verb and path
 
     // Steps of the send cycle (cloud/SendCycle.cpp): worker. Results are SendCommand's.
-    void TraceRequest(CQXString* pRequest, CQXString* pBody);
+    void TraceRequest(const CQXString& sRequest, const CQXString& sBody);
     std::unique_ptr<CHTMLPage> Exchange(CHTTPConnectionSSL* pConnection, const CQXString& sRequest,
                                         VestaraMethod eMethod); // null: no page
     int GiveUpWithoutPage(std::unique_ptr<CVestaraCommand> pCommand);
@@ -271,7 +290,13 @@ private:
     void ProcessAccess(CJSONObject* pEntry, const CVestaraCommand& Command);
 
     // Steps of the registry (access/Registry.cpp) and of the synchronisation (access/Synchronisation.cpp).
-    int AwaitsAccessPersons(); // 1 for an empty registry: brings the polls forward and says so
+    // Both threads: 1 for an empty registry, which brings the polls forward and says so, as a trace or as a
+    // report.
+    int AwaitsAccessPersons();
+    int ReportsEmptyRegistry();
+    // Worker: the look-ups by index and id, as a copy.
+    std::optional<CAccessPerson> CopyOfPersonByIndex(int iIndex);
+    std::optional<CAccessPerson> CopyOfPersonByID(const CQXString& sID);
     int InsertIndexed(std::unique_ptr<CAccessPerson>& pPerson);
     int InsertUnindexed(std::unique_ptr<CAccessPerson>& pPerson);
     int PushChangedPerson(CAccessPerson* pPerson, CQXString sDeviceID, CUser* pUser);
@@ -281,52 +306,50 @@ private:
     bool DiffersTraced(const char* pField, const CQXString& sOld, const CQXString& sNew);
     void QueueForPerson(VestaraMethod eMethod, CommandID eCommand, CQXString sDeviceID, CQXString sUserID);
 
-    // Borrowed; may be this object itself. Shared without a lock: a worker asks for it only on the master,
-    // where both threads set it to the same object.
-    CVestaraInterface* m_pMaster = nullptr;
+    // Who touches what. Two threads share all of it but for what a line says otherwise, so every type here is
+    // one that makes the access safe by itself: none needs a lock around it, and none of their own locks is
+    // held across a call that may block or call back. Values may be a moment old; docs/architecture.md says
+    // what that costs.
 
-    // Shared by both threads through lists that lock themselves. Each owns the commands that it holds.
+    // Borrowed; may be this object itself. The worker asks for the master only while this object is the
+    // master.
+    std::atomic<CVestaraInterface*> m_pMaster{nullptr};
+
+    // Each owns the commands that it holds.
     CTSObList m_Commands;
     CTSObList m_Responses;
 
-    // Lists of the host thread that the worker reads while it assembles and masks requests, and empties after
-    // a refused or lost token, without a lock: the account is unusable at that moment, the host's calls that
-    // walk them are short, and the framework gives the driver no lock that both sides would take.
-    CQXObList m_Locations;       // CLocationPair*, owned
-    CQXObList m_AccessPersons;   // CAccessPerson*, owned; indexed ones first, by index
-    CQXObList m_ObfuscationList; // CQXString*, owned
+    CLocationList m_Locations;         // the worker may only drop it
+    CAccessPersonList m_AccessPersons; // the worker copies persons out of it, and may drop it
+    CMaskList m_ObfuscationList;
 
     CQXTimer m_tmrHousekeeping; // host thread
     CQXTimer m_tmrRun;          // worker
-
-    // One 32-bit start tick each, set from both threads: a lost setting moves a poll or a refresh by one
-    // period.
     CQXTimer m_tmrStatusPoll;
     CQXTimer m_tmrAccessPoll;
     CQXTimer m_tmrSpare; // started with the others; nothing reads it
     CQXTimer m_tmrToken; // age of the access token
 
-    // Plain words set from both threads. A race costs one turn at the old pace, or one notice told a round
-    // later.
-    std::uint32_t m_iRunDelay = 0; // milliseconds between two turns of Run
-    std::int32_t m_iTokenLifetime; // seconds; written by the host thread, read by the worker
-    std::int32_t m_bMaster;        // persisted
-    std::int32_t m_bLocationsRequested;
-    std::int32_t m_bAuthorized; // what the locks were last told
-    std::int32_t m_bRemoveDevices;
-    std::int32_t m_bNotifyConfig;
-    std::int32_t m_bNotifyInterface;
+    std::atomic<std::uint32_t> m_iRunDelay{0};  // milliseconds between two turns of Run
+    std::atomic<std::int32_t> m_iTokenLifetime; // seconds
+    std::atomic<std::int32_t> m_bMaster{0};     // persisted
+    std::atomic<std::int32_t> m_bLocationsRequested{0};
+    std::atomic<std::int32_t> m_bAuthorized{0}; // what the locks were last told
 
-    // Written by the host thread and read by the worker while it assembles a request; the worker empties the
-    // access token after a refusal and all of them after a lost refresh. Both sides hold them only for the
-    // length of a copy, and a request with a half-changed token is refused by the cloud and asked again.
-    CQXString m_sAccessToken;
-    CQXString m_sRefreshToken;
+    // What housekeeping is to do. It clears a flag after it has acted on it, so what is asked for in the very
+    // moment of the act counts as done with it.
+    std::atomic<std::int32_t> m_bRemoveDevices{0};
+    std::atomic<std::int32_t> m_bNotifyConfig{0};
+    std::atomic<std::int32_t> m_bNotifyInterface{0};
+    std::int32_t m_bUnInstalled = 0; // host thread: removed by the host, which deletes it next
+
+    CSharedText m_sAccessToken;
+    CSharedText m_sRefreshToken;
     CQXString m_sOAuthState; // host thread
-    CQXString m_sAuthCode;
+    CSharedText m_sAuthCode;
     CQXString m_sAuthURL; // host thread
-    CQXString m_sLocationID;
-    CQXString m_sLocationName;
-    CQXString m_sReserved; // part of the object's layout; nothing uses it
-    OAUTH_REDIRECT_SCHEMA m_iRedirectSchema;
+    CSharedText m_sLocationID;
+    CSharedText m_sLocationName;
+    CQXString m_sReserved; // nothing uses it
+    std::atomic<OAUTH_REDIRECT_SCHEMA> m_iRedirectSchema{OAUTH_REDIRECT_LOCAL};
 };

@@ -7,6 +7,7 @@
 #include "host/DoorLock.h"
 #include "host/QXTimer.h"
 
+#include <atomic>
 #include <cstdint>
 #include <ctime>
 
@@ -67,7 +68,6 @@ public:
     int ProcessCommand(Attributes eAttribute, CQXString* pValue);
 
     void UpdateTraceName();
-    using CBridgeClient::DeviceID;
     void DeviceName(CQXString sName); // the name the cloud reports; empty and equal names change nothing
 
 private:
@@ -101,9 +101,9 @@ private:
     CQXTimer m_tmrBatteryCheck;
     std::int32_t m_bNotifyConfig = 0;
     std::int32_t m_bOnline = 1;
-    std::int32_t m_iReserved = 0;    // persisted; nothing else uses it
-    std::int32_t m_bNeedAuth = 0;    // also set from the worker: a plain word, at worst told twice
-    std::int32_t m_iLowBattery = 30; // percent; persisted
+    std::int32_t m_iReserved = 0;             // persisted; nothing else uses it
+    std::atomic<std::int32_t> m_bNeedAuth{0}; // also set from the worker
+    std::int32_t m_iLowBattery = 30;          // percent; persisted
     CQXString m_sProgrammingCode;
     CQXString m_sSerialNumber;
     std::int32_t m_iLastCommand = 0;        // 0 none, 1 lock, 2 unlock

@@ -43,7 +43,7 @@ protected:
     {
         CVestaraInterfaceProbe Fields = Probe(Account);
         std::ostringstream Text;
-        for (const CQXString& Word : {Fields.AccessToken(), Fields.RefreshToken(), Fields.LocationID()})
+        for (const CQXString Word : {Fields.AccessToken(), Fields.RefreshToken(), Fields.LocationID()})
             Text << Str(Word) << ' ';
         Text << Str(Fields.LocationName()) << ", " << Account.NCommands() << ' ' << Account.NResponses()
              << ' ' << Persons(Account).size() << ", " << Fields.Authorized() << ' ' << Fields.RemoveDevices()

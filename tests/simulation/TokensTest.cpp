@@ -28,7 +28,7 @@ TEST_F(Tokens, AreRefreshedInTimeOrAfterARefusalAndOnlyAnOutageOfARefreshInTimeD
     Restart();
     EXPECT_NEAR(SecondsUntilRefresh(), 5410, 20);
     Live(20s);
-    EXPECT_EQ(std::string(Probe(Account()).AccessToken()), m_Model.CurrentWorld().accessTokens.back().token);
+    EXPECT_EQ(std::string(CQXString(Probe(Account()).AccessToken())), m_Model.CurrentWorld().accessTokens.back().token);
 
     m_Reachable = false;
     Live(300s);
@@ -50,7 +50,7 @@ TEST_F(Tokens, AreRefreshedInTimeOrAfterARefusalAndOnlyAnOutageOfARefreshInTimeD
     EXPECT_EQ(Reports(), Cleared);
     Restart();
     EXPECT_EQ(m_pSystem->NDoorLock(COMPONENT_FILTER_ALL), 0) << "saved as well";
-    EXPECT_TRUE(Account().LocationID().IsEmpty() && Probe(Account()).RefreshToken().IsEmpty());
+    EXPECT_TRUE(Account().LocationID().IsEmpty() && CQXString(Probe(Account()).RefreshToken()).IsEmpty());
 }
 
 } // namespace support

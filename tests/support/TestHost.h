@@ -26,6 +26,18 @@ void LoadSystemComponentDefs(CStringBlock* pBlock, int iFamily, CQXObList* pList
 CSystemComponent* CreateSystemComponent(CSystemComponentDef* pDefinition);
 }
 
+/// Sets and reads a shared text as if it were a plain one.
+class SharedTextProbe
+{
+public:
+    explicit SharedTextProbe(CSharedText& Shared) : m_Text(Shared) {}
+    void operator=(const char* pText) { m_Text.Set(pText); }
+    operator CQXString() const { return m_Text.Get(); }
+
+private:
+    CSharedText& m_Text;
+};
+
 /// Opens the interface's fields to tests: what is set up or looked at here has no public operation.
 class CVestaraInterfaceProbe
 {
@@ -33,29 +45,29 @@ public:
     explicit CVestaraInterfaceProbe(CVestaraInterface& Interface) : m_Interface(Interface) {}
 
     CTSObList& Commands() { return m_Interface.m_Commands; }
-    CQXObList& Locations() { return m_Interface.m_Locations; }
-    CQXObList& AccessPersons() { return m_Interface.m_AccessPersons; }
-    CQXObList& ObfuscationList() { return m_Interface.m_ObfuscationList; }
+    CQXObList& Locations() { return m_Interface.m_Locations.Live(); }
+    CAccessPersonList& AccessPersons() { return m_Interface.m_AccessPersons; }
+    CQXObList& ObfuscationList() { return *m_Interface.m_ObfuscationList.Entries(); }
     CQXTimer& HousekeepingTimer() { return m_Interface.m_tmrHousekeeping; }
     CQXTimer& RunTimer() { return m_Interface.m_tmrRun; }
     CQXTimer& StatusPollTimer() { return m_Interface.m_tmrStatusPoll; }
     CQXTimer& AccessPollTimer() { return m_Interface.m_tmrAccessPoll; }
     CQXTimer& TokenTimer() { return m_Interface.m_tmrToken; }
-    std::uint32_t& RunDelay() { return m_Interface.m_iRunDelay; }
-    std::int32_t& TokenLifetime() { return m_Interface.m_iTokenLifetime; }
-    std::int32_t& Master() { return m_Interface.m_bMaster; }
-    CVestaraInterface*& MasterPointer() { return m_Interface.m_pMaster; }
-    std::int32_t& LocationsRequested() { return m_Interface.m_bLocationsRequested; }
-    std::int32_t& Authorized() { return m_Interface.m_bAuthorized; }
-    std::int32_t& RemoveDevices() { return m_Interface.m_bRemoveDevices; }
-    std::int32_t& NotifyConfig() { return m_Interface.m_bNotifyConfig; }
-    std::int32_t& NotifyInterface() { return m_Interface.m_bNotifyInterface; }
-    CQXString& AccessToken() { return m_Interface.m_sAccessToken; }
-    CQXString& RefreshToken() { return m_Interface.m_sRefreshToken; }
-    CQXString& AuthCode() { return m_Interface.m_sAuthCode; }
-    CQXString& LocationID() { return m_Interface.m_sLocationID; }
-    CQXString& LocationName() { return m_Interface.m_sLocationName; }
-    OAUTH_REDIRECT_SCHEMA& RedirectSchema() { return m_Interface.m_iRedirectSchema; }
+    std::atomic<std::uint32_t>& RunDelay() { return m_Interface.m_iRunDelay; }
+    std::atomic<std::int32_t>& TokenLifetime() { return m_Interface.m_iTokenLifetime; }
+    std::atomic<std::int32_t>& Master() { return m_Interface.m_bMaster; }
+    std::atomic<CVestaraInterface*>& MasterPointer() { return m_Interface.m_pMaster; }
+    std::atomic<std::int32_t>& LocationsRequested() { return m_Interface.m_bLocationsRequested; }
+    std::atomic<std::int32_t>& Authorized() { return m_Interface.m_bAuthorized; }
+    std::atomic<std::int32_t>& RemoveDevices() { return m_Interface.m_bRemoveDevices; }
+    std::atomic<std::int32_t>& NotifyConfig() { return m_Interface.m_bNotifyConfig; }
+    std::atomic<std::int32_t>& NotifyInterface() { return m_Interface.m_bNotifyInterface; }
+    SharedTextProbe AccessToken() { return SharedTextProbe(m_Interface.m_sAccessToken); }
+    SharedTextProbe RefreshToken() { return SharedTextProbe(m_Interface.m_sRefreshToken); }
+    SharedTextProbe AuthCode() { return SharedTextProbe(m_Interface.m_sAuthCode); }
+    SharedTextProbe LocationID() { return SharedTextProbe(m_Interface.m_sLocationID); }
+    SharedTextProbe LocationName() { return SharedTextProbe(m_Interface.m_sLocationName); }
+    std::atomic<OAUTH_REDIRECT_SCHEMA>& RedirectSchema() { return m_Interface.m_iRedirectSchema; }
 
 private:
     CVestaraInterface& m_Interface;
@@ -312,9 +324,7 @@ protected:
     static Lines Persons(CVestaraInterface& Account)
     {
         Lines Found;
-        const CQXObList& List = Probe(Account).AccessPersons();
-        for (CQXPos* pPos = List.GetHeadPosition(); pPos;) {
-            const auto* pPerson = static_cast<const CAccessPerson*>(List.GetNext(pPos));
+        for (const auto& pPerson : Probe(Account).AccessPersons().All()) {
             std::string Line = std::to_string(pPerson->Index());
             for (const CQXString& Field :
                  {pPerson->ID(), pPerson->Name(), pPerson->PinCode(), pPerson->Email()})
