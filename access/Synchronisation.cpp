@@ -45,8 +45,9 @@ int CVestaraInterface::PushChangedPerson(CAccessPerson* pPerson, CQXString sDevi
 
 int CVestaraInterface::TakeOverPerson(CAccessPerson* pPerson, int iSlot, CUser* pUser)
 {
-    // The name is the tie, so the person follows it to this slot, also from another one. Nothing is sent on
-    // purpose, even when fields changed: the person is the cloud's, and only its slot is new here.
+    // The name is the tie, so the person follows it to this slot, also from another one. Nothing is sent, on
+    // purpose, even when fields changed: the registry has the controller's values from now on and the cloud
+    // its own, until a later change is pushed.
     pPerson->Index(iSlot);
     if (!UpdateAccessPerson(pPerson, pUser, CQXString(), CQXString(), CQXString(), CQXString()) &&
         TraceEnabled())
@@ -158,7 +159,7 @@ CUser* CVestaraInterface::SlotUser(CAccessPerson* pPerson)
     if (pPerson->Indexed())
         return pSecurity->GetUserAtDoorLockSlot(pPerson->Index());
 
-    // Name and PIN must both match before a person is tied here: a namesake in the cloud may be someone else.
+    // Name and PIN must both match here; RefreshIndexes and a push tie by the name alone.
     for (int iSlot = 0; iSlot < kUserSlots; ++iSlot) {
         CUser* pUser = pSecurity->GetUserAtDoorLockSlot(iSlot);
         if (pUser && pUser->Name().Compare(pPerson->Name()) == 0 &&
@@ -174,8 +175,7 @@ bool CVestaraInterface::DiffersTraced(const char* pField, const CQXString& sOld,
 {
     if (sOld.Compare(sNew) == 0)
         return false;
-    // PINs stand in clear here on purpose: an installer who looks for a wrong code needs to see it. Logs hide
-    // them by their own means.
+    // PINs stand in clear in this line; hiding them is left to the host's log.
     if (TraceEnabled())
         Trace(FormatLine("%s changed from [%s] to [%s]", pField, Text(sOld), Text(sNew)));
     return true;

@@ -10,8 +10,8 @@
 namespace
 {
 
-// What a lock is told of a device object, in this order: the state first, because its report ends the wait
-// that the heartbeat would otherwise still count, and the interval before the time that it measures.
+// What a lock is told of a device object, in this order, which has effects: a state report ends the wait
+// before the heartbeat is looked at, and the interval comes before the time that is measured against it.
 constexpr Attributes kLockAttributes[] = {
     ATTR_STATE,         ATTR_POWER_LEVEL,        ATTR_WIFI_LEVEL,   ATTR_PROGRAMMING_CODE,
     ATTR_SERIAL_NUMBER, ATTR_HEARTBEAT_INTERVAL, ATTR_CONNECTED_AT, ATTR_UPDATED_AT,
@@ -71,7 +71,7 @@ int CVestaraInterface::InstallListedLock(CVestaraInterface* pOwner, CommandID eC
     if (!pOwner)
         return Report(1271, FormatLine("Could not find interface with ID: [%s]", Text(sLocationID)));
 
-    // A poll never installs: the installer may have deleted the lock on purpose since the last discovery.
+    // Only a discovery installs.
     if (eCommand != CMD_DEVICES_DISCOVER)
         return 0;
     if (!pOwner->AddNewDoorLock(sID, sName))
@@ -87,7 +87,7 @@ void CVestaraInterface::RouteDevice(CVestaraInterface* pOwner, CJSONObject* pEnt
                                                      std::move(sID), CQXString(), CQXString());
     pRouted->Response(pEntry->CreateCopy());
     if (!pOwner) {
-        // Only this entry is given up, whatever the text says.
+        // Only this entry is given up: the reply goes on, although the report speaks of aborting.
         pRouted.reset();
         Report(1294, FormatLine("VestaraInterface device NULL - aborting ProcessResponse"));
         return;

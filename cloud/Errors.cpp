@@ -7,8 +7,7 @@
 int CVestaraInterface::HandleError(std::unique_ptr<CVestaraCommand> pCommand,
                                    std::unique_ptr<CJSONObject> pReply, CQXString sMessage)
 {
-    // A "message" that is there but empty hides the "errorcode" on purpose: the cloud then has nothing to say
-    // beyond its status line.
+    // A "message" that is there but empty hides the "errorcode", on purpose; the caller's text is used then.
     CQXString sError;
     if (pReply && !pReply->FindString("message", &sError, 1) &&
         !pReply->FindString("errorcode", &sError, 1) && TraceEnabled())

@@ -33,8 +33,7 @@ int CVestaraInterface::ProcessLocationReply(std::unique_ptr<CVestaraCommand> pCo
         CQXString sType;
         ParseAttribute(pEntry, ATTR_LOCATION_TYPE, &sType);
         if (sType.Compare("location") != 0) {
-            // What came before stays applied: each entry stands for itself, and some locations to choose
-            // from are better than none.
+            // What came before stays applied; later entries are not looked at.
             pCommand.reset();
             return Report(1163, FormatLine("Unknown Location type: [%s]", Text(sType)));
         }
@@ -57,7 +56,7 @@ void CVestaraInterface::ProcessLocation(CQXString sID, CQXString sName)
     int bKnown = WalkCandidates(sID);
     CVestaraInterface* pOwner = FindInterface(sID);
     if (pOwner && m_sLocationID.Compare(sID) != 0) {
-        // Another account serves it, so it is not offered here, and what that one offers is out of date.
+        // Another account serves it, so it is not offered here, and that one's candidates are dropped.
         bKnown = 1;
         pOwner->RemoveAllLocations();
     }
@@ -70,8 +69,9 @@ void CVestaraInterface::ProcessLocation(CQXString sID, CQXString sName)
     m_bNotifyConfig = 1;
 }
 
-// Walks the candidates once for an entry of the reply: whether the entry is among them, and which of them
-// other accounts serve by now, whose lists are emptied. Changes the list as well, see below.
+// // Walks the candidates once for an entry of the reply. Says whether the entry is among them. For each
+// candidate that another account serves by now it drops that account's candidates and gives up one of this
+// list.
 int CVestaraInterface::WalkCandidates(const CQXString& sID)
 {
     const CWantedText Wanted(sID);
@@ -96,8 +96,8 @@ int CVestaraInterface::WalkCandidates(const CQXString& sID)
         Serving->m_pInterface->RemoveAllLocations();
 
         // On purpose the entry behind the served one goes, or none behind the last, because the position has
-        // moved on already: what installers see offered after several lists depends on it. The pair is given
-        // up and not freed, which is intended too.
+        // moved on already: what installers see offered after several lists depends on it. No pair is freed
+        // here, on purpose too.
         [[maybe_unused]] void* pGivenUp = Locations.RemoveAt(pPos);
 #ifdef VESTARA_LEAK_CHECKER
         __lsan_ignore_object(pGivenUp);

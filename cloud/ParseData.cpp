@@ -19,14 +19,12 @@ int CVestaraInterface::ParseAttribute(CJSONObject* pNode, Attributes eAttribute,
 
 int CVestaraInterface::ParseText(CJSONObject* pNode, const char* pKey, CQXString* pOut)
 {
-    // Emptied first on purpose: a token reply that lacks its token thereby empties the stored one, and the
-    // worker, which then finds none, has it refreshed.
+    // Emptied first: a value that is missing leaves an empty text.
     pOut->Empty();
     if (!pNode || !pNode->FindString(pKey, pOut, 1))
         return Report(3023, FormatLine("\"%s\" not identified", pKey));
 
-    // Blanks first, line feeds second, once each: a blank in front of a line feed stays on purpose, because
-    // names were stored that way and are compared with what the cloud sends.
+    // Blanks first, line feeds second, once each, on purpose: a blank in front of a line feed stays.
     pOut->TrimRight(" ");
     pOut->TrimRight("\n");
     return 1;
@@ -34,7 +32,8 @@ int CVestaraInterface::ParseText(CJSONObject* pNode, const char* pKey, CQXString
 
 int CVestaraInterface::ParseData(CJSONObject* pNode, CQXString sKey, int* pOut)
 {
-    // A missing number leaves the target alone, unlike a missing text: an old lifetime is better than none.
+    // A missing number leaves the target alone, unlike a missing text: a token reply without a lifetime keeps
+    // the old one.
     CQXString sValue;
     if (!pNode || !pNode->FindString(sKey, &sValue, 1))
         return Report(3047, FormatLine("\"%s\" not identified", Text(sKey)));

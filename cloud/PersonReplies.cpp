@@ -20,7 +20,8 @@ int CVestaraInterface::ProcessPersonReply(std::unique_ptr<CVestaraCommand> pComm
     }
     for (int i = 0; i < Entries.Count(); ++i) {
         if (!ProcessPerson(Entries.Entry(i), *pCommand)) {
-            // What came before stays applied, and nobody is tied to a slot anew until the next list.
+            // What came before stays applied; slots are tied anew with the next person reply that gets
+            // through.
             pCommand.reset();
             return Report(1356, FormatLine("User Creation Failed"));
         }
@@ -75,8 +76,7 @@ CAccessPerson* CVestaraInterface::PersonOfReply(const CVestaraCommand& Command, 
 
 int CVestaraInterface::AddRemotePerson(CQXString sID, CQXString sName, CQXString sPin, CQXString sEmail)
 {
-    // A namesake is left as it is on purpose, also for a person that was just created: the name is the tie to
-    // the controller's user, and the controller's side of it counts.
+    // A namesake is left as it is, on purpose: one that has no id yet does not get this entry's.
     if (AccessPersonByName(sName)) {
         Trace("Found existing AccessPerson with matching name");
         return 1;

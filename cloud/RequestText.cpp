@@ -59,8 +59,7 @@ CQXString ReadTarget(const CVestaraCommand& Command)
         break;
     }
 
-    // Not repaired on purpose: a read of something that cannot be read goes out without a path, and the cloud
-    // names the mistake in its answer.
+    // A command that is no read goes out without a path, on purpose.
     return pVerb;
 }
 
@@ -122,8 +121,7 @@ void AddNewPerson(CJSONObject* pRoot, const CAccessPerson& Person)
 
 void AddChangedPerson(CJSONObject* pRoot, const CAccessPerson& Person)
 {
-    // Neither type nor e-mail, unlike a new person, on purpose: an update never changes whom the cloud writes
-    // to.
+    // Neither type nor e-mail, unlike a new person, on purpose.
     CJSONObject* pAttributes = pRoot->AddObjectStruct("attributes");
     pAttributes->AddObjectString("name", Text(Person.Name()));
     pAttributes->AddObjectString("pin", Text(Person.PinCode()));

@@ -49,8 +49,7 @@ int CVestaraInterface::AssembleTokenCode(CQXString* pBody)
 
 int CVestaraInterface::AssembleChange(CQXString* pBody, CVestaraCommand* pCommand)
 {
-    // Changes of access persons are checked like changes of locks: each is made on behalf of one lock, and
-    // one that names no lock or no location comes from a lock or an account that is not set up any more.
+    // Every change must name a lock and a location, also one of an access person, whose path needs neither.
     if (pCommand->DeviceID().IsEmpty())
         return Report(1860, FormatLine("Missing DeviceID on WRITE"));
     if (pCommand->LocationID().IsEmpty())
@@ -60,8 +59,7 @@ int CVestaraInterface::AssembleChange(CQXString* pBody, CVestaraCommand* pComman
     const bool bBodiless = eCommand == CMD_ACCESS_PERSON_DELETE ||
                            (eCommand >= CMD_ACCESS_REVOKE && eCommand <= CMD_DEVICE_UNLOCK);
 
-    // A body that cannot be built is left empty and the request goes out all the same, on purpose: the
-    // cloud's answer to it is what ends the command, as for any other refused request.
+    // A body that cannot be built is left empty and the request goes out all the same, on purpose.
     if (!bBodiless)
         GenerateMessage(pCommand, pBody);
     return 1;
@@ -85,7 +83,7 @@ int CVestaraInterface::GenerateMessage(CVestaraCommand* pCommand, CQXString* pBo
                                      Text(sUserID)));
         AddNewPerson(&Root, *Person);
     } else if (eCommand == CMD_ACCESS_PERSON_UPDATE) {
-        // The text says index although the look-up is by id: installers know the message as it is.
+        // It says index although the look-up is by id (see Report).
         const std::optional<CAccessPerson> Person = CopyOfPersonByID(sUserID);
         if (!Person)
             return Report(2129, FormatLine("Could not ID user by index: [%s]", Text(sUserID)));

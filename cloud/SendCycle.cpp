@@ -34,7 +34,7 @@ int CVestaraInterface::SendCommand(std::unique_ptr<CVestaraCommand> pCommand)
     PackData(&sRequest, &sBody, pCommand.get());
     TraceRequest(sRequest, sBody);
 
-    // One connection for each request: the next one is usually seconds away, and a fresh one needs no upkeep.
+    // One connection for each request; none is used again.
     CHTTPConnectionSSL Connection(0);
     std::unique_ptr<CHTMLPage> pPage = Exchange(&Connection, sRequest, pCommand->Method());
     if (!pPage)
@@ -81,8 +81,10 @@ int CVestaraInterface::GiveUpWithoutPage(std::unique_ptr<CVestaraCommand> pComma
     const CommandID eCommand = pCommand->GetCommandID();
     HandleError(std::move(pCommand), nullptr, kNoPage);
 
-    // A refresh token may be spent although its answer got lost, so the account starts over. An outage at
-    // that moment costs the authorisation too; this is accepted, since nothing tells the two apart.
+    // A refresh without an answer counts as a lost authorisation: the refresh token may be spent although the
+    // answer got lost. A connection that could not be made is treated the same, although nothing was sent
+    // then. After a 401 there is no access token any more, so the clean-up leaves everything and the refresh
+    // is tried again.
     if (eCommand == CMD_TOKEN_REFRESH) {
         Report(884, FormatLine("Refresh Token cleared due to being invalid"));
         TokenCleanup();
@@ -99,7 +101,7 @@ int CVestaraInterface::HandleReply(std::unique_ptr<CVestaraCommand> pCommand,
     CHTMLPage* pConsumed = pPage.release();
     std::unique_ptr<CJSONObject> pReply(CHTMLPage::HTMLPageToJSON(pConsumed));
 
-    // The cloud answers 200 or 204 to everything that it has done; any other code is a failure, 201 included.
+    // Only 200 and 204 are successes; any other code is a failure, 201 included.
     switch (iStatus) {
     case 200:
         return QueueReply(std::move(pCommand), std::move(pReply));
@@ -151,8 +153,12 @@ int CVestaraInterface::FinishDeletion(std::unique_ptr<CVestaraCommand> pCommand)
 int CVestaraInterface::DropAuthorization(std::unique_ptr<CVestaraCommand> pCommand,
                                          std::unique_ptr<CJSONObject> pReply, CQXString sStatus)
 {
-    // What was queued under the refused token would only be refused too. Refresh token and location stay, so
-    // that the refresh, which falls due at once, brings the account back by itself.
+    // All lists of the account go, not only the commands that the refused token would spoil: replies that
+    // wait (a token reply among them is lost, and with it a refresh token that it may bring), locations,
+    // access persons and the mask list, which stays empty until the record is read again. Refresh token and
+    // location stay. On the master the refresh falls due with the next turn if the lifetime is 600 to 7200 s;
+    // the age that the worker sets without an access token reaches lifetimes up to some 7810 s; others are not
+    // refreshed after a loss. Any other account waits until the master shares a token.
     RemoveAllObjects();
     ClientBroadcast(0);
     DelayTokenRefresh();

@@ -64,7 +64,7 @@ private:
 class CDeviceNetwork : public CDeviceInterface
 {
 public:
-    // The two numbers are the host's own pacing values, handed through.
+    // The two numbers are the host's own, handed through.
     CDeviceNetwork(CDeviceInterfaceDef* pDefinition, int iReserved1, unsigned uReserved2);
     ~CDeviceNetwork() override;
 

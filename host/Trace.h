@@ -52,6 +52,7 @@ public:
     virtual ~CEventLogger() = default;
 };
 
-// Reports a fault with the name and line of its source, and returns: the caller goes on. Any thread.
-// The message is complete and never a format.
-void AssertWrap(const char* pFile, int iLine, const char* pMessage);
+// Reports a fault, and returns: the caller goes on. pSource names where it comes from, and iNumber identifies the report
+// within that for good; the driver's are no file names and no line numbers. The message is complete and never a format.
+// Any thread.
+void AssertWrap(const char* pSource, int iNumber, const char* pMessage);

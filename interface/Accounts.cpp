@@ -20,8 +20,8 @@ CVestaraInterface* CVestaraInterface::MasterInterface()
         if (pSibling && pSibling->IsMaster())
             pMaster = pSibling;
     }
-    // The first to look and find none is the master from now on; with the next record that is saved, across
-    // restarts too.
+    // // The first to look and find none is the master from now on. The flag is part of the record, but
+    // nothing asks for saving here: it is on disk with the next save.
     if (!pMaster) {
         pMaster = this;
         m_bMaster = 1;
@@ -58,8 +58,9 @@ int CVestaraInterface::IsOnlyInterface()
 
 int CVestaraInterface::TokenShare(CQXString* pToken)
 {
-    // Only the access token moves: the refresh token stays with the master, which alone refreshes. The lines
-    // speak of both and stay so, because support staff search for them.
+    // Only the access token moves: the refresh token stays with the master, which alone refreshes. A master
+    // gives and never takes, also when it has none itself. The lines speak of both tokens and stay so (see
+    // Report).
     CQXString sOwnToken = m_sAccessToken.Get();
     if (pToken->Compare(sOwnToken) == 0) {
         Trace("TokenShare skipped - Access or Refresh Token unchanged");
@@ -83,8 +84,8 @@ int CVestaraInterface::TokenShare(CQXString* pToken)
 
 int CVestaraInterface::TokenCheck()
 {
-    // The outcome is that of the last sibling, on purpose: every sibling is asked, because each also takes
-    // the token that this interface has by then, and an earlier success is not remembered.
+    // // The outcome is that of the last sibling, on purpose: every sibling is asked, because each that is no
+    // master also takes the token that this interface has by then, and an earlier success is not remembered.
     int bShared = 0;
     const int nBridges = CSystem::Instance()->NBridges();
     for (int i = 0; i < nBridges; ++i) {
@@ -109,10 +110,11 @@ int CVestaraInterface::TokenCheck()
 
 void CVestaraInterface::TokenCleanup()
 {
-    // An account without an access token has been dropped already, whatever else is left in it.
+    // Nothing happens without an access token, whatever else is left: after a 401 refresh token, location and
+    // locks stay, also when the refresh gets lost then, and also for Reset.
     if (m_sAccessToken.IsEmpty())
         return;
-    // The text is kept as it is, because support staff search for it.
+    // Locks are meant. The words stay (see Report).
     Trace("Cleaning up Token/Identifiers and removing thermostats");
     m_sAccessToken.Empty();
     m_sRefreshToken.Empty();

@@ -28,7 +28,7 @@ CQXString CVestaraInterface::GetAuthURL()
 void CVestaraInterface::UpdateAuthURL()
 {
     m_sOAuthState = CSystem::Instance()->GetOAuthState(BridgeID());
-    // The redirect address goes in as the host gives it: the cloud compares it with the registered text.
+    // The redirect address goes in as the host gives it, without encoding.
     const CQXString sRedirect = OAuthRedirectURI(m_iRedirectSchema);
     m_sAuthURL.Format("https://%s/oauth/authorize?client_id=%s&response_type=code&redirect_uri=%s&state=%s",
                       kOAuthHost, kClientID, Text(sRedirect), Text(m_sOAuthState));
@@ -55,13 +55,14 @@ int CVestaraInterface::RefreshToken()
     if (m_sRefreshToken.IsEmpty()) {
         DelayTokenRefresh();
         Report(729, FormatLine("Refresh Token is Empty - cannot re-authenticate"));
-        // Nothing but a new authorisation helps, so the report is held down to one in seven seconds.
+        // Only a new authorisation helps. Together with the delay of the turns the pause makes one report in
+        // about 17 s, with an access token one in about 10 s; commands wait meanwhile.
         Sleep(kNoRefreshTokenPauseMs);
         return 0;
     }
-    // Unsigned on purpose: a lifetime below the margin wraps to a threshold of weeks, so a token that the
-    // cloud means to be short-lived is not refreshed over and over. Zero and negative lifetimes fall under
-    // the same rule.
+    // 32 bits, unsigned: a lifetime below the margin, zero, or a little below zero wraps to a threshold of
+    // some 49 days, which the forced ages do not reach either, so such a token is not refreshed. Lifetimes
+    // beyond 4294967 s, of either sign, wrap to any threshold.
     const std::uint32_t uDueMs =
         static_cast<std::uint32_t>(m_iTokenLifetime.load()) * 1000u - kRefreshMarginMs;
     if (m_tmrToken.QXTickCount() < uDueMs)

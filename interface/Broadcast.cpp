@@ -5,9 +5,10 @@
 
 int CVestaraInterface::ClientBroadcast(int bAuthorized)
 {
-    // Only changes are told. After a start the state is "not authorised", so a token that is lost before the
-    // first one was seen never shows on the locks; kept, because their last known states stay visible that
-    // way.
+    // Only changes are told, each by the thread that made it. After a start the state is "not authorised", so
+    // a loss is not told to the locks before the account has got a new token. An account that is no master
+    // sets it only when its own token check brings a token, so its locks are told of one loss after each of
+    // those and not of later ones.
     if (m_bAuthorized.exchange(bAuthorized) == bAuthorized)
         return bAuthorized;
 

@@ -123,6 +123,8 @@ int CVestaraInterface::AddNewDoorLock(CQXString sDeviceID, CQXString sName)
             return 0;
     }
 
+    // A new lock registered in its OnComponentInit already, but before it had a bridge, and a claimed one for
+    // its former bridge.
     pLock->RegisterEventServer();
     CSecurityServer* pSecurity = CSecurityServer::Instance();
     pSecurity->TabLayoutManager()->AppendAllTabID(pLock->ID(), 0);
@@ -160,7 +162,7 @@ CPortivo* CVestaraInterface::CreateDoorLock(const CQXString& sDeviceID, const CQ
     CSystemFamily* pFamily = CSystem::Instance()->FamilyByFamily(kLockFamily);
     if (!pFamily)
         return nullptr;
-    // The host says itself why it cannot add a component.
+    // No report here: the caller reports the failed installation.
     CSystemComponent* pComponent =
         pFamily->AddNewComponent(kPortivoType, sName, FACTORY_MODE_NEW, nullptr, nullptr);
     if (!pComponent)
@@ -170,7 +172,7 @@ CPortivo* CVestaraInterface::CreateDoorLock(const CQXString& sDeviceID, const CQ
     pComponent->Install();
     pComponent->OnComponentInit();
 
-    // A component that is no client or no lock stays with the host, which made it and can show it.
+    // A component that is no client or no lock stays with the host, which made it.
     auto* pClient = dynamic_cast<CBridgeClient*>(pComponent);
     if (!pClient) {
         Report(2769, FormatLine("Failed to create bridge - could not install device"));
@@ -200,7 +202,9 @@ void CVestaraInterface::RemoveAllDevices(int bRestart)
     if (bRestart)
         pSystem->OnSystemExit1(kInterfaceSource, 2849, 0);
 
-    // Backwards, so that the indexes still to come stay valid while locks are deleted.
+    // Either the clients or, only when there are none, all locks of the host: a lock of this bridge that is
+    // no client stays as long as there is a client. Backwards, so that the indexes still to come stay valid
+    // while locks are deleted.
     if (nClients > 0) {
         for (int i = nClients - 1; i >= 0; --i)
             RemoveDoorLock(dynamic_cast<CPortivo*>(Client(i)));
@@ -234,8 +238,8 @@ int CVestaraInterface::UnInstall()
     // there was no master this interface has elected itself, and its own list is empty already.
     if (!m_bMaster)
         MasterInterface()->RemoveAllLocations();
-    // Nobody may keep a pointer to a master that is about to be deleted. From here on nothing asks for the
-    // master, which would elect this interface once more; a sibling that looks for one takes the part.
+    // Nobody may keep a pointer to a master that is about to be deleted; a sibling that looks for one takes
+    // the part.
     if (m_bMaster)
         CleanMasterPointers();
     m_bUnInstalled = 1;

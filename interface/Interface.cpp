@@ -9,9 +9,9 @@
 namespace
 {
 
-// The host's own pacing values for a device network; only the host reads them.
-constexpr int kNetworkPacing1 = 15000;
-constexpr unsigned kNetworkPacing2 = 1000;
+// Two numbers of the device network's constructor; only the host knows their meaning.
+constexpr int kNetworkNumber1 = 15000;
+constexpr unsigned kNetworkNumber2 = 1000;
 
 // Set in the host's flag word at construction, and again after a record was read, which replaces the word.
 constexpr int kInterfaceFlagBits = 0x4000 | 0x4000000;
@@ -29,7 +29,7 @@ constexpr std::uint32_t kAccessPollHeadStartMs = 58000;
 } // namespace
 
 CVestaraInterface::CVestaraInterface(CDeviceInterfaceDef* pDefinition)
-    : CDeviceNetwork(pDefinition, kNetworkPacing1, kNetworkPacing2),
+    : CDeviceNetwork(pDefinition, kNetworkNumber1, kNetworkNumber2),
       m_iTokenLifetime(kDefaultTokenLifetimeSeconds)
 {
     AdjustTickRate();
@@ -43,9 +43,9 @@ CVestaraInterface::~CVestaraInterface()
     RemoveAllObjects();
 }
 
-int CVestaraInterface::Report(int iLine, CQXString sText)
+int CVestaraInterface::Report(int iNumber, CQXString sText)
 {
-    AssertWrap(kInterfaceSource, iLine, sText);
+    AssertWrap(kInterfaceSource, iNumber, sText);
     return 0;
 }
 
@@ -85,8 +85,7 @@ int CVestaraInterface::ReadClientData(CQXFile* pFile, int iVersion)
         return 0;
     m_bMaster = bMaster;
 
-    // Accounts of those versions were registered with the legacy redirect address, so they get that schema on
-    // purpose and not the constructor's: with the other one the cloud would refuse their authorisation.
+    // Records of those versions get this schema on purpose, and not the constructor's.
     int iSchema = OAUTH_REDIRECT_LEGACY;
     if (iVersion > kLastVersionWithoutSchema && !pFile->ReadInt(&iSchema))
         return 0;

@@ -32,8 +32,7 @@ void CVestaraInterface::SetLocationIdx(int iIndex)
                 FormatLine("iVal out of bounds: [%lld/%d]", static_cast<long long>(iIndex) + 1, nLocations));
         return;
     }
-    // Only a negative index gets here with an empty list: the page's reader had nothing to offer, so nothing
-    // happens.
+    // // Only a negative index gets here with an empty list; nothing happens then.
     if (nLocations == 0)
         return;
 
@@ -66,8 +65,7 @@ void CVestaraInterface::RemoveAllLocations()
 void CVestaraInterface::RemoveThisLocation(CQXString sID)
 {
     // The count shrinks with each removal while the counter goes on, so the walk stops early and the rest may
-    // end up rotated: without "B", A, B, C becomes C, A. On purpose: pages that are open select by position
-    // in this order.
+    // end up rotated, on purpose: without "B", A, B, C becomes C, A.
     CQXObList& Locations = m_Locations.Live();
     for (int i = 0; i < Locations.GetCount(); ++i) {
         auto* pLocation = static_cast<CLocationPair*>(Locations.RemoveHead());

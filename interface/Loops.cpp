@@ -17,7 +17,7 @@ constexpr std::uint32_t kHousekeepingMs = 3000;
 constexpr std::uint32_t kStatusPollMs = 15000;
 constexpr std::uint32_t kAccessPollMs = 60000;
 
-// Token ages that make a refresh due with the default lifetime: just at the threshold, and past the expiry.
+// Token ages that make a refresh due with the default lifetime: at the threshold, and at the expiry.
 constexpr std::uint32_t kDelayedTokenAgeMs = 6600000;
 constexpr std::uint32_t kExpiredTokenAgeMs = 7200000;
 
@@ -48,7 +48,7 @@ void CVestaraInterface::TakeTurn()
         ClientBroadcast(0);
         m_iRunDelay = kUnauthorisedRunDelayMs;
         // The doubled percent sign is on purpose: the line shows the token's length and a literal %s, never
-        // the token. Whoever reads these lines knows them by that form.
+        // the token.
         if (TraceEnabled())
             Trace(FormatLine("Missing/bad AccessToken [%d:%%s] - delaying RunIdle",
                              m_sAccessToken.GetLength()));
@@ -114,7 +114,8 @@ void CVestaraInterface::DoHousekeeping()
         CSystem::Instance()->NotifyWrite();
         m_bNotifyConfig = 1;
     }
-    // The two notices are traced whether or not tracing is on: they explain why an open page is built again.
+    // The two notices are traced whether or not tracing is on. Each flag is cleared after the act, so one
+    // that is set in between is lost.
     if (m_bNotifyConfig) {
         Trace("NotifyConfigChanged");
         CSystem::Instance()->NotifyConfigChanged(kInterfaceSource, 406);

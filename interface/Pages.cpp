@@ -15,7 +15,7 @@ constexpr int kLocationProperty = 2001;
 constexpr int kAuthoriseAction = 20002;
 constexpr int kResetAction = 20003;
 
-// The host's own properties that it wants marked before the page is shown, and the mark.
+// Properties of the host that get these bits in the last exchange; the meaning is the host's.
 constexpr int kMarkedProperty1 = 1023;
 constexpr int kMarkedProperty2 = 1024;
 constexpr int kMarkBits = 4;
@@ -59,7 +59,7 @@ void CVestaraInterface::BuildPropertyPage(CPropertySet* pSet)
     pLocation->UpdateDelegate(this);
     UpdateProperty(pStatus, PROPERTY_UPDATE_BUILD, pSet, 0, 0);
     UpdateProperty(pLocation, PROPERTY_UPDATE_BUILD, pSet, 0, 0);
-    // Only the master holds the tokens, so only it can be authorised or reset.
+    // Only the master can be authorised or reset.
     if (!m_bMaster) {
         pSet->DeleteAction(kAuthoriseAction);
         pSet->DeleteAction(kResetAction);
@@ -86,8 +86,9 @@ CQXString CVestaraInterface::LocationStatus(PROPERTY_UPDATE_CTX eContext)
         return kAuthorisationNeeded;
     if (!m_Locations.Live().IsEmpty() || m_bLocationsRequested)
         return "Select Location";
-    // An open page that is refreshed marks the list as requested too, but asks for nothing: the page is built
-    // again with every configuration notice, and each of those builds would send a request.
+    // Marked before the request is queued, because its reply may be here before this returns. A refresh of an
+    // open page marks the list as requested too, but asks for nothing: a list that is empty then stays empty
+    // until something drops it and a page is built.
     m_bLocationsRequested = 1;
     if (eContext == PROPERTY_UPDATE_BUILD)
         QueueRead(CMD_LOCATIONS_LIST, "");
@@ -162,8 +163,8 @@ int CVestaraInterface::IndexOfSelectedLocation(const CQXObList& Locations)
 
 void CVestaraInterface::SelectSingleLocation(const CLocationPair& Location)
 {
-    // There is nothing for the installer to choose. Unlike a choice this removes no locks: an account with
-    // one location cannot have any from another.
+    // Selected without being asked for, also when another location was chosen before. Unlike a choice this
+    // removes neither objects nor locks: the locks of the location before stay, and no poll reaches them.
     m_sLocationID.Set(Location.ID());
     m_sLocationName.Set(Location.Name());
     CSystem::Instance()->NotifyWrite();

@@ -25,7 +25,7 @@ class CUser;
 // Type id of the account interface, also what a bridge of one reports, and what a lock attaches to.
 inline constexpr int kVestaraInterfaceType = 133;
 
-// Source name in the interface's reports and notices. The host matches on it, so it is no file name.
+// Source name in the interface's reports and notices; no file name.
 inline constexpr char kInterfaceSource[] = "vestarai";
 
 // Created by the host, which owns it and deletes it through the destructor. Two threads meet here: the host's
@@ -87,7 +87,8 @@ public:
 
     // Paths and keys (cloud/Paths.cpp, cloud/ParseData.cpp).
 
-    // Worker: the template, not formatted. The JSON key. Both empty, and reported, for an unknown value.
+    // The path template of a command, not filled in, and the JSON key of an attribute. Both empty, and
+    // reported, for an unknown value.
     CQXString PathByCommandID(CommandID eCommand);
     CQXString GetAttribute(Attributes eAttribute);
 
@@ -119,7 +120,7 @@ public:
     CQXObList* GenObfuscationList(); // a new snapshot of the four secrets; stays the interface's
     int PurgeObfuscationList();      // 0. Both threads.
 
-    // Replies (cloud/Replies.cpp, TokenReplies.cpp, LocationReplies.cpp, DeviceReplies.cpp).
+    // Replies (cloud/Replies.cpp and one file for each kind, cloud/*Replies.cpp).
 
     // The one place where a reply takes effect. Takes ownership. 1 processed (also an unhandled id), 0
     // aborted.
@@ -127,7 +128,7 @@ public:
 
     // Pace and timers: both threads.
 
-    int AdjustTickRate();     // number of queued items; 0 also when nothing is queued and the pace is slow
+    int AdjustTickRate();     // number of queued items; leaves a slow pace alone when there are none
     void InitTimers();        // both polls due in about 2 s; only ever forwards
     void ResetUpdateTimers(); // polls start their waits anew
     void DelayTokenRefresh(); // the token reads as 6600 s old
@@ -148,13 +149,15 @@ public:
     CVestaraInterface* MasterInterface();
 
     int TokenCheck();                  // 1 when the last sibling asked shared a token
-    int TokenShare(CQXString* pToken); // called on a sibling; pToken is the caller's access token
+    int TokenShare(CQXString* pToken); // called on a sibling; pToken is a copy of the caller's access token.
+                                       // 1: a token moved
     void TokenCleanup();               // both threads: a failed refresh drops the account from the worker
     CVestaraInterface* FindInterface(CQXString sLocationID); // the first that serves the location, or null
     void UpdateInterfaceName(CVestaraInterface* pInterface, CQXString sLocationName);
-    int ClientBroadcast(int bAuthorized); // both threads; number of clients, or the unchanged state
-    void CleanMasterPointers();
-    int IsOnlyInterface();
+    int ClientBroadcast(int bAuthorized); // both threads; number of clients, the unchanged state, or 0 where
+                                          // a client is missing
+    void CleanMasterPointers();           // nobody has a master after this
+    int IsOnlyInterface(); // 1: this one is master and there is no other; no caller in the driver
 
     // Installation (interface/Installation.cpp).
 
@@ -171,9 +174,9 @@ public:
 
     CQXString LocationID() const { return m_sLocationID.Get(); }
     CQXString LocationName() const { return m_sLocationName.Get(); }
-    void SetLocationIdx(int iIndex); // zero-based index into the candidate list
-    void RemoveAllLocations();       // both threads
-    void RemoveThisLocation(CQXString sID);
+    void SetLocationIdx(int iIndex);        // zero-based index into the candidate list
+    void RemoveAllLocations();              // both threads
+    void RemoveThisLocation(CQXString sID); // no caller in the driver
 
     // Access persons (access/Registry.cpp).
 
@@ -197,22 +200,28 @@ public:
     // A slot is 0 to 29; the device id is that of the lock that asks. A refusal queues nothing.
 
     int PushUser(int iSlot, CQXString sDeviceID, CUser* pUser); // 1 queued or taken over; borrows pUser
-    int PullUser(int iSlot, CQXString sDeviceID);               // 1 queued, also when nobody is at the slot
+    int PullUser(int iSlot, CQXString sDeviceID);               // 1 queued, or nobody is at the slot
     int GrantAccess(int iSlot, CQXString sDeviceID);            // 1 queued
     int RevokeAccess(int iSlot, CQXString sDeviceID); // 1 queued: the read that leads to the revocation
 
-    // Brings the person to the values of the user at its slot, or to the four given ones when there is none.
-    // An empty id keeps the person's own if there is a user. The given user is ignored. 1 when a field
-    // changed.
+    // Brings the person to the values of the user at its slot. A person without a slot is tied to the first
+    // slot whose user has its name and PIN, if there is one. With a user, an empty id keeps the person's own.
+    // Without one the four given values are stored as they are: empty ones clear the fields. The given user
+    // is ignored. 1 when a field changed; 0 also for no person, which is reported.
     int UpdateAccessPerson(CAccessPerson* pPerson, CUser* pUser, CQXString sName, CQXString sID,
                            CQXString sPinCode, CQXString sEmail);
 
 private:
     friend class CVestaraInterfaceProbe; // tests look at the fields through it
 
-    // Hands a finished line to the host's report. Returns 0, so that a refusal is one statement. Both
+    // Hands a finished line to the host's report. iNumber is the report's fixed identity, which support staff
+    // search for; it is no line of a source file and never changes. Nor do the texts of reports and traces,
+    // misspelt ones included: logs are searched for them. Returns 0, so that a refusal is one statement. Both
     // threads.
-    int Report(int iLine, CQXString sText);
+    //
+    // Most traces are for tracing only and ask TraceEnabled() first. Some are written always, and which these
+    // are is fixed too: recipes for installers wait for them in logs that were made without tracing.
+    int Report(int iNumber, CQXString sText);
 
     // The account interface at a bridge index, this one included, or null. Host thread.
     CVestaraInterface* Sibling(int iBridge);
@@ -245,7 +254,8 @@ private:
     void AttachClient(CBridgeClient* pClient, const CQXString& sDeviceID);
     void RemoveDoorLock(CPortivo* pLock); // one that hangs on this interface's bridge; any other stays
 
-    // ParseData's text form behind both of its callers (cloud/ParseData.cpp). The attribute is a known one.
+    // ParseAttribute: ParseData's text form for a known attribute, without a string for the key. ParseText:
+    // what the two share (cloud/ParseData.cpp).
     int ParseAttribute(CJSONObject* pNode, Attributes eAttribute, CQXString* pOut);
     int ParseText(CJSONObject* pNode, const char* pKey, CQXString* pOut);
 
@@ -273,7 +283,7 @@ private:
     void TakeRefreshToken(CQXString sRefreshToken);
     int ProcessLocationReply(std::unique_ptr<CVestaraCommand> pCommand);
     void ProcessLocation(CQXString sID, CQXString sName);
-    int WalkCandidates(const CQXString& sID); // 1 when the location is a candidate already
+    int WalkCandidates(const CQXString& sID); // changes the lists; 1 when the location is a candidate already
     int ProcessDeviceListReply(std::unique_ptr<CVestaraCommand> pCommand);
     void ProcessListedDevice(CJSONObject* pEntry, CommandID eCommand);
     int InstallListedLock(CVestaraInterface* pOwner, CommandID eCommand, const CQXString& sID,
@@ -311,16 +321,21 @@ private:
     // held across a call that may block or call back. Values may be a moment old; docs/architecture.md says
     // what that costs.
 
-    // Borrowed; may be this object itself. The worker asks for the master only while this object is the
-    // master.
+    //     // Borrowed; may be this object itself; null until somebody looks, and again after the master was
+    //     removed. The worker
+    // asks for it only on the master, where it is this object. It stays valid because the host makes no call
+    // to an interface between UnInstall and its deletion; an idle call that comes all the same elects nobody.
+
     std::atomic<CVestaraInterface*> m_pMaster{nullptr};
 
     // Each owns the commands that it holds.
     CTSObList m_Commands;
     CTSObList m_Responses;
 
-    CLocationList m_Locations;         // the worker may only drop it
-    CAccessPersonList m_AccessPersons; // the worker copies persons out of it, and may drop it
+    CLocationList m_Locations; // the worker may only drop it
+    CAccessPersonList
+        m_AccessPersons; // the worker copies persons out of it, and may drop it; insertion puts indexed
+                         // ones first, by index, but a tie that changes later moves nobody
     CMaskList m_ObfuscationList;
 
     CQXTimer m_tmrHousekeeping; // host thread

@@ -61,8 +61,8 @@ CClockText ClockText(const std::tm& Time)
 
 } // namespace
 
-// Both UTC times are read as local ones. That shifts both by the same offset, so their difference is right in
-// any time zone, without a conversion from UTC that not every controller's C library has.
+// Both UTC times are read as local ones, by the same rule and without daylight saving, so their difference is
+// right in any time zone.
 CHeartbeat::CHeartbeat(const char* pConnectedAt, std::time_t tNow)
     : m_Connected(ParsedUTC(pConnectedAt)), m_Now(BrokenDownUTC(tNow)),
       m_tConnected(std::mktime(&m_Connected)), m_tNow(std::mktime(&m_Now)),
@@ -90,7 +90,8 @@ int HeartbeatProgress(std::uint32_t iElapsedMs, std::uint32_t iIntervalMs)
 {
     if (iIntervalMs == 0)
         return 0;
-    // 32 bits on purpose: the product wraps after half a day of waiting, which no pending command reaches.
+    // 32 bits: the product wraps after 42949 s (11.9 hours) of waiting, where the progress begins anew. Only
+    // a heartbeat interval near that or above keeps a command pending so long.
     return static_cast<int>(iElapsedMs * 100u / iIntervalMs);
 }
 
@@ -103,7 +104,6 @@ unsigned HeartbeatSecondsLeft(std::uint32_t iElapsedMs, std::uint32_t iIntervalM
 CTimerLag TimerLag(std::uint32_t iExpectedMs, std::uint32_t iElapsedMs)
 {
     const bool bBehind = static_cast<std::int32_t>(iExpectedMs - iElapsedMs) > 0;
-    // Each term is divided first, because people compare the result with the seconds that are shown
-    // elsewhere.
+    // Each term is divided first, on purpose.
     return {bBehind, static_cast<int>(iExpectedMs / 1000u) - static_cast<int>(iElapsedMs / 1000u)};
 }

@@ -22,7 +22,7 @@ public:
     std::int64_t Connected() const { return m_tConnected; }
     std::int64_t Now() const { return m_tNow; }
 
-    double GapSeconds() const { return m_fGapSeconds; } // negative for a lock whose clock is ahead
+    double GapSeconds() const { return m_fGapSeconds; } // negative for a time that lies ahead of tNow
     std::uint32_t GapMs() const;                        // saturates at both ends of its range
 
     CClockText ConnectedText() const;

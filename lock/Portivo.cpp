@@ -12,7 +12,7 @@ namespace
 // Bits 30 and 28 of the host's flag word; only the host reads them.
 constexpr unsigned kComponentFlagBits = 1u << 30 | 1u << 28;
 
-// The cloud knows a lock as reached by way of a bridge and not by wire.
+// For the door-lock base: a lock behind a bridge, not a wired one.
 constexpr int kRemoteLock = 1;
 
 constexpr int kConnectionByCloud = 4;
@@ -29,9 +29,9 @@ CPortivo::CPortivo(CSystemComponentDef* pDefinition)
     SetComponentFlagBits(kComponentFlagBits);
 }
 
-int CPortivo::Report(int iLine, CQXString sText)
+int CPortivo::Report(int iNumber, CQXString sText)
 {
-    AssertWrap(kLockSource, iLine, sText);
+    AssertWrap(kLockSource, iNumber, sText);
     return 0;
 }
 
@@ -83,8 +83,7 @@ int CPortivo::UnInstall()
 
 void CPortivo::OnComponentInit()
 {
-    // The component's step and not the door lock's: the lock has no hardware that would have to be asked for
-    // its state.
+    // // The component's step; the door lock's own is left out.
     CSystemComponent::OnComponentInit();
     Init();
     RegisterEventServer();
@@ -99,8 +98,7 @@ void CPortivo::OnPostSystemInit()
 
 int CPortivo::CommandStackEmpty()
 {
-    // Replies that wait, and the command under way, are not counted: the host asks whether it may send
-    // another one.
+    // // Replies that wait, and the command under way, are not counted.
     CVestaraInterface* pInterface = Interface();
     return !pInterface || pInterface->NCommands() == 0 ? 1 : 0;
 }

@@ -15,7 +15,7 @@ class CHeartbeat;
 class CUser;
 class CVestaraInterface;
 
-// Source name in the lock's reports and notices. The host matches on it, so it is no file name.
+// Source name in the lock's reports and notices; no file name.
 inline constexpr char kLockSource[] = "portivo";
 
 // Type id of the lock component, and the family that locks live in.
@@ -73,7 +73,9 @@ public:
 private:
     friend class CPortivoProbe; // tests look at the fields through it
 
-    int Report(int iLine, CQXString sText); // hands a finished line to the host's report; returns 0
+    // Hands a finished line to the host's report under its fixed number, as the interface's Report does;
+    // returns 0.
+    int Report(int iNumber, CQXString sText);
 
     // One attribute of the cloud's record each; the value is not empty.
     void TakeBatteryLevel(const CQXString& sValue);
@@ -108,7 +110,9 @@ private:
     CQXString m_sSerialNumber;
     std::int32_t m_iLastCommand = 0;        // 0 none, 1 lock, 2 unlock
     std::uint32_t m_iHeartbeatInterval = 0; // milliseconds
-    std::int64_t m_tLastHeartbeat = 0;      // calendar seconds of the last heartbeat
+    // The last `connected_at`: UTC read as local time, so no calendar time; written with each, read by
+    // nothing.
+    std::int64_t m_tLastHeartbeat = 0;
     CQXTimer m_tmrUnlock;
     std::int32_t m_iUnlockUser = kNoUnlockUser; // user number minus 1
 

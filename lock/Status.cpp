@@ -13,8 +13,7 @@ namespace
 
 constexpr std::uint32_t kBatteryCheckMs = 300000;
 
-// A lock picks a command up at its next heartbeat; a report after that and this margin is somebody else's
-// turn.
+// A lock picks a command up at its next heartbeat; a report after that and this margin is credited to nobody.
 constexpr std::uint32_t kUnlockMarginMs = 60000;
 
 // What the registrations take for nobody in particular, and what they add to a user's number.
@@ -70,8 +69,8 @@ void CPortivo::TakeBatteryLevel(const CQXString& sValue)
     RegisterBatteryLevel(IntegerOf(sValue));
     if (m_tmrBatteryCheck.QXTickCount() <= kBatteryCheckMs)
         return;
-    // The warning needs a changed level in the very update that finds the time passed. On purpose: it keeps a
-    // level that stays low from raising the same error every five minutes.
+    // The warning needs a changed level in the very update that finds the time passed. On purpose: a level
+    // that stays low is not told again, and one that fell within the five minutes is not told at all.
     if (BatteryLevel() != iOldLevel && BatteryLevel() < m_iLowBattery) {
         CQXString sError;
         sError.Format("Battery Low [%d%%]", BatteryLevel());
@@ -95,6 +94,7 @@ void CPortivo::TakeState(const CQXString& sValue)
     const bool bByUser =
         m_iUnlockUser != kNoUnlockUser && m_tmrUnlock.QXTickCount() <= m_iHeartbeatInterval + kUnlockMarginMs;
     if (!bByUser) {
+        // A report that comes too late leaves the user armed: only a credited one takes him out.
         RegisterLockUnsecured(kNobody);
         return;
     }
@@ -107,7 +107,8 @@ void CPortivo::TakeState(const CQXString& sValue)
 void CPortivo::TakeAlive(const CQXString& sValue)
 {
     if (sValue.Compare("true") == 0) {
-        // The error stays: it is the next state report that shows the lock to be well.
+        // The error stays: the host clears it when the state changes, or with the next command; being
+        // reachable does not.
         m_bOnline = 1;
     } else if (m_bOnline && sValue.Compare("false") == 0) {
         m_bOnline = 0;
@@ -126,6 +127,7 @@ int CPortivo::TakeConnectedAt(const CQXString& sValue)
                                Heartbeat.ConnectedText().m_Text, Heartbeat.NowText().m_Text));
     if (Working() && TraceEnabled())
         Trace(FormatLine("Time Difference since Heartbeat: [%.0f]", Heartbeat.GapSeconds()));
+    // Zero included: a poll in the very second of the heartbeat is reported like this.
     if (Heartbeat.GapSeconds() <= 0)
         Report(467, FormatLine("Your Portivo appears to be from the future"));
 
@@ -148,7 +150,7 @@ void CPortivo::CorrectHeartbeatTimer(const CHeartbeat& Heartbeat)
         Trace(FormatLine("Connected@[%s] - Local@[%s]", Heartbeat.ConnectedText().m_Text,
                          Heartbeat.NowText().m_Text));
     // The timer shall read what has passed since the heartbeat. One that is ahead of the cloud is left alone:
-    // the progress that people watch never runs backwards.
+    // a correction only ever moves it forward.
     const std::uint32_t iExpectedMs = Heartbeat.GapMs();
     const CTimerLag Lag = TimerLag(iExpectedMs, m_tmrWorking.QXTickCount());
     if (!Lag.m_bBehind)

@@ -25,8 +25,7 @@ int EntryOfThreshold(int iPercent)
     return static_cast<int>((static_cast<long long>(iPercent) - kFirstThreshold) / kThresholdStep);
 }
 
-// Without bounds, on purpose: a configurator that offers more entries than this page gets what it asks for.
-// Unsigned, so that an absurd entry wraps and does no harm.
+// Without bounds, on purpose. Unsigned, so that an absurd entry wraps and does no harm.
 int ThresholdOfEntry(int iEntry)
 {
     return static_cast<int>(static_cast<unsigned>(iEntry) * kThresholdStep + kFirstThreshold);

@@ -15,7 +15,7 @@ int CPortivo::SendHardwareSlotConfig(int iSlot, QXT_SLOT_CONFIG* /*pConfig*/)
     if (iSlot < 0 || iSlot >= kUserSlots)
         return Report(604,
                       FormatLine("Index outside of range: [%s]", Text(CQXString::IntegerToString(iSlot))));
-    // The slot's record speaks of lock hardware, which a cloud lock does not show: the user himself says all.
+    // The slot's record is not read: the user counts as the security server has him.
     if (CUser* pUser = CSecurityServer::Instance()->GetUserAtDoorLockSlot(iSlot))
         return SyncUser(iSlot, pUser);
     return RemoveUser(iSlot);
@@ -34,7 +34,7 @@ int CPortivo::GrantSlot(int iSlot)
 {
     CVestaraInterface* pInterface = Interface();
     // A person whom the cloud has not named yet is granted when the reply to the creation brings the id. The
-    // worker may empty the registry between the two calls, so the person is tested too.
+    // worker may drop the registry between the two calls, so the person is tested too.
     const CAccessPerson* pPerson =
         pInterface->AccessPersonExists(iSlot) ? pInterface->AccessPersonByIndex(iSlot) : nullptr;
     if (!pPerson || pPerson->NeedsID())

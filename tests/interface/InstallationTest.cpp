@@ -24,12 +24,12 @@ TEST_F(InstallationTest, LockIsFoundAmongOwnClientsThenInTheFamily)
     EXPECT_EQ(m_Journal.TakeReports(), (Lines{Gap, Gap}));
 }
 
-TEST_F(InstallationTest, NewLockIsInstalledInTheStatedOrder)
+TEST_F(InstallationTest, NewLockIsInitialisedBeforeItHasABridge)
 {
     CVestaraInterface& Account = AddReadyAccount();
     ScriptedFamily Family(m_Journal);
     m_pSystem->Family = [&](int) { return &Family; };
-    EXPECT_EQ(Account.AddNewDoorLock("dev-1", "Front"), 0) << "the host says why it gives none";
+    EXPECT_EQ(Account.AddNewDoorLock("dev-1", "Front"), 0) << "refused without a report of its own";
     m_Journal.Take();
     RecordingLock Lock(m_Journal);
     Family.pNew = &Lock;
