@@ -321,11 +321,10 @@ private:
     // held across a call that may block or call back. Values may be a moment old; docs/architecture.md says
     // what that costs.
 
-    //     // Borrowed; may be this object itself; null until somebody looks, and again after the master was
-    //     removed. The worker
-    // asks for it only on the master, where it is this object. It stays valid because the host makes no call
-    // to an interface between UnInstall and its deletion; an idle call that comes all the same elects nobody.
-
+    // Borrowed; may be this object itself; null until somebody looks, and again after the master was removed.
+    // The worker asks for it only on the master, where it is this object. It stays valid because the host
+    // makes no call to an interface between UnInstall and its deletion; an idle call that comes all the same
+    // elects nobody.
     std::atomic<CVestaraInterface*> m_pMaster{nullptr};
 
     // Each owns the commands that it holds.
@@ -333,9 +332,9 @@ private:
     CTSObList m_Responses;
 
     CLocationList m_Locations; // the worker may only drop it
-    CAccessPersonList
-        m_AccessPersons; // the worker copies persons out of it, and may drop it; insertion puts indexed
-                         // ones first, by index, but a tie that changes later moves nobody
+    // The worker copies persons out of it, and may drop it. An insertion puts indexed ones first, by index,
+    // but a tie that changes later moves nobody.
+    CAccessPersonList m_AccessPersons;
     CMaskList m_ObfuscationList;
 
     CQXTimer m_tmrHousekeeping; // host thread
@@ -351,8 +350,8 @@ private:
     std::atomic<std::int32_t> m_bLocationsRequested{0};
     std::atomic<std::int32_t> m_bAuthorized{0}; // what the locks were last told
 
-    // What housekeeping is to do. It clears a flag after it has acted on it, so what is asked for in the very
-    // moment of the act counts as done with it.
+    // What housekeeping is to do. It clears a flag after it has acted on it, so one that is set in between is
+    // lost.
     std::atomic<std::int32_t> m_bRemoveDevices{0};
     std::atomic<std::int32_t> m_bNotifyConfig{0};
     std::atomic<std::int32_t> m_bNotifyInterface{0};
