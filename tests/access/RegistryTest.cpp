@@ -80,4 +80,23 @@ TEST_F(Registry, LookUpsCompareExactlyAndTakeTheFirst)
     EXPECT_EQ(m_Account.AccessPersonExists(5), 0);
 }
 
+// The worker drops the list at any moment, also while the host thread holds a person of it.
+TEST_F(Registry, DroppedPersonsCountAsGoneAndLiveUntilTheHostThreadLooksAgain)
+{
+    CAccessPersonList List;
+    auto pNew = std::make_unique<CAccessPerson>(4, "p4", "1111", "Eve", "");
+    for (const int i : {3, 2, 5})
+        List.Append(std::make_unique<CAccessPerson>(i, ("p" + std::to_string(i)).c_str(), "1111", "Ann", ""));
+    const CAccessPerson* pHeld = List.WithID("p2");
+    EXPECT_TRUE(List.CopyAtIndex(2) && List.CopyWithID("p2"));
+    List.Drop();
+    EXPECT_FALSE(List.CopyAtIndex(2) || List.CopyWithID("p2") || List.InsertByIndex(pNew));
+    EXPECT_TRUE(List.IsEmpty() && pNew);
+    EXPECT_EQ(std::string(pHeld->Name()), "Ann");
+    List.Remove(pHeld);
+    List.Append(std::move(pNew));
+    EXPECT_FALSE(List.WithName("Ann") || List.IsEmpty());
+    EXPECT_TRUE(List.WithID("p4"));
+}
+
 } // namespace support

@@ -144,6 +144,8 @@ TEST_F(AccountsTest, NobodyKeepsAPointerToAMasterThatWasUninstalled)
     EXPECT_EQ(Master.UnInstall(), 1) << "the event server's result";
     EXPECT_EQ(TakeEffects(), Lines{}) << "no restart";
     EXPECT_EQ(Master.NCommands() + Master.NClients(), 0);
+    Probe(Master).HousekeepingTimer().SetElapsed(3'001);
+    Master.OnInterfaceIdle(); // by a host that has not deleted it yet
     EXPECT_EQ(m_pSystem->NDoorLock(COMPONENT_FILTER_ALL), 1) << "the other account's lock stays";
     for (CVestaraInterface* pAccount : {&Master, &Second, &Third})
         EXPECT_EQ(Probe(*pAccount).MasterPointer(), nullptr);
