@@ -52,7 +52,7 @@ public:
     virtual ~CEventLogger() = default;
 };
 
-// Reports a fault, and returns: the caller goes on. pSource names where it comes from, and iNumber identifies the report
-// within that for good; the driver's are no file names and no line numbers. The message is complete and never a format.
-// Any thread.
+// Reports a fault, and returns: the caller goes on. pSource names where it comes from, and iNumber identifies
+// the report within that for good; the driver's are no file names and no line numbers. The message is
+// complete and never a format. Any thread.
 void AssertWrap(const char* pSource, int iNumber, const char* pMessage);
