@@ -17,6 +17,10 @@ class StepFailed(Exception):
     """A step was not seen in time, or a program answered with an error; the text says which."""
 
 
+class Refused(StepFailed):
+    """A program answered a request with an error reply: it is alive, and did not do what was asked."""
+
+
 class Program:
     """A child process that prints one line of JSON on standard output when it is ready.
 
@@ -71,7 +75,8 @@ class Program:
 
 
 class JsonApi:
-    """A JSON API on loopback. Calls return the parsed reply and raise StepFailed for an error reply."""
+    """A JSON API on loopback. Calls return the parsed reply; they raise Refused for an error reply and StepFailed for
+    none."""
 
     def __init__(self, base):
         self.base = base
@@ -84,7 +89,7 @@ class JsonApi:
             with urllib.request.urlopen(request, timeout=30) as reply:
                 text = reply.read()
         except urllib.error.HTTPError as error:
-            raise StepFailed(f"{method} {path}: {error.code} {error.read().decode(errors='replace')}") from error
+            raise Refused(f"{method} {path}: {error.code} {error.read().decode(errors='replace')}") from error
         except OSError as error:
             raise StepFailed(f"{method} {path}: {error}") from error
         return json.loads(text) if text.strip() else None
@@ -179,7 +184,7 @@ class Setup:
         self.admin = JsonApi(f"http://127.0.0.1:{self.simulator.ready['admin_port']}")
         self.ca_file = self.simulator.ready["ca_file"]
 
-    def start_host(self, ca_file=None, connect_port=None, options=()):
+    def start_host(self, ca_file=None, connect_port=None, options=(), timeout_s=20):
         port = connect_port or self.simulator.ready["https_port"]
         self.host = Program(
             "the development host",
@@ -197,16 +202,17 @@ class Setup:
                 *options,
             ],
             os.path.join(self.state_dir, "host-stderr.log"),
+            timeout_s,
         )
         self.api = JsonApi(self.host.ready["api"] + "/api/v1")
         return self.host.ready
 
-    def stop_host(self):
+    def stop_host(self, timeout_s=20):
         """Asks the host to shut down through its API and waits; its exit status."""
         self.api.post("/shutdown")
-        status = self.host.wait(20)
+        status = self.host.wait(timeout_s)
         if status is None:
-            raise StepFailed("the development host did not stop within 20 s")
+            raise StepFailed(f"the development host did not stop within {timeout_s} s")
         self.host.stop()
         return status
 

@@ -1,0 +1,295 @@
+"""Soak: many hands on one host at once, and a cloud that misbehaves, for a given time.
+
+Meant for programs built with the thread checker; any other build is soaked for crashes and hangs. Several threads
+press everything that the host's API and the simulator's admin offer, while requests are refused, tokens are withdrawn
+and replies are harmed; between rounds the host ends and starts again. It fails when a program reports, crashes, ends
+with another status than 0 or does not answer in time. The seed fixes what each hand does, not how they meet.
+"""
+
+import argparse
+import collections
+import ctypes
+import glob
+import json
+import os
+import random
+import re
+import shutil
+import sys
+import threading
+import time
+
+ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+sys.path.insert(0, os.path.join(ROOT, "scripts"))
+
+from vestara_client import Browser, Refused, Setup, StepFailed, wait_for  # noqa: E402
+
+AUTHORISE, RESET = 20002, 20003
+HOUSE, STATUS = 2001, 2000
+HOUSES, LOCKS_OF_A_HOUSE = 4, 5
+# A token is refreshed ten minutes before its end, so this one is every few seconds.
+TOKEN_LIFETIME_S = 604
+ROUND_S = 15
+# What a program that reported something ends with; the reports themselves are counted at the end.
+REPORTED = 66
+# personality(2): the thread checker's map of the address space has no room for all places that Linux may choose.
+ADDR_NO_RANDOMIZE = 0x40000
+
+
+def world(persons):
+    """A fixture with enough persons that their list is worked on for as long as a request takes."""
+    houses = [{"id": f"house-{i}", "name": f"House {i}"} for i in range(HOUSES)]
+    locks = [{"id": f"lock-{h}-{i}", "name": f"Door {h}.{i}", "location_id": f"house-{h}", "power_source": "battery",
+              "serial_number": f"S-{h}-{i}", "programming_code": f"{h}{i}4711", "heartbeat_interval": 2 + i,
+              "state": "locked", "power_level": 50, "wifi_level": 50}
+             for h in range(HOUSES) for i in range(LOCKS_OF_A_HOUSE)]
+    people = [{"id": f"person-{i}", "name": f"Person {i}", "email": f"p{i}@house.example", "pin": f"9{i:07}"}
+              for i in range(persons)]
+    accesses = [{"id": f"access-{i}", "access_person_id": f"person-{i % persons}",
+                 "accessible_id": locks[i % len(locks)]["id"]} for i in range(2 * len(locks))]
+    return {"account": {"name": "Owner", "email": "owner@house.example"}, "locations": houses, "locks": locks,
+            "access_persons": people, "accesses": accesses}
+
+
+class Soak:
+    def __init__(self, setup, seed):
+        self.setup = setup
+        self.seed = seed
+        self.counts = collections.Counter()
+        self.failures = []
+        self.stop = threading.Event()
+        self.hands = (self.pages, self.locks, self.users, self.accounts, self.faults, self.tokens, self.reader)
+
+    def round(self, number, seconds):
+        """Starts the host, lets all hands work on it for the time, and ends it."""
+        self.setup.start_host(options=("--trace",), timeout_s=60)
+        self.bring_up()
+        self.stop.clear()
+        hands = [threading.Thread(target=self.work, args=(hand, random.Random(f"{self.seed}/{number}/{hand.__name__}")))
+                 for hand in self.hands]
+        for hand in hands:
+            hand.start()
+        self.stop.wait(seconds)
+        self.stop.set()
+        for hand in hands:
+            hand.join(60)
+        if any(hand.is_alive() for hand in hands):
+            raise StepFailed("a request is never answered")
+        self.setup.admin.delete("/admin/faults")
+        if self.failures:
+            raise StepFailed("; ".join(self.failures))
+        status = self.setup.stop_host(timeout_s=60)
+        if status not in (0, REPORTED):
+            raise StepFailed(f"the host ended with status {status}:\n{self.setup.host.last_words()}")
+
+    def work(self, hand, rng):
+        while not self.stop.is_set():
+            try:
+                hand(rng)
+                self.counts[hand.__name__] += 1
+            except (Refused, IndexError, ValueError):
+                # Another hand was faster: what was to be pressed is gone or does not fit any more.
+                self.counts["refused"] += 1
+                self.stop.wait(0.1)
+            except StepFailed as failure:
+                self.failures.append(str(failure))
+                self.stop.set()
+
+    def accounts_of_host(self):
+        return [account["id"] for account in self.setup.api.get("/interfaces")["interfaces"]]
+
+    def bring_up(self):
+        """Two accounts, tokens and installed locks before the hands begin, whatever the round before left behind."""
+        while len(self.accounts_of_host()) < 2:
+            self.setup.api.post("/interfaces")
+
+        def up():
+            for account in self.accounts_of_host():
+                if not self.authorise(account):
+                    continue
+                house = self.house_of(account)
+                if house["selected"] >= 0:
+                    self.setup.api.post(f"/interfaces/{account}/discover")
+                elif house["choices"]:
+                    self.choose(account, house["choices"][0]["index"])
+            return self.setup.api.get("/locks")["locks"]
+
+        wait_for("an account with locks", up, 120, 4)
+
+    def house_of(self, account):
+        page = self.setup.api.get(f"/interfaces/{account}/page")
+        return next(item for item in page["properties"] if item["id"] == HOUSE)
+
+    def choose(self, account, index):
+        self.setup.api.put(f"/interfaces/{account}/page", {"properties": {str(HOUSE): index}})
+
+    def authorise(self, account):
+        """Consents when the account's page asks for it; whether it has tokens."""
+        page = self.setup.api.get(f"/interfaces/{account}/page")
+        status = next(item["value"] for item in page["properties"] if item["id"] == STATUS)
+        if status != "[ Authorization Needed ]":
+            return True
+        if any(action["id"] == AUTHORISE for action in page["actions"]):
+            url = self.setup.api.post(f"/interfaces/{account}/actions/{AUTHORISE}")["browser_url"]
+            Browser(self.setup.ca_file).give_consent(url)
+        return False
+
+    def pages(self, rng):
+        account = rng.choice(self.accounts_of_host())
+        base = f"/interfaces/{account}"
+        house = self.house_of(account)
+        # A house that is chosen stays for a while, so that its locks are there to work with.
+        wants = house["selected"] < 0 or rng.random() < 0.03
+        kind = rng.random()
+        if kind < 0.4:
+            self.setup.api.post(f"{base}/page/refresh")
+        elif kind < 0.7 and wants:
+            self.choose(account, rng.choice(house["choices"])["index"])
+        else:
+            choices = self.setup.api.get(f"{base}/extended-page")["choices"]
+            if wants:
+                self.setup.api.put(f"{base}/extended-page", {"selected": rng.randrange(len(choices))})
+        self.stop.wait(rng.random() * 0.1)
+
+    def locks(self, rng):
+        lock = rng.choice(self.setup.api.get("/locks")["locks"])["id"]
+        base = f"/locks/{lock}"
+        kind = rng.random()
+        if kind < 0.5:
+            body = {"command": "unlock", "user": rng.randint(1, 30)} if rng.random() < 0.5 else {"command": "lock"}
+            self.setup.api.post(f"{base}/commands", body)
+        elif kind < 0.8:
+            self.setup.api.get(f"{base}/status-page")
+            items = [{"string": ""}] * 3 + [{"int": rng.randrange(2)}, {"int": rng.randrange(5)}]
+            self.setup.api.put(f"{base}/status-page", {"items": items})
+        else:
+            self.setup.admin.post(f"/admin/locks/lock-{rng.randrange(HOUSES)}-{rng.randrange(LOCKS_OF_A_HOUSE)}"
+                                  "/turn", {"state": rng.choice(["locked", "unlocked"])})
+        self.stop.wait(rng.random() * 0.1)
+
+    def users(self, rng):
+        slot = rng.randrange(6)
+        kind = rng.random()
+        if kind < 0.25:
+            self.setup.api.delete(f"/users/{slot}")
+        elif kind < 0.5:
+            lock = rng.choice(self.setup.api.get("/locks")["locks"])["id"]
+            self.setup.api.put(f"/locks/{lock}/users/{slot + 1}", {"enabled": rng.random() < 0.6})
+        else:
+            # Some take over a person that the cloud has already.
+            name = f"Person {rng.randrange(4)}{slot}" if rng.random() < 0.5 else f"User {slot}.{rng.randrange(9)}"
+            self.setup.api.put(f"/users/{slot}", {"name": name, "email": f"u{slot}@house.example",
+                                                  "pin": f"{slot + 1}{rng.randrange(10 ** 6):06}"})
+        self.stop.wait(rng.random() * 0.3)
+
+    def accounts(self, rng):
+        accounts = self.accounts_of_host()
+        account = rng.choice(accounts)
+        kind = rng.random()
+        if kind < 0.3:
+            for _ in range(rng.choice([1, 1, 8])):
+                self.setup.api.post(f"/interfaces/{account}/discover")
+        elif kind < 0.85:
+            self.authorise(account)
+        elif kind < 0.87:
+            self.setup.api.post(f"/interfaces/{account}/actions/{RESET}")
+        elif kind < 0.91:
+            self.setup.api.post("/restart")
+        elif kind < 0.94 or len(accounts) > 3:
+            self.setup.api.delete(f"/interfaces/{account}")
+        else:
+            self.setup.api.post("/interfaces")
+        self.stop.wait(rng.random())
+
+    def faults(self, rng):
+        storm = [{"kind": "status", "status": 401}] * 5 + [
+            {"kind": "status", "status": 400}, {"kind": "close"}, {"kind": "bad_json"}, {"kind": "truncate"},
+            {"kind": "delay", "delay_ms": rng.randrange(1500)}, {"kind": "body", "body": '{"data":[]}'}]
+        paths = ["/devices", "/access_persons", "/locations", "/oauth/token"]
+        for fault in rng.choices(storm, k=rng.randint(1, 4)):
+            self.setup.admin.post("/admin/faults", [{**fault, "match": {"path": rng.choice(paths)}, "count": 1}])
+        self.stop.wait(rng.random() * 3)
+        self.setup.admin.delete("/admin/faults")
+
+    def tokens(self, rng):
+        self.stop.wait(rng.random() * 8)
+        self.setup.admin.post("/admin/tokens/revoke", {"refresh": rng.random() < 0.1})
+
+    def reader(self, rng):
+        for path in ("/status", "/locks", "/users", "/counters", "/interfaces", "/traces?limit=5", "/trace-switches"):
+            self.setup.api.get(path)
+        if rng.random() < 0.05:
+            self.setup.api.put("/trace-switches", {"*": rng.random() < 0.7})
+        if rng.random() < 0.05:
+            self.setup.api.post("/save")
+        self.stop.wait(0.05)
+
+
+def reports(state_dir):
+    """The checkers' reports of all programs as whole texts."""
+    texts = []
+    for path in sorted(glob.glob(os.path.join(state_dir, "checker.*"))):
+        with open(path, encoding="utf-8", errors="replace") as file:
+            texts += re.findall(r"^WARNING: .*?^SUMMARY: .*?$", file.read(), re.M | re.S)
+    return texts
+
+
+def sides(report):
+    """Whose code meets in a report: for each of its two accesses the innermost functions that are the project's."""
+    found = []
+    for stack in re.findall(r"^  (?:Previous )?(?:\w+ )?\w+ of size .*:\n((?:    .*\n)+)", report, re.M)[:2]:
+        frames = re.findall(r"#\d+ (.*?)(?:\(.*)? (?:\.\./)*([^ :]+):(\d+) \(", stack)
+        ours = [f"{name} ({path}:{line})" for name, path, line in frames
+                if not os.path.isabs(path) and os.path.exists(os.path.join(ROOT, path))]
+        found.append(" < ".join(ours[:4]) or "stack unknown")
+    return tuple(sorted(found))
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("--bin", required=True)
+    parser.add_argument("--driver", required=True)
+    parser.add_argument("--state-dir", required=True)
+    parser.add_argument("--duration", type=int, default=600, help="seconds of work, starts and stops not counted")
+    parser.add_argument("--persons", type=int, default=300, help="access persons of the cloud")
+    parser.add_argument("--seed", type=int, default=None)
+    args = parser.parse_args()
+    seed = args.seed if args.seed is not None else random.SystemRandom().randrange(1 << 32)
+    print(f"seed {seed}", flush=True)
+
+    shutil.rmtree(args.state_dir, ignore_errors=True)
+    os.makedirs(args.state_dir)
+    fixture = os.path.join(args.state_dir, "world.json")
+    with open(fixture, "w", encoding="utf-8") as file:
+        json.dump(world(args.persons), file)
+    log = os.path.join(os.path.abspath(args.state_dir), "checker")
+    ctypes.CDLL(None).personality(ADDR_NO_RANDOMIZE)  # where it is not allowed, nothing is lost on most machines
+    os.environ["TSAN_OPTIONS"] = f"log_path={log} halt_on_error=0 exitcode={REPORTED} history_size=7"
+
+    setup = None
+    failure = None
+    try:
+        setup = Setup(args.bin, args.driver, args.state_dir, fixture,
+                      sim_options=("--token-lifetime", str(TOKEN_LIFETIME_S), "--log-level", "warn"))
+        soak = Soak(setup, seed)
+        for number, left in enumerate(range(args.duration, 0, -ROUND_S)):
+            soak.round(number, min(left, ROUND_S))
+            print(f"round {number}: {dict(soak.counts)}", flush=True)
+        if idle := [hand.__name__ for hand in soak.hands if not soak.counts[hand.__name__]]:
+            raise StepFailed(f"nothing came of {idle}")
+    except StepFailed as problem:
+        failure = str(problem)
+    finally:
+        if setup:
+            setup.close()
+    pairs = collections.Counter(map(sides, reports(args.state_dir)))
+    for pair, count in pairs.most_common():
+        print(f"{count:4} x", *pair, sep="\n       ")
+    if pairs:
+        failure = f"{sum(pairs.values())} reports of {len(pairs)} pairs, whole in {log}.*; {failure or 'else all went well'}"
+    print(f"failed: {failure}" if failure else "no report")
+    return 1 if failure else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
