@@ -308,6 +308,11 @@ std::string Server::AuthorizeBase() const
     return "https://127.0.0.1:" + std::to_string(HttpsPort());
 }
 
+const Options& Server::CloudOptions() const
+{
+    return m_parts->options.cloud;
+}
+
 void Server::WithCloud(const std::function<void(Cloud&)>& use)
 {
     std::packaged_task<void()> task([&] { use(m_parts->cloud); });

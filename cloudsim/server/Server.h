@@ -40,6 +40,8 @@ public:
     std::uint16_t AdminPort() const;
     // "https://127.0.0.1:PORT", where a browser reaches the authorize page.
     std::string AuthorizeBase() const;
+    // What the cloud was started with, its host names above all. Never changes.
+    const Options& CloudOptions() const;
 
     // Runs the function on the server's thread and waits for it. The reference must not be kept.
     void WithCloud(const std::function<void(Cloud&)>& use);

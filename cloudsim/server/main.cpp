@@ -51,6 +51,8 @@ void PrintReadyLine(const cloudsim::Server& server, const cloudsim::ServerIdenti
 {
     const cloudsim::Json ready = {{"https_port", server.HttpsPort()},
                                   {"admin_port", server.AdminPort()},
+                                  {"oauth_host", server.CloudOptions().oauthHost},
+                                  {"api_host", server.CloudOptions().apiHost},
                                   {"ca_file", identity.authorityFile.string()},
                                   {"authorize_base", server.AuthorizeBase()}};
     std::cout << cloudsim::ToText(ready) << std::endl;

@@ -73,7 +73,7 @@ protected:
     std::string Bytes(const std::string& line, const std::string& rest = "\r\n") const
     {
         return line + " HTTP/1.1\r\nAccept: application/vnd.vestara.v1+json\r\nAuthorization: Bearer " +
-               accessToken + "\r\nHost: api.vestara.example\r\n" + rest;
+               accessToken + "\r\nHost: " VESTARA_CLOUDSIM_API_HOST "\r\n" + rest;
     }
     Response Send(const std::string& bytes)
     {

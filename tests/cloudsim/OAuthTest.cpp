@@ -23,7 +23,7 @@ protected:
     }
     Response RequestToken(const std::string& form)
     {
-        return Post("/oauth/token", "oauth.vestara.example", form);
+        return Post("/oauth/token", VESTARA_CLOUDSIM_OAUTH_HOST, form);
     }
     Response Refresh(const std::string& token)
     {
@@ -98,7 +98,8 @@ TEST_F(OAuthTest, WrongTokenRequestsAreRefusedAndNamed)
     const Response spent = RequestToken(form);
     Expect(spent, "400 invalid_grant the code is unknown", "a wrong redirect address spends the code");
     EXPECT_EQ(Json::parse(spent.body).at("error"), "invalid_grant");
-    Expect(Send("POST /oauth/token HTTP/1.1\r\nHost: oauth.vestara.example\r\n\r\n"), "406 missing_accept");
+    Expect(Send("POST /oauth/token HTTP/1.1\r\nHost: " VESTARA_CLOUDSIM_OAUTH_HOST "\r\n\r\n"),
+           "406 missing_accept");
     Expect(RequestToken(Replaced(CodeForm(), "http://", "http%3A%2F%2f")), "200");
 }
 

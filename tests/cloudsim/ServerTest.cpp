@@ -16,7 +16,7 @@ namespace asio = boost::asio;
 using asio::ip::tcp;
 using Error = boost::system::error_code;
 
-constexpr const char* kApi = "api.vestara.example";
+constexpr const char* kApi = VESTARA_CLOUDSIM_API_HOST;
 const std::string kRequest = "GET /x HTTP/1.1\r\n\r\n";
 const std::string kReply = "HTTP/1.1 404 Not Found\r\nContent-Type: application/json\r\n"
                            "Cache-Control: no-store\r\nContent-Length: 74\r\nConnection: close\r\n\r\n"
@@ -53,7 +53,7 @@ protected:
 
 TEST_F(ServerTest, OneCertificateConvincesBothHostsClientsAndBrowsersAndNobodyElse)
 {
-    for (const char* name : {"oauth.vestara.example", kApi, "localhost", "127.0.0.1"})
+    for (const char* name : {VESTARA_CLOUDSIM_OAUTH_HOST, kApi, "localhost", "127.0.0.1"})
         EXPECT_EQ(Exchange(name, identity.authorityPem), kReply) << name;
     const std::string huge = "GET / HTTP/1.1\r\nX: " + std::string(100000, 'x');
     EXPECT_THAT(Exchange(kApi, identity.authorityPem, huge), StartsWith("HTTP/1.1 431 "));

@@ -26,7 +26,7 @@ from vestara_client import Browser, Refused, Setup, StepFailed, wait_for  # noqa
 
 AUTHORISE, RESET = 20002, 20003
 HOUSE, STATUS = 2001, 2000
-HOUSES, LOCKS_OF_A_HOUSE = 4, 5
+HOUSES, LOCKS_OF_A_HOUSE, USERS = 4, 5, 6
 # A token is refreshed ten minutes before its end, so this one is every few seconds.
 TOKEN_LIFETIME_S = 604
 ROUND_S = 15
@@ -49,6 +49,11 @@ def world(persons):
                  "accessible_id": locks[i % len(locks)]["id"]} for i in range(2 * len(locks))]
     return {"account": {"name": "Owner", "email": "owner@house.example"}, "locations": houses, "locks": locks,
             "access_persons": people, "accesses": accesses}
+
+
+def list_of(page):
+    """The list of houses that came with a page, as an answer to the page names it."""
+    return {"list": page["list"]} if "list" in page else {}
 
 
 class Soak:
@@ -107,21 +112,21 @@ class Soak:
             for account in self.accounts_of_host():
                 if not self.authorise(account):
                     continue
-                house = self.house_of(account)
+                page, house = self.house_of(account)
                 if house["selected"] >= 0:
                     self.setup.api.post(f"/interfaces/{account}/discover")
                 elif house["choices"]:
-                    self.choose(account, house["choices"][0]["index"])
+                    self.choose(account, page, house["choices"][0]["index"])
             return self.setup.api.get("/locks")["locks"]
 
         wait_for("an account with locks", up, 120, 4)
 
     def house_of(self, account):
         page = self.setup.api.get(f"/interfaces/{account}/page")
-        return next(item for item in page["properties"] if item["id"] == HOUSE)
+        return page, next(item for item in page["properties"] if item["id"] == HOUSE)
 
-    def choose(self, account, index):
-        self.setup.api.put(f"/interfaces/{account}/page", {"properties": {str(HOUSE): index}})
+    def choose(self, account, page, index):
+        self.setup.api.put(f"/interfaces/{account}/page", {"properties": {str(HOUSE): index}, **list_of(page)})
 
     def authorise(self, account):
         """Consents when the account's page asks for it; whether it has tokens."""
@@ -137,18 +142,19 @@ class Soak:
     def pages(self, rng):
         account = rng.choice(self.accounts_of_host())
         base = f"/interfaces/{account}"
-        house = self.house_of(account)
+        page, house = self.house_of(account)
         # A house that is chosen stays for a while, so that its locks are there to work with.
         wants = house["selected"] < 0 or rng.random() < 0.03
         kind = rng.random()
         if kind < 0.4:
             self.setup.api.post(f"{base}/page/refresh")
         elif kind < 0.7 and wants:
-            self.choose(account, rng.choice(house["choices"])["index"])
+            self.choose(account, page, rng.choice(house["choices"])["index"])
         else:
-            choices = self.setup.api.get(f"{base}/extended-page")["choices"]
+            page = self.setup.api.get(f"{base}/extended-page")
             if wants:
-                self.setup.api.put(f"{base}/extended-page", {"selected": rng.randrange(len(choices))})
+                choice = rng.randrange(len(page["choices"]))
+                self.setup.api.put(f"{base}/extended-page", {"selected": choice, **list_of(page)})
         self.stop.wait(rng.random() * 0.1)
 
     def locks(self, rng):
@@ -156,7 +162,7 @@ class Soak:
         base = f"/locks/{lock}"
         kind = rng.random()
         if kind < 0.5:
-            body = {"command": "unlock", "user": rng.randint(1, 30)} if rng.random() < 0.5 else {"command": "lock"}
+            body = {"command": "unlock", "user": rng.randint(1, USERS)} if rng.random() < 0.5 else {"command": "lock"}
             self.setup.api.post(f"{base}/commands", body)
         elif kind < 0.8:
             self.setup.api.get(f"{base}/status-page")
@@ -168,7 +174,7 @@ class Soak:
         self.stop.wait(rng.random() * 0.1)
 
     def users(self, rng):
-        slot = rng.randrange(6)
+        slot = rng.randrange(USERS)
         kind = rng.random()
         if kind < 0.25:
             self.setup.api.delete(f"/users/{slot}")

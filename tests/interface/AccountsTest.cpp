@@ -42,7 +42,7 @@ TEST_F(AccountsTest, AuthorizeAddressIsRebuiltAndTheCodeStaysWhereItArrived)
     m_pSystem->OAuthState = "st%s";
     Probe(Master).RedirectSchema() = static_cast<OAUTH_REDIRECT_SCHEMA>(1);
     EXPECT_EQ(Str(Master.GetActionURL(20002)),
-              "https://oauth.vestara.example/oauth/authorize?client_id="
+              "https://" VESTARA_OAUTH_HOST "/oauth/authorize?client_id="
               "90f5b5e6317542f5aa4beb51d0b9abca2631d3eeb373398b00849944a45ab3eb&response_type=code&"
               "redirect_uri=https://host.example/redirect/1&state=st%s");
     EXPECT_TRUE(Master.GetActionURL(20003).IsEmpty());
