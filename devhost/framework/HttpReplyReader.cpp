@@ -54,12 +54,15 @@ HttpReplyReader::State HttpReplyReader::Feed(std::string_view Bytes)
                 Fail("a header is too long");
             break;
         }
-        if (Error)
+        m_bBodyTooLong = Error == http::error::body_limit;
+        if (m_bBodyTooLong)
+            Fail("the body is longer than " + std::to_string(kMaxBodyBytes) + " bytes");
+        else if (Error)
             Fail(Error.message());
         else if (m_Parser->is_header_done() && !m_bHeadChecked)
             CheckHead();
         else if (m_Parser->is_done())
-            m_State = State::Complete;
+            Complete();
     }
     return m_State;
 }
@@ -76,7 +79,8 @@ void HttpReplyReader::CheckHead()
     const auto nEncodings = Reply.count(http::field::transfer_encoding);
     if (nEncodings > 0 && Reply.count(http::field::content_length) > 0)
         return Fail("both Content-Length and Transfer-Encoding");
-    if (nEncodings > 1 ||
+    // A sender of HTTP/1.0 knows none (RFC 9112, section 6.1).
+    if (nEncodings > 1 || (nEncodings == 1 && Reply.version() == 10) ||
         (nEncodings == 1 && !boost::beast::iequals(Reply[http::field::transfer_encoding], "chunked")))
         return Fail("unknown transfer encoding");
     const unsigned uStatus = Reply.result_int();
@@ -89,7 +93,15 @@ void HttpReplyReader::CheckHead()
     }
     m_Parser->eager(true);
     if (m_Parser->is_done())
-        m_State = State::Complete;
+        Complete();
+}
+
+// Texts end at a NUL: whoever reads the body as one would see another reply than whoever goes by its length.
+void HttpReplyReader::Complete()
+{
+    if (m_Parser->get().body().find('\0') != std::string::npos)
+        return Fail("the body has a NUL");
+    m_State = State::Complete;
 }
 
 HttpReplyReader::State HttpReplyReader::EndOfStream()
@@ -102,7 +114,7 @@ HttpReplyReader::State HttpReplyReader::EndOfStream()
     else if (m_Parser->put_eof(Error); Error)
         Fail(Error.message());
     else
-        m_State = State::Complete;
+        Complete();
     return m_State;
 }
 

@@ -17,8 +17,8 @@ namespace devhost
 
 /// Collects one final reply (RFC 9112): informational replies before it are skipped; the body is framed by
 /// its length, by chunks, or, when neither is given, by the end of the connection. Contradictory framing,
-/// sizes past the limits, and anything malformed end the reading. Bytes after the reply are ignored. One
-/// thread.
+/// sizes past the limits, a NUL in the body, and anything malformed end the reading. Bytes after the reply
+/// are ignored. One thread.
 class HttpReplyReader
 {
 public:
@@ -38,6 +38,8 @@ public:
     State Current() const { return m_State; }
     /// Why the reading failed, for people; empty otherwise.
     const std::string& Failure() const { return m_Failure; }
+    /// Whether it failed because the body is longer than kMaxBodyBytes.
+    bool BodyTooLong() const { return m_bBodyTooLong; }
     /// The reply, once, when the reading is complete.
     HttpReply Take();
 
@@ -46,12 +48,14 @@ private:
 
     void StartReply();
     void CheckHead();
+    void Complete();
     void Fail(std::string Why);
 
     std::optional<Parser> m_Parser;
     std::string m_Pending; // received and not yet consumed by the parser
     std::string m_Head;
     bool m_bHeadChecked = false;
+    bool m_bBodyTooLong = false;
     int m_nInformational = 0;
     State m_State = State::NeedsMore;
     std::string m_Failure;

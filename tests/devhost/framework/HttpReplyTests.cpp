@@ -50,6 +50,11 @@ TEST(HttpReplyReader, ReadsFramesAndRefusesContradictions)
         {kLength + "5\r\nContent-Length: 6\r\n\r\nhello!", "!"}, {kLength + "-1\r\n\r\n", "!"},
         {kLength + "99999999999999999999\r\n\r\n", "!"}, {kEncoding + "gzip\r\n\r\nx", "!", true},
         {kEncoding + "gzip, chunked\r\n\r\n0\r\n\r\n", "!"}, {kChunked + "5\r\nhelloX\r\n0\r\n\r\n", "!"},
+        {"HTTP/1.0 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n0\r\n\r\n", "!"},
+        {kEncoding + "\r\n\r\n0\r\n\r\n", "!", true},
+        // Texts end at a NUL.
+        {kLength + "5\r\n\r\n{}" + std::string("\0[]", 3), "!"}, {kChunked + "1\r\n" + std::string(1, '\0') + "\r\n0\r\n\r\n", "!"},
+        {k200 + "\r\n{}" + std::string("\0[]", 3), "!", true},
         // Cut short.
         {"", "!", true}, {"HTTP/1.1 200", "!", true}, {kLength + "5\r\n\r\nhell", "!", true},
         {kChunked + "5\r\nhello\r\n0\r\n", "!", true}, {"HTTP/1.1 100 Continue\r\n\r\n", "!", true},
