@@ -33,6 +33,11 @@ std::string WithoutNul(std::string_view Text)
     }
 }
 
+std::string PassedBound(std::size_t Bound, const char* pWhat)
+{
+    return "more than " + std::to_string(Bound) + " " + pWhat;
+}
+
 // Receives the parser's events; an event that returns false ends the parse.
 class TreeBuilder
 {
@@ -76,17 +81,22 @@ public:
     bool parse_error(std::size_t, const std::string&, const Json::exception&) { return false; }
 
     std::unique_ptr<Node> Take() { return std::move(m_pRoot); }
+    // The bound that ended the parse, for people; empty when another fault did.
+    const std::string& Passed() const { return m_Passed; }
 
 private:
     // An open object or array. pNode is null inside a member that repeats a key: its events are only counted.
     struct Level {
         Node* pNode;
+        std::size_t nChildren = 0;
         std::unordered_set<std::string_view> Keys; // used once comparing with every member would be slow
     };
 
     bool AddScalar(Node::KIND eKind, std::string_view Text);
     bool Open(Node::KIND eKind);
     bool Close();
+    bool Count();
+    bool Pass(std::size_t Bound, const char* pWhat);
     bool TakesNextMember();
     // What the value that comes now is called in the node that takes it; an array's elements have no names.
     std::string_view NextKey() const
@@ -99,8 +109,25 @@ private:
     std::unique_ptr<Node> m_pRoot;
     std::vector<Level> m_Open;
     std::string m_Key;
-    std::size_t m_nNodes = 0;
+    std::size_t m_nValues = 0;
+    std::string m_Passed;
 };
+
+bool TreeBuilder::Pass(std::size_t Bound, const char* pWhat)
+{
+    m_Passed = PassedBound(Bound, pWhat);
+    return false;
+}
+
+// Counts the value that comes now; false when it is one too many.
+bool TreeBuilder::Count()
+{
+    if (++m_nValues > kMaxJsonValues)
+        return Pass(kMaxJsonValues, "values");
+    if (!m_Open.empty() && ++m_Open.back().nChildren > kMaxJsonChildren)
+        return Pass(kMaxJsonChildren, "members or elements in one object or array");
+    return true;
+}
 
 // Whether the value that comes now is kept: not inside or under a key that was there before.
 bool TreeBuilder::TakesNextMember()
@@ -126,7 +153,7 @@ bool TreeBuilder::TakesNextMember()
 
 bool TreeBuilder::AddScalar(Node::KIND eKind, std::string_view Text)
 {
-    if (++m_nNodes > kMaxJsonNodes)
+    if (!Count())
         return false;
     if (m_Open.empty()) {
         Node Holder(Node::KIND_ARRAY);
@@ -139,8 +166,10 @@ bool TreeBuilder::AddScalar(Node::KIND eKind, std::string_view Text)
 
 bool TreeBuilder::Open(Node::KIND eKind)
 {
-    if (++m_nNodes > kMaxJsonNodes || m_Open.size() == kMaxJsonDepth)
+    if (!Count())
         return false;
+    if (m_Open.size() == kMaxJsonDepth)
+        return Pass(kMaxJsonDepth, "levels");
     Node* pNode = nullptr;
     if (m_Open.empty()) {
         m_pRoot = std::make_unique<Node>(eKind);
@@ -148,7 +177,7 @@ bool TreeBuilder::Open(Node::KIND eKind)
     } else if (TakesNextMember()) {
         pNode = m_Open.back().pNode->Append(eKind, NextKey(), {});
     }
-    m_Open.push_back({pNode, {}});
+    m_Open.push_back({pNode, 0, {}});
     return true;
 }
 
@@ -160,14 +189,24 @@ bool TreeBuilder::Close()
 
 } // namespace
 
-std::unique_ptr<CJSONObject> ParseJson(std::string_view Text)
+std::unique_ptr<CJSONObject> ParseJson(std::string_view Text, std::string* pPassed)
 {
+    if (Text.size() > kMaxJsonBytes) {
+        // Only what looks like JSON passes its bounds; a long page for people is just no JSON.
+        const std::size_t iFirst = Text.find_first_not_of(" \t\r\n");
+        if (pPassed && iFirst != std::string_view::npos && (Text[iFirst] == '{' || Text[iFirst] == '['))
+            *pPassed = PassedBound(kMaxJsonBytes, "bytes");
+        return nullptr;
+    }
     // The parser takes a NUL for the end and would not see what follows; no JSON text has one unescaped.
-    if (Text.size() > kMaxJsonBytes || Text.find('\0') != std::string_view::npos)
+    if (Text.find('\0') != std::string_view::npos)
         return nullptr;
     TreeBuilder Builder;
-    if (!nlohmann::json::sax_parse(Text, &Builder))
+    if (!nlohmann::json::sax_parse(Text, &Builder)) {
+        if (pPassed && !Builder.Passed().empty())
+            *pPassed = Builder.Passed();
         return nullptr;
+    }
     return Builder.Take();
 }
 

@@ -54,23 +54,42 @@ TEST(Json, WhatIsParsedIsWrittenAsItCame)
         EXPECT_EQ(RoundTrip(Text), "no JSON") << Text;
 }
 
-TEST(Json, BoundsAreExact)
+TEST(Json, BoundsAreExactAndNamed)
 {
-    const auto Nested = [](std::size_t n) { return std::string(n, '[') + std::string(n, ']'); };
-    EXPECT_TRUE(ParseJson(Nested(devhost::kMaxJsonDepth)));
-    EXPECT_FALSE(ParseJson(Nested(devhost::kMaxJsonDepth + 1)));
-    EXPECT_FALSE(ParseJson(std::string(1000000, '[')));
-
-    std::string Flat = "[0";
-    for (std::size_t i = 2; i < devhost::kMaxJsonNodes; ++i)
-        Flat += ",0";
-    EXPECT_TRUE(ParseJson(Flat + "]"));
-    for (const char* pOneMore : {",0]", ",[]]"})
-        EXPECT_FALSE(ParseJson(Flat + pOneMore));
-
-    const std::string Large = "[\"" + std::string(devhost::kMaxJsonBytes - 4, 'x') + "\"]";
-    EXPECT_TRUE(ParseJson(Large));
-    EXPECT_FALSE(ParseJson(Large + " "));
+    using devhost::kMaxJsonChildren, devhost::kMaxJsonDepth, devhost::kMaxJsonValues;
+    const auto List = [](char cOpen, std::size_t n, const std::string& Piece, char cClose) {
+        std::string Text(1, cOpen);
+        for (std::size_t i = 0; i < n; ++i)
+            Text.append(i == 0 ? "" : ",").append(Piece);
+        return Text + cClose;
+    };
+    const std::string Long(devhost::kMaxJsonBytes - 3, 'x');
+    // As many lists as leave room for one more, each of them with its elements a whole number of times.
+    const std::string Lists =
+        List('[', kMaxJsonValues / kMaxJsonChildren - 1, List('[', kMaxJsonChildren - 1, "0", ']'), ',');
+    constexpr const char* pWide = "more than 10000 members or elements in one object or array";
+    // clang-format off
+    const struct {
+        std::string Text;
+        const char* pPassed; // null: it is taken for JSON
+    } kRows[] = {
+        {std::string(kMaxJsonDepth, '[') + std::string(kMaxJsonDepth, ']'), nullptr},
+        {std::string(kMaxJsonDepth + 1, '['), "more than 64 levels"},
+        {List('[', kMaxJsonChildren, "0", ']'), nullptr}, {List('[', kMaxJsonChildren + 1, "[]", ']'), pWide},
+        // Members that repeat a key count too.
+        {List('{', kMaxJsonChildren, "\"k\":1", '}'), nullptr}, {List('{', kMaxJsonChildren + 1, "\"k\":1", '}'), pWide},
+        {Lists + List('[', kMaxJsonChildren - 2, "0", ']') + "]", nullptr},
+        {Lists + List('[', kMaxJsonChildren - 2, "0", ']') + ",[]]", "more than 200000 values"},
+        {Lists + List('[', kMaxJsonChildren - 1, "0", ']') + "]", "more than 200000 values"},
+        {"[\"" + Long.substr(1) + "\"]", nullptr}, {" [\"" + Long.substr(1) + "\"]", "more than 4194304 bytes"},
+        {"<p>" + Long + "</p>", ""}, {"[1", ""},
+    };
+    // clang-format on
+    for (const auto& Row : kRows) {
+        std::string Passed;
+        EXPECT_EQ(ParseJson(Row.Text, &Passed) != nullptr, Row.pPassed == nullptr) << Row.Text.substr(0, 40);
+        EXPECT_EQ(Passed, Row.pPassed ? Row.pPassed : "") << Row.Text.substr(0, 40);
+    }
 }
 
 TEST(Json, SearchesTheSubtreeDepthFirst)
