@@ -36,7 +36,8 @@ public:
     virtual std::optional<HttpReply> Exchange(std::string_view Request) = 0;
 };
 
-/// Opens connections. Called from any worker thread.
+/// Opens connections. Called from any worker thread. It and its connections may throw std::exception when
+/// memory, sockets or threads run out; whoever calls them for a driver turns that into a refusal.
 class Transport
 {
 public:

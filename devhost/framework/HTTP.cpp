@@ -5,11 +5,52 @@
 
 #include "devhost/framework/Framework.h"
 #include "devhost/framework/JSONParser.h"
+#include "devhost/framework/RequestCheck.h"
 #include "host/JSON.h"
+#include "host/Trace.h"
 
 #include <algorithm>
+#include <exception>
+#include <optional>
 #include <string_view>
 #include <utility>
+
+namespace
+{
+
+// The numbers are fixed identities of the reports, which documents refer to.
+enum REPORT : int { REPORT_EXCEPTION = 1, REPORT_JSON_BOUND = 2, REPORT_REQUEST = 3 };
+
+void Report(REPORT eNumber, const std::string& What)
+{
+    AssertWrap("http", eNumber, What.c_str());
+}
+
+void ReportException(const char* pStep, const char* pWhy) noexcept
+{
+    try {
+        Report(REPORT_EXCEPTION, std::string(pStep) + " was given up: " + pWhy);
+    } catch (...) {
+        // Without memory for the report there is nothing left to say it with.
+    }
+}
+
+// Does a step of an exchange. The driver, which calls it, knows no exceptions: one ends the step as refused,
+// with 0 or null.
+template <class Step>
+auto Guarded(const char* pStep, Step Do) noexcept
+{
+    try {
+        return Do();
+    } catch (const std::exception& Error) {
+        ReportException(pStep, Error.what());
+    } catch (...) {
+        ReportException(pStep, "unknown exception");
+    }
+    return decltype(Do()){};
+}
+
+} // namespace
 
 class CHTTPConnectionSSL::Stream
 {
@@ -18,7 +59,16 @@ public:
     {
     }
 
-    devhost::Connection& Connection() { return *m_pConnection; }
+    std::optional<devhost::HttpReply> Exchange(std::string_view Request)
+    {
+        // One that an exception has left in the middle of something is closed and not used again.
+        auto pConnection = std::move(m_pConnection);
+        if (!pConnection)
+            return std::nullopt;
+        auto Reply = pConnection->Exchange(Request);
+        m_pConnection = std::move(pConnection);
+        return Reply;
+    }
 
 private:
     std::unique_ptr<devhost::Connection> m_pConnection;
@@ -35,11 +85,12 @@ int CHTTPConnectionSSL::CreateConnection(const char* pHost, int iPort, int iTime
     devhost::Transport* pTransport = devhost::TheFramework().pTransport;
     if (!pTransport || !pHost)
         return 0;
-    auto pConnection = pTransport->Connect(pHost, iPort, std::chrono::milliseconds(iTimeoutMs));
-    if (!pConnection)
-        return 0;
-    m_pStream = std::make_unique<Stream>(std::move(pConnection));
-    return 1;
+    return Guarded("a connection", [&] {
+        auto pConnection = pTransport->Connect(pHost, iPort, std::chrono::milliseconds(iTimeoutMs));
+        if (pConnection)
+            m_pStream = std::make_unique<Stream>(std::move(pConnection));
+        return m_pStream ? 1 : 0;
+    });
 }
 
 CHTMLPage::CHTMLPage(std::string Head, std::string Body) : m_Text(std::move(Head)), m_cbHead(m_Text.size())
@@ -74,7 +125,13 @@ CJSONObject* CHTMLPage::HTMLPageToJSON(CHTMLPage*& pPage)
     const std::unique_ptr<CHTMLPage> pTaken(std::exchange(pPage, nullptr));
     if (!pTaken)
         return nullptr;
-    return devhost::ParseJson(std::string_view(pTaken->m_Text).substr(pTaken->m_cbHead)).release();
+    return Guarded("a reply", [&] {
+        std::string Passed;
+        auto pTree = devhost::ParseJson(std::string_view(pTaken->m_Text).substr(pTaken->m_cbHead), &Passed);
+        if (!Passed.empty())
+            Report(REPORT_JSON_BOUND, "a reply was not taken for JSON: " + Passed);
+        return pTree.release();
+    });
 }
 
 CHTMLPage* DoHTTPExchangeWithConnection(CHTTPConnectionSSL* pConnection, const CQXString& sRequest,
@@ -84,10 +141,14 @@ CHTMLPage* DoHTTPExchangeWithConnection(CHTTPConnectionSSL* pConnection, const C
         return nullptr;
     const std::string_view Request(static_cast<char*>(sRequest),
                                    static_cast<std::size_t>(sRequest.GetLength()));
-    auto Reply = pConnection->Get()->Connection().Exchange(Request);
-    if (!Reply)
-        return nullptr;
-    return new CHTMLPage(std::move(Reply->Head), std::move(Reply->Body));
+    return Guarded("an exchange", [&]() -> CHTMLPage* {
+        if (const char* pFault = devhost::RequestFault(Request)) {
+            Report(REPORT_REQUEST, std::string("a request was not sent: ") + pFault);
+            return nullptr;
+        }
+        auto Reply = pConnection->Get()->Exchange(Request);
+        return Reply ? new CHTMLPage(std::move(Reply->Head), std::move(Reply->Body)) : nullptr;
+    });
 }
 
 CQXString OAuthRedirectURI(OAUTH_REDIRECT_SCHEMA eSchema)

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <condition_variable>
+#include <exception>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -66,7 +67,13 @@ LookupResult LookUpName(const std::string& Name, std::uint16_t uPort,
         return {{Tcp::endpoint(Address, uPort)}, {}};
 
     const auto pLookup = std::make_shared<Lookup>();
-    std::thread([pLookup, Name, uPort] { pLookup->Finish(Resolve(Name, uPort)); }).detach();
+    std::thread([pLookup, Name, uPort] {
+        try {
+            pLookup->Finish(Resolve(Name, uPort));
+        } catch (const std::exception&) {
+            pLookup->Finish({{}, "out of memory"}); // a text so short needs none
+        }
+    }).detach();
     WorkerStop* pStop = WorkerStop::Current();
     const WorkerStop::Wake Wake(pStop, [pLookup] { pLookup->Stop(); });
     std::unique_lock Lock(pLookup->Mutex);

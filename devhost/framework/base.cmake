@@ -19,6 +19,7 @@ add_library(vestara_framework_base STATIC
   ${CMAKE_CURRENT_LIST_DIR}/QXList.cpp
   ${CMAKE_CURRENT_LIST_DIR}/QXStream.cpp
   ${CMAKE_CURRENT_LIST_DIR}/QXString.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/RequestCheck.cpp
   ${CMAKE_CURRENT_LIST_DIR}/SecretFilter.cpp
   ${CMAKE_CURRENT_LIST_DIR}/TlsTransport.cpp
   ${CMAKE_CURRENT_LIST_DIR}/Trace.cpp
