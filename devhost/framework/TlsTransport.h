@@ -28,11 +28,20 @@ struct TlsOptions {
     std::string CaFile; ///< certificates to trust, PEM; empty: those that the system trusts
     std::vector<ConnectTo> Routes;
     std::chrono::milliseconds ExchangeTimeout{30000}; ///< for a whole exchange
+    /// How long sessions are resumed instead of verifying the server anew; 0: never.
+    std::chrono::seconds ResumeFor{3600};
 };
 
-/// Connects with TLS 1.2 or later, and always verifies the chain and the host name. Every failure is written
-/// as a trace line of the producer "tls". A calling worker that is asked to stop waits no longer than its
-/// grace. Any thread; the object outlives its connections.
+/// Connects with TLS 1.2 or later, and always verifies the chain and the host name, which must be among the
+/// certificate's alternative names (RFC 9525). Every failure is written as a trace line of the producer
+/// "tls", a reply that is too long as a report. A calling worker that is asked to stop waits no longer than
+/// its grace. Any thread; the object outlives its connections.
+///
+/// What was verified with a peer stands for the sessions that this handshake began: the next connection of
+/// the same thread to the same host, port and address resumes one when the server agrees (RFC 8446, section
+/// 2.2; RFC 5077 for TLS 1.2), and is a full handshake otherwise. Sessions are only in memory; they end with
+/// the calling thread, with the time that is set, with the certificates, and with this object, whose trust
+/// never changes.
 class TlsTransport : public Transport
 {
 public:

@@ -7,11 +7,15 @@
 #include <boost/asio/ssl.hpp>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <openssl/pem.h>
+#include <openssl/rand.h>
+#include <openssl/x509v3.h>
 
 #include <filesystem>
 #include <fstream>
 #include <future>
 #include <thread>
+#include <utility>
 
 #include <unistd.h>
 
@@ -32,10 +36,11 @@ enum class End { Close, Cut, Hold };
 // What the server does with each connection: shake hands, read a request, send the reply, and end so.
 struct Script {
     cloudsim::Identity Server;
-    std::string Reply;
+    std::string Reply; // empty: one that says whether the handshake was "full" or "resumed"
     End eEnd = End::Hold;
-    int iMaxVersion = 0;                 // 0: any
-    std::shared_future<void> MayReply{}; // none: at once
+    int iMaxVersion = 0;                       // 0: any
+    std::shared_future<void> MayReply{};       // none: at once
+    std::optional<cloudsim::Identity> Later{}; // from the second connection on; it knows no older sessions
 };
 
 class TlsServer
@@ -43,8 +48,7 @@ class TlsServer
 public:
     explicit TlsServer(Script Plan) : m_Script(std::move(Plan))
     {
-        m_Context.use_certificate_chain(asio::buffer(m_Script.Server.certificatePem));
-        m_Context.use_private_key(asio::buffer(m_Script.Server.keyPem), asio::ssl::context::pem);
+        Use(m_Script.Server);
         SSL_CTX_set_max_proto_version(m_Context.native_handle(), m_Script.iMaxVersion);
         asio::co_spawn(m_Io, Serve(), asio::detached);
         m_Thread = std::thread([this] { m_Io.run(); });
@@ -64,10 +68,22 @@ public:
     }
 
 private:
+    void Use(const cloudsim::Identity& Server)
+    {
+        m_Context.use_certificate_chain(asio::buffer(Server.certificatePem));
+        m_Context.use_private_key(asio::buffer(Server.keyPem), asio::ssl::context::pem);
+    }
+
     asio::awaitable<void> Serve()
     {
-        for (;;) {
+        for (int nBefore = 0;; ++nBefore) {
             tcp::socket Socket = co_await m_Acceptor.async_accept(asio::use_awaitable);
+            if (nBefore > 0 && m_Script.Later) {
+                unsigned char Keys[80];
+                RAND_bytes(Keys, sizeof Keys);
+                SSL_CTX_set_tlsext_ticket_keys(m_Context.native_handle(), Keys, sizeof Keys);
+                Use(*m_Script.Later);
+            }
             // What fails here is seen at the client, which goes away or refuses the certificate.
             asio::co_spawn(m_Io, Talk({std::move(Socket), m_Context}), asio::detached);
         }
@@ -80,10 +96,15 @@ private:
         co_await asio::async_read_until(Stream, asio::dynamic_buffer(Request), "\r\n\r\n",
                                         asio::use_awaitable);
         const char* pName = SSL_get_servername(Stream.native_handle(), TLSEXT_NAMETYPE_host_name);
-        m_Request.set_value(std::string(pName ? pName : "") + "|" + Request);
+        if (!std::exchange(m_bRequested, true))
+            m_Request.set_value(std::string(pName ? pName : "") + "|" + Request);
         if (m_Script.MayReply.valid())
             m_Script.MayReply.wait();
-        co_await asio::async_write(Stream, asio::buffer(m_Script.Reply), asio::use_awaitable);
+        std::string Reply = m_Script.Reply;
+        if (Reply.empty())
+            Reply.append("HTTP/1.1 200 OK\r\n\r\n")
+                .append(SSL_session_reused(Stream.native_handle()) ? "resumed" : "full");
+        co_await asio::async_write(Stream, asio::buffer(Reply), asio::use_awaitable);
         if (m_Script.eEnd == End::Hold)
             co_await Stream.lowest_layer().async_wait(tcp::socket::wait_read, asio::use_awaitable);
         if (m_Script.eEnd == End::Close)
@@ -95,8 +116,31 @@ private:
     asio::ssl::context m_Context{asio::ssl::context::tls_server};
     tcp::acceptor m_Acceptor{m_Io, tcp::endpoint(asio::ip::address_v4::loopback(), 0)};
     std::promise<std::string> m_Request;
+    bool m_bRequested = false;
     std::thread m_Thread;
 };
+
+// The certificate without its alternative names, so that its common name is the only one.
+cloudsim::Identity WithoutAlternativeNames(cloudsim::Identity Server, const cloudsim::Identity& Authority)
+{
+    BIO* pIn = BIO_new_mem_buf(Server.certificatePem.data(), -1);
+    BIO* pKeyIn = BIO_new_mem_buf(Authority.keyPem.data(), -1);
+    BIO* pOut = BIO_new(BIO_s_mem());
+    X509* pCertificate = PEM_read_bio_X509(pIn, nullptr, nullptr, nullptr);
+    EVP_PKEY* pKey = PEM_read_bio_PrivateKey(pKeyIn, nullptr, nullptr, nullptr);
+    X509_EXTENSION_free(
+        X509_delete_ext(pCertificate, X509_get_ext_by_NID(pCertificate, NID_subject_alt_name, -1)));
+    X509_sign(pCertificate, pKey, EVP_sha256());
+    PEM_write_bio_X509(pOut, pCertificate);
+    char* pText = nullptr;
+    const auto cb = static_cast<std::size_t>(BIO_get_mem_data(pOut, &pText));
+    Server.certificatePem.assign(pText, cb);
+    EVP_PKEY_free(pKey);
+    X509_free(pCertificate);
+    for (BIO* pBio : {pIn, pKeyIn, pOut})
+        BIO_free(pBio);
+    return Server;
+}
 
 class TlsTransportTest : public testing::Test
 {
@@ -112,12 +156,23 @@ protected:
         std::filesystem::remove(m_CaFile);
     }
 
-    // A transport that trusts the authority and reaches the host at the port of this machine.
+    // A transport that trusts the authority and reaches its hosts at the port of this machine.
     devhost::TlsTransport Transport(int iPort, std::chrono::milliseconds ExchangeTimeout = 30s,
-                                    const char* pAddress = "127.0.0.1") const
+                                    const char* pAddress = "127.0.0.1",
+                                    std::chrono::seconds ResumeFor = 1h) const
     {
-        return devhost::TlsTransport(
-            {m_CaFile, {{"api.cloud.example", 443, pAddress, iPort}}, ExchangeTimeout});
+        std::vector<ConnectTo> Routes;
+        for (const char* pHost : {"api.cloud.example", "other.example", "192.0.2.1"})
+            Routes.push_back({pHost, 443, pAddress, iPort});
+        return devhost::TlsTransport({m_CaFile, Routes, ExchangeTimeout, ResumeFor});
+    }
+
+    // The body of a reply over a connection of its own, or why there is none.
+    std::string Get(devhost::TlsTransport& Client, const char* pHost = kHost)
+    {
+        const auto pConnection = Client.Connect(pHost, 443, 30s);
+        const auto Reply = pConnection ? pConnection->Exchange(kRequest) : std::nullopt;
+        return Reply ? Reply->Body : LastLine();
     }
 
     // The last line of the log, which is empty afterwards.
@@ -168,6 +223,70 @@ TEST_F(TlsTransportTest, ExchangesOrSaysWhyNot)
             EXPECT_EQ(Reply ? Reply->Body : "", Row.pBody ? Row.pBody : "");
         }
         EXPECT_THAT(LastLine(), HasSubstr(Row.pWhy));
+    }
+}
+
+TEST_F(TlsTransportTest, ACertificateIsForItsAlternativeNamesOnly)
+{
+    const struct {
+        const char* pHost;
+        cloudsim::Identity Server;
+        bool bTaken;
+    } kRows[] = {
+        {kHost, m_Authority.Issue({"*.cloud.example"}), true},
+        {kHost, m_Authority.Issue({"a*.cloud.example"}), false},
+        {kHost, m_Authority.Issue({"*pi.cloud.example"}), false},
+        {kHost, WithoutAlternativeNames(m_Authority.Issue({"api.cloud.example"}), m_Authority.Own()), false},
+        {"192.0.2.1", m_Authority.Issue({"192.0.2.1"}), true},
+        {"192.0.2.1", m_Authority.Issue({"192.0.2.2"}), false},
+    };
+    for (const auto& Row : kRows) {
+        TlsServer Server({Row.Server, "", End::Close});
+        devhost::TlsTransport Client = Transport(Server.Port());
+        EXPECT_THAT(Get(Client, Row.pHost), HasSubstr(Row.bTaken ? "full" : "is for another name"))
+            << &Row - kRows;
+    }
+}
+
+TEST_F(TlsTransportTest, ResumesTheSessionsOfAPeerOfAThreadAndOfATransport)
+{
+    for (const int iVersion : {TLS1_2_VERSION, TLS1_3_VERSION}) {
+        SCOPED_TRACE(iVersion);
+        TlsServer Server({m_Identity, "", End::Close, iVersion});
+        devhost::TlsTransport Client = Transport(Server.Port());
+        for (const char* pHandshake : {"full", "resumed", "resumed"})
+            EXPECT_EQ(Get(Client), pHandshake);
+        EXPECT_EQ(Get(Client, "other.example"), "full");
+        for (int i = 0; i < 2; ++i) {
+            std::thread([&] {
+                EXPECT_EQ(Get(Client), "full") << "the sessions of a thread end with it";
+                EXPECT_EQ(Get(Client), "resumed");
+            }).join();
+        }
+        EXPECT_EQ(Get(Client), "resumed");
+        devhost::TlsTransport OtherTrust = Transport(Server.Port());
+        EXPECT_EQ(Get(OtherTrust), "full");
+        devhost::TlsTransport Never = Transport(Server.Port(), 30s, "127.0.0.1", 0s);
+        for (int i = 0; i < 2; ++i)
+            EXPECT_EQ(Get(Never), "full");
+    }
+}
+
+TEST_F(TlsTransportTest, AServerThatRefusesTheSessionIsVerifiedAnew)
+{
+    const std::pair<cloudsim::Identity, const char*> kRows[] = {
+        {m_Identity, "full"},
+        {m_Authority.Issue({"third.example"}), "is for another name"},
+        {cloudsim::CertificateAuthority::Create("Stranger").Issue({"api.cloud.example"}),
+         "cannot be trusted"},
+    };
+    for (const int iVersion : {TLS1_2_VERSION, TLS1_3_VERSION}) {
+        for (const auto& [Later, pResult] : kRows) {
+            TlsServer Server({m_Identity, "", End::Close, iVersion, {}, Later});
+            devhost::TlsTransport Client = Transport(Server.Port());
+            EXPECT_EQ(Get(Client), "full");
+            EXPECT_THAT(Get(Client), HasSubstr(pResult));
+        }
     }
 }
 
