@@ -2,21 +2,24 @@
 
 #include "devhost/controller/MainLoop.h"
 
+#include <algorithm>
+
 namespace devhost
 {
 
-void MainLoop::Run(const std::function<void()>& Round)
+void MainLoop::Run(const std::function<void(int nWakes)>& Round)
 {
     std::unique_lock Lock(m_Mutex);
     while (!m_Exit) {
-        m_Changed.wait_for(Lock, kRound, [this] { return m_Woken || m_Exit || !m_Tasks.empty(); });
-        m_Woken = false;
+        m_Changed.wait_for(Lock, kRound, [this] { return m_nWakes > 0 || m_Exit || !m_Tasks.empty(); });
+        const int nWakes = std::min(m_nWakes, kMaxWakes);
+        m_nWakes -= nWakes;
         std::deque<std::packaged_task<void()>> Tasks;
         Tasks.swap(m_Tasks);
         Lock.unlock();
         for (auto& Task : Tasks)
             Task();
-        Round();
+        Round(nWakes);
         Lock.lock();
     }
 }
@@ -26,7 +29,7 @@ int MainLoop::Wake()
     const std::lock_guard Lock(m_Mutex);
     if (m_Closed)
         return 0;
-    m_Woken = true;
+    ++m_nWakes;
     m_Changed.notify_one();
     return 1;
 }

@@ -25,10 +25,16 @@ class MainLoop
 public:
     static constexpr std::chrono::milliseconds kRound{50};
 
-    /// Rounds until RequestExit: one when the loop is woken, and otherwise one every kRound.
-    void Run(const std::function<void()>& Round);
+    /// Many, because what every round does besides, a save among it, should not come with every few replies;
+    /// not all, because calls from other threads wait for the end of a round.
+    static constexpr int kMaxWakes = 1000;
 
-    /// Makes a round follow soon. Any thread. @return 1, or 0 when the loop is closed.
+    /// Rounds until RequestExit: one when the loop is woken, and otherwise one every kRound.
+    /// @param Round gets how often the loop has been woken since the last round, at most kMaxWakes; the rest
+    /// is for the next round, which follows at once.
+    void Run(const std::function<void(int nWakes)>& Round);
+
+    /// Makes a round follow soon, and counts in it. Any thread. @return 1, or 0 when the loop is closed.
     int Wake();
 
     /// Ends Run after the round under way. Any thread.
@@ -63,7 +69,7 @@ private:
     std::mutex m_Mutex;
     std::condition_variable m_Changed;
     std::deque<std::packaged_task<void()>> m_Tasks;
-    bool m_Woken = false;
+    int m_nWakes = 0; // that no round has been given yet
     bool m_Exit = false;
     bool m_Closed = false;
 };

@@ -114,7 +114,7 @@ int Program::Run()
 {
     m_pServer->Start();
     PrintReady();
-    m_Loop.Run([this] { Round(); });
+    m_Loop.Run([this](int nWakes) { Round(nWakes); });
     m_Loop.Close();
     const std::string Error = m_pSystem->Stop();
     if (!Error.empty())
@@ -136,9 +136,9 @@ void Program::PrintReady() const
                   << ") is running; configurator at " << m_Address << std::endl;
 }
 
-void Program::Round()
+void Program::Round(int nWakes)
 {
-    m_pSystem->RunOnce();
+    m_pSystem->RunOnce(nWakes);
     PublishReports();
 }
 

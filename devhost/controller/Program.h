@@ -35,7 +35,7 @@ private:
     void PlugIn();
     void StartSystem();
     void PrintReady() const;
-    void Round();
+    void Round(int nWakes);
     void PublishReports();
     void HideUserSecrets();
 

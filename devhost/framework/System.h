@@ -68,7 +68,9 @@ public:
     /// One round of the main loop: pages that an earlier round gave notice of, an idle call of each interface
     /// and component, then a save that was asked for, then the observer. Objects may vanish, and a restart
     /// may happen, inside each idle call.
-    void RunOnce();
+    /// @param nWakes how often the loop was woken since the last round. A driver takes one reply in with each
+    /// idle call and wakes the loop for each, so an interface gets as many calls, and one at least.
+    void RunOnce(int nWakes = 1);
 
     /// Stops the workers for good, lets interfaces take in what came last, ends idle calls and saves. Called
     /// once before the destruction of a program's system.
@@ -159,7 +161,7 @@ private:
     void StartWorkers();
     void StopWorkers();
     static void TakeLastReplies(CDeviceInterface& Interface);
-    void RunIdleCalls();
+    void RunIdleCalls(int nWakes);
     void SaveIfAsked();
     void AnnounceChanges();
 

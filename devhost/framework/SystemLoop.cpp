@@ -3,6 +3,7 @@
 #include "devhost/framework/Configuration.h"
 #include "devhost/framework/System.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace devhost
@@ -18,7 +19,7 @@ constexpr std::uint32_t kSaveRetryMs = 30000;
 
 } // namespace
 
-void System::RunOnce()
+void System::RunOnce(int nWakes)
 {
     // Before the idle calls, so that a page is built again in a round after its notice: whoever gives notice
     // may still be changing what the page shows.
@@ -32,20 +33,23 @@ void System::RunOnce()
                 m_Options.pObserver->OnPageRebuilt(BridgeID);
         });
     if (m_IdleOn)
-        RunIdleCalls();
+        RunIdleCalls(nWakes);
     SaveIfAsked();
     AnnounceChanges();
 }
 
-void System::RunIdleCalls()
+void System::RunIdleCalls(int nWakes)
 {
     // Over copies: an idle call may remove components, its own included, and restart the system.
     std::vector<unsigned> Bridges;
     for (const auto& pAccount : m_Accounts)
         Bridges.push_back(pAccount->Bridge.ID());
     for (const unsigned BridgeID : Bridges) {
-        if (Account* pAccount = AccountByID(BridgeID))
+        Account* pAccount = AccountByID(BridgeID);
+        for (int i = 0; pAccount && i < std::max(nWakes, 1); ++i) {
             pAccount->pInterface->OnInterfaceIdle();
+            pAccount = AccountByID(BridgeID);
+        }
     }
     const int RemovalsBefore = m_Removals;
     for (CSystemComponent* pComponent : Components()) {

@@ -68,16 +68,20 @@ TEST_F(LoopsTest, IdleCallTakesOneReplyAndHousekeepsWhichRestartsTheSystemFromIn
 {
     CVestaraInterface& Account = AddReadyAccount();
     AddLock(Account, "dev-1", "Front");
-    AddWaitingReply(Account);
-    AddWaitingReply(Account);
+    for (int i = 0; i < 4; ++i)
+        AddWaitingReply(Account);
     Probe(Account).RemoveDevices() = 1;
     Probe(Account).NotifyInterface() = 1;
     Probe(Account).HousekeepingTimer().Restart();
     m_Clock.Advance(3000);
     m_Journal.Take();
     const Lines Reply{"report vestarai 1058: Unhandled CommandID"};
-    m_pSystem->RunOnce();
+    m_pSystem->RunOnce(3);
+    EXPECT_EQ(TakeEffects(), Reply + Reply + Reply);
+    m_pSystem->RunOnce(0);
     EXPECT_EQ(TakeEffects(), Reply) << "housekeeping not before more than 3000 ms";
+    AddWaitingReply(Account);
+    m_Journal.Take();
     m_Clock.Advance(1);
     m_pSystem->RunOnce();
     // The notices are traced although tracing is off; the removal feeds the notice of the same turn.
