@@ -7,6 +7,7 @@
 #include "devhost/framework/MemoryFile.h"
 #include "support/TestHost.h"
 
+#include <cstdarg>
 #include <cstdio>
 #include <stdexcept>
 
@@ -44,25 +45,32 @@ std::string Timestamp(std::time_t Time)
     return std::string(Text, std::strftime(Text, sizeof Text, "%Y-%m-%dT%H:%M:%SZ", &Parts));
 }
 
-// Ids of one length that differ at their end only: the costliest ones to compare.
-std::string DeviceID(int i)
+__attribute__((format(printf, 1, 2))) std::string Formatted(const char* pFormat, ...)
 {
-    char Text[64];
-    std::snprintf(Text, sizeof Text, "lock-00000000-0000-0000-%012d", i);
+    char Text[512];
+    std::va_list Arguments;
+    va_start(Arguments, pFormat);
+    std::vsnprintf(Text, sizeof Text, pFormat, Arguments);
+    va_end(Arguments);
     return Text;
 }
 
-std::string Device(int i, const std::string& ConnectedAt)
+std::string DeviceID(int i)
 {
-    char Text[512];
-    std::snprintf(Text, sizeof Text,
-                  R"({"type":"lock","id":"%s","attributes":{"name":"Door %d",)"
-                  R"("location_id":"location-0123456789","state":"locked","power_level":87,)"
-                  R"("power_source":"battery","wifi_level":64,"programming_code":"4711",)"
-                  R"("serial_number":"VP%d","heartbeat_interval":3600,"connected_at":"%s",)"
-                  R"("updated_at":"%s","alive":true}})",
-                  DeviceID(i).c_str(), i, 100000 + i, ConnectedAt.c_str(), ConnectedAt.c_str());
-    return Text;
+    return Formatted("lock-00000000-0000-0000-%012d", i);
+}
+
+// A list of what the function gives for 0 to one less than the number.
+template <class Write>
+std::string List(int Entries, Write Entry)
+{
+    std::string Body = R"({"data":[)";
+    for (int i = 0; i < Entries; ++i) {
+        if (i > 0)
+            Body += ',';
+        Body += Entry(i);
+    }
+    return Body + R"(],"meta":{"page":1,"total_pages":1}})";
 }
 
 } // namespace
@@ -71,9 +79,10 @@ BenchHost::BenchHost()
 {
     devhost::Framework& Parts = devhost::TheFramework();
     Parts.pSleeper = this;
-    Parts.WakeMainLoop = [this] { return m_Loop.Wake(); };
+    Parts.WakeMainLoop = [this] { return m_pLoop->Wake(); };
     devhost::System::Options Options;
     Options.Plugins = {support::DriverEntryPoints()};
+    Options.pStore = &m_Store;
     Options.Workers = false;
     m_pSystem = std::make_unique<devhost::System>(std::move(Options));
     m_pSystem->Start();
@@ -81,9 +90,11 @@ BenchHost::BenchHost()
     m_pAccount = dynamic_cast<CVestaraInterface*>(pBridge->DeviceInterface());
     LoadAccount(*m_pAccount);
     // A young token of a long life, so that no refresh falls due however far a benchmark moves the clock.
-    Process(CMD_TOKEN_REFRESH, R"({"access_token":"access-0123456789abcdef0123456789abcdef",)"
-                               R"("refresh_token":"refresh-0123456789abcdef0123456789abcdef",)"
-                               R"("expires_in":4000000})");
+    Process(CMD_TOKEN_REFRESH,
+            R"({"access_token":"access-0123456789abcdef0123456789abcdef",)"
+            R"("refresh_token":"refresh-0123456789abcdef0123456789abcdef",)"
+            R"("expires_in":4000000})",
+            "", "");
     m_pAccount->ResetUpdateTimers();
 }
 
@@ -97,7 +108,7 @@ void BenchHost::InstallLocks(int Count)
 {
     for (int i = 0; i < Count; ++i) {
         const std::string ID = DeviceID(i);
-        if (!m_pAccount->AddNewDoorLock(ID.c_str(), ("Door " + std::to_string(i)).c_str()))
+        if (!m_pAccount->AddNewDoorLock(ID.c_str(), ("Lock " + std::to_string(i)).c_str()))
             throw std::logic_error("a lock could not be installed");
     }
     m_pSystem->RunOnce();
@@ -118,17 +129,38 @@ void BenchHost::Sleep(std::chrono::milliseconds)
         m_pAccount->NetworkBridge()->ShuttingDown(1);
 }
 
-void BenchHost::TakeStatusReply(const std::string& Body)
+void BenchHost::TakeReply(CommandID Command, const std::string& Body, const char* DeviceID,
+                          const char* UserID)
 {
-    Process(CMD_DEVICES_STATUS, Body);
+    Process(Command, Body, DeviceID, UserID);
     while (m_pAccount->NResponses() > 0)
         m_pAccount->OnInterfaceIdle();
 }
 
-void BenchHost::Process(CommandID Command, const std::string& Body)
+void BenchHost::TakeReplyInLoop(CommandID Command, const std::string& Body, const char* DeviceID,
+                                const char* UserID)
 {
-    auto pCommand =
-        std::make_unique<CVestaraCommand>(METHOD_READ, Command, m_pAccount->LocationID(), "", "", "");
+    Process(Command, Body, DeviceID, UserID);
+    m_pLoop->Run([this](int nWakes) {
+        m_pSystem->RunOnce(nWakes);
+        if (m_pAccount->NResponses() == 0)
+            m_pLoop->RequestExit();
+    });
+    m_pLoop = std::make_unique<devhost::MainLoop>(); // one runs once only
+}
+
+int BenchHost::DropCommands()
+{
+    int nDropped = 0;
+    while (m_pAccount->NextCommand())
+        ++nDropped;
+    return nDropped;
+}
+
+void BenchHost::Process(CommandID Command, const std::string& Body, const char* DeviceID, const char* UserID)
+{
+    auto pCommand = std::make_unique<CVestaraCommand>(METHOD_READ, Command, m_pAccount->LocationID(),
+                                                      DeviceID, UserID, "");
     pCommand->Response(devhost::ParseJson(Body).release());
     if (!m_pAccount->ProcessResponse(std::move(pCommand)))
         throw std::logic_error("a reply was refused");
@@ -137,13 +169,45 @@ void BenchHost::Process(CommandID Command, const std::string& Body)
 std::string StatusBody(int Locks, std::time_t ConnectedAt)
 {
     const std::string When = Timestamp(ConnectedAt);
-    std::string Body = R"({"data":[)";
-    for (int i = 0; i < Locks; ++i) {
-        if (i > 0)
-            Body += ',';
-        Body += Device(i, When);
-    }
-    return Body + R"(],"meta":{"page":1,"total_pages":1}})";
+    return List(Locks, [&](int i) {
+        return Formatted(R"({"type":"lock","id":"%s","attributes":{"name":"Door %d",)"
+                         R"("location_id":"location-0123456789","state":"locked","power_level":87,)"
+                         R"("power_source":"battery","wifi_level":64,"programming_code":"4711",)"
+                         R"("serial_number":"VP%d","heartbeat_interval":3600,"connected_at":"%s",)"
+                         R"("updated_at":"%s","alive":true}})",
+                         DeviceID(i).c_str(), i, 100000 + i, When.c_str(), When.c_str());
+    });
+}
+
+std::string PersonsBody(int Persons)
+{
+    return List(Persons, [](int i) {
+        return Formatted(R"({"type":"access_user","id":"person-00000000-0000-0000-%012d","attributes":)"
+                         R"({"name":"Guest %06d","pin":"%06d","email":"guest%d@lake.example"}})",
+                         i, i, i, i);
+    });
+}
+
+std::string LocationsBody(int Locations)
+{
+    return List(Locations, [](int i) {
+        return Formatted(R"({"type":"location","id":"house-%06d","name":"House %06d"})", i, i);
+    });
+}
+
+std::string AccessesBody(int Accesses)
+{
+    return List(Accesses, [](int i) {
+        return Formatted(R"({"type":"access_person_access","id":"access-00000000-0000-0000-%012d",)"
+                         R"("attributes":{"accessible_id":"%s","accessible_type":"lock",)"
+                         R"("access_person_id":"%s"}})",
+                         i, kAccessDevice, kAccessPerson);
+    });
+}
+
+std::string ListBody(int Entries, const std::string& Entry)
+{
+    return List(Entries, [&](int) { return Entry; });
 }
 
 } // namespace bench

@@ -3,6 +3,7 @@
 // would send it.
 
 #include "devhost/controller/MainLoop.h"
+#include "devhost/framework/Store.h"
 #include "devhost/framework/System.h"
 #include "interface/VestaraInterface.h"
 
@@ -32,22 +33,42 @@ public:
     /// @param OnPass called instead of each pause of the loop.
     void RunWorker(int Passes, std::function<void()> OnPass);
 
-    /// What happens to a status reply: parsed, its locks routed, and each of them applied by an idle call.
-    void TakeStatusReply(const std::string& Body);
+    /// What happens to a reply: parsed, processed, and what it has routed to the account taken in by idle
+    /// calls. The ids are those of the request that it answers.
+    void TakeReply(CommandID Command, const std::string& Body, const char* DeviceID = "",
+                   const char* UserID = "");
+    /// The same, with the main loop in place of the idle calls.
+    void TakeReplyInLoop(CommandID Command, const std::string& Body, const char* DeviceID = "",
+                         const char* UserID = "");
+
+    /// Drops the commands that wait to be sent. @return how many there were.
+    int DropCommands();
 
 private:
-    void Process(CommandID Command, const std::string& Body);
+    void Process(CommandID Command, const std::string& Body, const char* DeviceID, const char* UserID);
     void Sleep(std::chrono::milliseconds Time) override;
 
-    devhost::MainLoop m_Loop; // woken by the driver, never run
+    std::unique_ptr<devhost::MainLoop> m_pLoop = std::make_unique<devhost::MainLoop>();
+    devhost::MemoryStore m_Store;
     std::unique_ptr<devhost::System> m_pSystem;
     CVestaraInterface* m_pAccount = nullptr;
     int m_PassesLeft = 0;
     std::function<void()> m_OnPass;
 };
 
-/// The body of a status reply in the cloud's shape.
+/// Bodies of replies in the cloud's shape. Ids are as long as the cloud's and differ at their end only, which
+/// makes them the costliest to compare.
+
 /// @param ConnectedAt calendar seconds of every lock's last heartbeat.
 std::string StatusBody(int Locks, std::time_t ConnectedAt);
+std::string PersonsBody(int Persons);
+/// Houses by what the driver reads of them, and nothing else.
+std::string LocationsBody(int Locations);
+/// Accesses of one person, all of them to the lock of the ids below.
+std::string AccessesBody(int Accesses);
+constexpr const char* kAccessDevice = "lock-00000000-0000-0000-000000000000";
+constexpr const char* kAccessPerson = "person-00000000-0000-0000-000000000000";
+/// A list of entries that all are the same.
+std::string ListBody(int Entries, const std::string& Entry);
 
 } // namespace bench

@@ -12,6 +12,20 @@ import sys
 
 KIB = 1024
 LOCKS = (1, 10, 100, 1000)
+ENTRIES = (10, 100, 1000)
+WORST = {
+    "PersonsNew": "persons, new",
+    "PersonsKnown": "persons, known",
+    "PersonsSenseless": "persons without values",
+    "LocationsNew": "houses, new",
+    "LocationsKnown": "houses, known",
+    "LocksNew": "locks, discovered and installed",
+    "LocksKnown": "locks, installed before",
+    "LocksUnknown": "locks, not installed",
+    "LocksOfNobody": "locks of an unknown house",
+    "LocksSenseless": "locks without values",
+    "AccessesRevoked": "accesses, all to be taken away",
+}
 
 
 class Results:
@@ -19,11 +33,11 @@ class Results:
 
     def __init__(self, folder):
         self.runs = {}
-        for program in ("vestara_bench", "vestara_library_bench"):
+        for program in ("vestara_bench", "vestara_library_bench", "vestara_network_bench"):
             with open(os.path.join(folder, program + ".json"), encoding="utf-8") as file:
                 for run in json.load(file)["benchmarks"]:
                     if run["run_type"] == "iteration":
-                        name = re.match(r"\w+(/\d+)?", run["name"]).group()
+                        name = re.match(r"\w+(/(?!manual_time)\w+\b(?!:))*", run["name"]).group()
                         self.runs.setdefault(name, []).append(run)
 
     def _figure(self, name, field, choose):
@@ -56,9 +70,20 @@ def rows(results, library):
     yield ("worker passes, nothing due: allocations", results.count("WorkerPass", "allocations"), 0, "{:.0f}",
            "a million passes, 32,000 of them with a turn")
     for n in LOCKS:
-        total, bare = results.ns(f"StatusReply/{n}"), results.ns(f"BareParse/{n}")
+        total, bare = results.ns(f"StatusReply/{n}"), results.ns(f"BareParse/Locks/{n}")
         yield (f"status reply of {n:,} {'lock' if n == 1 else 'locks'} over its bare parse", total / bare, 2, "{:.2f}",
                f"{total / 1e3:,.1f} us over {bare / 1e3:,.1f} us")
+    for kind, name in ("Persons", "person list"), ("Accesses", "access list"):
+        for n in ENTRIES:
+            total, bare = results.ns(f"{kind}Reply/{n}"), results.ns(f"BareParse/{kind}/{n}")
+            yield (f"{name} of {n:,} over its bare parse", total / bare, 2, "{:.2f}",
+                   f"{total / 1e3:,.1f} us over {bare / 1e3:,.1f} us")
+    for name, what in WORST.items():
+        real, cpu = results.ns(f"TakeWorst/{name}", "real_time"), results.ns(f"TakeWorst/{name}")
+        yield f"reply of 10,000 {what}", real / 1e6, 1000, "{:.0f} ms", f"{cpu / 1e6:,.0f} ms of CPU"
+    curl, full, resumed = (results.ns(name) for name in ("CurlRequest/Full", "HostRequest/Full", "HostRequest/Resumed"))
+    yield ("request over TLS, resumed, over libcurl's", resumed / curl, 0.5, "{:.2f}",
+           f"{resumed / 1e3:,.0f} us of CPU over {curl / 1e3:,.0f} us; {full / 1e3:,.0f} us with a full handshake")
     growth = math.log(results.ns("StatusReply/1000") / results.ns("StatusReply/10")) / math.log(100)
     yield "growth from 10 to 1,000 locks: exponent", growth, 1.1, "{:.2f}", ""
     yield "request assembled: status poll", results.ns("RequestAssembly/0") / 1e3, 5, "{:.2f} us", ""
@@ -68,6 +93,7 @@ def rows(results, library):
     yield "library, table of initialisers", initialisers(library), 8, "{:.0f} bytes", "8: the C runtime's own"
     yield ("memory a lock, host's part included", results.count("LockMemory", "bytes") / KIB, 4, "{:.2f} KB",
            "mean of 1,000 locks")
+    yield "memory a person", results.count("PersonMemory", "bytes") / KIB, 1, "{:.2f} KB", "mean of 1,000 persons"
     yield "memory grown over a million polls", results.count("PollGrowth", "bytes"), 0, "{:.0f} bytes", "one lock"
 
 
