@@ -13,7 +13,9 @@ add_library(vestara_framework_base STATIC
   ${CMAKE_CURRENT_LIST_DIR}/HttpReplyReader.cpp
   ${CMAKE_CURRENT_LIST_DIR}/JSON.cpp
   ${CMAKE_CURRENT_LIST_DIR}/JSONParser.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/JsonSecrets.cpp
   ${CMAKE_CURRENT_LIST_DIR}/NameLookup.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/NamedSecrets.cpp
   ${CMAKE_CURRENT_LIST_DIR}/Platform.cpp
   ${CMAKE_CURRENT_LIST_DIR}/PropertySet.cpp
   ${CMAKE_CURRENT_LIST_DIR}/QXList.cpp
