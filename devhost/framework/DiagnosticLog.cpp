@@ -2,7 +2,8 @@
 
 #include "devhost/framework/DiagnosticLog.h"
 
-#include <boost/nowide/utf/convert.hpp>
+#include <boost/nowide/utf/utf.hpp>
+#include <spdlog/fmt/fmt.h>
 #include <spdlog/logger.h>
 #include <spdlog/sinks/basic_file_sink.h>
 #include <spdlog/sinks/stdout_sinks.h>
@@ -22,26 +23,45 @@ namespace devhost
 namespace
 {
 
+namespace utf = boost::nowide::utf;
+
+// Characters that end a line, steer a terminal or turn the direction of what follows (Unicode's categories
+// Cc, Zl and Zp, and its bidirectional controls).
+bool IsControl(utf::code_point Character)
+{
+    return Character < 0x20 || (Character >= 0x7F && Character <= 0x9F) || Character == 0x061C ||
+           Character == 0x200E || Character == 0x200F || (Character >= 0x2028 && Character <= 0x202E) ||
+           (Character >= 0x2066 && Character <= 0x2069);
+}
+
+std::string Escape(utf::code_point Character)
+{
+    switch (Character) {
+    case '\r':
+        return "\\r";
+    case '\n':
+        return "\\n";
+    case '\t':
+        return "\\t";
+    default:
+        return Character < 0x80 ? fmt::format("\\x{:02x}", Character) : fmt::format("\\u{:04x}", Character);
+    }
+}
+
 // The line as valid UTF-8 in which control characters are written as escapes.
 std::string OneLine(std::string_view Text)
 {
-    constexpr std::string_view kHex = "0123456789abcdef";
-    const std::string Valid =
-        boost::nowide::utf::convert_string<char>(Text.data(), Text.data() + Text.size());
     std::string Line;
-    Line.reserve(Valid.size());
-    for (const char c : Valid) {
-        const auto Byte = static_cast<unsigned char>(c);
-        if (c == '\r')
-            Line += "\\r";
-        else if (c == '\n')
-            Line += "\\n";
-        else if (c == '\t')
-            Line += "\\t";
-        else if (Byte < 0x20 || Byte == 0x7F)
-            Line.append("\\x").append({kHex[Byte >> 4], kHex[Byte & 15]});
+    Line.reserve(Text.size());
+    for (const char* p = Text.data(); p != Text.data() + Text.size();) {
+        const char* pStart = p;
+        const utf::code_point Character = utf::utf_traits<char>::decode(p, Text.data() + Text.size());
+        if (!utf::is_valid_codepoint(Character))
+            Line += "\xEF\xBF\xBD";
+        else if (IsControl(Character))
+            Line += Escape(Character);
         else
-            Line += c;
+            Line.append(pStart, p);
     }
     return Line;
 }

@@ -23,7 +23,8 @@ TEST(DiagnosticLog, WritesOneFilteredLineForEachEntry)
     DiagnosticLog Log({Path, false, 10});
     EXPECT_EQ(std::filesystem::status(Path).permissions(), std::filesystem::perms(0600));
     Log.Secrets().SetKnownSecrets({"4711"});
-    Log.OnTrace("House\n4711", "a\r\nb\t\x1b[2J {} %s 4711 pin=1234 \xFF");
+    Log.OnTrace("House\n4711",
+                "a\r\nb\t\x1b[2J {} %s 4711 \xFF \u0085\u061c\u200f\u2028\u202e\u2066\u00a0 pin=1234");
     Log.OnReport("vestarai", 888, "Page returned NULL");
     Log.OnTrace("p",
                 std::string(DiagnosticLog::kMaxKeptBytes - 1, 'x') + "\xC3\xA4" + std::string(100000, 'y'));
@@ -36,7 +37,8 @@ TEST(DiagnosticLog, WritesOneFilteredLineForEachEntry)
     const auto Entries = Log.EntriesSince(0, 10);
     ASSERT_EQ(Lines.size(), 3u);
     ASSERT_EQ(Entries.size(), 3u);
-    EXPECT_EQ(Entries[0].Text, "a\\r\\nb\\t\\x1b[2J {} %s *** pin=*** \xEF\xBF\xBD");
+    EXPECT_EQ(Entries[0].Text, "a\\r\\nb\\t\\x1b[2J {} %s *** \uFFFD "
+                               "\\u0085\\u061c\\u200f\\u2028\\u202e\\u2066\u00a0 pin=***");
     EXPECT_THAT(Lines[0], HasSubstr("[" + Entries[0].Thread + "] House\\n***: " + Entries[0].Text));
     EXPECT_FALSE(Entries[0].bReport);
     EXPECT_TRUE(Entries[1].bReport);
