@@ -30,6 +30,8 @@ LogOptions MakeLogOptions(const Settings& Wanted)
 {
     LogOptions Result;
     Result.FilePath = Wanted.LogFile;
+    Result.cbFile = std::size_t{1'000'000} * Wanted.LogSizeMB;
+    Result.nFiles = Wanted.LogFiles;
     return Result;
 }
 
@@ -139,6 +141,7 @@ void Program::PrintReady() const
 void Program::Round(int nWakes)
 {
     m_pSystem->RunOnce(nWakes);
+    m_Log.TellCounts();
     PublishReports();
 }
 

@@ -61,6 +61,12 @@ std::variant<Settings, int> ParseCommandLine(int nArguments, const char* const* 
                    "http(s)://HOST[:PORT] under which a browser reaches the cloud's authorize page");
     App.add_flag("--trace,!--no-trace", Result.Trace, "Switch the traces of all producers on or off");
     App.add_option("--log-file", Result.LogFile, "Append traces and reports to this file");
+    App.add_option("--log-size", Result.LogSizeMB, "Size in MB at which a log file is put aside")
+        ->check(CLI::Range(1, 1000))
+        ->capture_default_str();
+    App.add_option("--log-files", Result.LogFiles, "Log files that are kept, the current one included")
+        ->check(CLI::Range(1, 100))
+        ->capture_default_str();
     App.add_flag("--print-ready", Result.PrintReady, "Print one JSON line when ready");
     try {
         App.parse(nArguments, pArguments);

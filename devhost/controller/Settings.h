@@ -21,6 +21,8 @@ struct Settings {
     std::string AuthorizeBase; ///< "https://127.0.0.1:8443", without a path; empty: as the driver says
     std::optional<bool> Trace; ///< nothing: as saved
     std::string LogFile;
+    unsigned LogSizeMB = 10; ///< at which a log file is put aside; 1 to 1000
+    unsigned LogFiles = 5;   ///< that are kept, the current one included; 1 to 100
     bool PrintReady = false;
 };
 

@@ -5,7 +5,7 @@
 #include <boost/nowide/utf/utf.hpp>
 #include <spdlog/fmt/fmt.h>
 #include <spdlog/logger.h>
-#include <spdlog/sinks/basic_file_sink.h>
+#include <spdlog/sinks/rotating_file_sink.h>
 #include <spdlog/sinks/stdout_sinks.h>
 
 #include <algorithm>
@@ -13,9 +13,12 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <iostream>
+#include <new>
 #include <pthread.h>
 #include <stdexcept>
 #include <unistd.h>
+#include <utility>
 
 namespace devhost
 {
@@ -73,6 +76,8 @@ std::string ThreadName()
     return std::string(Name.data()) + "/" + std::to_string(gettid());
 }
 
+constexpr const char* kPattern = "%Y-%m-%d %H:%M:%S.%e %v";
+
 // The log may show what happens in a house, so a new file is for its owner only.
 void CreatePrivateFile(const std::string& Path)
 {
@@ -94,20 +99,54 @@ std::string ShortenedForMemory(const std::string& Text)
 
 DiagnosticLog::DiagnosticLog(LogOptions Options) : m_Options(std::move(Options))
 {
-    std::vector<spdlog::sink_ptr> Sinks;
-    if (!m_Options.FilePath.empty()) {
-        CreatePrivateFile(m_Options.FilePath);
-        Sinks.push_back(std::make_shared<spdlog::sinks::basic_file_sink_mt>(m_Options.FilePath));
-    }
+    m_pLogger = std::make_shared<spdlog::logger>("devhost");
     if (m_Options.bToStderr)
-        Sinks.push_back(std::make_shared<spdlog::sinks::stderr_sink_mt>());
-    m_pLogger = std::make_shared<spdlog::logger>("devhost", Sinks.begin(), Sinks.end());
+        m_pLogger->sinks().push_back(std::make_shared<spdlog::sinks::stderr_sink_mt>());
     m_pLogger->set_level(spdlog::level::trace);
     m_pLogger->flush_on(spdlog::level::trace);
-    m_pLogger->set_pattern("%Y-%m-%d %H:%M:%S.%e %v");
+    m_pLogger->set_pattern(kPattern);
+    m_pLogger->set_error_handler([this](const std::string& What) {
+        m_bFailed = true;
+        if (!std::exchange(m_bFailureTold, true))
+            std::cerr << "vestara-devhost: the log cannot be written: " << What << std::endl;
+    });
+    if (!m_Options.FilePath.empty())
+        OpenFile();
 }
 
-DiagnosticLog::~DiagnosticLog() = default;
+DiagnosticLog::~DiagnosticLog()
+{
+    try {
+        const std::lock_guard Lock(m_Mutex);
+        WriteDueCounts(true);
+    } catch (const std::bad_alloc&) {
+        // Without memory the counts are lost, like any line.
+    }
+}
+
+void DiagnosticLog::OpenFile()
+{
+    // A sink that could not open its next file must not be used again.
+    std::erase(m_pLogger->sinks(), m_pFile);
+    spdlog::file_event_handlers Handlers;
+    Handlers.before_open = CreatePrivateFile;
+    auto pFile = std::make_shared<spdlog::sinks::rotating_file_sink_mt>(
+        m_Options.FilePath, m_Options.cbFile, m_Options.nFiles - 1, false, Handlers);
+    pFile->set_pattern(kPattern);
+    m_pLogger->sinks().push_back(pFile);
+    m_pFile = std::move(pFile);
+}
+
+// Under the lock. Tried again with every line, until it works.
+void DiagnosticLog::ReopenFile()
+{
+    try {
+        OpenFile();
+        m_bFailed = false;
+    } catch (const std::exception&) {
+        m_bFailed = true;
+    }
+}
 
 void DiagnosticLog::OnTrace(const std::string& Producer, std::string_view Line)
 {
@@ -120,23 +159,74 @@ void DiagnosticLog::OnReport(const std::string& Source, int Line, std::string_vi
 }
 
 void DiagnosticLog::Add(const std::string& Producer, int iLine, bool bReport, std::string_view Text)
+try {
+    bool bTold;
+    bool bShown;
+    {
+        const std::lock_guard Lock(m_Mutex);
+        bTold = WriteDueCounts(false);
+        bShown = !bReport || m_Flood.Takes(Producer, iLine, m_Options.Now());
+    }
+    if (bShown) {
+        const std::string Line = OneLine(m_Secrets.Hide(Text));
+        LogEntry Entry{
+            0, {}, ThreadName(), OneLine(m_Secrets.Hide(Producer)), iLine, bReport, ShortenedForMemory(Line)};
+        const std::lock_guard Lock(m_Mutex);
+        if (bReport)
+            m_Flood.Shown(Producer, iLine, Entry);
+        Write(std::move(Entry), Line);
+    }
+    if (bTold || bShown)
+        Notify();
+} catch (const std::bad_alloc&) {
+    // The driver that wrote the line bears no exceptions.
+}
+
+void DiagnosticLog::TellCounts()
 {
-    const auto Now = std::chrono::system_clock::now();
-    const std::string Line = OneLine(m_Secrets.Hide(Text));
-    LogEntry Entry{
-        0, Now, ThreadName(), OneLine(m_Secrets.Hide(Producer)), iLine, bReport, ShortenedForMemory(Line)};
+    bool bTold;
+    {
+        const std::lock_guard Lock(m_Mutex);
+        bTold = WriteDueCounts(false);
+    }
+    if (bTold)
+        Notify();
+}
+
+// Under the lock.
+bool DiagnosticLog::WriteDueCounts(bool bAll)
+{
+    std::vector<LogEntry> Lines = m_Flood.TakeDue(m_Options.Now(), bAll);
+    for (LogEntry& Entry : Lines) {
+        const std::string Text = Entry.Text;
+        Write(std::move(Entry), Text);
+    }
+    return !Lines.empty();
+}
+
+// Under the lock, so that the file has the lines in the order of their numbers.
+void DiagnosticLog::Write(LogEntry Entry, std::string_view Line)
+{
+    if (m_bFailed && !m_Options.FilePath.empty())
+        ReopenFile();
+    Entry.Time = std::chrono::system_clock::now();
+    Entry.uSequence = ++m_uLastSequence;
     const std::string Origin =
-        bReport ? "report " + Entry.Producer + ":" + std::to_string(iLine) : Entry.Producer;
+        Entry.bReport ? "report " + Entry.Producer + ":" + std::to_string(Entry.iLine) : Entry.Producer;
+    m_pLogger->log(Entry.Time, spdlog::source_loc{}, spdlog::level::info,
+                   "[" + Entry.Thread + "] " + Origin + ": " + std::string(Line));
+    if (!m_bFailed)
+        m_bFailureTold = false;
+    m_Entries.push_back(std::move(Entry));
+    if (m_Entries.size() > m_Options.nKept)
+        m_Entries.pop_front();
+}
+
+void DiagnosticLog::Notify()
+{
     std::function<void()> OnNewEntry;
     {
-        // The file has the lines in the order of their numbers, so both are done under the lock.
         const std::lock_guard Lock(m_Mutex);
-        Entry.uSequence = ++m_uLastSequence;
-        m_pLogger->log(Now, spdlog::source_loc{}, spdlog::level::info,
-                       "[" + Entry.Thread + "] " + Origin + ": " + Line);
-        m_Entries.push_back(std::move(Entry));
-        if (m_Entries.size() > m_Options.nKept)
-            m_Entries.pop_front();
         OnNewEntry = m_OnNewEntry;
     }
     if (OnNewEntry)

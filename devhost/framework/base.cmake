@@ -21,6 +21,7 @@ add_library(vestara_framework_base STATIC
   ${CMAKE_CURRENT_LIST_DIR}/QXList.cpp
   ${CMAKE_CURRENT_LIST_DIR}/QXStream.cpp
   ${CMAKE_CURRENT_LIST_DIR}/QXString.cpp
+  ${CMAKE_CURRENT_LIST_DIR}/ReportFlood.cpp
   ${CMAKE_CURRENT_LIST_DIR}/RequestCheck.cpp
   ${CMAKE_CURRENT_LIST_DIR}/SecretFilter.cpp
   ${CMAKE_CURRENT_LIST_DIR}/TlsSessions.cpp

@@ -6,8 +6,11 @@
 #include <atomic>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
+#include <optional>
 #include <thread>
 
+#include <sys/resource.h>
 #include <unistd.h>
 
 namespace
@@ -70,6 +73,94 @@ TEST(DiagnosticLog, KeepsTheNewestEntriesAndTellsOfThemFromAnyThread)
     EXPECT_EQ(Kept(0, 100), std::pair(50ul, 151ul));
     EXPECT_EQ(Kept(190, 5), std::pair(5ul, 191ul));
     EXPECT_EQ(Kept(999, 100), std::pair(0ul, 0ul));
+}
+
+TEST(DiagnosticLog, CountsWhatComesInAFlood)
+{
+    using namespace std::chrono_literals;
+    devhost::ReportFlood::TimePoint Now{};
+    const std::string Path = testing::TempDir() + "devhost-flood-" + std::to_string(getpid());
+    std::uint64_t uLast = 0;
+    std::optional<DiagnosticLog> Log;
+    Log.emplace(devhost::LogOptions{Path, false, 10000, 10'000'000, 5, [&] { return Now; }});
+    const auto Reports = [&](int n, int iLine) {
+        for (int i = 1; i <= n; ++i)
+            Log->OnReport("a", iLine, "Text " + std::to_string(i));
+    };
+    const auto NewTexts = [&] {
+        std::vector<std::string> Texts;
+        for (const auto& Entry : Log->EntriesSince(uLast, 10000)) {
+            uLast = Entry.uSequence;
+            Texts.push_back(Entry.Producer + ":" + std::to_string(Entry.iLine) + " " + Entry.Text);
+        }
+        return Texts;
+    };
+    Reports(399000, 7);
+    Reports(10, 8);
+    EXPECT_EQ(NewTexts().size(), 20u);
+    Now += 59s;
+    Log->TellCounts();
+    EXPECT_THAT(NewTexts(), testing::IsEmpty());
+    Now += 1s;
+    Log->TellCounts();
+    EXPECT_THAT(NewTexts(), testing::ElementsAre("a:7 398990 more in 60 s, like: Text 10"));
+
+    // It goes on: one line in ten minutes, and others are not held down.
+    for (int i = 0; i < 10; ++i) {
+        Reports(11, 7);
+        Now += 60s;
+        Log->OnTrace("t", "x");
+    }
+    const auto Texts = NewTexts();
+    EXPECT_EQ(Texts.size(), 11u);
+    EXPECT_EQ(Texts[9], "a:7 110 more in 600 s, like: Text 10");
+    Reports(2, 8);
+    EXPECT_EQ(NewTexts().size(), 2u);
+    // It ends with a calm minute.
+    Reports(10, 7);
+    Now += 60s;
+    Reports(1, 7);
+    EXPECT_THAT(NewTexts(), testing::ElementsAre("a:7 10 more in 60 s, like: Text 10", "a:7 Text 1"));
+
+    // What was counted is told at the latest at the end.
+    Reports(11, 9);
+    Log.reset();
+    std::ifstream File(Path);
+    std::string Line, Last;
+    while (std::getline(File, Line))
+        Last = Line;
+    EXPECT_TRUE(Last.ends_with("report a:9: 1 more in 0 s, like: Text 10")) << Last;
+    std::filesystem::remove(Path);
+}
+
+TEST(DiagnosticLog, PutsFullFilesAsideAndOutlivesAFileThatCannotBeOpened)
+{
+    const std::filesystem::path Folder = testing::TempDir() + "devhost-files-" + std::to_string(getpid());
+    std::filesystem::create_directory(Folder);
+    DiagnosticLog Log({Folder / "host.log", false, 10, 1000, 3});
+    const auto Write = [&](const char* pText) { Log.OnTrace("p", std::string(400, 'x') + pText); };
+    for (int i = 0; i < 20; ++i)
+        Write("");
+    std::vector<std::string> Names;
+    for (const auto& File : std::filesystem::directory_iterator(Folder)) {
+        Names.push_back(File.path().filename());
+        EXPECT_EQ(File.status().permissions(), std::filesystem::perms(0600));
+        EXPECT_LE(File.file_size(), 1000u);
+    }
+    EXPECT_THAT(Names, testing::UnorderedElementsAre("host.log", "host.1.log", "host.2.log"));
+
+    rlimit Files;
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &Files), 0);
+    const rlimit None{0, Files.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &None);
+    for (int i = 0; i < 4; ++i)
+        Write("");
+    setrlimit(RLIMIT_NOFILE, &Files);
+    Write("again");
+    std::ifstream File(Folder / "host.log");
+    const std::string Text{std::istreambuf_iterator<char>(File), {}};
+    EXPECT_TRUE(Text.ends_with("xagain\n")) << Text;
+    std::filesystem::remove_all(Folder);
 }
 
 } // namespace
