@@ -14,7 +14,6 @@
 #include <cstring>
 #include <fcntl.h>
 #include <iostream>
-#include <new>
 #include <pthread.h>
 #include <stdexcept>
 #include <unistd.h>
@@ -119,7 +118,7 @@ DiagnosticLog::~DiagnosticLog()
     try {
         const std::lock_guard Lock(m_Mutex);
         WriteDueCounts(true);
-    } catch (const std::bad_alloc&) {
+    } catch (const std::exception&) {
         // Without memory the counts are lost, like any line.
     }
 }
@@ -160,8 +159,8 @@ void DiagnosticLog::OnReport(const std::string& Source, int Line, std::string_vi
 
 void DiagnosticLog::Add(const std::string& Producer, int iLine, bool bReport, std::string_view Text)
 try {
-    bool bTold;
-    bool bShown;
+    bool bTold = false;
+    bool bShown = false;
     {
         const std::lock_guard Lock(m_Mutex);
         bTold = WriteDueCounts(false);
@@ -178,13 +177,13 @@ try {
     }
     if (bTold || bShown)
         Notify();
-} catch (const std::bad_alloc&) {
+} catch (const std::exception&) {
     // The driver that wrote the line bears no exceptions.
 }
 
 void DiagnosticLog::TellCounts()
 {
-    bool bTold;
+    bool bTold = false;
     {
         const std::lock_guard Lock(m_Mutex);
         bTold = WriteDueCounts(false);

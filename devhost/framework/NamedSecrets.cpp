@@ -24,11 +24,6 @@ constexpr int kMaxNesting = 4;
 constexpr std::size_t kLongestName = 32;
 constexpr char kOther = '\x7F'; // stands for an encoded byte that is of no interest here
 
-bool IsWordByte(char c)
-{
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
-}
-
 bool IsBlank(char c)
 {
     return c == ' ' || c == '\t' || c == '\r' || c == '\n';
@@ -280,7 +275,7 @@ private:
         while (iScheme < iEnd && (IsWordByte(m_Text[iScheme]) || m_Text[iScheme] == '-'))
             ++iScheme;
         const std::size_t iBehind = std::min(m_Text.find_first_not_of(" \t", iScheme), iEnd);
-        if (iBehind > iScheme)
+        if (iBehind > iScheme && iBehind < iEnd)
             Copy(iBehind);
         HideUpTo(iEnd);
     }

@@ -28,11 +28,6 @@ constexpr std::array kSecretNames = {"access_token"sv, "authorization"sv,    "cl
 constexpr std::string_view kUpdatedPerson = "Updating AccessPerson: [";
 constexpr std::string_view kChangedPin = "User's PinCode changed from [";
 
-bool IsWordByte(char c)
-{
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
-}
-
 // Name, id, PIN and e-mail in brackets. A name may hold brackets itself; then everything is hidden.
 std::string HideUpdatedPerson(std::string_view Line, std::size_t iFields)
 {
@@ -96,6 +91,11 @@ std::string HideEach(const std::vector<std::string>& Secrets, std::string_view T
 }
 
 } // namespace
+
+bool IsWordByte(char c)
+{
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
+}
 
 bool IsSecretName(std::string_view Name)
 {

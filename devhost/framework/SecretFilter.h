@@ -13,6 +13,9 @@ namespace devhost
 /// What stands in a line for a secret.
 inline constexpr std::string_view kHiddenSecret = "***";
 
+/// Whether words are made of this byte: names are whole words, and short secrets stand between others.
+bool IsWordByte(char c);
+
 /// Whether a form field, JSON member or header field of this name, in any case, holds a secret. "code" is
 /// both an authorisation code and a field of error replies; hiding the second is the price of hiding the
 /// first.

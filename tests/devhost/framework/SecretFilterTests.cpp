@@ -35,6 +35,7 @@ TEST(SecretFilter, HidesSecretsInEveryFormThatLinesHave)
          "r=http%3A%2F%2Fx%3F%E4code%3D***&p%69n=***&q=%257Bpin%253D***"},
         {"[a=1&pin=\"12\" [3]4, 5&user[pin]=67 8]", "[a=1&pin=***&user[pin]=***]"},
         {"Authorization: Basic Zm9v OmJh\r\n\tcg==\r\nHost: x", "Authorization: Basic ***\r\nHost: x"},
+        {"Authorization: Zm9v \r\n", "Authorization: ***\r\n"},
         {R"({"Authorization":"Basic Zm9v"})", R"({"Authorization":"***"})"},
         {"Updating AccessPerson: [Ann][id-1][1234][a@b]", "Updating AccessPerson: [Ann][id-1][***][a@b]"},
         {"Updating AccessPerson: [A][nn][id-1][1234][a@b]", "Updating AccessPerson: [***]"},
