@@ -1,7 +1,10 @@
-// Transport of the configurator: connections, requests, the event stream. Routes are ConfiguratorApi.cpp's.
+// Transport of the configurator: connections and requests. Events are EventStream.cpp's, routes are
+// ConfiguratorApi.cpp's.
 
 #include "devhost/controller/HttpServer.h"
 
+#include "devhost/controller/EventStream.h"
+#include "devhost/controller/Membership.h"
 #include "devhost/controller/RequestGuard.h"
 
 #include <boost/asio/awaitable.hpp>
@@ -14,15 +17,14 @@
 #include <boost/asio/signal_set.hpp>
 #include <boost/asio/steady_timer.hpp>
 #include <boost/asio/use_awaitable.hpp>
-#include <boost/asio/write.hpp>
 #include <boost/beast/core.hpp>
 #include <boost/beast/http.hpp>
 
 #include <csignal>
-#include <deque>
 #include <optional>
 #include <pthread.h>
 #include <set>
+#include <sstream>
 #include <thread>
 
 namespace devhost
@@ -38,9 +40,7 @@ using asio::ip::tcp;
 using boost::system::error_code;
 
 constexpr std::size_t kMaxConnections = 64;
-constexpr std::size_t kMaxQueuedEvents = 1000;
 constexpr std::chrono::seconds kRequestTime{30};
-constexpr std::chrono::seconds kKeepAlive{15};
 
 std::string Header(const http::request<http::string_body>& Request, http::field Field)
 {
@@ -104,20 +104,14 @@ public:
             m_Signals.cancel(Ignored);
             for (beast::tcp_stream* pStream : m_Streams)
                 pStream->close();
-            for (Listener* pListener : m_Listeners)
-                pListener->Changed.cancel();
+            m_Events.Stop();
         });
         m_Thread.join();
     }
 
     void Publish(const std::string& Type, const std::string& Data)
     {
-        asio::post(m_Context, [this, Event = "event: " + Type + "\ndata: " + Data + "\n\n"] {
-            for (Listener* pListener : m_Listeners) {
-                pListener->Events.push_back(Event);
-                pListener->Changed.cancel();
-            }
-        });
+        asio::post(m_Context, [this, Type, Data] { m_Events.Publish(Type, Data); });
     }
 
     void OnSignal(std::function<void()> Function)
@@ -129,31 +123,6 @@ public:
     }
 
 private:
-    // Someone who reads the event stream.
-    struct Listener {
-        explicit Listener(asio::io_context& Context) : Changed(Context) {}
-        std::deque<std::string> Events;
-        asio::steady_timer Changed; // cancelled to wake the listener
-    };
-
-    // Keeps a pointer in a set as long as the object lives.
-    template <class T>
-    class Membership
-    {
-    public:
-        Membership(std::set<T*>& Members, T* pMember) : m_Members(Members), m_pMember(pMember)
-        {
-            m_Members.insert(m_pMember);
-        }
-        ~Membership() { m_Members.erase(m_pMember); }
-        Membership(const Membership&) = delete;
-        Membership& operator=(const Membership&) = delete;
-
-    private:
-        std::set<T*>& m_Members;
-        T* m_pMember;
-    };
-
     asio::awaitable<void> WaitForSignals()
     {
         while (!m_Stopping) {
@@ -279,37 +248,13 @@ private:
 
     asio::awaitable<void> SendEvents(beast::tcp_stream& Stream)
     {
-        Listener Self(m_Context);
-        const Membership<Listener> Member(m_Listeners, &Self);
         http::response<http::empty_body> Head(http::status::ok, 11);
         Head.set(http::field::content_type, "text/event-stream");
         SetCommonHeaders(Head);
         Head.keep_alive(false);
-        http::response_serializer<http::empty_body> Serializer(Head);
-        error_code Error;
-        Stream.expires_after(kRequestTime);
-        co_await http::async_write_header(Stream, Serializer,
-                                          asio::redirect_error(asio::use_awaitable, Error));
-        while (!Error && !m_Stopping) {
-            // A reader that is this far behind asks for the state anew.
-            if (Self.Events.size() > kMaxQueuedEvents)
-                co_return;
-            std::string Out;
-            for (const std::string& Event : Self.Events)
-                Out += Event;
-            Self.Events.clear();
-            if (Out.empty()) {
-                Self.Changed.expires_after(kKeepAlive);
-                error_code Woken;
-                co_await Self.Changed.async_wait(asio::redirect_error(asio::use_awaitable, Woken));
-                if (Woken)
-                    continue;
-                Out = ":\n\n"; // a comment: shows whether the reader is still there
-            }
-            Stream.expires_after(kRequestTime);
-            co_await asio::async_write(Stream, asio::buffer(Out),
-                                       asio::redirect_error(asio::use_awaitable, Error));
-        }
+        std::ostringstream HeadText;
+        HeadText << Head;
+        co_await m_Events.Serve(Stream, HeadText.str());
     }
 
     asio::io_context m_Context{1};
@@ -323,7 +268,7 @@ private:
     // Server thread only.
     bool m_Stopping = false;
     std::set<beast::tcp_stream*> m_Streams;
-    std::set<Listener*> m_Listeners;
+    EventStream m_Events{m_Context};
 };
 
 HttpServer::HttpServer(const std::string& Address, std::uint16_t Port, Handler Serve)

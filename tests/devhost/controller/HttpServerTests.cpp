@@ -12,6 +12,7 @@
 #include <iterator>
 #include <thread>
 
+#include <poll.h>
 #include <unistd.h>
 
 namespace
@@ -88,6 +89,25 @@ TEST(HttpServer, SendsEventsInOrderAndStopsWithOpenConnections)
     EXPECT_EQ(ReadBlock(Listener), "event: lock\ndata: {\"id\":2}\n");
     Server.Stop();
     EXPECT_EQ(ReadBlock(Listener), "");
+}
+
+TEST(HttpServer, AReaderThatNeverReadsIsDisconnected)
+{
+    devhost::HttpServer Server("127.0.0.1", 0, Echo);
+    Server.Start();
+    const std::string Port = std::to_string(Server.Port());
+    for (const std::size_t cbEvent : {10u, 60'000u}) { // too many, too large
+        Connection Reader("127.0.0.1", Port);
+        Reader.socket().set_option(boost::asio::socket_base::receive_buffer_size(4096));
+        Reader << "GET /api/v1/events HTTP/1.1\r\nHost: localhost:" + Port + "\r\n\r\n" << std::flush;
+        ReadBlock(Reader);
+        pollfd Reset{Reader.socket().native_handle(), 0, 0};
+        for (int i = 0; i < 200 && poll(&Reset, 1, 0) == 0; ++i) {
+            for (std::size_t cb = 0; cb < 100'000; cb += cbEvent)
+                Server.Publish("lock", std::string(cbEvent, '1'));
+        }
+        EXPECT_EQ(poll(&Reset, 1, 10'000), 1) << cbEvent;
+    }
 }
 
 TEST(Program, ASignalDuringTheStartEndsItWithASave)
