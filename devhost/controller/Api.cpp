@@ -64,13 +64,31 @@ std::optional<std::string> Decode(std::string_view Encoded)
     return Out;
 }
 
+// A value that is nested deeper is copied and written by calls that are nested as deep, on a stack of unknown
+// size; no route takes more than a few levels.
+constexpr int kMaxBodyDepth = 32;
+
 nlohmann::json ParseBody(const ApiRequest& Request)
 {
     if (Request.Method != "PUT" && Request.Method != "POST")
         return nullptr;
     if (Request.Body.empty())
         return nlohmann::json::object();
-    auto Body = nlohmann::json::parse(Request.Body, nullptr, false);
+    // The parser takes a NUL for the end and would not see what follows; no JSON text has one unescaped.
+    if (Request.Body.find('\0') != std::string::npos)
+        throw ApiError(400, "bad_json", "the body holds a NUL character");
+    // What is refused here is left out of the result, so that nothing deep is ever built.
+    bool bTooDeep = false;
+    using Event = nlohmann::json::parse_event_t;
+    const auto TakesValue = [&](int nOpen, Event Now, const nlohmann::json&) {
+        const bool bOpens = Now == Event::object_start || Now == Event::array_start;
+        bTooDeep = bTooDeep || (bOpens && nOpen >= kMaxBodyDepth);
+        return !bTooDeep;
+    };
+    auto Body = nlohmann::json::parse(Request.Body, TakesValue, false);
+    if (bTooDeep)
+        throw ApiError(400, "bad_json",
+                       "the body is nested more than " + std::to_string(kMaxBodyDepth) + " levels deep");
     if (!Body.is_object())
         throw ApiError(400, "bad_json", "the body must be a JSON object");
     return Body;

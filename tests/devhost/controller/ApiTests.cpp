@@ -75,13 +75,17 @@ TEST_F(ApiTest, BadRequestsAreAnsweredWithWhatIsWrongAndChangeNothing)
 {
     const std::string Lock = "PUT " + LockPath(), Account = "PUT " + AccountPath();
     const std::string Command = "POST " + LockPath() + "/commands", User = "PUT /api/v1/users/0";
+    const auto Deep = [](std::size_t n) { return std::string(n, '[') + std::string(n, ']'); };
     const std::string kNone = "404 not_found", kBody = "400 bad_body", kUser = "400 bad_user";
     // clang-format off
     const std::string Rows[][3] = {
         {"GET /api/v1/nothing", "", kNone}, {"GET /api/v1/locks/-1", "", kNone},
         {"GET /api/v1/locks/99999999999", "", kNone}, {"DELETE /api/v1/users/0", "", kNone},
         {"PUT /api/v1/status", "{}", "405 method_not_allowed"},
-        {Command, "[]", "400 bad_json"}, {Command, "{}", "400 bad_command"},
+        {Command, "[]", "400 bad_json"}, {Command, R"({"command":)" + Deep(31) + "}", "400 bad_body"},
+        {Command, R"({"command":)" + Deep(32) + "}", "400 bad_json"},
+        {Command, R"({"command":)" + Deep(32'000) + "}", "400 bad_json"},
+        {Command, std::string("{}\0x", 4), "400 bad_json"}, {Command, "{}", "400 bad_command"},
         {Command, R"({"command":1})", kBody}, {Command, R"({"command":"unlock"})", kUser},
         {Command, R"({"user":0,"command":"unlock"})", kUser},
         {Command, R"({"user":31,"command":"unlock"})", kUser},
