@@ -2,7 +2,7 @@
 
 #include "devhost/controller/ConfiguratorApi.h"
 
-#include <algorithm>
+#include <string_view>
 
 namespace devhost
 {
@@ -37,11 +37,27 @@ ApiResponse Refused(const std::string& Why)
     return Page(400, "Not authorised", Why + " Start the authorisation again from the account's page.");
 }
 
-// The characters that RFC 6749, appendix A.11 allows in a code; nothing else may reach a request.
-bool IsCode(const std::string& Code)
+constexpr std::size_t kMaxCode = 2048;
+
+// RFC 6749, appendix A.11 allows a code all visible characters and the blank. A driver puts it into the form
+// of its token request as it is, where some of them would end the field or stand for others. Empty when the
+// code can be handed over, else what is wrong with it, without the code.
+std::string CodeFault(const std::string& Code)
 {
-    return !Code.empty() && Code.size() <= 2048 &&
-           std::ranges::all_of(Code, [](char c) { return c >= 0x20 && c <= 0x7e; });
+    constexpr std::string_view kFormCharacters = "&=+%; ";
+    if (Code.empty())
+        return "The address carries no authorisation code.";
+    if (Code.size() > kMaxCode)
+        return "The authorisation code has more than " + std::to_string(kMaxCode) + " characters.";
+    for (const char c : Code) {
+        if (c < 0x20 || c > 0x7e)
+            return "The authorisation code holds a character that no code has.";
+        if (kFormCharacters.find(c) != std::string_view::npos)
+            return "The authorisation code holds \"" + std::string(1, c) +
+                   "\", which has a meaning of its own in the form of the token request: the cloud would not "
+                   "get the code that it gave.";
+    }
+    return {};
 }
 
 } // namespace
@@ -68,8 +84,8 @@ ApiResponse ConfiguratorApi::OAuthRedirect(const ApiRequest& Request)
         return Refused("The cloud answered with the error \"" + Error.substr(0, 200) + "\".");
     }
     const std::string Code = Request.Parameter("code");
-    if (!IsCode(Code))
-        return Refused("The address carries no usable authorisation code.");
+    if (const std::string Fault = CodeFault(Code); !Fault.empty())
+        return Refused(Fault);
     pBridge->DeviceInterface()->ProcessAuthCode(Code.c_str());
     return Page(200, "Authorised",
                 "The code was handed to \"" + std::string(static_cast<char*>(pBridge->Name())) +

@@ -186,9 +186,13 @@ TEST_F(ApiTest, TheRedirectHandsACodeOverOnceAndExplainsEveryRefusal)
         const char* Says;
     } const Rows[] = {
         {"code=abc%2F1" + Used, 200, "Authorised"}, {"code=abc" + Used, 400, "used already"},
-        {"code=abc", 400, "no state"}, {NewState(), 400, "no usable"},
-        {"code=a%0D%0Ab" + NewState(), 400, "no usable"},
-        {"code=" + std::string(2049, 'a') + NewState(), 400, "no usable"},
+        {"code=abc", 400, "no state"}, {NewState(), 400, "no authorisation code"},
+        {"code=a%0D%0Ab" + NewState(), 400, "no code has"}, {"code=a%C3%A9" + NewState(), 400, "no code has"},
+        {"code=" + std::string(2049, 'a') + NewState(), 400, "2048"},
+        {"code=a%26grant_type" + NewState(), 400, "&#38;"}, {"code=a=b" + NewState(), 400, "holds &#34;="},
+        {"code=a+b" + NewState(), 400, "form"}, {"code=a%2Bb" + NewState(), 400, "form"},
+        {"code=a%25b" + NewState(), 400, "form"}, {"code=a%3Bb" + NewState(), 400, "form"},
+        {"code=~%21%3A%23" + NewState(), 200, "Authorised"},
         {"code=a&code=b" + NewState(), 400, "twice"},
         {"error=access_denied" + NewState(), 403, "access_denied"},
         {"error=%3Cscript%3E" + NewState(), 400, "&#60;script&#62;"},
@@ -200,5 +204,5 @@ TEST_F(ApiTest, TheRedirectHandsACodeOverOnceAndExplainsEveryRefusal)
         EXPECT_NE(Answer.Body.find(Row.Says), std::string::npos) << Row.Query << "\n" << Answer.Body;
         EXPECT_EQ(Answer.Body.find("<script"), std::string::npos);
     }
-    EXPECT_EQ(m_pAccount->Codes, std::vector<std::string>{"abc/1"});
+    EXPECT_EQ(m_pAccount->Codes, (std::vector<std::string>{"abc/1", "~!:#"}));
 }
