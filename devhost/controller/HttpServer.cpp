@@ -42,20 +42,26 @@ using boost::system::error_code;
 constexpr std::size_t kMaxConnections = 64;
 constexpr std::chrono::seconds kRequestTime{30};
 
-std::string Header(const http::request<http::string_body>& Request, http::field Field)
+constexpr const char* kFetchSite = "Sec-Fetch-Site"; // not among Beast's fields
+
+template <class Name>
+std::string Header(const http::request<http::string_body>& Request, const Name& Field)
 {
     const auto Value = Request[Field];
     return {Value.data(), Value.size()};
 }
 
-// A browser that shows a reply as a page must neither keep it nor run what a name in it may hold.
+// A browser that shows a reply as a page must neither keep it nor run what a name in it may hold, and pages
+// of others must neither frame it nor take it in as a picture or a script.
 template <class Message>
 void SetCommonHeaders(Message& Reply)
 {
     Reply.set(http::field::cache_control, "no-store");
     Reply.set("X-Content-Type-Options", "nosniff");
     Reply.set("Referrer-Policy", "no-referrer");
-    Reply.set("Content-Security-Policy", "default-src 'none'; style-src 'unsafe-inline'");
+    Reply.set("Content-Security-Policy",
+              "default-src 'none'; style-src 'unsafe-inline'; frame-ancestors 'none'");
+    Reply.set("Cross-Origin-Resource-Policy", "same-origin");
 }
 
 } // namespace
@@ -204,11 +210,14 @@ private:
         GuardedHeaders Headers;
         Headers.Method = std::string(Request.method_string());
         Headers.Path = Path;
-        // A host or an origin that is sent twice is read differently by different programs.
-        if (Request.count(http::field::host) != 1 || Request.count(http::field::origin) > 1)
-            return ErrorResponse(400, "bad_request", "one Host and at most one Origin header are needed");
+        // What is sent twice is read differently by different programs.
+        if (Request.count(http::field::host) != 1 || Request.count(http::field::origin) > 1 ||
+            Request.count(kFetchSite) > 1)
+            return ErrorResponse(400, "bad_request",
+                                 "one Host and at most one Origin and Sec-Fetch-Site header are needed");
         Headers.Host = Header(Request, http::field::host);
         Headers.Origin = Header(Request, http::field::origin);
+        Headers.FetchSite = Header(Request, kFetchSite);
         Headers.ContentType = Header(Request, http::field::content_type);
         Headers.HasBody = !Request.body().empty();
         return CheckRequest(Headers, m_Port);

@@ -32,6 +32,14 @@ bool IsOurOrigin(const std::string& Origin, std::uint16_t Port)
     return Origin.starts_with(kScheme) && IsOurHost(Origin.substr(kScheme.size()), Port);
 }
 
+// Fetch Metadata Request Headers, section 2.3 (W3C): "none" is the user's own doing, such as an address typed
+// in. Other programs than browsers send no such header. "same-site" is another port of this machine, or a
+// page of any other local program.
+bool IsOurFetch(const std::string& FetchSite)
+{
+    return FetchSite.empty() || FetchSite == "same-origin" || FetchSite == "none";
+}
+
 bool IsJson(const std::string& ContentType)
 {
     std::string Type = Lower(ContentType.substr(0, ContentType.find(';')));
@@ -47,10 +55,13 @@ std::optional<ApiResponse> CheckRequest(const GuardedHeaders& Headers, std::uint
         return ErrorResponse(421, "wrong_host",
                              "the Host header must name localhost or 127.0.0.1 and port " +
                                  std::to_string(Port));
-    // The redirect comes from the cloud's page, for which some browsers send a foreign origin; the state
-    // value guards it.
-    if (!Headers.Origin.empty() && Headers.Path != kRedirectPath && !IsOurOrigin(Headers.Origin, Port))
-        return ErrorResponse(403, "wrong_origin", "requests of other web pages are refused");
+    // The redirect comes from the cloud's page: browsers call that cross-site, and some send a foreign
+    // origin. The state value guards it.
+    const bool bForeign =
+        (!Headers.Origin.empty() && !IsOurOrigin(Headers.Origin, Port)) || !IsOurFetch(Headers.FetchSite);
+    if (bForeign && Headers.Path != kRedirectPath)
+        return ErrorResponse(403, "wrong_origin",
+                             "requests of other web pages are refused; enter the address in the browser");
     // A page can send a GET or a POST anywhere without asking, but a DELETE only after a preflight request,
     // which nobody answers here; so a DELETE needs no body whose type could be checked.
     const bool bWrites = Headers.Method != "GET" && Headers.Method != "HEAD" && Headers.Method != "DELETE";

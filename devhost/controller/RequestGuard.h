@@ -16,6 +16,7 @@ struct GuardedHeaders {
     std::string Path; ///< without the query
     std::string Host;
     std::string Origin;
+    std::string FetchSite; ///< Sec-Fetch-Site
     std::string ContentType;
     bool HasBody = false;
 };
@@ -23,7 +24,8 @@ struct GuardedHeaders {
 /// The configurator has no passwords: what guards it is that it listens on loopback only. A web page in a
 /// browser of the same machine could still send requests to it, so a request must name a loopback host
 /// (another name that leads here is an attack by rebinding that name), must come from no page or from our
-/// own, and must have a JSON content type when it changes something, which a page elsewhere cannot send.
+/// own (Origin, and Sec-Fetch-Site for requests that bear no origin), and must have a JSON content type when
+/// it changes something, which a page elsewhere cannot send.
 /// @param Port on which the configurator listens.
 /// @return the refusal, or nothing when the request may pass.
 std::optional<ApiResponse> CheckRequest(const GuardedHeaders& Headers, std::uint16_t Port);

@@ -49,7 +49,7 @@ TEST(RequestGuard, LetsInOnlyWhatNoForeignPageCanSend)
     struct {
         std::string Host;
         int Status; // 0: let in
-        std::string Origin = "", Method = "GET", Type = "", Path = "/x";
+        std::string Origin = "", Method = "GET", Type = "", Path = "/x", Site = "";
     } const Rows[] = {
         {"127.0.0.1:8080", 0}, {"LOCALHOST:8080", 0}, {"[::1]:8080", 0}, {"127.0.0.1:8081", 421},
         {"127.0.0.1", 421}, {"", 421}, {"127.0.0.1:8080@evil.example:8080", 421},
@@ -59,15 +59,20 @@ TEST(RequestGuard, LetsInOnlyWhatNoForeignPageCanSend)
         {"evil.example:8080", 421, "", "GET", "", "/oauth/redirect"},
         {"localhost:8080", 0, "", "PUT", "Application/JSON ; charset=utf-8"},
         {"localhost:8080", 415, "", "POST"}, {"localhost:8080", 415, "", "POST", "application/jsonx"},
+        {"localhost:8080", 0, "", "GET", "", "/x", "none"},
+        {"localhost:8080", 403, "", "GET", "", "/x", "same-site"},
+        {"localhost:8080", 403, "", "GET", "", "/x", "cross-site"},
+        {"localhost:8080", 0, "http://localhost:8080", "PUT", "application/json", "/x", "same-origin"},
+        {"localhost:8080", 0, "", "GET", "", "/oauth/redirect", "cross-site"},
         {"localhost:8080", 0, "", "DELETE"}, {"localhost:8080", 415, "", "DELETE", "text/plain"},
     };
     // clang-format on
     for (const auto& Row : Rows) {
         const auto Refusal = devhost::CheckRequest(
-            {Row.Method, Row.Path, Row.Host, Row.Origin, Row.Type, !Row.Type.empty()}, 8080);
+            {Row.Method, Row.Path, Row.Host, Row.Origin, Row.Site, Row.Type, !Row.Type.empty()}, 8080);
         EXPECT_EQ(Refusal ? Refusal->Status : 0, Row.Status)
-            << Row.Method << " " << Row.Path << " host " << Row.Host << " origin " << Row.Origin << " type "
-            << Row.Type;
+            << Row.Method << " " << Row.Path << " host " << Row.Host << " origin " << Row.Origin << " site "
+            << Row.Site << " type " << Row.Type;
     }
 }
 

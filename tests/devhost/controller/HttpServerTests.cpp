@@ -61,6 +61,8 @@ TEST(HttpServer, AnswersGoodAndBadRequestsAndGoesOn)
         {"two hosts", "GET /a HTTP/1.1\r\n" + Host + Host + End, "400"},
         {"foreign page", "POST /a HTTP/1.1\r\n" + Json + Evil + "Content-Length: 2\r\n" + End + "{}", "403"},
         {"events for a foreign page", "GET /api/v1/events HTTP/1.1\r\n" + Host + Evil + End, "403"},
+        {"a picture of a foreign page", "GET /a HTTP/1.1\r\n" + Host + "Sec-Fetch-Site: cross-site\r\n" + End,
+         "403"},
         {"largest body", "PUT /a HTTP/1.1\r\n" + Json + "Content-Length: 65536\r\n" + End + Large, "200"},
         {"too large body", "PUT /a HTTP/1.1\r\n" + Json + "Content-Length: 65537\r\n\r\n", "413"},
         {"too large headers", "GET /a HTTP/1.1\r\n" + Host + "X: " + Large + "\r\n\r\n", "431"},
