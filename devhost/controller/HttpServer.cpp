@@ -20,12 +20,14 @@
 #include <boost/beast/core.hpp>
 #include <boost/beast/http.hpp>
 
+#include <algorithm>
 #include <csignal>
 #include <optional>
 #include <pthread.h>
 #include <set>
 #include <sstream>
 #include <thread>
+#include <utility>
 
 namespace devhost
 {
@@ -40,6 +42,7 @@ using asio::ip::tcp;
 using boost::system::error_code;
 
 constexpr std::size_t kMaxConnections = 64;
+static_assert(EventStream::kMaxReaders < kMaxConnections, "places for requests");
 constexpr std::chrono::seconds kRequestTime{30};
 
 constexpr const char* kFetchSite = "Sec-Fetch-Site"; // not among Beast's fields
@@ -108,8 +111,8 @@ public:
             error_code Ignored;
             m_Acceptor.close(Ignored);
             m_Signals.cancel(Ignored);
-            for (beast::tcp_stream* pStream : m_Streams)
-                pStream->close();
+            for (Connection* pConnection : m_Connections)
+                pConnection->Stream.close();
             m_Events.Stop();
         });
         m_Thread.join();
@@ -129,6 +132,13 @@ public:
     }
 
 private:
+    struct Connection {
+        explicit Connection(tcp::socket Socket) : Stream(std::move(Socket)) {}
+        beast::tcp_stream Stream;
+        bool bReadsEvents = false;
+        std::uint64_t uWaitsSince = 0; // the number of the wait for its peer; counted by m_uWaits
+    };
+
     asio::awaitable<void> WaitForSignals()
     {
         while (!m_Stopping) {
@@ -153,29 +163,44 @@ private:
                 co_await Pause.async_wait(asio::redirect_error(asio::use_awaitable, Error));
                 continue;
             }
-            if (m_Streams.size() < kMaxConnections)
-                asio::co_spawn(m_Context, Session(std::move(Socket)), asio::detached);
+            if (m_Connections.size() >= kMaxConnections)
+                DropOldest();
+            asio::co_spawn(m_Context, Session(std::move(Socket)), asio::detached);
         }
+    }
+
+    // Ends the connection whose peer has let us wait longest, for a request or for taking a reply: peers that
+    // do nothing must not keep others out. Readers of events wait by nature and have a bound of their own.
+    void DropOldest()
+    {
+        const auto Oldest = std::ranges::min_element(m_Connections, {}, [](const Connection* pConnection) {
+            return std::pair(pConnection->bReadsEvents, pConnection->uWaitsSince);
+        });
+        (*Oldest)->Stream.close();
+        m_Connections.erase(Oldest);
     }
 
     asio::awaitable<void> Session(tcp::socket Socket)
     {
-        beast::tcp_stream Stream(std::move(Socket));
-        const Membership<beast::tcp_stream> Member(m_Streams, &Stream);
+        Connection Self(std::move(Socket));
+        beast::tcp_stream& Stream = Self.Stream;
+        const Membership<Connection> Member(m_Connections, &Self);
         beast::flat_buffer Buffer;
         bool bKeep = true;
         while (bKeep && !m_Stopping) {
             http::request_parser<http::string_body> Parser;
             Parser.body_limit(kMaxBody);
             Stream.expires_after(kRequestTime);
+            Self.uWaitsSince = ++m_uWaits;
             error_code Error;
             co_await http::async_read(Stream, Buffer, Parser,
                                       asio::redirect_error(asio::use_awaitable, Error));
-            const std::optional<ApiResponse> Refusal = Refuse(Error);
+            const std::optional<ApiResponse> Refusal = Refuse(Error, Parser.get());
             if (Error && !Refusal)
                 co_return;
             const http::request<http::string_body> Request = Parser.release();
-            if (!Refusal && WantsEvents(Request)) {
+            if (!Refusal && WantsEvents(Request) && !m_Events.IsFull()) {
+                Self.bReadsEvents = true;
                 co_await SendEvents(Stream);
                 co_return;
             }
@@ -183,6 +208,7 @@ private:
             // What follows a request that could not be read to its end is no request.
             bKeep = !Refusal && Request.keep_alive();
             http::response<http::string_body> Response = ToHttp(Answer, bKeep);
+            Self.uWaitsSince = ++m_uWaits;
             co_await http::async_write(Stream, Response, asio::redirect_error(asio::use_awaitable, Error));
             if (Error)
                 co_return;
@@ -191,8 +217,9 @@ private:
         Stream.socket().shutdown(tcp::socket::shutdown_send, Ignored);
     }
 
-    // The reply to a request that could not be read; nothing when there is nobody to send it to.
-    static std::optional<ApiResponse> Refuse(const error_code& Error)
+    // The reply to a request that could not be read; nothing when it could, or nobody is there to answer.
+    static std::optional<ApiResponse> Refuse(const error_code& Error,
+                                             const http::request<http::string_body>& Request)
     {
         if (Error == http::error::body_limit)
             return ErrorResponse(413, "too_large", "a body has at most 64 KiB");
@@ -201,6 +228,11 @@ private:
         if (Error && Error.category() == make_error_code(http::error::bad_method).category() &&
             Error != http::error::end_of_stream && Error != http::error::partial_message)
             return ErrorResponse(400, "bad_request", "this is no HTTP request: " + Error.message());
+        // RFC 9112, section 6.1. Beast takes the body behind another encoding for the next request.
+        if (!Error && Request.count(http::field::transfer_encoding) != 0 &&
+            (Request.version() != 11 || Request.count(http::field::transfer_encoding) != 1 ||
+             !beast::iequals(Request[http::field::transfer_encoding], "chunked")))
+            return ErrorResponse(501, "bad_encoding", "no transfer encoding is understood but chunked");
         return std::nullopt;
     }
 
@@ -237,9 +269,19 @@ private:
             return ErrorResponse(400, "bad_request", "the address holds a malformed escape");
         if (auto Refusal = Guard(Request, Parsed->Path))
             return *Refusal;
+        if (Parsed->Path == kEventsPath && Request.method() == http::verb::get)
+            return ErrorResponse(503, "too_many_readers",
+                                 "the event stream has " + std::to_string(EventStream::kMaxReaders) +
+                                     " readers, and takes no more");
         Parsed->Method = std::string(Request.method_string());
         Parsed->Body = Request.body();
-        return m_Serve(*Parsed);
+        try {
+            return m_Serve(*Parsed);
+        } catch (const std::exception& Error) {
+            return ErrorResponse(500, "internal", Error.what());
+        } catch (...) { // a driver may throw anything
+            return ErrorResponse(500, "internal", "an exception of an unknown type");
+        }
     }
 
     static http::response<http::string_body> ToHttp(const ApiResponse& Answer, bool bKeep)
@@ -276,7 +318,8 @@ private:
 
     // Server thread only.
     bool m_Stopping = false;
-    std::set<beast::tcp_stream*> m_Streams;
+    std::uint64_t m_uWaits = 0;
+    std::set<Connection*> m_Connections;
     EventStream m_Events{m_Context};
 };
 

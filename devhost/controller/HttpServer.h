@@ -12,14 +12,16 @@ namespace devhost
 {
 
 /// Serves HTTP/1.1 on one loopback address with one thread of its own: requests of at most 64 KiB to a
-/// handler, and an event stream at /api/v1/events.
+/// handler, and an event stream at /api/v1/events. Of 64 connections at most 32 read events; one more ends
+/// the one that has been idle longest.
 class HttpServer
 {
 public:
     static constexpr std::size_t kMaxBody = 64 * 1024;
     static constexpr const char* kEventsPath = "/api/v1/events";
 
-    /// Serves one request that passed the guard. Called on the server's thread, and may block.
+    /// Serves one request that passed the guard. Called on the server's thread, and may block. What it throws
+    /// is answered with status 500.
     using Handler = std::function<ApiResponse(const ApiRequest&)>;
 
     /// Binds and listens; requests are served from Start on.

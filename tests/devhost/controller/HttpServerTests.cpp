@@ -10,6 +10,7 @@
 #include <csignal>
 #include <filesystem>
 #include <iterator>
+#include <list>
 #include <thread>
 
 #include <poll.h>
@@ -31,6 +32,8 @@ std::string ReadBlock(Connection& Stream)
 
 devhost::ApiResponse Echo(const devhost::ApiRequest& Request)
 {
+    if (Request.Path == "/throw")
+        throw 1;
     return {200, "text/plain", Request.Method + " " + Request.Path + " " + Request.Body, {}};
 }
 
@@ -52,6 +55,7 @@ TEST(HttpServer, AnswersGoodAndBadRequestsAndGoesOn)
     const std::string Json = Host + "Content-Type: application/json\r\n",
                       Evil = "Origin: http://evil.example\r\n";
     const std::string End = "Connection: close\r\n\r\n", Large(65536, 'x');
+    const std::string Chunked = "Transfer-Encoding: chunked\r\n";
     struct {
         const char* Name;
         std::string Request;
@@ -64,6 +68,12 @@ TEST(HttpServer, AnswersGoodAndBadRequestsAndGoesOn)
         {"a picture of a foreign page", "GET /a HTTP/1.1\r\n" + Host + "Sec-Fetch-Site: cross-site\r\n" + End,
          "403"},
         {"largest body", "PUT /a HTTP/1.1\r\n" + Json + "Content-Length: 65536\r\n" + End + Large, "200"},
+        {"chunked", "PUT /a HTTP/1.1\r\n" + Json + Chunked + End + "2\r\n{}\r\n0\r\n\r\n", "200"},
+        {"unknown encoding", "PUT /a HTTP/1.1\r\n" + Json + "Transfer-Encoding: gzip\r\n" + End, "501"},
+        {"two encodings",
+         "PUT /a HTTP/1.1\r\n" + Json + "Transfer-Encoding: gzip, chunked\r\n" + End + "0\r\n\r\n", "501"},
+        {"chunked in 1.0", "PUT /a HTTP/1.0\r\n" + Json + Chunked + End + "0\r\n\r\n", "501"},
+        {"exception", "GET /throw HTTP/1.1\r\n" + Host + End, "500"},
         {"too large body", "PUT /a HTTP/1.1\r\n" + Json + "Content-Length: 65537\r\n\r\n", "413"},
         {"too large headers", "GET /a HTTP/1.1\r\n" + Host + "X: " + Large + "\r\n\r\n", "431"},
         {"no HTTP", "rubbish\r\n\r\n", "400"},
@@ -75,6 +85,31 @@ TEST(HttpServer, AnswersGoodAndBadRequestsAndGoesOn)
         const std::string Reply(std::istreambuf_iterator<char>(Stream), {});
         EXPECT_EQ(Reply.substr(0, 12), std::string("HTTP/1.1 ") + Row.Status) << Row.Name << "\n" << Reply;
     }
+}
+
+TEST(HttpServer, PeersThatDoNothingKeepNobodyOut)
+{
+    devhost::HttpServer Server("127.0.0.1", 0, Echo);
+    Server.Start();
+    const std::string Port = std::to_string(Server.Port());
+    const std::string Head = " HTTP/1.1\r\nHost: localhost:" + Port + "\r\n\r\n";
+    std::list<Connection> Peers;
+    const auto Ask = [&](const std::string& Text) {
+        Peers.emplace_back("127.0.0.1", Port) << Text << std::flush;
+        return Text.ends_with("\r\n\r\n") ? ReadBlock(Peers.back()).substr(9, 3) : "";
+    };
+    std::string Events;
+    for (int i = 0; i < 33; ++i)
+        Events = Ask("GET /api/v1/events" + Head);
+    EXPECT_EQ(Events, "503");
+    Ask("GET /half"); // and never the rest
+    Connection& Oldest = Peers.back();
+    for (int i = 0; i < 70; ++i)
+        Ask("GET /");
+    EXPECT_EQ(Ask("GET /" + Head), "200");
+    EXPECT_EQ(ReadBlock(Oldest), "");
+    Server.Publish("lock", "{}");
+    EXPECT_EQ(ReadBlock(Peers.front()), "event: lock\ndata: {}\n");
 }
 
 TEST(HttpServer, SendsEventsInOrderAndStopsWithOpenConnections)
