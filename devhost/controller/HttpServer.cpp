@@ -6,6 +6,7 @@
 #include "devhost/controller/EventStream.h"
 #include "devhost/controller/Membership.h"
 #include "devhost/controller/RequestGuard.h"
+#include "devhost/framework/ExceptionText.h"
 
 #include <boost/asio/awaitable.hpp>
 #include <boost/asio/co_spawn.hpp>
@@ -128,6 +129,10 @@ public:
         m_OnSignal = std::move(Function);
         m_Signals.add(SIGINT);
         m_Signals.add(SIGTERM);
+        struct sigaction Now {
+        };
+        if (sigaction(SIGHUP, nullptr, &Now) == 0 && Now.sa_handler != SIG_IGN)
+            m_Signals.add(SIGHUP);
         asio::co_spawn(m_Context, WaitForSignals(), asio::detached);
     }
 
@@ -277,10 +282,8 @@ private:
         Parsed->Body = Request.body();
         try {
             return m_Serve(*Parsed);
-        } catch (const std::exception& Error) {
-            return ErrorResponse(500, "internal", Error.what());
-        } catch (...) { // a driver may throw anything
-            return ErrorResponse(500, "internal", "an exception of an unknown type");
+        } catch (...) {
+            return ErrorResponse(500, "internal", ExceptionText());
         }
     }
 

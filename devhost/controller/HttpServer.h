@@ -39,8 +39,9 @@ public:
     /// @param Type of the event, letters only; @param Data one line of text.
     void Publish(const std::string& Type, const std::string& Data);
 
-    /// Calls a function, on the server's thread, for SIGINT and SIGTERM. Before Start: a signal that comes
-    /// before the thread runs is kept until then.
+    /// Calls a function, on the server's thread, for SIGINT and SIGTERM, and for SIGHUP unless the program
+    /// was started with that one ignored (nohup). Before Start: a signal that comes before the thread runs is
+    /// kept until then.
     void OnSignal(std::function<void()> Function);
 
 private:

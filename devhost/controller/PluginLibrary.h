@@ -26,10 +26,10 @@ public:
     /// The one signature that this host accepts.
     static constexpr std::uint32_t kSignature = 0x08000090;
 
-    /// Loads the library with all its symbols resolved, looks up the six entry points, calls DllMain and
-    /// checks the signature, in this order.
-    /// @throws PluginError when the file cannot be loaded, an entry point is missing, DllMain refuses, or the
-    /// signature is another one. The library is unloaded then.
+    /// Looks at the file, loads the library with all its symbols resolved, looks up the six entry points,
+    /// calls DllMain and checks the signature, in this order.
+    /// @throws PluginError when the file is cut short or cannot be loaded, an entry point is missing or
+    /// throws, DllMain refuses, or the signature is another one. The library is unloaded then.
     explicit PluginLibrary(const std::filesystem::path& Path);
 
     const std::filesystem::path& Path() const { return m_Path; }

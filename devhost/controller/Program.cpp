@@ -2,6 +2,7 @@
 
 #include "devhost/controller/Program.h"
 
+#include "devhost/framework/ExceptionText.h"
 #include "devhost/framework/Framework.h"
 
 #include <iostream>
@@ -56,7 +57,11 @@ Program::Program(const Settings& Wanted)
         std::string("http://") + (bV6 ? "[::1]" : "127.0.0.1") + ":" + std::to_string(m_pServer->Port());
     PlugIn();
     m_pLibrary = std::make_unique<PluginLibrary>(m_Settings.Driver);
-    StartSystem();
+    try {
+        StartSystem();
+    } catch (...) {
+        throw std::runtime_error(ExceptionText()); // the library's own is not good once that is unloaded
+    }
 }
 
 void Program::PlugIn()
@@ -116,12 +121,24 @@ int Program::Run()
 {
     m_pServer->Start();
     PrintReady();
-    m_Loop.Run([this](int nWakes) { Round(nWakes); });
+    int Status = 0;
+    const auto Fail = [&Status](const std::string& What) {
+        std::cerr << "vestara-devhost: " << What << std::endl;
+        Status = 1;
+    };
+    try {
+        m_Loop.Run([this](int nWakes) { Round(nWakes); });
+    } catch (...) {
+        Fail("ended by an error: " + ExceptionText());
+    }
     m_Loop.Close();
-    const std::string Error = m_pSystem->Stop();
-    if (!Error.empty())
-        std::cerr << "vestara-devhost: the configuration was not saved: " << Error << std::endl;
-    return Error.empty() ? 0 : 1;
+    try {
+        if (const std::string Error = m_pSystem->Stop(); !Error.empty())
+            Fail("the configuration was not saved: " + Error);
+    } catch (...) {
+        Fail("the configuration was not saved: " + ExceptionText());
+    }
+    return Status;
 }
 
 void Program::PrintReady() const

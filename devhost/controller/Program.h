@@ -24,11 +24,12 @@ namespace devhost
 class Program : private SystemObserver
 {
 public:
-    /// @throws std::runtime_error (PluginError for the library) that says why the host cannot start.
+    /// @throws std::runtime_error that says why the host cannot start.
     explicit Program(const Settings& Wanted);
     ~Program() override;
 
-    /// Runs until a signal or a request ends it. @return the exit status: 0, or 1 when the last save failed.
+    /// Runs until a signal or a request ends it. What a driver throws ends it too, with a save.
+    /// @return the exit status: 0, or 1 when a driver threw or the last save failed.
     int Run();
 
 private:

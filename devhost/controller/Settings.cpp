@@ -77,7 +77,7 @@ std::variant<Settings, int> ParseCommandLine(int nArguments, const char* const* 
                 throw CLI::ValidationError(Fault);
         }
     } catch (const CLI::ParseError& Error) {
-        return App.exit(Error);
+        return App.exit(Error) == 0 ? 0 : 1; // the parser has a number for each kind of mistake
     }
     return Result;
 }

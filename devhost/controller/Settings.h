@@ -27,7 +27,7 @@ struct Settings {
 };
 
 /// Reads the command line. Wrong use is explained on the standard error stream.
-/// @return the settings, or the exit status when the program is to end at once.
+/// @return the settings, or the exit status when the program is to end at once: 0 for help, 1 for wrong use.
 std::variant<Settings, int> ParseCommandLine(int nArguments, const char* const* pArguments);
 
 } // namespace devhost

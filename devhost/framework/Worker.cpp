@@ -2,11 +2,21 @@
 
 #include "devhost/framework/Worker.h"
 
+#include "devhost/framework/ExceptionText.h"
+#include "host/Trace.h"
+
 #include <pthread.h>
 #include <string>
 
 namespace devhost
 {
+
+namespace
+{
+
+constexpr int kReportThrown = 1;
+
+} // namespace
 
 void Worker::Start()
 {
@@ -18,7 +28,11 @@ void Worker::Start()
                             Name = "account-" + std::to_string(m_Bridge.ID() % 1000000)] {
         pthread_setname_np(pthread_self(), Name.c_str()); // the log shows it; at most 15 characters
         const WorkerStop::Scope Scope(*pStop);
-        pInterface->Run();
+        try {
+            pInterface->Run();
+        } catch (...) {
+            AssertWrap("worker", kReportThrown, ("the worker ended by an error: " + ExceptionText()).c_str());
+        }
     });
 }
 

@@ -150,15 +150,17 @@ TEST(HttpServer, AReaderThatNeverReadsIsDisconnected)
 TEST(Program, ASignalDuringTheStartEndsItWithASave)
 {
     const std::string Folder = testing::TempDir() + "vestara-program-" + std::to_string(getpid());
-    devhost::Settings Settings;
-    Settings.Driver = std::string(FAKE_LIBRARY_DIR) + "/libfake_good.so";
-    Settings.StateDir = Folder;
-    Settings.ListenAddress = "localhost";
-    devhost::Program Program(Settings);
-    raise(SIGTERM);
-    EXPECT_EQ(Program.Run(), 0);
-    EXPECT_TRUE(std::filesystem::exists(Folder + "/configuration"));
-    std::filesystem::remove_all(Folder);
+    for (const int Signal : {SIGTERM, SIGHUP}) {
+        devhost::Settings Settings;
+        Settings.Driver = std::string(FAKE_LIBRARY_DIR) + "/libfake_good.so";
+        Settings.StateDir = Folder;
+        Settings.ListenAddress = "localhost";
+        devhost::Program Program(Settings);
+        raise(Signal);
+        EXPECT_EQ(Program.Run(), 0);
+        EXPECT_TRUE(std::filesystem::exists(Folder + "/configuration")) << Signal;
+        std::filesystem::remove_all(Folder);
+    }
 }
 
 TEST(MainLoop, EveryWakeCountsInARoundAndARoundTakesSoManyOnly)

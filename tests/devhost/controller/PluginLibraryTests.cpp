@@ -5,6 +5,25 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
+#include <unistd.h>
+
+namespace
+{
+
+void ExpectRefusal(const std::string& Path, const std::string& Message)
+{
+    try {
+        const devhost::PluginLibrary Library(Path);
+        ADD_FAILURE() << Path << " was accepted";
+    } catch (const devhost::PluginError& Error) {
+        EXPECT_NE(std::string(Error.what()).find(Message), std::string::npos) << Error.what();
+    }
+}
+
+} // namespace
+
 TEST(PluginLibrary, RefusesWithAMessageThatNamesWhatIsWrong)
 {
     const std::string Folder = FAKE_LIBRARY_DIR;
@@ -12,13 +31,23 @@ TEST(PluginLibrary, RefusesWithAMessageThatNamesWhatIsWrong)
                                     {"libfake_wrong_signature.so", "0x08000091"},
                                     {"libfake_refuses.so", "DllMain did not return 1"},
                                     {"libfake_unresolved.so", "vestara_no_such_symbol"},
-                                    {"nowhere.so", "cannot load"}};
-    for (const auto& [pLibrary, pMessage] : kRows) {
-        try {
-            const devhost::PluginLibrary Library(Folder + "/" + pLibrary);
-            ADD_FAILURE() << pLibrary << " was accepted";
-        } catch (const devhost::PluginError& Error) {
-            EXPECT_NE(std::string(Error.what()).find(pMessage), std::string::npos) << Error.what();
-        }
+                                    {"libfake_throws.so", "unknown type"},
+                                    {"nowhere.so", "No such file"},
+                                    {".", "no file"}};
+    for (const auto& [pLibrary, pMessage] : kRows)
+        ExpectRefusal(Folder + "/" + pLibrary, pMessage);
+}
+
+TEST(PluginLibrary, RefusesAFileThatIsCutShort)
+{
+    const std::string Cut = testing::TempDir() + "vestara-cut-" + std::to_string(getpid()) + ".so";
+    const std::string Good = FAKE_LIBRARY_DIR "/libfake_good.so";
+    const std::uintmax_t Size = std::filesystem::file_size(Good);
+    for (const std::uintmax_t Left : {std::uintmax_t{0}, std::uintmax_t{63}, std::uintmax_t{64},
+                                      std::uintmax_t{1000}, Size / 4, Size / 2, Size - 1}) {
+        std::filesystem::copy_file(Good, Cut);
+        std::filesystem::resize_file(Cut, Left);
+        ExpectRefusal(Cut, Left < 64 ? "too short" : "cut short");
+        std::filesystem::remove(Cut);
     }
 }
