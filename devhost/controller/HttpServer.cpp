@@ -68,6 +68,15 @@ void SetCommonHeaders(Message& Reply)
     Reply.set("Cross-Origin-Resource-Policy", "same-origin");
 }
 
+std::string ListenAdvice(const error_code& Error)
+{
+    if (Error == asio::error::address_in_use)
+        return "another program has this port; end it, or give another port (0 takes a free one)";
+    if (Error == asio::error::access_denied)
+        return "this port is for the administrator; give one above 1023 (0 takes a free one)";
+    return "cannot listen there: " + Error.message();
+}
+
 } // namespace
 
 class HttpServer::Impl
@@ -75,20 +84,19 @@ class HttpServer::Impl
 public:
     Impl(const std::string& Address, std::uint16_t WantedPort, Handler Serve) : m_Serve(std::move(Serve))
     {
-        error_code Error;
+        const bool bV6 = Address == "::1";
+        const std::string Option = "--listen " + (bV6 ? "[::1]" : Address) + ":" + std::to_string(WantedPort);
         // No other loopback address: the guard lets in requests for these names only.
-        if (Address != "127.0.0.1" && Address != "localhost" && Address != "::1")
-            throw std::runtime_error("cannot listen on \"" + Address +
-                                     "\": the configurator has no password, so it listens on 127.0.0.1, "
-                                     "localhost or [::1] only");
-        const tcp::endpoint Endpoint(asio::ip::make_address(Address == "::1" ? "::1" : "127.0.0.1"),
-                                     WantedPort);
-        m_Acceptor.open(Endpoint.protocol());
-        m_Acceptor.set_option(asio::socket_base::reuse_address(true));
-        if (m_Acceptor.bind(Endpoint, Error) ||
+        if (Address != "127.0.0.1" && Address != "localhost" && !bV6)
+            throw std::runtime_error(Option + ": the configurator has no password, so it listens on "
+                                              "127.0.0.1, localhost or [::1] only");
+        const tcp::endpoint Endpoint(asio::ip::make_address(bV6 ? "::1" : "127.0.0.1"), WantedPort);
+        error_code Error;
+        if (m_Acceptor.open(Endpoint.protocol(), Error) ||
+            m_Acceptor.set_option(asio::socket_base::reuse_address(true), Error) ||
+            m_Acceptor.bind(Endpoint, Error) ||
             m_Acceptor.listen(asio::socket_base::max_listen_connections, Error))
-            throw std::runtime_error("cannot listen on " + Address + ":" + std::to_string(WantedPort) + ": " +
-                                     Error.message());
+            throw std::runtime_error(Option + ": " + ListenAdvice(Error));
         m_Port = m_Acceptor.local_endpoint().port();
     }
 

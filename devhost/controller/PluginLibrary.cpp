@@ -70,7 +70,8 @@ void CheckFile(const std::filesystem::path& Path)
     std::error_code Error;
     const auto Status = std::filesystem::status(Path, Error);
     if (!std::filesystem::exists(Status))
-        throw PluginError("cannot load " + Path.string() + ": " + Error.message());
+        throw PluginError("cannot load " + Path.string() + ": " + Error.message() +
+                          "; --driver takes the path of the library");
     if (!std::filesystem::is_regular_file(Status))
         throw PluginError("cannot load " + Path.string() + ": this is no file");
     const std::uint64_t FileSize = std::filesystem::file_size(Path);

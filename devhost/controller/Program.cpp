@@ -5,6 +5,8 @@
 #include "devhost/framework/ExceptionText.h"
 #include "devhost/framework/Framework.h"
 
+#include <cerrno>
+#include <cstring>
 #include <iostream>
 
 namespace devhost
@@ -22,8 +24,15 @@ TlsOptions MakeTlsOptions(const Settings& Wanted)
 {
     TlsOptions Result;
     Result.CaFile = Wanted.CaFile;
-    for (const std::string& Route : Wanted.ConnectTo)
-        Result.Routes.push_back(ConnectTo::Parse(Route));
+    if (!Result.CaFile.empty() && access(Result.CaFile.c_str(), R_OK) != 0)
+        throw std::runtime_error("--ca-file " + Result.CaFile + ": " + std::strerror(errno));
+    for (const std::string& Route : Wanted.ConnectTo) {
+        try {
+            Result.Routes.push_back(ConnectTo::Parse(Route));
+        } catch (const std::invalid_argument& Error) {
+            throw std::runtime_error(std::string("--connect-to ") + Error.what());
+        }
+    }
     return Result;
 }
 
@@ -151,12 +160,16 @@ void Program::PrintReady() const
                            {"locks", m_pSystem->NDoorLock(COMPONENT_FILTER_ALL)}})
                   << std::endl;
     else
-        std::cout << "vestara-devhost: " << m_pLibrary->Path().string() << " (signature " << kSignatureText
-                  << ") is running; configurator at " << m_Address << std::endl;
+        std::cout << "vestara-devhost is ready: " << m_Address << " (driver " << m_pLibrary->Path().string()
+                  << ", signature " << kSignatureText << ")" << std::endl;
 }
 
 void Program::Round(int nWakes)
 {
+    // Asked for instead of a signal at the parent's end, which the system sends when the thread ends that
+    // started the host.
+    if (m_Settings.ExitWithParent && getppid() != m_Parent)
+        m_Loop.RequestExit();
     m_pSystem->RunOnce(nWakes);
     m_Log.TellCounts();
     PublishReports();

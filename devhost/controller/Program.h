@@ -15,6 +15,8 @@
 
 #include <atomic>
 #include <memory>
+#include <sys/types.h>
+#include <unistd.h>
 
 namespace devhost
 {
@@ -53,6 +55,7 @@ private:
 
     // In the order in which they are made; taken apart the other way round.
     Settings m_Settings;
+    const pid_t m_Parent = getppid();
     std::atomic<bool> m_NewLogEntry{false}; // set by the log as long as there is one
     std::uint64_t m_LastReport = 0;
     DiagnosticLog m_Log;

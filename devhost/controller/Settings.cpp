@@ -17,11 +17,11 @@ std::string SplitListen(const std::string& Text, Settings& Result)
 {
     const std::size_t Colon = Text.rfind(':');
     if (Colon == std::string::npos)
-        return "--listen takes ADDRESS:PORT";
+        return "--listen " + Text + ": ADDRESS:PORT is wanted, as in 127.0.0.1:8080";
     const char* pEnd = Text.data() + Text.size();
     const auto [pRead, Error] = std::from_chars(Text.data() + Colon + 1, pEnd, Result.ListenPort);
     if (Error != std::errc() || pRead != pEnd)
-        return "--listen takes a port from 0 to 65535 behind the colon";
+        return "--listen " + Text + ": the port must be 0 to 65535; 0 takes a free one";
     Result.ListenAddress = Text.substr(0, Colon);
     if (Result.ListenAddress.starts_with('[') && Result.ListenAddress.ends_with(']'))
         Result.ListenAddress = Result.ListenAddress.substr(1, Result.ListenAddress.size() - 2);
@@ -35,7 +35,7 @@ std::string CheckBase(std::string& Base)
         Base.pop_back();
     const std::size_t Host = Base.starts_with("https://") ? 8 : Base.starts_with("http://") ? 7 : 0;
     if (Host == 0 || Host == Base.size() || Base.find_first_of("/?# ", Host) != std::string::npos)
-        return "--authorize-base takes http(s)://HOST[:PORT]";
+        return "--authorize-base " + Base + ": http(s)://HOST[:PORT] is wanted";
     return {};
 }
 
@@ -68,6 +68,9 @@ std::variant<Settings, int> ParseCommandLine(int nArguments, const char* const* 
         ->check(CLI::Range(1, 100))
         ->capture_default_str();
     App.add_flag("--print-ready", Result.PrintReady, "Print one JSON line when ready");
+    App.add_flag("--exit-with-parent", Result.ExitWithParent,
+                 "End, with a save, when the process that started this one is gone");
+    App.set_version_flag("--version", "vestara-devhost " VESTARA_VERSION);
     try {
         App.parse(nArguments, pArguments);
         if (const std::string Fault = SplitListen(Listen, Result); !Fault.empty())

@@ -24,10 +24,12 @@ struct Settings {
     unsigned LogSizeMB = 10; ///< at which a log file is put aside; 1 to 1000
     unsigned LogFiles = 5;   ///< that are kept, the current one included; 1 to 100
     bool PrintReady = false;
+    bool ExitWithParent = false;
 };
 
 /// Reads the command line. Wrong use is explained on the standard error stream.
-/// @return the settings, or the exit status when the program is to end at once: 0 for help, 1 for wrong use.
+/// @return the settings, or the exit status when the program is to end at once: 0 for help and version, 1
+/// for wrong use.
 std::variant<Settings, int> ParseCommandLine(int nArguments, const char* const* pArguments);
 
 } // namespace devhost

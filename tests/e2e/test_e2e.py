@@ -1,9 +1,13 @@
 """End-to-end cases beside the tour: the shipped library in the development host, against the simulator over TLS."""
 
 import argparse
+import contextlib
 import glob
 import os
+import resource
 import shutil
+import signal
+import socket
 import subprocess
 import sys
 import unittest
@@ -165,6 +169,68 @@ class Loader(EndToEnd):
                                 stdin=subprocess.DEVNULL, capture_output=True, timeout=30, check=False)
         self.assertNotEqual(result.returncode, 0)
         self.assertIn(b"DllMain", result.stderr)
+
+
+class Ending(unittest.TestCase):
+    """How a host alone ends: its exit status, its last words, its last save."""
+
+    def start(self, *options, state_dir="host", shell=(), limit=None):
+        """A host, and its ready line. `limit` is a limit of the system and its value."""
+        os.makedirs(ARGS.state_dir, exist_ok=True)
+        shutil.rmtree(os.path.join(ARGS.state_dir, "host"), ignore_errors=True)
+        process = subprocess.Popen(
+            [*shell, os.path.join(ARGS.bin, "vestara-devhost"), "--driver", ARGS.driver, "--state-dir", state_dir,
+             "--print-ready", *options],
+            stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE, cwd=ARGS.state_dir,
+            start_new_session=True, preexec_fn=lambda: limit and resource.setrlimit(limit[0], (limit[1], limit[1])))
+
+        def end():
+            with contextlib.suppress(ProcessLookupError):
+                os.killpg(process.pid, signal.SIGKILL)
+            process.wait(30)
+            process.stdout.close()
+            process.stderr.close()
+
+        self.addCleanup(end)
+        return process, process.stdout.readline()
+
+    def test_wrong_use(self):
+        with socket.create_server(("127.0.0.1", 0)) as taken:
+            rows = [
+                (("--nonsense",), b"--nonsense"),
+                (("--listen", "127.0.0.1:65536"), b"0 to 65535"),
+                (("--listen", f"127.0.0.1:{taken.getsockname()[1]}"), b"another program has this port"),
+                (("--ca-file", "nowhere.pem"), b"--ca-file nowhere.pem: No such file"),
+                (("--connect-to", "a:b"), b"--connect-to"),
+            ]
+            processes = [(row[1], self.start(*row[0])[0]) for row in rows]
+        processes.append((b"x cannot be used: Not a directory", self.start(state_dir=ARGS.driver + "/x")[0]))
+        for words, process in processes:
+            error = process.communicate(timeout=30)[1]
+            self.assertEqual((process.returncode, words in error), (1, True), f"{words}: {error}")
+
+    def test_last_save(self):
+        saved = os.path.join(ARGS.state_dir, "host", "configuration")
+        with self.subTest("the terminal is closed"):
+            process, _ = self.start()
+            process.send_signal(signal.SIGHUP)
+            self.assertEqual((process.wait(30), os.path.exists(saved)), (0, True))
+        with self.subTest("the parent is gone"):
+            parent, ready = self.start("--exit-with-parent", shell=("sh", "-c", '"$@" & wait', "sh"))
+            parent.kill()
+            parent.communicate(timeout=30)  # ends with the last one that holds its output
+            self.assertTrue(ready.startswith(b"{") and os.path.exists(saved))
+        with self.subTest("no file may grow"):
+            process, _ = self.start(limit=(resource.RLIMIT_FSIZE, 0))
+            process.terminate()
+            error = process.communicate(timeout=30)[1]
+            self.assertEqual((process.returncode, b"was not saved" in error), (1, True), error)
+
+    def test_no_core_file(self):
+        most = resource.getrlimit(resource.RLIMIT_CORE)[1]
+        process, _ = self.start(limit=(resource.RLIMIT_CORE, most))
+        process.send_signal(signal.SIGSEGV)
+        self.assertFalse(os.WCOREDUMP(os.waitpid(process.pid, 0)[1]))
 
 
 if __name__ == "__main__":
