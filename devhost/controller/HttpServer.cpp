@@ -137,8 +137,7 @@ public:
         m_OnSignal = std::move(Function);
         m_Signals.add(SIGINT);
         m_Signals.add(SIGTERM);
-        struct sigaction Now {
-        };
+        struct sigaction Now = {};
         if (sigaction(SIGHUP, nullptr, &Now) == 0 && Now.sa_handler != SIG_IGN)
             m_Signals.add(SIGHUP);
         asio::co_spawn(m_Context, WaitForSignals(), asio::detached);

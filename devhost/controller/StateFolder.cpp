@@ -30,12 +30,11 @@ std::string UserName(uid_t User)
     return pEntry ? pEntry->pw_name : "user " + std::to_string(User);
 }
 
-// Most often it is the work of another user, such as one who ran all this with sudo: then that is said.
-// @param Denied what an operation failed on with this error number.
+// Says whose it is when that is the reason, which it most often is: somebody ran all this with sudo before.
+// @param Denied the path that an operation failed on with this error number.
 [[noreturn]] void FailOn(const std::filesystem::path& Path, std::filesystem::path Denied, int Error)
 {
-    struct stat Found {
-    };
+    struct stat Found = {};
     while (stat(Denied.c_str(), &Found) != 0 && Denied.has_relative_path())
         Denied = Denied.parent_path();
     if ((Error == EACCES || Error == EPERM) && Found.st_uid != geteuid())
@@ -63,7 +62,10 @@ StateFolder::StateFolder(const std::filesystem::path& Path)
     if (m_Lock < 0)
         FailOn(m_Path, m_Path / "lock", errno);
     if (flock(m_Lock, LOCK_EX | LOCK_NB) != 0) {
+        const int LockError = errno;
         close(m_Lock);
+        if (LockError != EWOULDBLOCK)
+            FailOn(m_Path, m_Path / "lock", LockError);
         Fail(m_Path, "is used by another host; end that one, or give another folder");
     }
 }

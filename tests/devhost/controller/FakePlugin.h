@@ -59,6 +59,7 @@ public:
     {
         ++Runs;
         ++Running;
+        OnRun();
         while (!NetworkBridge()->ShuttingDown())
             Sleep(3'600'000); // ends early, or the test hangs
         --Running;
@@ -86,6 +87,7 @@ public:
     std::string NewState() { return static_cast<char*>(GetAuthURL()); }
 
     std::function<void()> OnIdle = [] {};
+    std::function<void()> OnRun = [] {};
     std::function<void()> OnBuild = [] {};
     std::function<void(int)> OnStore = [](int) {}; // with the selected house
     std::vector<std::string> Codes;

@@ -68,6 +68,7 @@ TEST_F(SystemTest, RestartAndRemovalJoinWorkersThatSleep)
     AwaitRuns(Second, 1);
     m_pSystem->OnSystemExit1("test", 1, 0);
     EXPECT_EQ(First.Running + Second.Running, 0);
+    First.OnRun = [] { throw 1; }; // ends that worker, and nothing else
     m_pSystem->OnSystemInit();
     m_pSystem->OnPostSystemInit();
     AwaitRuns(First, 2);
@@ -75,11 +76,15 @@ TEST_F(SystemTest, RestartAndRemovalJoinWorkersThatSleep)
 
     int LastIdles = 0;
     First.OnIdle = [&] {
-        ++LastIdles;
+        if (LastIdles++ == 0)
+            First.OnRun = [] {}; // its worker is joined
         RestartInPlace();
     };
     EXPECT_TRUE(m_pSystem->RemoveInterface(First.BridgeID()));
     EXPECT_GT(LastIdles, 0) << "its last reply may hold what its siblings need";
+    EXPECT_EQ(
+        m_Journal.TakeReports(),
+        std::vector<std::string>{"worker 1: the worker ended by an error: an exception of an unknown type"});
     Second.OnIdle = [&] {
         EXPECT_EQ(Second.Running, 0);
         Second.Token = "last-reply";
