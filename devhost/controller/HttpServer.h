@@ -12,8 +12,8 @@ namespace devhost
 {
 
 /// Serves HTTP/1.1 on one loopback address with one thread of its own: requests of at most 64 KiB to a
-/// handler, and an event stream at /api/v1/events. Of 64 connections at most 32 read events; one more ends
-/// the one that has been idle longest.
+/// handler, and an event stream at /api/v1/events. At most 64 connections are open, 32 of them for events; a
+/// further one ends the one whose peer has been idle longest.
 class HttpServer
 {
 public:
