@@ -128,7 +128,7 @@ Json AdminApi::ShowWorld(Call& call)
 Json AdminApi::SaveWorld(Call& call)
 {
     call.body.Finish();
-    return Json::parse(cloudsim::SaveWorld(m_world));
+    return ParseJson(cloudsim::SaveWorld(m_world));
 }
 
 Json AdminApi::TurnKnob(Call& call)

@@ -247,11 +247,11 @@ Json SaveTokens(const World& world)
 World LoadWorld(std::string_view text, TimePoint now)
 {
     try {
-        return ReadWorld(Json::parse(text), now);
+        return ReadWorld(ParseJson(text), now);
     } catch (const FieldError& error) {
         throw FixtureError(error.what());
-    } catch (const Json::parse_error& error) {
-        throw FixtureError(std::string("the fixture is no JSON: ") + error.what());
+    } catch (const JsonError& error) {
+        throw FixtureError(std::string("the fixture ") + error.what());
     }
 }
 

@@ -1,9 +1,40 @@
-// Reads JSON objects strictly, with complaints that name the field; rules between fields are left to the
-// callers.
+// Parses JSON of bounded depth and reads its objects strictly, with complaints that name the place; rules
+// between fields are left to the callers.
 #include "cloudsim/model/Json.h"
+
+#include <algorithm>
 
 namespace cloudsim
 {
+namespace
+{
+
+// Where a parser stopped that has read the given number of bytes, the last of them being the wrong one.
+std::string Place(std::string_view text, std::size_t bytesRead)
+{
+    const std::string_view before = text.substr(0, bytesRead > 0 ? bytesRead - 1 : 0);
+    const auto line = std::ranges::count(before, '\n') + 1;
+    const auto column = before.size() - (before.rfind('\n') + 1) + 1; // npos + 1 is 0
+    return "line " + std::to_string(line) + ", column " + std::to_string(column);
+}
+
+} // namespace
+
+Json ParseJson(std::string_view text)
+{
+    using Event = Json::parse_event_t;
+    const auto boundDepth = [](int depth, Event event, Json&) {
+        if (depth >= kMaxJsonDepth && (event == Event::object_start || event == Event::array_start))
+            throw JsonError("is nested deeper than " + std::to_string(kMaxJsonDepth) + " levels");
+        return true;
+    };
+    try {
+        return Json::parse(text, boundDepth);
+    } catch (const Json::exception& error) {
+        const auto* where = dynamic_cast<const Json::parse_error*>(&error);
+        throw JsonError("is no JSON" + (where ? " (" + Place(text, where->byte) + ")" : ""));
+    }
+}
 
 std::string ToText(const Json& value)
 {

@@ -18,6 +18,22 @@ using Json = nlohmann::ordered_json;
 // Serialises without a throw; bytes that are no UTF-8 become the replacement character.
 std::string ToText(const Json& value);
 
+// Arrays and objects may be nested this deep. What the routes and fixtures take needs five levels; copying,
+// comparing and writing a document recurse, so that an unbounded one would exhaust the stack.
+inline constexpr int kMaxJsonDepth = 64;
+
+// A text that is no JSON, or JSON nested too deep. what() goes on from the name of the text, for example
+// "is no JSON (line 3, column 7)".
+class JsonError : public std::runtime_error
+{
+public:
+    using std::runtime_error::runtime_error;
+};
+
+// Parses one JSON document (RFC 8259). Throws JsonError, for a text nested too deep as soon as the first
+// bracket beyond kMaxJsonDepth is read.
+Json ParseJson(std::string_view text);
+
 // A field of a JSON document that is missing, unknown, of the wrong type or out of range. what() starts with
 // the field's path, for example "locks[1].power_level must be a whole number from 0 to 100".
 class FieldError : public std::runtime_error

@@ -85,10 +85,11 @@ Json ParseJsonBody(const Request& request)
 {
     if (request.body.empty())
         throw Refusal(400, "missing_body", "the body is empty, expected a JSON object");
-    Json body = Json::parse(request.body, nullptr, false);
-    if (body.is_discarded())
-        throw Refusal(400, "malformed_json", "the body is no JSON");
-    return body;
+    try {
+        return ParseJson(request.body);
+    } catch (const JsonError& error) {
+        throw Refusal(400, "malformed_json", std::string("the body ") + error.what());
+    }
 }
 
 Refusal RefuseField(const FieldError& error)

@@ -36,7 +36,7 @@ void RequireNoBody(const Request& request);
 // the body nothing or exactly one CR LF, which the driver sends without counting it.
 void RequireBody(const Request& request, std::string_view contentType);
 
-// Parses the body as JSON; 400 when it is none.
+// Parses the body as JSON; 400 when it is none or nested too deep (ParseJson).
 Json ParseJsonBody(const Request& request);
 
 // The refusal for a field of a JSON body: 422 with the field error's code.

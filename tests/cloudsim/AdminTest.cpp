@@ -46,6 +46,9 @@ TEST_F(AdminTest, WrongAdminRequestsAreRefusedAndNamed)
         {"POST /admin/locks/front/pin", R"({"pin":"0000"})", "403 pin_refused"},
         {"POST /admin/locks/back/pin", R"({"pin":"1234"})", "403 pin_refused"},
         {"POST /admin/faults", R"([{"kind":"cut"},{"kind":"x"}])", "422 bad_value faults[1].kind"},
+        {"POST /admin/faults", NestedArrays(64), "422 wrong_type faults[0]"},
+        {"POST /admin/faults", NestedArrays(65), "400 malformed_json the body is nested deeper than 64"},
+        {"POST /admin/faults", NestedArrays(150000), "400 malformed_json the body is nested deeper than 64"},
         {"GET /admin/requests?limit=x", "", "400 bad_query"},
     };
     for (const auto& [line, body, outcome] : rows)

@@ -65,6 +65,12 @@ inline std::string Replaced(std::string text, const std::string& from, const std
     return at == std::string::npos ? text : text.replace(at, from.size(), to);
 }
 
+// An array in an array, and so on for that many levels.
+inline std::string NestedArrays(std::size_t levels)
+{
+    return std::string(levels, '[') + std::string(levels, ']');
+}
+
 // A cloud on a clock that is moved by hand.
 class CloudTest : public testing::Test
 {

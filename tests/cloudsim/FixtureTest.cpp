@@ -29,7 +29,8 @@ TEST_F(FixtureTest, ShippedFixturesLoadAndBrokenOnesNameTheField)
         LoadWorld(ReadFile(std::string(VESTARA_CLOUDSIM_FIXTURES) + name), kStart);
     // clang-format off
     const std::string rows[][3] = {
-        {"{\"account\"", "\"account\"", "the fixture is no JSON"},
+        {"\"locks\"", "locks", "the fixture is no JSON (line 3, column 1)"},
+        {"\"Home\"", NestedArrays(62), "the fixture is nested deeper than 64 levels"},
         {"\"locations\": [{", "\"locations\": [7, {", "locations[0] must be an object"},
         {"\"name\": \"Back\", ", "", "locks[1].name is missing"},
         {"\"id\": \"back\"", "\"id\": \"front\"", "locks[1].id occurs twice"},

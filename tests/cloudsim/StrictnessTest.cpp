@@ -61,7 +61,8 @@ TEST_F(StrictnessTest, WrongBodiesAreRefusedAndNamed)
     const std::string persons = "POST /access_persons", accesses = persons + "/alex/accesses";
     const std::string rows[][3] = {
         {persons, "", "400 missing_body"},
-        {persons, std::string(100000, '['), "400 malformed_json"},
+        {persons, R"({"type":})", "400 malformed_json the body is no JSON (line 1, column 9)"},
+        {persons, NestedArrays(150000), "400 malformed_json the body is nested deeper than 64 levels"},
         {persons, R"({"type":"user","attributes":{}})", "422 bad_value type"},
         {persons, person(R"("pin":"55555")"), "422 missing_field attributes.name"},
         {persons, person(R"("name":"B","pin":55555)"), "422 wrong_type attributes.pin"},
