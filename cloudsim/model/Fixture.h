@@ -17,7 +17,7 @@ public:
 };
 
 // Reads a world from JSON text. A lock without "connected_at" was heard of just now.
-// Throws FixtureError for text that is no JSON or nested too deep, unknown, missing, ill-typed and
+// Throws FixtureError for text that is no JSON or nested too deep, for unknown, missing, ill-typed and
 // out-of-range fields, ids that occur twice and references to ids that do not exist.
 World LoadWorld(std::string_view text, TimePoint now);
 

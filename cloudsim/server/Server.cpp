@@ -64,13 +64,14 @@ void SetUpTls(asio::ssl::context& context, const Identity& identity)
     context.use_private_key(asio::buffer(identity.keyPem), asio::ssl::context::pem);
 }
 
-tcp::acceptor Listen(asio::io_context& io, std::uint16_t port)
+// The option is the one that chooses the port, for the complaint.
+tcp::acceptor Listen(asio::io_context& io, std::uint16_t port, const std::string& option)
 {
     try {
         return {io, {asio::ip::address_v4::loopback(), port}};
     } catch (const boost::system::system_error& error) {
-        throw std::runtime_error("cannot listen on 127.0.0.1:" + std::to_string(port) + ": " +
-                                 error.code().message());
+        throw std::runtime_error(option + " " + std::to_string(port) +
+                                 ": cannot listen there on 127.0.0.1: " + error.code().message());
     }
 }
 
@@ -123,7 +124,8 @@ asio::awaitable<void> Linger(tcp_stream& stream)
 struct Server::Parts {
     Parts(ServerOptions serverOptions, World world, const ServerIdentity& identity)
         : options(std::move(serverOptions)), cloud(std::move(world), options.cloud, SecureRandom),
-          https(Listen(io, options.httpsPort)), admin(Listen(io, options.adminPort)), ticker(io)
+          https(Listen(io, options.httpsPort, "--https-port")),
+          admin(Listen(io, options.adminPort, "--admin-port")), ticker(io)
     {
         SetUpTls(tls, identity.server);
     }

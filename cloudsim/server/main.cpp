@@ -1,13 +1,17 @@
-// The command line of vestara-cloudsim: reads options and fixture, runs the server until a signal ends it.
+// The command line of vestara-cloudsim: reads options and fixture, runs the server until a signal or, when
+// asked to, its parent's end stops it.
 #include "cloudsim/model/Fixture.h"
 #include "cloudsim/server/Server.h"
 
 #include <CLI/CLI.hpp>
 #include <csignal>
+#include <cstring>
 #include <iostream>
 #include <pthread.h>
 #include <spdlog/sinks/stdout_color_sinks.h>
 #include <spdlog/spdlog.h>
+#include <sys/prctl.h>
+#include <unistd.h>
 
 namespace
 {
@@ -17,19 +21,26 @@ struct CommandLine {
     std::string stateDir = ".state/cloudsim";
     std::string logLevel = "info";
     std::int64_t tokenLifetime = 7200;
+    bool printReady = false;
+    bool exitWithParent = false;
     cloudsim::ServerOptions server;
 };
 
 void Describe(CLI::App& app, CommandLine& line)
 {
-    app.add_option("--fixture", line.fixture, "JSON file with the world to start from")
+    app.set_version_flag("--version", "vestara-cloudsim " VESTARA_VERSION);
+    app.add_option("--fixture", line.fixture,
+                   "JSON file with the world to start from, as POST /admin/save gives it")
         ->capture_default_str();
     app.add_option("--state-dir", line.stateDir, "Folder for the certificate authority and saved worlds")
         ->capture_default_str();
+    const CLI::Range port(0, 65535);
     app.add_option("--https-port", line.server.httpsPort, "Loopback port of the cloud, 0 for a free one")
+        ->check(port)
         ->capture_default_str();
     app.add_option("--admin-port", line.server.adminPort,
                    "Loopback port of the admin routes, 0 for a free one")
+        ->check(port)
         ->capture_default_str();
     app.add_option("--oauth-host", line.server.cloud.oauthHost, "Name of the authorisation host")
         ->capture_default_str();
@@ -44,11 +55,20 @@ void Describe(CLI::App& app, CommandLine& line)
     app.add_option("--log-level", line.logLevel, "Level of the log on standard error")
         ->check(CLI::IsMember({"debug", "info", "warn", "error", "off"}))
         ->capture_default_str();
+    app.add_flag("--print-ready", line.printReady, "Print one JSON line when ready, instead of a sentence");
+    app.add_flag("--exit-with-parent", line.exitWithParent,
+                 "End when the thread that started the program ends");
 }
 
-// Scripts read this line to learn where everything is, so it is the only one on standard output.
-void PrintReadyLine(const cloudsim::Server& server, const cloudsim::ServerIdentity& identity)
+// The only line on standard output: a person reads from it where everything is, a script asks for JSON.
+void PrintReadyLine(const cloudsim::Server& server, const cloudsim::ServerIdentity& identity, bool asJson)
 {
+    if (!asJson) {
+        std::cout << "vestara-cloudsim is ready: " << server.AuthorizeBase()
+                  << " (admin http://127.0.0.1:" << server.AdminPort() << ", CA file "
+                  << identity.authorityFile.string() << ")" << std::endl;
+        return;
+    }
     const cloudsim::Json ready = {{"https_port", server.HttpsPort()},
                                   {"admin_port", server.AdminPort()},
                                   {"oauth_host", server.CloudOptions().oauthHost},
@@ -58,14 +78,40 @@ void PrintReadyLine(const cloudsim::Server& server, const cloudsim::ServerIdenti
     std::cout << cloudsim::ToText(ready) << std::endl;
 }
 
-int Run(CommandLine& line)
+// The signals that end the program in order, blocked in this thread and in those that it starts.
+sigset_t BlockEndingSignals()
 {
-    // The signals are blocked before any thread starts, so that only sigwait below takes them.
     sigset_t signals;
     sigemptyset(&signals);
     sigaddset(&signals, SIGINT);
     sigaddset(&signals, SIGTERM);
+    // Whoever starts the program under nohup wants it to outlive the terminal. A blocked signal would be
+    // delivered to sigwait although it is ignored.
+    struct sigaction hangUp {
+    };
+    if (sigaction(SIGHUP, nullptr, &hangUp) == 0 && hangUp.sa_handler != SIG_IGN)
+        sigaddset(&signals, SIGHUP);
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    return signals;
+}
+
+// Has the kernel send SIGTERM when the parent ends. The signal does not come for a parent that ended before,
+// which getppid shows.
+void EndWithParent()
+{
+    const pid_t parent = getppid();
+    if (prctl(PR_SET_PDEATHSIG, SIGTERM) != 0)
+        throw std::runtime_error("--exit-with-parent is not possible on this system");
+    if (getppid() != parent)
+        std::raise(SIGTERM);
+}
+
+int Run(CommandLine& line)
+{
+    // Before any thread starts, so that only sigwait below takes them.
+    const sigset_t signals = BlockEndingSignals();
+    if (line.exitWithParent)
+        EndWithParent();
 
     line.server.cloud.tokenLifetime = std::chrono::seconds(line.tokenLifetime);
     line.server.saveFolder = line.stateDir;
@@ -74,11 +120,11 @@ int Run(CommandLine& line)
     const auto identity =
         cloudsim::LoadOrCreateIdentity(line.stateDir, cloudsim::CertificateNames(line.server.cloud));
     const cloudsim::Server server(line.server, std::move(world), identity);
-    PrintReadyLine(server, identity);
+    PrintReadyLine(server, identity, line.printReady);
 
     int signal = 0;
     sigwait(&signals, &signal);
-    spdlog::info("stopping on signal {}", signal);
+    spdlog::info("stopping on {}", strsignal(signal));
     return 0;
 }
 
