@@ -1,16 +1,27 @@
 """The tour: the driver at work against the cloud simulator, each step seen in the development host's own state.
 
-Exit status: 0 when every step was seen, 1 when one was not, 2 for wrong options, 130 after Ctrl-C.
+Exit status: 0 when every step was seen, 1 when one was not, 2 for wrong options, 128 and the signal's number when
+a signal ends the tour, as Ctrl-C (130) and the terminal's end (129) do.
 """
 
 import argparse
+import errno
+import fcntl
 import os
+import pwd
+import re
+import shutil
 import signal
+import socket
 import sys
+import tempfile
 import time
 
 from vestara_client import Browser, Setup, StepFailed, TraceReader, wait_for
 
+ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+RUNS = os.path.join(ROOT, ".state")
+KEPT_RUNS = 5
 AUTHORISE_ACTION = 20002
 HOUSE_PROPERTY = "2001"
 STATUS_PROPERTY = "2000"
@@ -20,6 +31,14 @@ COMMAND_TIMEOUT_S = 75
 # A user's number is its slot's, counted from one.
 USER = {"slot": 3, "number": 4, "name": "Robin Keeper", "email": "robin@example.com", "pin": "0471",
         "new_pin": "04720", "new_email": "keeper@example.com"}
+
+
+class WrongOption(Exception):
+    """An option whose value cannot be used: what is wrong, and what to do."""
+
+
+class Signalled(BaseException):
+    """A signal that ends the tour; its number."""
 
 
 class Screen:
@@ -41,10 +60,11 @@ class Screen:
         print(f"    {text}", flush=True)
 
     def bar(self, percent, text):
-        filled = max(0, min(100, percent)) * 30 // 100
-        line = f"    [{'#' * filled}{'.' * (30 - filled)}] {percent:3d} %  {text}"
+        filled = max(0, min(100, percent)) * 20 // 100
+        line = f"    [{'#' * filled}{'.' * (20 - filled)}] {percent:3d} %  {text}"
         if sys.stdout.isatty():
-            print(f"\r{line:<100}", end="", flush=True)
+            # One column stays free: a line that fills the last one would wrap and scroll.
+            print(f"\r\x1b[K{line[:shutil.get_terminal_size().columns - 1]}", end="", flush=True)
             self._bar = True
         elif self._last_percent is None or abs(percent - self._last_percent) >= 20:
             print(line, flush=True)
@@ -112,10 +132,9 @@ class Tour:
     def authorise(self):
         self.screen.step("The installer authorises it in a browser")
         action = self.api.post(f"/interfaces/{self.account}/actions/{AUTHORISE_ACTION}")
-        self.screen.seen("the driver's authorize address, opened where the simulator is: "
-                         + action["browser_url"].split("?")[0])
+        self.screen.seen("the driver's authorize page: " + action["browser_url"].split("?")[0])
         address, _ = Browser(self.setup.ca_file).give_consent(action["browser_url"])
-        self.screen.seen("consent given; the redirect came back to " + address.split("?")[0])
+        self.screen.seen("consent given, and back at " + address.split("?")[0])
         wait_for("the account authorised", lambda: self.status_text() != "[ Authorization Needed ]", 40)
         self.screen.seen(f"tokens are there, the page says: {self.status_text()}")
 
@@ -146,7 +165,7 @@ class Tour:
         for lock in self.locks():
             self.screen.seen(f"{lock['name']:<14} {lock['state']:<9} battery {lock['battery']} %   "
                              f"WiFi {lock['signal']} %   {lock['error'] or 'no error'}")
-        self.screen.seen("their heartbeats are followed while a command waits for one, as in the next step")
+        self.screen.seen("heartbeats are followed while a command waits for one, as in the next step")
         return self.locks()[0]["id"]
 
     def all_states_known(self):
@@ -155,7 +174,7 @@ class Tour:
     @staticmethod
     def wait_text(lock):
         if lock["progress"] >= 100:
-            return "heartbeat passed, waiting for the cloud's report"
+            return "heartbeat passed, waiting for the report"
         if not lock["progress"]:
             return "waiting for the next heartbeat"
         return f"next heartbeat in {lock['progress_time']} s"
@@ -261,8 +280,8 @@ class Tour:
         wait_for("the host's side of it", granted, 30)
         if USER["number"] not in self.lock(front["id"])["enabled_users"]:
             raise StepFailed("the host does not show the user as enabled")
-        self.screen.seen(f"host: slot {USER['slot']} holds {USER['name']}, enabled on {front['name']}; "
-                         "the replies to creation and grant were processed")
+        self.screen.seen(f"host: slot {USER['slot']} holds {USER['name']}, enabled on {front['name']}")
+        self.screen.seen("host: the replies to creation and grant were processed")
         self.screen.seen(f"cloud: person {person['id']} with access to {front['device_id']} only")
 
     def open_by_pin(self, front, boat):
@@ -290,7 +309,7 @@ class Tour:
         self.screen.seen(f"cloud: {front['name']} opens to the new PIN and refuses the old one")
 
     def disable_user(self, front):
-        self.screen.step(f"The user is disabled on {front['name']}; the change goes out with a new e-mail address")
+        self.screen.step(f"The user gets a new e-mail address, and is disabled on {front['name']}")
         person = self.person_named(USER["name"])
         revoked = self.see_traces(["revoking cloud access", "Access Revoked from"])
         self.api.put(f"/locks/{front['id']}/users/{USER['number']}", {"enabled": False})
@@ -334,59 +353,173 @@ class Tour:
 
 def stay_up(setup, screen):
     screen.step("Everything stays up")
-    port = setup.simulator.ready["https_port"]
-    screen.seen(f"development host, JSON API:  {setup.host.ready['api']}/api/v1/status")
-    screen.seen(f"    for example:             curl {setup.host.ready['api']}/api/v1/locks")
-    screen.seen(f"cloud simulator:             https://127.0.0.1:{port} (CA: {setup.ca_file})")
-    screen.seen(f"simulator's admin:           {setup.admin.base}/admin/world")
-    screen.seen(f"logs and configuration:      {setup.state_dir}")
-    screen.seen("Ctrl-C stops everything.")
+    host = setup.host.ready["api"] + "/api/v1"
+    screen.seen(f"development host   {host}/status (JSON)")
+    screen.seen(f"cloud simulator    https://127.0.0.1:{setup.simulator.ready['https_port']}")
+    screen.seen(f"    its admin      {setup.admin.base}/admin/world")
+    screen.seen(f"    its CA         {os.path.relpath(setup.ca_file)}")
+    screen.seen(f"logs and records   {os.path.relpath(setup.state_dir)}")
+    screen.seen(f"try                curl {host}/locks")
+    screen.seen("Ctrl-C, or closing the terminal, stops both.")
     while True:
         for program in (setup.simulator, setup.host):
             if program.wait(0.5) is not None:
                 raise StepFailed(f"{program.name} ended by itself:\n{program.last_words()}")
 
 
+def port_number(text):
+    number = int(text) if text.isdecimal() else -1
+    if not 0 <= number <= 65535:
+        raise argparse.ArgumentTypeError(f"{text} is no port: a number from 1 to 65535, or 0 for a free one")
+    return number
+
+
 def options():
-    root = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
-    parser = argparse.ArgumentParser(prog="./run", description=__doc__)
-    parser.add_argument("--tour", action="store_true", help="end after the tour instead of staying up")
-    parser.add_argument("--host-port", type=int, default=0, help="port of the development host (default: a free one)")
-    parser.add_argument("--sim-port", type=int, default=0, help="HTTPS port of the simulator (default: a free one)")
-    parser.add_argument("--admin-port", type=int, default=0, help="admin port of the simulator (default: a free one)")
-    parser.add_argument("--state-dir", help="folder for certificates, configuration and logs (default: a new one)")
-    parser.add_argument("--fixture", default=os.path.join(root, "cloudsim", "fixtures", "house.json"))
-    parser.add_argument("--bin", required=True, help=argparse.SUPPRESS)
-    parser.add_argument("--driver", required=True, help=argparse.SUPPRESS)
+    """The command line. The help is that of the script `run`, which can give it before there is a Python."""
+    parser = argparse.ArgumentParser(prog="run", usage="./run [options]; ./run --help lists them", add_help=False,
+                                     allow_abbrev=False)
+    parser.add_argument("--tour", action="store_true")
+    for name in ("--host-port", "--sim-port", "--admin-port"):
+        parser.add_argument(name, type=port_number, default=0)
+    parser.add_argument("--state-dir")
+    parser.add_argument("--fixture", default=os.path.join(ROOT, "cloudsim", "fixtures", "house.json"))
+    parser.add_argument("--check-options", action="store_true")
+    parser.add_argument("--bin", required=True)
+    parser.add_argument("--driver", required=True)
     return parser.parse_args()
+
+
+def check_port(option, port):
+    with socket.socket() as probe:
+        probe.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
+        try:
+            probe.bind(("127.0.0.1", port))
+            probe.listen()
+        except OSError as error:
+            taken = error.errno == errno.EADDRINUSE
+            raise WrongOption(f"{option} {port}: " + ("another program has this port" if taken else error.strerror),
+                              f"give another port, or leave {option} out to take a free one.") from error
+
+
+def owner_of(path):
+    number = os.stat(path).st_uid
+    try:
+        return pwd.getpwuid(number).pw_name
+    except KeyError:
+        return f"user {number}"
+
+
+def check_folder(folder, text, advice):
+    """Makes the folder when it is missing; WrongOption with the text and the reason when files cannot be put there."""
+    try:
+        os.makedirs(folder, exist_ok=True)
+        tempfile.TemporaryFile(dir=folder).close()
+    except OSError as error:
+        reason = "a file of that name is in the way" if isinstance(error, FileExistsError) else error.strerror
+        raise WrongOption(f"{text}: {reason}", advice) from error
+
+
+def check_options(args):
+    """Raises WrongOption for a value that the programs could not use, so that the complaint names the option given."""
+    ports = {}
+    for option, port in (("--host-port", args.host_port), ("--sim-port", args.sim_port),
+                         ("--admin-port", args.admin_port)):
+        if port in ports:
+            raise WrongOption(f"{option} {port}: {ports[port]} has the same", "give each a port of its own.")
+        if port:
+            ports[port] = option
+            check_port(option, port)
+    try:
+        open(args.fixture, "rb").close()
+    except OSError as error:
+        raise WrongOption(f"--fixture {args.fixture}: {error.strerror}", "give a JSON file, or leave --fixture out.") \
+            from error
+    if args.state_dir:
+        check_folder(args.state_dir, f"--state-dir {args.state_dir}",
+                     "give a folder that you may write to, or leave --state-dir out.")
+    else:
+        mine = RUNS if os.path.exists(RUNS) else ROOT
+        check_folder(RUNS, f"{mine} belongs to {owner_of(mine)}",
+                     f"run this as {owner_of(mine)}, or in a copy of the tree that is your own.")
+
+
+def claim(folder):
+    """Locks the folder until this program ends or closes the descriptor; None when another run has it."""
+    descriptor = os.open(folder, os.O_RDONLY)
+    try:
+        fcntl.flock(descriptor, fcntl.LOCK_EX | fcntl.LOCK_NB)
+    except BlockingIOError:
+        os.close(descriptor)
+        return None
+    return descriptor
+
+
+def state_folder(args):
+    """The folder of this run, claimed. Of the runs that had none given the oldest go, unless one is still up."""
+    if args.state_dir:
+        folder = os.path.abspath(args.state_dir)
+        if claim(folder) is None:
+            raise WrongOption(f"--state-dir {args.state_dir}: another run has it", "end that one, or give another folder.")
+        return folder
+    folder = os.path.join(RUNS, time.strftime("%Y%m%d-%H%M%S-") + str(os.getpid()))
+    os.mkdir(folder)
+    claim(folder)
+    names = sorted(name for name in os.listdir(RUNS) if re.fullmatch(r"\d{8}-\d{6}-\d+", name))
+    for old in (os.path.join(RUNS, name) for name in names[:-KEPT_RUNS]):
+        descriptor = claim(old)
+        if descriptor is not None:
+            shutil.rmtree(old, ignore_errors=True)
+            os.close(descriptor)
+    return folder
+
+
+def end_on(signals):
+    """Turns signals into Signalled, once: what ends the programs must not be interrupted by the next one."""
+
+    def signalled(number, _):
+        for each in signals:
+            signal.signal(each, signal.SIG_IGN)
+        if number == signal.SIGHUP:
+            # The terminal is gone, and writing to it would fail.
+            null = os.open(os.devnull, os.O_WRONLY)
+            os.dup2(null, sys.stdout.fileno())
+            os.dup2(null, sys.stderr.fileno())
+        raise Signalled(number)
+
+    for number in signals:
+        # Ignored already means nohup: whoever says that wants the programs to outlive the terminal.
+        if signal.getsignal(number) != signal.SIG_IGN:
+            signal.signal(number, signalled)
 
 
 def main():
     args = options()
-    root = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
-    state_dir = args.state_dir or os.path.join(root, ".state", time.strftime("%Y%m%d-%H%M%S-") + str(os.getpid()))
     screen = Screen()
     setup = None
-
-    def interrupted(*_):
-        raise KeyboardInterrupt
-
-    for number in (signal.SIGINT, signal.SIGTERM):
-        signal.signal(number, interrupted)
+    is_up = False
     try:
+        check_options(args)
+        if args.check_options:
+            return 0
+        state_dir = state_folder(args)
+        end_on((signal.SIGINT, signal.SIGTERM, signal.SIGHUP))
         setup = Setup(args.bin, os.path.abspath(args.driver), state_dir, args.fixture, args.sim_port,
                       args.admin_port, args.host_port)
         Tour(setup, screen).run()
         screen.step("Every step was seen")
         if not args.tour:
+            is_up = True
             stay_up(setup, screen)
         return 0
+    except WrongOption as wrong:
+        print("run: {}\nWhat to do: {}".format(*wrong.args), file=sys.stderr)
+        return 2
     except StepFailed as failure:
         print(f"\nNot seen: {failure}\nLogs: {state_dir}", file=sys.stderr)
         return 1
-    except KeyboardInterrupt:
+    except Signalled as ended:
         print("\nstopping ...")
-        return 130 if args.tour else 0
+        return 0 if is_up else 128 + ended.args[0]
     finally:
         if setup:
             setup.close()

@@ -158,8 +158,15 @@ class Browser:
         return self.open(target, urllib.parse.urlencode(fields).encode())
 
 
+# Nothing that a script started outlives it, even when it is killed, and what is where comes as one line of JSON.
+END_AND_READY = ("--exit-with-parent", "--print-ready")
+
+
 class Setup:
-    """One simulator and one development host that talks to it, with their folders below `state_dir`."""
+    """One simulator and one development host that talks to it, with their folders below `state_dir`.
+
+    The programs end together with the thread that started them.
+    """
 
     def __init__(self, bin_dir, driver, state_dir, fixture, sim_port=0, admin_port=0, host_port=0, sim_options=()):
         self.bin_dir = bin_dir
@@ -177,6 +184,7 @@ class Setup:
                 *("--fixture", fixture),
                 *("--https-port", str(sim_port)),
                 *("--admin-port", str(admin_port)),
+                *END_AND_READY,
                 *sim_options,
             ],
             os.path.join(state_dir, "cloudsim.log"),
@@ -196,7 +204,7 @@ class Setup:
                 *("--connect-to", f"{self.simulator.ready['oauth_host']}:443:127.0.0.1:{port}"),
                 *("--connect-to", f"{self.simulator.ready['api_host']}:443:127.0.0.1:{port}"),
                 *("--authorize-base", f"https://127.0.0.1:{port}"),
-                "--print-ready",
+                *END_AND_READY,
                 *("--listen", f"127.0.0.1:{self.host_port}"),
                 *("--log-file", os.path.join(self.state_dir, "host.log")),
                 *options,

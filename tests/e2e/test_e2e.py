@@ -4,6 +4,7 @@ import argparse
 import contextlib
 import glob
 import os
+import pty
 import resource
 import shutil
 import signal
@@ -15,7 +16,7 @@ import unittest
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 sys.path.insert(0, os.path.join(ROOT, "scripts"))
 
-from vestara_client import Browser, Program, Setup, StepFailed, TraceReader, wait_for  # noqa: E402
+from vestara_client import END_AND_READY, Browser, Program, Setup, StepFailed, TraceReader, wait_for  # noqa: E402
 
 ARGS = None
 AUTHORISE_ACTION = 20002
@@ -83,7 +84,7 @@ class TransportFaults(EndToEnd):
         # Another simulator's authority: its certificates are right in all but their signer.
         other = os.path.join(ARGS.state_dir, "other")
         stranger = Program("another simulator",
-                           [os.path.join(ARGS.bin, "vestara-cloudsim"), "--state-dir", other],
+                           [os.path.join(ARGS.bin, "vestara-cloudsim"), "--state-dir", other, *END_AND_READY],
                            os.path.join(ARGS.state_dir, "other.log"))
         self.addCleanup(stranger.stop)
         self.setup.start_host(ca_file=stranger.ready["ca_file"], options=("--trace",))
@@ -231,6 +232,56 @@ class Ending(unittest.TestCase):
         process, _ = self.start(limit=(resource.RLIMIT_CORE, most))
         process.send_signal(signal.SIGSEGV)
         self.assertFalse(os.WCOREDUMP(os.waitpid(process.pid, 0)[1]))
+
+
+class RunCommand(unittest.TestCase):
+    def test_options_are_answered_before_anything_else(self):
+        taken = socket.create_server(("127.0.0.1", 0))
+        self.addCleanup(taken.close)
+        port = str(taken.getsockname()[1])
+        rows = [
+            (["--help"], 0, "--fixture FILE"),
+            (["--nonsense"], 2, "run: --nonsense is not an option"),
+            (["--tour", "--sim-port"], 2, "run: --sim-port wants a value"),
+            (["--admin-port=65536"], 2, "65536 is no port"),
+            (["--sim-port", "8443", "--admin-port", "8443"], 2, "run: --admin-port 8443: --sim-port has the same"),
+            (["--host-port", port], 2, f"run: --host-port {port}: another program has this port"),
+            (["--state-dir", __file__], 2, f"run: --state-dir {__file__}: a file of that name is in the way"),
+        ]
+        for options, status, text in rows:
+            with self.subTest(options=options):
+                done = subprocess.run([os.path.join(ROOT, "run"), *options], capture_output=True, text=True, timeout=30,
+                                      check=False)
+                self.assertEqual(done.returncode, status)
+                self.assertIn(text, done.stdout + done.stderr)
+                self.assertNotIn("build:", done.stdout)
+
+    def test_programs_end_with_the_terminal_and_with_a_killed_tour(self):
+        for how in ("terminal closed", "killed"):
+            with self.subTest(how=how):
+                tour, terminal = pty.fork()
+                if tour == 0:
+                    os.execv(sys.executable, [sys.executable, os.path.join(ROOT, "scripts", "tour.py"), "--bin", ARGS.bin,
+                                              "--driver", ARGS.driver, "--state-dir", ARGS.state_dir])
+                shown = b""
+                while b"2. An account is added" not in shown:
+                    shown += os.read(terminal, 4096)
+                with open(f"/proc/{tour}/task/{tour}/children", encoding="ascii") as children:
+                    programs = children.read().split()
+                self.assertEqual(len(programs), 2)
+                if how == "killed":
+                    os.kill(tour, signal.SIGKILL)
+                os.close(terminal)
+                os.waitpid(tour, 0)
+                wait_for("both programs' end", lambda: not any(map(self.runs, programs)), 20)
+
+    @staticmethod
+    def runs(pid):
+        try:
+            with open(f"/proc/{pid}/stat", encoding="utf-8") as file:
+                return file.read().rpartition(")")[2].split()[0] != "Z"
+        except OSError:
+            return False
 
 
 if __name__ == "__main__":
