@@ -18,12 +18,15 @@ struct AdminApi::Route {
     std::string_view method;
     std::string_view path; // "*" stands for one id
     Handler handler;
+    std::string_view queryField = {}; // the one that may stand in the query
+    Json::value_t bodyType = Json::value_t::object;
 };
 
 struct AdminApi::Call {
     const std::vector<std::string>& ids;
     const FormFields query;
-    ObjectReader body;
+    const Json& list;  // the body of a route that wants an array
+    ObjectReader body; // the body of every other; empty when there is none
     TimePoint now;
 };
 
@@ -51,6 +54,14 @@ Json ReadBody(const Request& request)
     return ParseJsonBody(request);
 }
 
+void RefuseOtherFields(const FormFields& query, std::string_view allowed)
+{
+    for (const auto& [name, value] : query) {
+        if (name != allowed)
+            throw Refusal(400, "bad_query", "the query holds a field that is not known here");
+    }
+}
+
 } // namespace
 
 AdminApi::AdminApi(World& world, OAuthService& oauth, FaultList& faults, const RequestLog& log)
@@ -62,7 +73,7 @@ AdminApi::AdminApi(World& world, OAuthService& oauth, FaultList& faults, const R
 const std::vector<AdminApi::Route>& AdminApi::Routes()
 {
     static const std::vector<Route> routes = {
-        {"GET",    "/admin/world",             &AdminApi::ShowWorld},
+        {"GET",    "/admin/world",             &AdminApi::ShowWorld, "secrets"},
         {"POST",   "/admin/save",              &AdminApi::SaveWorld},
         {"POST",   "/admin/locks/*/turn",      &AdminApi::TurnKnob},
         {"POST",   "/admin/locks/*/battery",   &AdminApi::SetBattery},
@@ -72,10 +83,10 @@ const std::vector<AdminApi::Route>& AdminApi::Routes()
         {"POST",   "/admin/locks/*/pin",       &AdminApi::EnterPin},
         {"DELETE", "/admin/locks/*",           &AdminApi::DeleteLock},
         {"POST",   "/admin/tokens/revoke",     &AdminApi::RevokeTokens},
-        {"POST",   "/admin/faults",            &AdminApi::AddFaults},
+        {"POST",   "/admin/faults",            &AdminApi::AddFaults, {}, Json::value_t::array},
         {"GET",    "/admin/faults",            &AdminApi::ListFaults},
         {"DELETE", "/admin/faults",            &AdminApi::ClearFaults},
-        {"GET",    "/admin/requests",          &AdminApi::ListRequests},
+        {"GET",    "/admin/requests",          &AdminApi::ListRequests, "limit"},
     };
     return routes;
 }
@@ -90,7 +101,7 @@ Response AdminApi::Handle(const Request& request, TimePoint now)
         if (!ids)
             continue;
         if (route.method == request.method)
-            return Run(route.handler, request, *ids, now);
+            return Run(route, request, *ids, now);
         allowed += (allowed.empty() ? "" : ", ") + std::string(route.method);
     }
     if (allowed.empty())
@@ -98,15 +109,19 @@ Response AdminApi::Handle(const Request& request, TimePoint now)
     throw Refusal(405, "method_not_allowed", "only " + allowed + " is allowed here");
 }
 
-Response AdminApi::Run(Handler handler, const Request& request, const std::vector<std::string>& ids,
+Response AdminApi::Run(const Route& route, const Request& request, const std::vector<std::string>& ids,
                        TimePoint now)
 {
+    static const Json kNoMembers = Json::object();
     const Json document = ReadBody(request);
-    // A list of faults is the one body that is no object; it travels as a member of one.
-    const Json object = document.is_array() ? Json{{"faults", document}} : document;
+    const bool wantsList = route.bodyType == Json::value_t::array;
     try {
-        Call call{ids, ParseForm(request.Query().value_or("")), ObjectReader(object, ""), now};
-        return JsonReply(200, (this->*handler)(call));
+        if (wantsList && !document.is_array())
+            throw FieldError("wrong_type", "the document", "must be an array");
+        Call call{ids, ParseForm(request.Query().value_or("")), document,
+                  ObjectReader(wantsList ? kNoMembers : document, ""), now};
+        RefuseOtherFields(call.query, route.queryField);
+        return JsonReply(200, (this->*route.handler)(call));
     } catch (const FieldError& error) {
         throw RefuseField(error);
     }
@@ -121,8 +136,12 @@ Lock& AdminApi::RequireLock(const Call& call)
 
 Json AdminApi::ShowWorld(Call& call)
 {
+    call.body.Finish();
     const auto secrets = call.query.find("secrets");
-    return AdminWorld(m_world, secrets != call.query.end() && secrets->second == "1", call.now);
+    const std::string asked = secrets == call.query.end() ? "0" : secrets->second;
+    if (asked != "0" && asked != "1")
+        throw Refusal(400, "bad_query", "secrets must be 0 or 1");
+    return AdminWorld(m_world, asked == "1", call.now);
 }
 
 Json AdminApi::SaveWorld(Call& call)
@@ -216,18 +235,17 @@ Json AdminApi::RevokeTokens(Call& call)
 
 Json AdminApi::AddFaults(Call& call)
 {
-    const Json& list = call.body.Array("faults");
-    call.body.Finish();
     std::vector<Fault> faults;
-    for (const Json& entry : list)
+    for (const Json& entry : call.list)
         faults.push_back(FaultList::Read(entry, "faults[" + std::to_string(faults.size()) + "]"));
     for (Fault& fault : faults)
         m_faults.Add(std::move(fault));
     return ListFaults(call);
 }
 
-Json AdminApi::ListFaults(Call&)
+Json AdminApi::ListFaults(Call& call)
 {
+    call.body.Finish();
     Json list = Json::array();
     for (const Fault& fault : m_faults.All())
         list.push_back(FaultList::Write(fault));
@@ -236,12 +254,14 @@ Json AdminApi::ListFaults(Call&)
 
 Json AdminApi::ClearFaults(Call& call)
 {
+    call.body.Finish();
     m_faults.Clear();
     return ListFaults(call);
 }
 
 Json AdminApi::ListRequests(Call& call)
 {
+    call.body.Finish();
     std::size_t limit = 100;
     if (const auto given = call.query.find("limit"); given != call.query.end()) {
         const std::string& text = given->second;

@@ -32,7 +32,8 @@ private:
 
     static const std::vector<Route>& Routes();
 
-    Response Run(Handler handler, const Request& request, const std::vector<std::string>& ids, TimePoint now);
+    Response Run(const Route& route, const Request& request, const std::vector<std::string>& ids,
+                 TimePoint now);
     Lock& RequireLock(const Call& call);
 
     Json ShowWorld(Call& call);

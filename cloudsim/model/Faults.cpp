@@ -44,13 +44,15 @@ Fault FaultList::Read(const Json& json, const std::string& path)
     if (reader.Has("match")) {
         ObjectReader match = reader.Object("match");
         fault.method = match.OptionalText("method");
-        fault.pathPrefix = match.OptionalText("path").value_or("");
+        if (match.Has("path"))
+            fault.pathPrefix = match.Text("path");
         match.Finish();
     }
     const int usualStatus = fault.kind == FaultKind::Body ? 200 : 503;
     fault.status = static_cast<int>(reader.Integer("status", 200, 599, usualStatus));
     fault.delay = std::chrono::milliseconds(reader.Integer("delay_ms", 0, 600000, 0));
-    fault.body = reader.OptionalText("body").value_or("");
+    if (reader.Has("body"))
+        fault.body = reader.Text("body");
     fault.remaining = static_cast<int>(reader.Integer("count", 0, 1000000, 1));
     reader.Finish();
     return fault;

@@ -26,7 +26,9 @@ std::optional<std::string> ReadPath(const Request& request)
     try {
         const Json body = ParseJsonBody(request);
         ObjectReader reader(body, "");
-        std::optional<std::string> path = reader.OptionalText("path");
+        std::optional<std::string> path;
+        if (reader.Has("path"))
+            path = reader.Text("path");
         reader.Finish();
         if (path && !IsPlainName(*path))
             throw FieldError("bad_value", "path", "must be a plain file name, and none that ends with .pem");
