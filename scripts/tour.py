@@ -428,7 +428,8 @@ def check_options(args):
             raise WrongOption(f"{option} {port}: {ports[port]} has the same", "give each a port of its own.")
         if port:
             ports[port] = option
-            check_port(option, port)
+    for port, option in ports.items():
+        check_port(option, port)
     try:
         open(args.fixture, "rb").close()
     except OSError as error:
@@ -459,7 +460,8 @@ def state_folder(args):
     if args.state_dir:
         folder = os.path.abspath(args.state_dir)
         if claim(folder) is None:
-            raise WrongOption(f"--state-dir {args.state_dir}: another run has it", "end that one, or give another folder.")
+            raise WrongOption(f"--state-dir {args.state_dir}: another run has it",
+                              "end that one, or give another folder.")
         return folder
     folder = os.path.join(RUNS, time.strftime("%Y%m%d-%H%M%S-") + str(os.getpid()))
     os.mkdir(folder)

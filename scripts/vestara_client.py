@@ -163,10 +163,7 @@ END_AND_READY = ("--exit-with-parent", "--print-ready")
 
 
 class Setup:
-    """One simulator and one development host that talks to it, with their folders below `state_dir`.
-
-    The programs end together with the thread that started them.
-    """
+    """One simulator and one development host that talks to it, with their folders below `state_dir`."""
 
     def __init__(self, bin_dir, driver, state_dir, fixture, sim_port=0, admin_port=0, host_port=0, sim_options=()):
         self.bin_dir = bin_dir

@@ -10,7 +10,6 @@
 #include <pthread.h>
 #include <spdlog/sinks/stdout_color_sinks.h>
 #include <spdlog/spdlog.h>
-#include <sys/prctl.h>
 #include <unistd.h>
 
 namespace
@@ -30,7 +29,7 @@ void Describe(CLI::App& app, CommandLine& line)
 {
     app.set_version_flag("--version", "vestara-cloudsim " VESTARA_VERSION);
     app.add_option("--fixture", line.fixture,
-                   "JSON file with the world to start from, as POST /admin/save gives it")
+                   "JSON file with the world to start from (Fixture in docs/cloud-api.yaml)")
         ->capture_default_str();
     app.add_option("--state-dir", line.stateDir, "Folder for the certificate authority and saved worlds")
         ->capture_default_str();
@@ -57,7 +56,7 @@ void Describe(CLI::App& app, CommandLine& line)
         ->capture_default_str();
     app.add_flag("--print-ready", line.printReady, "Print one JSON line when ready, instead of a sentence");
     app.add_flag("--exit-with-parent", line.exitWithParent,
-                 "End when the thread that started the program ends");
+                 "End like after SIGTERM when the process that started the program is gone");
 }
 
 // The only line on standard output: a person reads from it where everything is, a script asks for JSON.
@@ -78,7 +77,7 @@ void PrintReadyLine(const cloudsim::Server& server, const cloudsim::ServerIdenti
     std::cout << cloudsim::ToText(ready) << std::endl;
 }
 
-// The signals that end the program in order, blocked in this thread and in those that it starts.
+// The signals that end the program in an orderly way, blocked in this thread and in those that it starts.
 sigset_t BlockEndingSignals()
 {
     sigset_t signals;
@@ -86,32 +85,33 @@ sigset_t BlockEndingSignals()
     sigaddset(&signals, SIGINT);
     sigaddset(&signals, SIGTERM);
     // Whoever starts the program under nohup wants it to outlive the terminal. A blocked signal would be
-    // delivered to sigwait although it is ignored.
-    struct sigaction hangUp {
-    };
+    // delivered to whoever waits for it although it is ignored.
+    struct sigaction hangUp = {};
     if (sigaction(SIGHUP, nullptr, &hangUp) == 0 && hangUp.sa_handler != SIG_IGN)
         sigaddset(&signals, SIGHUP);
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     return signals;
 }
 
-// Has the kernel send SIGTERM when the parent ends. The signal does not come for a parent that ended before,
-// which getppid shows.
-void EndWithParent()
+// Waits for one of the signals or, when asked to, for the parent to be gone; says which it was. A signal from
+// the kernel at the parent's end would come when the thread ends that started the program.
+std::string WaitForEnd(const sigset_t& signals, bool exitWithParent, pid_t parent)
 {
-    const pid_t parent = getppid();
-    if (prctl(PR_SET_PDEATHSIG, SIGTERM) != 0)
-        throw std::runtime_error("--exit-with-parent is not possible on this system");
-    if (getppid() != parent)
-        std::raise(SIGTERM);
+    const timespec interval{.tv_sec = 0, .tv_nsec = 500'000'000};
+    for (;;) {
+        const int signal = sigtimedwait(&signals, nullptr, &interval);
+        if (signal > 0)
+            return strsignal(signal);
+        if (exitWithParent && getppid() != parent)
+            return "the parent's end";
+    }
 }
 
 int Run(CommandLine& line)
 {
-    // Before any thread starts, so that only sigwait below takes them.
+    const pid_t parent = getppid();
+    // Before any thread starts, so that only WaitForEnd takes them.
     const sigset_t signals = BlockEndingSignals();
-    if (line.exitWithParent)
-        EndWithParent();
 
     line.server.cloud.tokenLifetime = std::chrono::seconds(line.tokenLifetime);
     line.server.saveFolder = line.stateDir;
@@ -122,9 +122,7 @@ int Run(CommandLine& line)
     const cloudsim::Server server(line.server, std::move(world), identity);
     PrintReadyLine(server, identity, line.printReady);
 
-    int signal = 0;
-    sigwait(&signals, &signal);
-    spdlog::info("stopping on {}", strsignal(signal));
+    spdlog::info("stopping on {}", WaitForEnd(signals, line.exitWithParent, parent));
     return 0;
 }
 

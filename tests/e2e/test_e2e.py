@@ -244,7 +244,7 @@ class RunCommand(unittest.TestCase):
             (["--nonsense"], 2, "run: --nonsense is not an option"),
             (["--tour", "--sim-port"], 2, "run: --sim-port wants a value"),
             (["--admin-port=65536"], 2, "65536 is no port"),
-            (["--sim-port", "8443", "--admin-port", "8443"], 2, "run: --admin-port 8443: --sim-port has the same"),
+            (["--sim-port", port, "--admin-port", port], 2, f"run: --admin-port {port}: --sim-port has the same"),
             (["--host-port", port], 2, f"run: --host-port {port}: another program has this port"),
             (["--state-dir", __file__], 2, f"run: --state-dir {__file__}: a file of that name is in the way"),
         ]
@@ -261,8 +261,8 @@ class RunCommand(unittest.TestCase):
             with self.subTest(how=how):
                 tour, terminal = pty.fork()
                 if tour == 0:
-                    os.execv(sys.executable, [sys.executable, os.path.join(ROOT, "scripts", "tour.py"), "--bin", ARGS.bin,
-                                              "--driver", ARGS.driver, "--state-dir", ARGS.state_dir])
+                    os.execv(sys.executable, [sys.executable, os.path.join(ROOT, "scripts", "tour.py"), "--driver",
+                                              ARGS.driver, "--bin", ARGS.bin, "--state-dir", ARGS.state_dir])
                 shown = b""
                 while b"2. An account is added" not in shown:
                     shown += os.read(terminal, 4096)
