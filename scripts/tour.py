@@ -149,6 +149,10 @@ class Tour:
 
     def discover(self, house):
         self.screen.step("The locks of the house are discovered and installed")
+        location = next(place["id"] for place in self.cloud("locations") if place["name"] == house)
+        there = sum(lock["location_id"] == location for lock in self.cloud("locks"))
+        if there != 2:
+            raise StepFailed(f"the tour wants a first house with two locks, and {house} of the fixture has {there}")
         wait_for("two installed locks", lambda: len(self.locks()) == 2, 40)
         name = wait_for("the interface named after its house", lambda: self.interface_named(house), 20)
         self.screen.seen(f"the interface is now called: {name}")
@@ -351,14 +355,19 @@ class Tour:
         self.empty_slot()
 
 
+def short_path(path):
+    """The path as seen from the present folder where that is shorter."""
+    return min(path, os.path.relpath(path), key=len)
+
+
 def stay_up(setup, screen):
     screen.step("Everything stays up")
     host = setup.host.ready["api"] + "/api/v1"
     screen.seen(f"development host   {host}/status (JSON)")
     screen.seen(f"cloud simulator    https://127.0.0.1:{setup.simulator.ready['https_port']}")
     screen.seen(f"    its admin      {setup.admin.base}/admin/world")
-    screen.seen(f"    its CA         {os.path.relpath(setup.ca_file)}")
-    screen.seen(f"logs and records   {os.path.relpath(setup.state_dir)}")
+    screen.seen(f"    its CA         {short_path(setup.ca_file)}")
+    screen.seen(f"state, logs        {short_path(setup.state_dir)}")
     screen.seen(f"try                curl {host}/locks")
     screen.seen("Ctrl-C, or closing the terminal, stops both.")
     while True:
@@ -517,7 +526,7 @@ def main():
         print("run: {}\nWhat to do: {}".format(*wrong.args), file=sys.stderr)
         return 2
     except StepFailed as failure:
-        print(f"\nNot seen: {failure}\nLogs: {state_dir}", file=sys.stderr)
+        print(f"\nFailed: {failure}\nLogs: {short_path(state_dir)}", file=sys.stderr)
         return 1
     except Signalled as ended:
         print("\nstopping ...")
