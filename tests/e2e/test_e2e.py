@@ -275,6 +275,14 @@ class RunCommand(unittest.TestCase):
                 os.waitpid(tour, 0)
                 wait_for("both programs' end", lambda: not any(map(self.runs, programs)), 20)
 
+    def test_simulator_ends_in_order(self):
+        for number in (signal.SIGHUP, signal.SIGTERM):
+            simulator = Program("the simulator", [os.path.join(ARGS.bin, "vestara-cloudsim"), "--state-dir",
+                                                  ARGS.state_dir, "--print-ready"], os.devnull)
+            self.addCleanup(simulator.stop)
+            simulator.process.send_signal(number)
+            self.assertEqual(simulator.wait(20), 0, number)
+
     @staticmethod
     def runs(pid):
         try:
