@@ -60,8 +60,9 @@ CertificateAuthority LoadOrCreateAuthority(const std::filesystem::path& folder)
     try {
         return CertificateAuthority::Load(ReadIdentity(folder, "ca"));
     } catch (const std::runtime_error& error) {
-        throw std::runtime_error((folder / "ca.pem").string() + " cannot be used (" + error.what() +
-                                 "); remove ca.pem and ca-key.pem to have a new authority made");
+        throw std::runtime_error(
+            (folder / "ca.pem").string() + " cannot be used (" + error.what() +
+            "); give another --state-dir, or remove ca.pem and ca-key.pem to have a new authority made");
     }
 }
 
