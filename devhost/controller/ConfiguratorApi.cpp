@@ -271,6 +271,8 @@ json ConfiguratorApi::StoreUser(const ApiCall& Call)
     User.Name = TextMember(Call.Body, "name", pOld ? Old(pOld->Name()) : "");
     User.Email = TextMember(Call.Body, "email", pOld ? Old(pOld->Email()) : "");
     User.Pin = TextMember(Call.Body, "pin", pOld ? Old(pOld->PIN_DoorLock()) : "");
+    if (const auto Fault = CheckNewName(User.Name))
+        throw ApiError(400, "bad_user", *Fault);
     if (const auto Fault = m_System.Security().SetUser(Slot, User))
         throw ApiError(400, "bad_user", *Fault);
     if (m_Options.UsersChanged)

@@ -23,7 +23,8 @@ enum : int {
     REPORT_DUPLICATE,
     REPORT_TYPE,
     REPORT_REFUSED,
-    REPORT_COUNT
+    REPORT_COUNT,
+    REPORT_USER
 };
 
 std::string Line(const std::string& Kind, const MemoryFile& Record)
@@ -192,8 +193,12 @@ void Configuration::ReadUser(const RecordLine& Line)
         !Record.ReadString(&Pin))
         return Fault(REPORT_CONTENT, "a user cannot be read");
     const UserData User{static_cast<char*>(Name), static_cast<char*>(Email), static_cast<char*>(Pin)};
+    const std::string Who = "the user at slot " + std::to_string(Slot);
     if (const auto Wrong = m_System.m_Security.SetUser(Slot, User))
-        Fault(REPORT_CONTENT, "the user at slot " + std::to_string(Slot) + " is left out: " + *Wrong);
+        return Fault(REPORT_CONTENT, Who + " is left out: " + *Wrong);
+    // Kept, because the user may have a person in the cloud, which only the installer can sort out.
+    if (const auto Doubt = CheckNewName(User.Name))
+        AssertWrap("configuration", REPORT_USER, (Who + " is kept, but its " + *Doubt).c_str());
 }
 
 void Configuration::ReadBridge(const RecordLine& Line)

@@ -79,6 +79,15 @@ std::optional<std::string> CheckUser(const UserData& User)
     return std::nullopt;
 }
 
+std::optional<std::string> CheckNewName(const std::string& Name)
+{
+    // Line feeds are control characters, which no name has.
+    if (Name.ends_with(' '))
+        return "name must not end in a blank: the cloud's name comes back without it, so that the user would "
+               "not be found in the cloud after a restart";
+    return std::nullopt;
+}
+
 CUser* SecurityServer::GetUserAtDoorLockSlot(int iSlot)
 {
     return iSlot >= 0 && iSlot < kSlots ? m_Users[static_cast<std::size_t>(iSlot)].get() : nullptr;

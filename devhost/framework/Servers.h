@@ -66,6 +66,13 @@ struct UserData {
 /// What is wrong with a user, for people; nothing when the user can be stored. Names no secret.
 std::optional<std::string> CheckUser(const UserData& User);
 
+/// Why a name is not to be entered although it can be stored; nothing when it may be.
+///
+/// The name is what ties a user to a person of the cloud, and drivers cut blanks and line feeds from the end
+/// of what the cloud sends. A name that ends so finds its person no more after a restart, and emptying the
+/// slot would leave the person with PIN and access.
+std::optional<std::string> CheckNewName(const std::string& Name);
+
 /// Users by door-lock slot. Host thread.
 class SecurityServer : public CSecurityServer
 {

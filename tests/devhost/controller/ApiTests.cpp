@@ -108,7 +108,7 @@ TEST_F(ApiTest, BadRequestsAreAnsweredWithWhatIsWrongAndChangeNothing)
         {"PUT /api/v1/users/30", R"({"name":"A","pin":"1234"})", kNone},
         {User, R"({"name":"A","pin":"123"})", kUser}, {User, R"({"name":"A","pin":"12a4"})", kUser},
         {User, R"({"name":"A","pin":"12345678901234567"})", kUser},
-        {User, R"({"name":"A\r\nB","pin":"1234"})", kUser},
+        {User, R"({"name":"A\r\nB","pin":"1234"})", kUser}, {User, R"({"name":"A ","pin":"1234"})", kUser},
         {User, R"({"name":"A","pin":"1234","email":"no address"})", kUser},
         {"PUT /api/v1/trace-switches", R"({"Fake":1})", kBody},
         {"GET /api/v1/traces?since=x", "", "400 bad_parameter"},

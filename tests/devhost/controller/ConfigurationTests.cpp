@@ -141,6 +141,18 @@ TEST_F(ConfigurationTest, RecordsOfTypesThatNoLibraryMakesSurviveASave)
     }
 }
 
+TEST_F(ConfigurationTest, AUserWhoseNameTheCloudCutsIsKeptAndTold)
+{
+    m_Store.Text = Changed(*m_Store.Text, "user", [](const auto&) {
+        return Record("user", {2}, {"Ann ", "", "1234"});
+    });
+    Restart();
+    EXPECT_STREQ(m_pSystem->Security().GetUserAtDoorLockSlot(2)->Name(), "Ann ");
+    const auto Reports = m_Journal.TakeReports();
+    ASSERT_EQ(Reports.size(), 1u);
+    EXPECT_NE(Reports[0].find("slot 2 is kept, but its name must not end in a blank"), std::string::npos);
+}
+
 TEST_F(ConfigurationTest, AFailedSaveKeepsTheOldTextAndIsTriedAgainLater)
 {
     support::ManualClock Clock;
