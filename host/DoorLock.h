@@ -22,8 +22,9 @@ public:
     int SignalStrength() const { return m_iSignalStrength; }  // as registered, -1 before the first
     int Progress() const { return m_iProgress; }              // percent of the wait for the next heartbeat
     unsigned ProgressTime() const { return m_uProgressTime; } // seconds left of that wait
+    // 1 or 0 whatever was set or read, because drivers compare it with what comes back from a page.
     int UserCodesEnabled() const { return m_bUserCodesEnabled; }
-    void EnableUserCodes(int bEnabled) { m_bUserCodesEnabled = bEnabled; }
+    void EnableUserCodes(int bEnabled) { m_bUserCodesEnabled = bEnabled ? 1 : 0; }
     int Working() const { return m_bWorking.load(); } // a command is pending
     virtual int MaxPINLength() { return 16; }
     virtual void NotifyUserSlotChange() {}

@@ -56,8 +56,10 @@ void CDoorLock::EnableUser(int iUserID, int bEnabled)
 
 int CDoorLock::ReadData(CQXFile* pFile, int iVersion)
 {
-    if (!CSystemComponent::ReadData(pFile, iVersion) || !pFile->ReadInt(&m_bUserCodesEnabled))
+    int bUserCodes = 0;
+    if (!CSystemComponent::ReadData(pFile, iVersion) || !pFile->ReadInt(&bUserCodes))
         return 0;
+    EnableUserCodes(bUserCodes);
     int nUsers = 0;
     if (!pFile->ReadInt(&nUsers) || nUsers < 0 || nUsers > kMaxEnabledUsers)
         return 0;

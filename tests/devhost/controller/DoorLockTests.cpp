@@ -1,7 +1,10 @@
 // The door-lock base: what registrations do to error, working and user. Its record is
 // ConfigurationTests.cpp's.
 
+#include "devhost/framework/MemoryFile.h"
 #include "tests/devhost/controller/FakePlugin.h"
+
+#include <algorithm>
 
 using DoorLockTest = SystemTest;
 
@@ -42,4 +45,23 @@ TEST_F(DoorLockTest, AReportEndsWorkingAndRepetitionsKeepTheUserOfTheChange)
     Front.RegisterLockSecured(1);
     Front.RegisterLockUnsecured(1); // by hand
     EXPECT_EQ(Front.LastUser(), 1);
+}
+
+TEST_F(DoorLockTest, TheUserCodesFlagIsReadAndWrittenAsOneOrZero)
+{
+    Restart();
+    FakeLock& Front = AddLock(AddInterface(), "Front door");
+    const auto Record = [&](int Flag) {
+        devhost::MemoryFile File;
+        Front.EnableUserCodes(Flag);
+        Front.WriteData(&File, 1500);
+        return File.Bytes();
+    };
+    const std::string On = Record(1), Off = Record(0);
+    EXPECT_EQ(Record(7), On);
+    std::string Changed = On;
+    Changed[static_cast<std::size_t>(std::ranges::mismatch(On, Off).in1 - On.begin())] = 7;
+    devhost::MemoryFile File(Changed);
+    ASSERT_EQ(Front.ReadData(&File, 1500), 1);
+    EXPECT_EQ(Front.UserCodesEnabled(), 1);
 }
