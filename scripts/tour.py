@@ -140,12 +140,18 @@ class Tour:
 
     def choose_house(self):
         self.screen.step("The account's houses are offered, one is chosen")
-        choices = wait_for("the houses", lambda: self.property_of(self.page(), HOUSE_PROPERTY)["choices"], 40)
+        page = wait_for("the houses", self.page_with_houses, 40)
+        choices = self.property_of(page, HOUSE_PROPERTY)["choices"]
         names = [choice["name"] for choice in choices]
         self.screen.seen("offered: " + ", ".join(names))
-        self.api.put(f"/interfaces/{self.account}/page", {"properties": {HOUSE_PROPERTY: choices[0]["index"]}})
+        self.api.put(f"/interfaces/{self.account}/page",
+                     {"properties": {HOUSE_PROPERTY: choices[0]["index"]}, "list": page["list"]})
         self.screen.seen(f"chosen: {names[0]}")
         return names[0]
+
+    def page_with_houses(self):
+        page = self.page()
+        return page if self.property_of(page, HOUSE_PROPERTY)["choices"] else None
 
     def discover(self, house):
         self.screen.step("The locks of the house are discovered and installed")

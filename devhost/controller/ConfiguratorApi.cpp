@@ -133,6 +133,7 @@ void ConfiguratorApi::AddInterfaceRoutes()
         const unsigned ID = Bridge(Call).ID();
         m_System.RemoveInterface(ID);
         m_ExtendedPages.erase(ID);
+        m_ShownLists.erase(ID);
         m_Masters.clear(); // another interface may be the master now
         return Done();
     });

@@ -43,6 +43,7 @@ private:
     nlohmann::json InterfaceWithMaster(CNetworkBridge& Shown) const;
     nlohmann::json ShowPage(unsigned BridgeID, const PropertyPage& Page);
     nlohmann::json RunAction(const ApiCall& Call);
+    static void CheckList(const nlohmann::json& Body, const std::string& Shown, const PropertyPage& Present);
     nlohmann::json StorePage(const ApiCall& Call);
     nlohmann::json ShowExtendedPage(const ApiCall& Call);
     nlohmann::json StoreExtendedPage(const ApiCall& Call);
@@ -65,6 +66,7 @@ private:
     // houses. So this is what the last page showed that was asked for.
     std::map<unsigned, bool> m_Masters;
     std::map<unsigned, ExtendedPage> m_ExtendedPages; // as last shown, for checking what comes back
+    std::map<unsigned, std::string> m_ShownLists;     // marks of the choices of the last page that was shown
 };
 
 } // namespace devhost

@@ -57,7 +57,23 @@ void ConfiguratorApi::AddPageRoutes()
 json ConfiguratorApi::ShowPage(unsigned BridgeID, const PropertyPage& Page)
 {
     m_Masters[BridgeID] = Page.HasAction(kActionAuthorise); // only a master's page offers to authorise
+    m_ShownLists[BridgeID] = ListMark(Page.ChoiceNames());
     return PageJson(Page);
+}
+
+// A choice is stored by its number, and what the number means changes with the list, for instance when
+// another account takes a house. So an answer counts only for the list that was seen: the one that the
+// request names, else the one of the last page that was handed out.
+void ConfiguratorApi::CheckList(const json& Body, const std::string& Shown, const PropertyPage& Present)
+{
+    std::string Seen = Shown;
+    if (const auto Named = Body.find("list"); Named != Body.end()) {
+        if (!Named->is_string())
+            throw ApiError(400, "bad_body", "\"list\" must be the text that came with the page");
+        Seen = Named->get<std::string>();
+    }
+    if (Seen != ListMark(Present.ChoiceNames()))
+        throw ApiError(409, "list_changed", "the list has changed: get the page again");
 }
 
 json ConfiguratorApi::StorePage(const ApiCall& Call)
@@ -65,11 +81,13 @@ json ConfiguratorApi::StorePage(const ApiCall& Call)
     CDeviceInterface& Target = Interface(Call);
     const unsigned BridgeID = Target.BridgeID();
     const PropertyPage::Values Values = PageValues(Call.Body);
-    // What is stored refers to what was shown, so a page that is open is not built again. The pointer keeps
-    // it alive through a restart that storing may lead to.
-    auto pPage = m_System.Pages().Find(BridgeID);
-    if (!pPage)
-        pPage = m_System.Pages().Open(BridgeID, Target);
+    const auto Shown = m_ShownLists.find(BridgeID);
+    if (Shown == m_ShownLists.end() && !Call.Body.contains("list"))
+        throw ApiError(409, "no_page", "no page was shown: get it first");
+    // The page of the moment, as the driver counts in its present list. The pointer keeps it alive through a
+    // restart that storing may lead to.
+    const auto pPage = m_System.Pages().Open(BridgeID, Target);
+    CheckList(Call.Body, Shown == m_ShownLists.end() ? "" : Shown->second, *pPage);
     if (const auto Fault = pPage->Store(Target, Values))
         throw ApiError(400, "bad_page", *Fault);
     return ShowPage(BridgeID, *m_System.Pages().Open(BridgeID, Target));
@@ -94,8 +112,13 @@ json ConfiguratorApi::StoreExtendedPage(const ApiCall& Call)
     const auto Shown = m_ExtendedPages.find(Target.BridgeID());
     if (Shown == m_ExtendedPages.end() || Shown->second.Choices.empty())
         throw ApiError(409, "no_page", "no chooser was shown: get the page first");
+    // The houses of the moment come from the other page: a driver may choose by itself while its extended
+    // page is read.
+    PropertyPage Present;
+    Present.Build(Target);
+    CheckList(Call.Body, ListMark(Shown->second.Choices), Present);
     const json& Selected = Call.Body.at("selected");
-    if (!Selected.is_number_unsigned() || Selected.get<std::uint64_t>() >= Shown->second.Choices.size())
+    if (!Selected.is_number_unsigned() || Selected.get<std::uint64_t>() >= Present.ChoiceNames().size())
         throw ApiError(400, "bad_page", "\"selected\" must be the number of one of the choices");
     CQXMSG Message;
     Message.PutInt(Selected.get<int>());

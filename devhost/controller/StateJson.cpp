@@ -2,8 +2,11 @@
 
 #include "devhost/controller/StateJson.h"
 
+#include <boost/crc.hpp>
+
 #include <algorithm>
 #include <array>
+#include <cstdio>
 #include <ctime>
 
 namespace devhost
@@ -108,6 +111,17 @@ json InterfaceJson(System& Host, CNetworkBridge& Bridge)
             {"locks", Locks}};
 }
 
+std::string ListMark(const std::vector<std::string>& Names)
+{
+    // CRC-64 of ECMA-182; each name with the NUL behind it, so that no two lists run together.
+    boost::crc_optimal<64, 0x42F0E1EBA9EA3693, ~0ULL, ~0ULL, true, true> Crc;
+    for (const std::string& Name : Names)
+        Crc.process_bytes(Name.c_str(), Name.size() + 1);
+    std::array<char, 17> Hex{};
+    std::snprintf(Hex.data(), Hex.size(), "%016llx", static_cast<unsigned long long>(Crc.checksum()));
+    return Hex.data();
+}
+
 json PageJson(const PropertyPage& Page)
 {
     json Properties = json::array();
@@ -128,13 +142,14 @@ json PageJson(const PropertyPage& Page)
     json Actions = json::array();
     for (const auto& Action : Page.Set().Actions())
         Actions.push_back({{"id", Action.iID}, {"text", ToText(Action.sText)}});
-    return {{"properties", Properties}, {"actions", Actions}};
+    return {{"properties", Properties}, {"actions", Actions}, {"list", ListMark(Page.ChoiceNames())}};
 }
 
 json ExtendedPageJson(const ExtendedPage& Page)
 {
-    return {{"label", Page.Label},     {"selected", Page.Selected}, {"count", Page.Count},
-            {"choices", Page.Choices}, {"flags", Page.Flags},       {"master", Page.IsMaster()}};
+    return {{"label", Page.Label},           {"selected", Page.Selected}, {"count", Page.Count},
+            {"choices", Page.Choices},       {"flags", Page.Flags},       {"master", Page.IsMaster()},
+            {"list", ListMark(Page.Choices)}};
 }
 
 json UserJson(int Slot, const CUser& User, bool ShowPin)

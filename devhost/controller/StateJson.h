@@ -17,6 +17,9 @@ nlohmann::json LockJson(CDoorLock& Lock);
 /// An interface: names, counters, ids of its locks. Whether it is the master is the caller's to add.
 nlohmann::json InterfaceJson(System& Host, CNetworkBridge& Bridge);
 nlohmann::json CountersJson(const CNetworkBridge& Bridge);
+/// A short text that stands for the names of choices in their order; other names or another order give
+/// another one.
+std::string ListMark(const std::vector<std::string>& Names);
 nlohmann::json PageJson(const PropertyPage& Page);
 nlohmann::json ExtendedPageJson(const ExtendedPage& Page);
 /// @param ShowPin false: the PIN is left out.

@@ -86,4 +86,14 @@ bool PropertyPage::HasAction(int Action) const
                        [&](const CPropertySet::Action& A) { return A.iID == Action; });
 }
 
+std::vector<std::string> PropertyPage::ChoiceNames() const
+{
+    std::vector<std::string> Names;
+    for (const auto& pProperty : m_Set.Properties()) {
+        for (const auto& Choice : pProperty->Choices())
+            Names.emplace_back(static_cast<char*>(Choice.sName));
+    }
+    return Names;
+}
+
 } // namespace devhost

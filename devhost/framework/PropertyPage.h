@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <variant>
+#include <vector>
 
 namespace devhost
 {
@@ -39,6 +40,8 @@ public:
     /// Bit 0 of a property's flags marks a line that is only shown, like a status.
     static bool IsReadOnly(const CSystemProperty& Property);
     bool HasAction(int Action) const;
+    /// The names of all choices, in the order of the page.
+    std::vector<std::string> ChoiceNames() const;
     CPropertySet& Set() { return m_Set; }
     const CPropertySet& Set() const { return m_Set; }
 

@@ -114,7 +114,9 @@ TEST_F(ApiTest, BadRequestsAreAnsweredWithWhatIsWrongAndChangeNothing)
         {"GET /api/v1/traces?since=x", "", "400 bad_parameter"},
     };
     // clang-format on
+    EXPECT_EQ(Ask(Account + "/page", R"({"properties":{"2001":1}})").Status, 409) << "not shown yet";
     const json Before = AskJson("GET /api/v1/locks");
+    Ask("GET " + AccountPath() + "/page");
     for (const auto& [Request, Body, Expected] : Rows) {
         const ApiResponse Answer = Ask(Request, Body);
         const std::string Code = json::parse(Answer.Body)["error"]["code"];
@@ -141,7 +143,7 @@ TEST_F(ApiTest, CommandsPagesAndActionsReachTheDriver)
     EXPECT_EQ(Ask("PUT " + AccountPath() + "/page", R"({"properties":{"2001":1}})").Status, 200);
     EXPECT_EQ(House, 1);
     EXPECT_EQ(AskJson("GET " + AccountPath() + "/extended-page")["master"], true);
-    EXPECT_EQ(Ask("PUT " + AccountPath() + "/extended-page", R"({"selected":1})").Status, 400);
+    EXPECT_EQ(Ask("PUT " + AccountPath() + "/extended-page", R"({"selected":2})").Status, 400);
     EXPECT_EQ(Ask("PUT " + AccountPath() + "/extended-page", R"({"selected":0})").Status, 200);
     EXPECT_EQ(m_pAccount->ExtendedChoice, 0);
 
@@ -150,6 +152,32 @@ TEST_F(ApiTest, CommandsPagesAndActionsReachTheDriver)
               "https://127.0.0.1:8443/authorize?state=1");
     EXPECT_EQ(AskJson("POST /api/v1/restart")["restarts"], 1);
     EXPECT_EQ(m_pAccount->Inits, 2);
+}
+
+TEST_F(ApiTest, AnAnswerToAListThatHasChangedIsRefused)
+{
+    m_pAccount->OnStore = [&](int Selected) { m_pAccount->ExtendedChoice = Selected; };
+    const std::string kPages[][2] = {{"/page", R"("properties":{"2001":1})"},
+                                     {"/extended-page", R"("selected":1)"}};
+    for (const auto& [Page, Answer] : kPages) {
+        SCOPED_TRACE(Page);
+        const auto Get = [&] { return AskJson("GET " + AccountPath() + Page)["list"].dump(); };
+        const auto Put = [&](const std::string& Named) {
+            return Ask("PUT " + AccountPath() + Page, "{" + Answer + Named + "}").Status;
+        };
+        m_pAccount->Houses = {"Lake House", "Cabin"};
+        const std::string First = Get();
+        m_pAccount->Houses = {"Cabin", "Flat"};
+        m_pAccount->ExtendedChoice = -1;
+        EXPECT_EQ(Put(""), 409);
+        m_pSystem->Pages().Open(m_pAccount->BridgeID(), *m_pAccount); // as after a notice
+        EXPECT_EQ(Put(""), 409) << "a page that was built again was not seen yet";
+        const std::string Second = Get();
+        EXPECT_EQ(Put(",\"list\":" + First), 409) << "shown since, but to somebody else";
+        EXPECT_EQ(m_pAccount->ExtendedChoice, -1);
+        EXPECT_EQ(Put(",\"list\":" + Second), 200);
+        EXPECT_EQ(m_pAccount->ExtendedChoice, 1);
+    }
 }
 
 TEST_F(ApiTest, SecretsAreShownOnlyWhenAskedFor)

@@ -44,8 +44,8 @@ public:
     }
     int UpdateProperty(CSystemProperty* pProperty, PROPERTY_UPDATE_CTX, CPropertySet*, int, int) override
     {
-        pProperty->AddChoice("Lake House", 0);
-        pProperty->AddChoice("Cabin", 1);
+        for (int i = 0; const char* pHouse : Houses)
+            pProperty->AddChoice(pHouse, i++);
         return 1;
     }
     void OnInterfaceInit() override { ++Inits; }
@@ -79,8 +79,9 @@ public:
         pMessage->PutInt(0);
         pMessage->PutString("Location");
         pMessage->PutInt(-1);
-        pMessage->PutInt(1);
-        pMessage->PutString("Lake House");
+        pMessage->PutInt(static_cast<int>(Houses.size()));
+        for (const char* pHouse : Houses)
+            pMessage->PutString(pHouse);
         pMessage->PutInt(0x2000000);
     }
     void SetExtBridgeConfig(CQXMSG* pMessage) override { ExtendedChoice = pMessage->GetInt(); }
@@ -91,6 +92,7 @@ public:
     std::function<void()> OnBuild = [] {};
     std::function<void(int)> OnStore = [](int) {}; // with the selected house
     std::vector<std::string> Codes;
+    std::vector<const char*> Houses{"Lake House", "Cabin"}; // on both pages
     CQXString Token = "token";
     int Idles = 0, Inits = 0, ExtendedChoice = -100, Writable = 1;
     std::atomic<int> Runs{0}, Running{0};
