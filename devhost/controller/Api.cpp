@@ -170,8 +170,8 @@ try {
     return Response;
 } catch (const ApiError& Error) {
     return ErrorResponse(Error.Status, Error.Code, Error.what());
-} catch (const nlohmann::json::exception& Error) {
-    return ErrorResponse(400, "bad_body", Error.what());
+} catch (const nlohmann::json::exception&) {
+    return ErrorResponse(400, "bad_body", "the body is not what this request takes");
 } catch (const std::exception& Error) {
     return ErrorResponse(500, "internal", Error.what());
 }

@@ -5,6 +5,7 @@
 
 #include "devhost/controller/RequestGuard.h"
 
+#include <algorithm>
 #include <charconv>
 #include <utility>
 
@@ -52,6 +53,26 @@ std::optional<int> ToInt(const json& Value)
         std::in_range<int>(Value.get<std::int64_t>()))
         return Value.get<int>();
     return std::nullopt;
+}
+
+// Puts what came back for a row of a lock's page into the message to its driver.
+void PutRowValue(CQXMSG& Message, const LockPage::Row& Row, const json& Item)
+{
+    const char* pKind = Row.Entries ? "int" : "string";
+    const bool bShape = Item.is_object() && Item.size() == 1 && Item.contains(pKind);
+    if (bShape && !Row.Entries && Item[pKind].is_string())
+        return Message.PutString(Item[pKind].get<std::string>().c_str());
+    const auto Entry = bShape && Row.Entries ? ToInt(Item[pKind]) : std::nullopt;
+    if (!Entry)
+        throw ApiError(
+            400, "bad_body",
+            "\"" + Row.Label + "\" takes " +
+                (Row.Entries ? "the number of an entry: {\"int\":0}" : "a text: {\"string\":\"\"}"));
+    if (*Entry < 0 || *Entry >= *Row.Entries)
+        throw ApiError(400, "bad_page",
+                       "\"" + Row.Label + "\" has no entry " + std::to_string(*Entry) + ", but 0 to " +
+                           std::to_string(*Row.Entries - 1));
+    Message.PutInt(*Entry);
 }
 
 std::uint64_t NumberParameter(const ApiCall& Call, const char* pName, std::uint64_t Default)
@@ -108,6 +129,21 @@ json ConfiguratorApi::InterfaceWithMaster(CNetworkBridge& Shown) const
     return Result;
 }
 
+// A route for PUT or POST whose body may have these members only: one that is misspelt would be passed over,
+// and with it what was meant.
+void ConfiguratorApi::AddChange(std::string Method, std::string Pattern, std::vector<std::string> Members,
+                                ApiHandler Handler)
+{
+    m_Router.Add(std::move(Method), std::move(Pattern),
+                 [Members = std::move(Members), Handler = std::move(Handler)](const ApiCall& Call) {
+                     for (const auto& [Name, Value] : Call.Body.items()) {
+                         if (std::ranges::find(Members, Name) == Members.end())
+                             throw ApiError(400, "bad_body", "this request takes no \"" + Name + "\"");
+                     }
+                     return Handler(Call);
+                 });
+}
+
 void ConfiguratorApi::AddInterfaceRoutes()
 {
     m_Router.Add("GET", "/api/v1/interfaces", [this](const ApiCall&) {
@@ -116,7 +152,7 @@ void ConfiguratorApi::AddInterfaceRoutes()
             Interfaces.push_back(InterfaceWithMaster(*m_System.BridgeByID(m_System.Bridge(i)->ID())));
         return json{{"interfaces", Interfaces}};
     });
-    m_Router.Add("POST", "/api/v1/interfaces", [this](const ApiCall& Call) {
+    AddChange("POST", "/api/v1/interfaces", {"type"}, [this](const ApiCall& Call) {
         const auto Definitions = m_System.InterfaceDefinitions();
         if (Definitions.empty())
             throw ApiError(409, "no_definition", "the library offers no interface");
@@ -137,7 +173,7 @@ void ConfiguratorApi::AddInterfaceRoutes()
         m_Masters.clear(); // another interface may be the master now
         return Done();
     });
-    m_Router.Add("POST", "/api/v1/interfaces/{id}/discover", [this](const ApiCall& Call) {
+    AddChange("POST", "/api/v1/interfaces/{id}/discover", {}, [this](const ApiCall& Call) {
         Interface(Call).Discover();
         return Done();
     });
@@ -160,17 +196,17 @@ void ConfiguratorApi::AddLockRoutes()
         return json{{"locks", Locks}};
     });
     m_Router.Add("GET", "/api/v1/locks/{id}", [this](const ApiCall& Call) { return LockJson(Lock(Call)); });
-    m_Router.Add("POST", "/api/v1/locks/{id}/commands",
-                 [this](const ApiCall& Call) { return RunCommand(Call); });
+    AddChange("POST", "/api/v1/locks/{id}/commands", {"command", "user"},
+              [this](const ApiCall& Call) { return RunCommand(Call); });
     m_Router.Add("GET", "/api/v1/locks/{id}/status-page", [this](const ApiCall& Call) {
         CQXMSG Message;
         Lock(Call).GetExtendedConfig(&Message);
         return json{{"items", MessageJson(Message, Call.Secrets())}};
     });
-    m_Router.Add("PUT", "/api/v1/locks/{id}/status-page",
-                 [this](const ApiCall& Call) { return StoreStatusPage(Call); });
-    m_Router.Add("PUT", "/api/v1/locks/{id}/users/{user}",
-                 [this](const ApiCall& Call) { return EnableUser(Call); });
+    AddChange("PUT", "/api/v1/locks/{id}/status-page", {"items"},
+              [this](const ApiCall& Call) { return StoreStatusPage(Call); });
+    AddChange("PUT", "/api/v1/locks/{id}/users/{user}", {"enabled"},
+              [this](const ApiCall& Call) { return EnableUser(Call); });
 }
 
 json ConfiguratorApi::RunCommand(const ApiCall& Call)
@@ -187,10 +223,20 @@ json ConfiguratorApi::RunCommand(const ApiCall& Call)
             Given->get<std::uint64_t>() > SecurityServer::kSlots)
             throw ApiError(400, "bad_user", "\"user\" must be a user's number from 1 to 30");
         User = Given->get<int>();
+        if (!m_System.Security().GetUserAtDoorLockSlot(User - 1))
+            throw ApiError(409, "no_user",
+                           "there is no user " + std::to_string(User) + ": slot " + std::to_string(User - 1) +
+                               " is empty");
     }
+    const auto* pClient = dynamic_cast<const CBridgeClient*>(&Target);
+    if (pClient && !pClient->Bridge())
+        throw ApiError(409, "refused", "the lock has no account");
     if (!Target.ExecuteCommand(Command == "lock" ? kCommandLock : kCommandUnlock, User))
         throw ApiError(409, "refused",
-                       "the lock did not take the command: it is already so, or has no account");
+                       Target.State() ==
+                               (Command == "lock" ? CDoorLock::STATE_SECURED : CDoorLock::STATE_UNSECURED)
+                           ? "the lock is " + Command + "ed already"
+                           : "the lock's driver did not take the command");
     return LockJson(Target);
 }
 
@@ -201,26 +247,18 @@ json ConfiguratorApi::StoreStatusPage(const ApiCall& Call)
     Target.GetExtendedConfig(&Current);
     if (Current.Items().empty())
         throw ApiError(409, "no_page", "this lock has no page");
-    const json& Items = Call.Body.at("items");
+    const auto Page = LockPage::Read(Current);
+    if (!Page)
+        throw ApiError(502, "bad_page", "the driver's page cannot be read");
+    const auto Items = Call.Body.find("items");
+    // A driver reads without looking, so nothing may be missing, of another kind or outside a list.
+    if (Items == Call.Body.end() || !Items->is_array() || Items->size() != Page->Rows.size())
+        throw ApiError(400, "bad_body",
+                       "\"items\" must be one value for each of the page's " +
+                           std::to_string(Page->Rows.size()) + " rows");
     CQXMSG Message;
-    for (const json& Item : Items) {
-        if (Item.size() == 1 && Item.contains("string") && Item["string"].is_string())
-            Message.PutString(Item["string"].get<std::string>().c_str());
-        else if (const auto Number =
-                     Item.size() == 1 && Item.contains("int") ? ToInt(Item["int"]) : std::nullopt)
-            Message.PutInt(*Number);
-        else
-            throw ApiError(400, "bad_body", "an item is {\"string\":\"...\"} or {\"int\":0}");
-    }
-    // What comes back is the values of the page's three display rows and its two selections; a driver reads
-    // without looking, so nothing may be missing.
-    const auto& Sent = Message.Items();
-    bool bShape = Sent.size() == 5;
-    for (std::size_t i = 0; bShape && i < 5; ++i)
-        bShape = (std::get_if<CQXString>(&Sent[i]) != nullptr) == (i < 3) &&
-                 (i < 3 || std::get<int>(Sent[i]) >= 0);
-    if (!bShape)
-        throw ApiError(400, "bad_body", "a page is three texts and two entry numbers");
+    for (std::size_t i = 0; i < Items->size(); ++i)
+        PutRowValue(Message, Page->Rows[i], (*Items)[i]);
     Target.SetExtendedConfig(&Message);
     m_System.MarkLockChanged(Target.ID());
     return Done();
@@ -256,7 +294,8 @@ void ConfiguratorApi::AddUserRoutes()
             throw ApiError(404, "not_found", "there is no user at slot " + Call.Path.at("slot"));
         return UserJson(Call.Number("slot"), *pUser, Call.Secrets());
     });
-    m_Router.Add("PUT", "/api/v1/users/{slot}", [this](const ApiCall& Call) { return StoreUser(Call); });
+    AddChange("PUT", "/api/v1/users/{slot}", {"name", "email", "pin"},
+              [this](const ApiCall& Call) { return StoreUser(Call); });
     m_Router.Add("DELETE", "/api/v1/users/{slot}", [this](const ApiCall& Call) { return DeleteUser(Call); });
 }
 
@@ -274,6 +313,8 @@ json ConfiguratorApi::StoreUser(const ApiCall& Call)
     User.Pin = TextMember(Call.Body, "pin", pOld ? Old(pOld->PIN_DoorLock()) : "");
     if (const auto Fault = CheckNewName(User.Name))
         throw ApiError(400, "bad_user", *Fault);
+    if (const auto Fault = m_System.Security().FindDuplicate(Slot, User))
+        throw ApiError(409, "duplicate_user", *Fault);
     if (const auto Fault = m_System.Security().SetUser(Slot, User))
         throw ApiError(400, "bad_user", *Fault);
     if (m_Options.UsersChanged)
@@ -335,47 +376,60 @@ json ConfiguratorApi::Traces(const ApiCall& Call)
             Last = Entry.uSequence;
             Lines.push_back(LogEntryJson(Entry));
         }
+        // Who asks for no entries and names none wants to follow from here on, and would be sent back to the
+        // start by a 0.
+        if (Limit == 0 && Since == 0)
+            Last = m_Options.pLog->LastSequence();
     }
     return {{"traces", Lines}, {"last", Last}};
+}
+
+json ConfiguratorApi::TraceSwitches()
+{
+    json Switches = json::object();
+    for (const CTraceProducer* pProducer : m_System.TraceProducers())
+        Switches[static_cast<char*>(pProducer->TraceName())] = pProducer->TraceEnabled() != 0;
+    return {{"switches", Switches}, {"default", m_System.Traces().Default()}};
+}
+
+json ConfiguratorApi::StoreTraceSwitches(const ApiCall& Call)
+{
+    const json Known = TraceSwitches()["switches"];
+    for (const auto& [Name, Value] : Call.Body.items()) {
+        if (!Value.is_boolean())
+            throw ApiError(400, "bad_body", "a switch is true or false");
+        if (Name != "*" && !Known.contains(Name))
+            throw ApiError(400, "bad_producer", "there is no trace producer \"" + Name + "\"");
+    }
+    for (const auto& [Name, Value] : Call.Body.items()) {
+        // "*" stands for every producer, those to come included.
+        if (Name == "*")
+            m_System.SetTraceAll(Value.get<bool>());
+        else
+            m_System.SetTrace(Name, Value.get<bool>());
+    }
+    return TraceSwitches();
 }
 
 void ConfiguratorApi::AddSystemRoutes()
 {
     m_Router.Add("GET", "/api/v1/status", [this](const ApiCall&) { return Status(); });
     m_Router.Add("GET", "/api/v1/traces", [this](const ApiCall& Call) { return Traces(Call); });
-    const auto ShowSwitches = [this] {
-        json Switches = json::object();
-        for (const CTraceProducer* pProducer : m_System.TraceProducers())
-            Switches[static_cast<char*>(pProducer->TraceName())] = pProducer->TraceEnabled() != 0;
-        return json{{"switches", Switches}, {"default", m_System.Traces().Default()}};
-    };
-    m_Router.Add("GET", "/api/v1/trace-switches", [=](const ApiCall&) { return ShowSwitches(); });
-    m_Router.Add("PUT", "/api/v1/trace-switches", [=, this](const ApiCall& Call) {
-        for (const auto& [Name, Value] : Call.Body.items()) {
-            if (!Value.is_boolean())
-                throw ApiError(400, "bad_body", "a switch is true or false");
-        }
-        for (const auto& [Name, Value] : Call.Body.items()) {
-            // "*" stands for every producer, those to come included.
-            if (Name == "*")
-                m_System.SetTraceAll(Value.get<bool>());
-            else
-                m_System.SetTrace(Name, Value.get<bool>());
-        }
-        return ShowSwitches();
-    });
-    m_Router.Add("POST", "/api/v1/save", [this](const ApiCall&) {
+    m_Router.Add("GET", "/api/v1/trace-switches", [this](const ApiCall&) { return TraceSwitches(); });
+    m_Router.Add("PUT", "/api/v1/trace-switches",
+                 [this](const ApiCall& Call) { return StoreTraceSwitches(Call); });
+    AddChange("POST", "/api/v1/save", {}, [this](const ApiCall&) {
         if (const std::string Error = m_System.Save(); !Error.empty())
             throw ApiError(500, "not_saved", Error);
         return SaveJson(m_System.Saving());
     });
-    m_Router.Add("POST", "/api/v1/restart", [this](const ApiCall&) {
+    AddChange("POST", "/api/v1/restart", {}, [this](const ApiCall&) {
         m_System.OnSystemExit1("configurator", 1, 0);
         m_System.OnSystemInit();
         m_System.OnPostSystemInit();
         return json{{"restarts", m_System.Restarts()}};
     });
-    m_Router.Add("POST", "/api/v1/shutdown", [this](const ApiCall&) {
+    AddChange("POST", "/api/v1/shutdown", {}, [this](const ApiCall&) {
         m_Options.Shutdown();
         return Done();
     });

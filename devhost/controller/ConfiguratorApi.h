@@ -31,6 +31,8 @@ public:
     ApiResponse Serve(const ApiRequest& Request);
 
 private:
+    void AddChange(std::string Method, std::string Pattern, std::vector<std::string> Members,
+                   ApiHandler Handler);
     void AddInterfaceRoutes();
     void AddPageRoutes();
     void AddLockRoutes();
@@ -54,6 +56,8 @@ private:
     nlohmann::json EnableUser(const ApiCall& Call);
     nlohmann::json Status();
     nlohmann::json Traces(const ApiCall& Call);
+    nlohmann::json TraceSwitches();
+    nlohmann::json StoreTraceSwitches(const ApiCall& Call);
     std::string BrowserURL(const std::string& URL) const;
     ApiResponse OAuthRedirect(const ApiRequest& Request);
 

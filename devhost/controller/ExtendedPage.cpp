@@ -1,4 +1,4 @@
-// Reads the extended page of an interface out of its message.
+// Reads the pages of interfaces and locks out of their messages.
 
 #include "devhost/controller/ExtendedPage.h"
 
@@ -53,6 +53,34 @@ std::optional<ExtendedPage> ExtendedPage::Read(const CQXMSG& Message)
         Page.Choices.push_back(Choice);
     if (!Items.Take(&Page.Flags) || !Items.AtEnd())
         return std::nullopt;
+    return Page;
+}
+
+std::optional<LockPage> LockPage::Read(const CQXMSG& Message)
+{
+    ItemReader Items(Message.Items());
+    LockPage Page;
+    int Kinds = 0;
+    if (!Items.Take(&Kinds))
+        return std::nullopt;
+    while (!Items.AtEnd()) {
+        Row Next;
+        std::string Value;
+        int Selected = 0;
+        int Entries = 0;
+        if (!Items.Take(&Next.Label))
+            return std::nullopt;
+        if (!Items.Take(&Value)) {
+            if (!Items.Take(&Selected) || !Items.Take(&Entries))
+                return std::nullopt;
+            for (int i = 0; i < Entries; ++i) {
+                if (!Items.Take(&Value))
+                    return std::nullopt;
+            }
+            Next.Entries = Entries;
+        }
+        Page.Rows.push_back(std::move(Next));
+    }
     return Page;
 }
 

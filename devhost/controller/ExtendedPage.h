@@ -1,5 +1,5 @@
 #pragma once
-// The extended page of an interface, taken apart.
+// Pages that come as messages, taken apart: the extended page of an interface and the page of a lock.
 
 #include "host/QXStream.h"
 
@@ -27,6 +27,19 @@ struct ExtendedPage {
     /// Nothing when the message is no such page. Entries are read as long as the next item is a text,
     /// because an interface that still waits for its entries announces one and writes none.
     static std::optional<ExtendedPage> Read(const CQXMSG& Message);
+};
+
+/// A lock's page: an integer that tells the kinds of the rows, then the rows. A row is a label and either a
+/// text, or the selected entry, the number of entries and the entries. One value for each row comes back.
+struct LockPage {
+    struct Row {
+        std::string Label;
+        std::optional<int> Entries; ///< to choose from; nothing for a text
+    };
+    std::vector<Row> Rows;
+
+    /// Nothing when the message is no such page.
+    static std::optional<LockPage> Read(const CQXMSG& Message);
 };
 
 } // namespace devhost

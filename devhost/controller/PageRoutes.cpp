@@ -12,8 +12,11 @@ using nlohmann::json;
 
 PropertyPage::Values PageValues(const json& Body)
 {
+    const auto Properties = Body.find("properties");
+    if (Properties == Body.end() || !Properties->is_object())
+        throw ApiError(400, "bad_body", "\"properties\" must be an object of values by property id");
     PropertyPage::Values Values;
-    for (const auto& [Key, Value] : Body.at("properties").items()) {
+    for (const auto& [Key, Value] : Properties->items()) {
         int ID = 0;
         if (Key.empty() || Key.size() > 9 || Key.find_first_not_of("0123456789") != std::string::npos)
             throw ApiError(400, "bad_body", "\"" + Key + "\" is no property");
@@ -36,9 +39,9 @@ void ConfiguratorApi::AddPageRoutes()
         CDeviceInterface& Shown = Interface(Call);
         return ShowPage(Shown.BridgeID(), *m_System.Pages().Open(Shown.BridgeID(), Shown));
     });
-    m_Router.Add("PUT", "/api/v1/interfaces/{id}/page",
-                 [this](const ApiCall& Call) { return StorePage(Call); });
-    m_Router.Add("POST", "/api/v1/interfaces/{id}/page/refresh", [this](const ApiCall& Call) {
+    AddChange("PUT", "/api/v1/interfaces/{id}/page", {"properties", "list"},
+              [this](const ApiCall& Call) { return StorePage(Call); });
+    AddChange("POST", "/api/v1/interfaces/{id}/page/refresh", {}, [this](const ApiCall& Call) {
         const unsigned BridgeID = Bridge(Call).ID();
         const auto pPage = m_System.Pages().Find(BridgeID);
         if (!pPage)
@@ -48,10 +51,10 @@ void ConfiguratorApi::AddPageRoutes()
     });
     m_Router.Add("GET", "/api/v1/interfaces/{id}/extended-page",
                  [this](const ApiCall& Call) { return ShowExtendedPage(Call); });
-    m_Router.Add("PUT", "/api/v1/interfaces/{id}/extended-page",
-                 [this](const ApiCall& Call) { return StoreExtendedPage(Call); });
-    m_Router.Add("POST", "/api/v1/interfaces/{id}/actions/{action}",
-                 [this](const ApiCall& Call) { return RunAction(Call); });
+    AddChange("PUT", "/api/v1/interfaces/{id}/extended-page", {"selected", "list"},
+              [this](const ApiCall& Call) { return StoreExtendedPage(Call); });
+    AddChange("POST", "/api/v1/interfaces/{id}/actions/{action}", {},
+              [this](const ApiCall& Call) { return RunAction(Call); });
 }
 
 json ConfiguratorApi::ShowPage(unsigned BridgeID, const PropertyPage& Page)
@@ -117,11 +120,12 @@ json ConfiguratorApi::StoreExtendedPage(const ApiCall& Call)
     PropertyPage Present;
     Present.Build(Target);
     CheckList(Call.Body, ListMark(Shown->second.Choices), Present);
-    const json& Selected = Call.Body.at("selected");
-    if (!Selected.is_number_unsigned() || Selected.get<std::uint64_t>() >= Present.ChoiceNames().size())
+    const auto Selected = Call.Body.find("selected");
+    if (Selected == Call.Body.end() || !Selected->is_number_unsigned() ||
+        Selected->get<std::uint64_t>() >= Present.ChoiceNames().size())
         throw ApiError(400, "bad_page", "\"selected\" must be the number of one of the choices");
     CQXMSG Message;
-    Message.PutInt(Selected.get<int>());
+    Message.PutInt(Selected->get<int>());
     // The list behind the page may change by this, so the next reply needs a page that was shown anew.
     m_ExtendedPages.erase(Shown);
     Target.SetExtBridgeConfig(&Message);

@@ -172,7 +172,11 @@ json LogEntryJson(const LogEntry& Entry)
 
 json SaveJson(const SaveState& State)
 {
-    return {{"saves", State.Saves}, {"pending", State.Pending}, {"error", State.LastError}};
+    return {{"saves", State.Saves},
+            {"pending", State.Pending},
+            {"error", State.LastError},
+            {"damaged", State.Damaged},
+            {"kept_aside", State.KeptAside}};
 }
 
 json MessageJson(const CQXMSG& Message, bool ShowSecrets)

@@ -43,6 +43,10 @@ void Configuration::Fault(int Line, const std::string& What)
 std::optional<std::string> Configuration::Write(std::string* pError)
 {
     std::string Body;
+    // What is stored is what there is, so that switches of removed producers go. Those of objects whose
+    // library is away are not told from them, and stay with their records.
+    if (m_System.m_KeptRecords.empty())
+        m_System.m_Traces.Forget();
     for (CTraceProducer* pProducer : m_System.TraceProducers())
         m_System.m_Traces.Store(static_cast<char*>(pProducer->TraceName()), pProducer->TraceEnabled() != 0);
     for (const auto& [Name, Enabled] : m_System.m_Traces.Switches()) {
@@ -197,7 +201,10 @@ void Configuration::ReadUser(const RecordLine& Line)
     if (const auto Wrong = m_System.m_Security.SetUser(Slot, User))
         return Fault(REPORT_CONTENT, Who + " is left out: " + *Wrong);
     // Kept, because the user may have a person in the cloud, which only the installer can sort out.
-    if (const auto Doubt = CheckNewName(User.Name))
+    auto Doubt = CheckNewName(User.Name);
+    if (!Doubt)
+        Doubt = m_System.m_Security.FindDuplicate(Slot, User);
+    if (Doubt)
         AssertWrap("configuration", REPORT_USER, (Who + " is kept, but its " + *Doubt).c_str());
 }
 

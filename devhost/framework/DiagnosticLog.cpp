@@ -242,6 +242,12 @@ std::vector<LogEntry> DiagnosticLog::EntriesSince(std::uint64_t uSequence, std::
     return {First, First + static_cast<std::ptrdiff_t>(nFound)};
 }
 
+std::uint64_t DiagnosticLog::LastSequence() const
+{
+    const std::lock_guard Lock(m_Mutex);
+    return m_uLastSequence;
+}
+
 void DiagnosticLog::OnNewEntry(std::function<void()> Function)
 {
     const std::lock_guard Lock(m_Mutex);

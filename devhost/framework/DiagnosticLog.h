@@ -59,6 +59,9 @@ public:
     /// The kept entries with a sequence number above uSequence, oldest first, at most nMax.
     std::vector<LogEntry> EntriesSince(std::uint64_t uSequence, std::size_t nMax) const;
 
+    /// The number of the newest entry; 0 before the first one.
+    std::uint64_t LastSequence() const;
+
     /// Sets the function that is called after every new entry, on the thread that wrote the line. It must not
     /// write lines itself. An empty function ends the calls; one that is running may still be under way.
     void OnNewEntry(std::function<void()> Function);

@@ -104,6 +104,21 @@ std::optional<std::string> SecurityServer::SetUser(int Slot, const UserData& Use
     return std::nullopt;
 }
 
+std::optional<std::string> SecurityServer::FindDuplicate(int Slot, const UserData& User) const
+{
+    for (int Other = 0; Other < kSlots; ++Other) {
+        const CUser* pOther = m_Users[static_cast<std::size_t>(Other)].get();
+        if (!pOther || Other == Slot)
+            continue;
+        const std::string Who = " is that of the user at slot " + std::to_string(Other);
+        if (pOther->Name().Compare(User.Name.c_str()) == 0)
+            return "name" + Who;
+        if (pOther->PIN_DoorLock().Compare(User.Pin.c_str()) == 0)
+            return "pin" + Who;
+    }
+    return std::nullopt;
+}
+
 bool SecurityServer::DeleteUser(int Slot)
 {
     if (!GetUserAtDoorLockSlot(Slot))

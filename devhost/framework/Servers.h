@@ -87,6 +87,9 @@ public:
     /// number users from one, mean the same user.
     /// @return what is wrong with the user or the slot; nothing when it was stored.
     std::optional<std::string> SetUser(int Slot, const UserData& User);
+    /// Why a user is not to be entered at a slot: another slot has its name, which ties a person of the cloud
+    /// to one slot, or its PIN, which the cloud gives out once. Names no secret, but the slot.
+    std::optional<std::string> FindDuplicate(int Slot, const UserData& User) const;
     /// @return whether there was a user.
     bool DeleteUser(int Slot);
     TabLayout& Tabs() { return m_Tabs; }
@@ -108,8 +111,8 @@ public:
     /// What producers without a stored switch start with.
     void Default(bool Enabled) { m_Default = Enabled; }
     bool Default() const { return m_Default; }
-    /// Forgets every stored switch, so that the default holds for all.
-    void Clear() { m_Switches.clear(); }
+    /// Forgets every stored switch, so that the default holds for producers to come.
+    void Forget() { m_Switches.clear(); }
     const std::map<std::string, bool>& Switches() const { return m_Switches; }
 
 private:

@@ -2,6 +2,7 @@
 
 #include "devhost/framework/Store.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -10,6 +11,7 @@
 #include <stdexcept>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 namespace devhost
 {
@@ -51,6 +53,8 @@ bool WriteAll(int Fd, std::string_view Text)
     }
     return true;
 }
+
+constexpr const char* kAsideMark = ".damaged-";
 
 // Without this the rename itself may be lost with the power.
 bool FlushFolder(const std::filesystem::path& Folder)
@@ -104,7 +108,7 @@ std::string FileStore::Save(std::string_view Text)
 std::string FileStore::KeepAside()
 {
     for (int i = 1; i < 10000; ++i) {
-        const std::filesystem::path Aside = m_Path.string() + ".damaged-" + std::to_string(i);
+        const std::filesystem::path Aside = m_Path.string() + kAsideMark + std::to_string(i);
         // A second name, and not a renaming: a crash before the next save must not lose the file.
         if (link(m_Path.c_str(), Aside.c_str()) == 0)
             return {};
@@ -112,6 +116,19 @@ std::string FileStore::KeepAside()
             return ErrorText("cannot keep the damaged file as", Aside);
     }
     return "cannot keep the damaged file: no free name beside " + m_Path.string();
+}
+
+std::vector<std::string> FileStore::KeptAside() const
+{
+    std::vector<std::string> Names;
+    std::error_code Error;
+    for (const auto& Entry : std::filesystem::directory_iterator(m_Path.parent_path(), Error)) {
+        if (Entry.path().string().starts_with(m_Path.string() + kAsideMark))
+            Names.push_back(Entry.path().string());
+    }
+    // Numbers without leading zeros: a shorter name has a lower one.
+    std::ranges::sort(Names, {}, [](const std::string& Name) { return std::pair(Name.size(), Name); });
+    return Names;
 }
 
 std::string MemoryStore::Save(std::string_view NewText)
@@ -127,6 +144,14 @@ std::string MemoryStore::KeepAside()
 {
     Aside.push_back(Text.value_or(""));
     return {};
+}
+
+std::vector<std::string> MemoryStore::KeptAside() const
+{
+    std::vector<std::string> Names;
+    for (std::size_t i = 1; i <= Aside.size(); ++i)
+        Names.push_back("damaged-" + std::to_string(i));
+    return Names;
 }
 
 } // namespace devhost

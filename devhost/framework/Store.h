@@ -24,6 +24,8 @@ public:
     /// Keeps the stored text beside, under a name that no other text has. The stored one stays as well.
     /// @return what went wrong, empty on success.
     virtual std::string KeepAside() = 0;
+    /// Names of the texts that are kept beside, of earlier runs too, by their numbers.
+    virtual std::vector<std::string> KeptAside() const = 0;
 };
 
 /// One file, readable by its owner only, because its records hold tokens and PINs.
@@ -37,6 +39,7 @@ public:
     std::string Save(std::string_view Text) override;
     /// Gives the file a second name that ends in ".damaged-1" or the next free number.
     std::string KeepAside() override;
+    std::vector<std::string> KeptAside() const override;
 
 private:
     std::filesystem::path m_Path;
@@ -49,6 +52,7 @@ public:
     std::optional<std::string> Load() override { return Text; }
     std::string Save(std::string_view NewText) override;
     std::string KeepAside() override;
+    std::vector<std::string> KeptAside() const override;
 
     std::optional<std::string> Text;
     std::vector<std::string> Aside;

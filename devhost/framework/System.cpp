@@ -105,7 +105,7 @@ void System::Start()
 {
     const auto Text = m_Options.pStore ? m_Options.pStore->Load() : std::nullopt;
     if (Text)
-        m_KeepAside = !Configuration(*this).Read(*Text);
+        m_KeepAside = m_Saving.Damaged = !Configuration(*this).Read(*Text);
     LinkClients();
     OnSystemInit();
     OnPostSystemInit();
@@ -341,7 +341,7 @@ void System::SetTrace(const std::string& Name, bool Enabled)
 
 void System::SetTraceAll(bool Enabled)
 {
-    m_Traces.Clear();
+    m_Traces.Forget();
     m_Traces.Default(Enabled);
     for (CTraceProducer* pProducer : TraceProducers())
         pProducer->TraceEnabled(Enabled);

@@ -36,11 +36,13 @@ public:
     virtual void OnRestarted() {}
 };
 
-/// How the last save ended.
+/// What became of the stored configuration: how it was loaded and how the last save ended.
 struct SaveState {
-    int Saves = 0;         ///< since the start
-    bool Pending = false;  ///< asked for and not done yet
-    std::string LastError; ///< empty when the last one was done, or none was asked for
+    int Saves = 0;                      ///< since the start
+    bool Pending = false;               ///< asked for and not done yet
+    std::string LastError;              ///< empty when the last one was done, or none was asked for
+    bool Damaged = false;               ///< when it was loaded; what was sound of it came in
+    std::vector<std::string> KeptAside; ///< names of damaged ones, of earlier runs too
 };
 
 /// One process has one system; it stands in TheFramework() as long as it lives. Everything is for the host

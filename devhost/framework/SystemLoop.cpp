@@ -97,6 +97,8 @@ SaveState System::Saving() const
 {
     SaveState State = m_Saving;
     State.Pending = m_SavePending.load();
+    if (m_Options.pStore)
+        State.KeptAside = m_Options.pStore->KeptAside();
     return State;
 }
 

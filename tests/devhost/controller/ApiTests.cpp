@@ -95,12 +95,17 @@ TEST_F(ApiTest, BadRequestsAreAnsweredWithWhatIsWrongAndChangeNothing)
         {Command, R"({"user":0,"command":"unlock"})", kUser},
         {Command, R"({"user":31,"command":"unlock"})", kUser},
         {Command, R"({"user":1e99,"command":"unlock"})", kUser},
+        {Command, R"({"command":"unlock","user":7})", "409 no_user"},
+        {Command, R"({"command":"lock"})", "409 refused"}, {Command, R"({"command":"lock","x":1})", kBody},
         {Lock + "/users/31", R"({"enabled":true})", kNone}, {Lock + "/users/3", R"({"enabled":1})", kBody},
         {Lock + "/status-page", R"({"items":[{"int":1}]})", kBody}, {Lock + "/status-page", "{}", kBody},
         {Lock + "/status-page",
          R"({"items":[{"string":""},{"string":""},{"string":""},{"int":0},{"int":4294967296}]})", kBody},
+        {Lock + "/status-page",
+         R"({"items":[{"string":""},{"string":""},{"string":""},{"int":2},{"int":0}]})", "400 bad_page"},
         {Account + "/page", R"({"properties":{"2001":2}})", "400 bad_page"},
-        {Account + "/page", R"({"properties":{"x":0}})", kBody},
+        {Account + "/page", R"({"properties":{"x":0}})", kBody}, {Account + "/page", "{}", kBody},
+        {Account + "/page", R"({"properties":{},"list":0})", kBody},
         {Account + "/page", R"({"properties":{"2001":-1}})", kBody},
         {Account + "/extended-page", R"({"selected":0})", "409 no_page"},
         {"POST " + AccountPath() + "/actions/20004", "", "409 no_action"},
@@ -110,27 +115,43 @@ TEST_F(ApiTest, BadRequestsAreAnsweredWithWhatIsWrongAndChangeNothing)
         {User, R"({"name":"A","pin":"12345678901234567"})", kUser},
         {User, R"({"name":"A\r\nB","pin":"1234"})", kUser}, {User, R"({"name":"A ","pin":"1234"})", kUser},
         {User, R"({"name":"A","pin":"1234","email":"no address"})", kUser},
+        {User, R"({"name":"Eve","pin":"4321"})", "409 duplicate_user"},
+        {User, R"({"name":"A","pin":"8765"})", "409 duplicate_user"},
+        {User, R"({"name":"A","pin":"1234","Email":""})", kBody}, {"POST /api/v1/save", R"({"x":0})", kBody},
         {"PUT /api/v1/trace-switches", R"({"Fake":1})", kBody},
+        {"PUT /api/v1/trace-switches", R"({"Fake":true,"Nobody":true})", "400 bad_producer"},
         {"GET /api/v1/traces?since=x", "", "400 bad_parameter"},
     };
     // clang-format on
     EXPECT_EQ(Ask(Account + "/page", R"({"properties":{"2001":1}})").Status, 409) << "not shown yet";
+    ASSERT_EQ(Ask("PUT /api/v1/users/9", R"({"name":"Eve","pin":"8765"})").Status, 200);
+    m_pLock->RegisterLockSecured(1);
+    m_pLock->Slots.clear();
     const json Before = AskJson("GET /api/v1/locks");
     Ask("GET " + AccountPath() + "/page");
     for (const auto& [Request, Body, Expected] : Rows) {
         const ApiResponse Answer = Ask(Request, Body);
         const std::string Code = json::parse(Answer.Body)["error"]["code"];
         EXPECT_EQ(std::to_string(Answer.Status) + " " + Code, Expected) << Request << " " << Body;
+        EXPECT_EQ(Answer.Body.find("json."), std::string::npos) << "a library's words: " << Answer.Body;
     }
     EXPECT_EQ(AskJson("GET /api/v1/locks"), Before);
     EXPECT_EQ(m_pLock->Commands, std::vector<std::string>());
+    EXPECT_EQ(m_pLock->Slots, std::vector<int>());
 }
 
 TEST_F(ApiTest, CommandsPagesAndActionsReachTheDriver)
 {
+    Ask("PUT /api/v1/users/2", R"({"name":"Ann","pin":"1234"})");
     Ask("POST " + LockPath() + "/commands", R"({"command":"unlock","user":3})");
     Ask("POST " + LockPath() + "/commands", R"({"command":"lock"})");
     EXPECT_EQ(m_pLock->Commands, (std::vector<std::string>{"1271/3", "1270/0"}));
+
+    EXPECT_EQ(Ask("PUT " + LockPath() + "/status-page",
+                  R"({"items":[{"string":""},{"string":""},{"string":""},{"int":1},{"int":0}]})")
+                  .Status,
+              200);
+    EXPECT_EQ(m_pLock->Commands.back(), "page");
 
     int House = -1, Builds = 0;
     m_pAccount->OnBuild = [&] { ++Builds; };
@@ -189,6 +210,18 @@ TEST_F(ApiTest, SecretsAreShownOnlyWhenAskedFor)
         EXPECT_EQ(Ask("GET " + Target).Body.find(Secret), std::string::npos) << Target;
         EXPECT_NE(Ask("GET " + Target + "?secrets=1").Body.find(Secret), std::string::npos) << Target;
     }
+}
+
+TEST_F(ApiTest, AFollowerThatAsksForNoEntriesIsNotSentBack)
+{
+    devhost::DiagnosticLog Log({});
+    for (int i = 0; i < 3; ++i)
+        Log.OnTrace("Fake", "line");
+    devhost::ConfiguratorApi::Options Options;
+    Options.pLog = &Log;
+    m_pApi = std::make_unique<devhost::ConfiguratorApi>(*m_pSystem, std::move(Options));
+    EXPECT_EQ(AskJson("GET /api/v1/traces?limit=0")["last"], 3);
+    EXPECT_EQ(AskJson("GET /api/v1/traces?since=2&limit=0")["last"], 2) << "the third was not read yet";
 }
 
 TEST_F(ApiTest, ChangesOfUsersAreReportedToInstalledLocksAndRightsEndWithTheUser)

@@ -63,8 +63,11 @@ TEST_F(ConfigurationTest, EverythingComesBackLinked)
                               devhost::LockJson(Lock(1)), devhost::UserJson(2, User, true),
                               m_pSystem->IDs().Next()};
     };
+    m_pSystem->Traces().Store("Removed", true);
     const auto Before = Seen();
+    ASSERT_EQ(m_pSystem->Save(), "");
     Restart();
+    EXPECT_FALSE(m_pSystem->Traces().Switches().contains("Removed"));
     ASSERT_EQ(m_pSystem->NBridges(), 2);
     ASSERT_EQ(m_pSystem->NDoorLock(COMPONENT_FILTER_ALL), 2);
     EXPECT_EQ(Seen(), Before);
@@ -122,6 +125,9 @@ TEST_F(ConfigurationTest, DamageSpoilsOnlyWhatItHitsAndTheFileIsKeptAside)
         for (int Save = 0; Save < 2; ++Save) {
             EXPECT_EQ(m_pSystem->Save(), "");
             EXPECT_EQ(m_Store.Aside, std::vector<std::string>{Damaged});
+            const auto Shown = devhost::SaveJson(m_pSystem->Saving());
+            EXPECT_EQ(Shown["damaged"], true);
+            EXPECT_EQ(Shown["kept_aside"].size(), 1u);
         }
     }
 }
@@ -186,10 +192,11 @@ TEST(FileStore, ReplacesWholeFilesForTheirOwnerOnlyAndKeepsDamagedOnes)
     EXPECT_EQ(Store.Save("first"), "");
     EXPECT_EQ(Store.KeepAside(), "");
     EXPECT_EQ(Store.KeepAside(), "");
+    const std::string Aside = Path.string() + ".damaged-";
+    EXPECT_EQ(Store.KeptAside(), (std::vector<std::string>{Aside + "1", Aside + "2"}));
     EXPECT_EQ(Store.Save(std::string("se\0cond", 7)), "");
     EXPECT_EQ(Store.Load(), std::string("se\0cond", 7));
-    EXPECT_EQ(devhost::FileStore(Path.string() + ".damaged-1").Load(), "first");
-    EXPECT_TRUE(std::filesystem::exists(Path.string() + ".damaged-2"));
+    EXPECT_EQ(devhost::FileStore(Aside + "1").Load(), "first");
     EXPECT_EQ(std::filesystem::status(Path).permissions(), std::filesystem::perms(0600));
     EXPECT_FALSE(std::filesystem::exists(Path.string() + ".new"));
     EXPECT_NE(devhost::FileStore(Folder / "no" / "configuration").Save("x"), "");

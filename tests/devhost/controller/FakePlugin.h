@@ -118,6 +118,8 @@ public:
     }
     int ExecuteCommand(int iCommand, int iArgument) override
     {
+        if (State() == (iCommand == 1270 ? STATE_SECURED : STATE_UNSECURED))
+            return 0;
         Commands.push_back(std::to_string(iCommand) + "/" + std::to_string(iArgument));
         return 1;
     }
@@ -128,8 +130,16 @@ public:
     }
     void GetExtendedConfig(CQXMSG* pMessage) override
     {
-        pMessage->PutString("Programming Code");
-        pMessage->PutString("778899");
+        pMessage->PutInt(0x804);
+        for (const char* pText : {"Programming Code", "778899", "WiFi", "", "Serial", ""})
+            pMessage->PutString(pText);
+        for (const char* pChooser : {"User Codes", "Warning"}) {
+            pMessage->PutString(pChooser);
+            pMessage->PutInt(0);
+            pMessage->PutInt(2);
+            pMessage->PutString("Yes");
+            pMessage->PutString("No");
+        }
     }
     void SetExtendedConfig(CQXMSG*) override { Commands.push_back("page"); }
     using CDoorLock::LockState;
