@@ -133,6 +133,13 @@ ApiResponse ErrorResponse(int Status, const std::string& Code, const std::string
     return {Status, "application/json", Text({{"error", {{"code", Code}, {"message", Message}}}}), {}};
 }
 
+ApiResponse MethodNotAllowed(const std::string& Path, const std::string& Allow)
+{
+    ApiResponse Response = ErrorResponse(405, "method_not_allowed", Path + " takes " + Allow);
+    Response.Allow = Allow;
+    return Response;
+}
+
 int ApiCall::Number(const std::string& Name) const
 {
     const std::string& Digits = Path.at(Name);
@@ -165,9 +172,7 @@ try {
     }
     if (Allow.empty())
         return ErrorResponse(404, "not_found", "there is nothing at " + Request.Path);
-    ApiResponse Response = ErrorResponse(405, "method_not_allowed", Request.Path + " takes " + Allow);
-    Response.Allow = Allow;
-    return Response;
+    return MethodNotAllowed(Request.Path, Allow);
 } catch (const ApiError& Error) {
     return ErrorResponse(Error.Status, Error.Code, Error.what());
 } catch (const nlohmann::json::exception&) {

@@ -48,6 +48,9 @@ public:
 /// The reply for an error: {"error":{"code","message"}}.
 ApiResponse ErrorResponse(int Status, const std::string& Code, const std::string& Message);
 
+/// The reply to a method that a path does not have. @param Allow those that it has, separated by ", ".
+ApiResponse MethodNotAllowed(const std::string& Path, const std::string& Allow);
+
 /// Text of a JSON value; bytes that are no UTF-8 come out as replacement characters.
 std::string Text(const nlohmann::json& Value);
 

@@ -3,6 +3,7 @@
 
 #include "devhost/controller/ConfiguratorApi.h"
 
+#include "devhost/controller/HttpServer.h"
 #include "devhost/controller/RequestGuard.h"
 
 #include <algorithm>
@@ -102,6 +103,9 @@ ApiResponse ConfiguratorApi::Serve(const ApiRequest& Request)
 {
     if (Request.Path == kRedirectPath && Request.Method == "GET")
         return OAuthRedirect(Request);
+    // The transport serves the event stream, and leaves what is no GET.
+    if (Request.Path == kRedirectPath || Request.Path == HttpServer::kEventsPath)
+        return MethodNotAllowed(Request.Path, "GET");
     return m_Router.Serve(Request);
 }
 
