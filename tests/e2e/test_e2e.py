@@ -169,7 +169,8 @@ class Restart(EndToEnd):
         self.assertEqual(len(self.api.get("/interfaces")["interfaces"]), 1)
         self.assertTrue(any(t["report"] for t in self.api.get("/traces?since=0&limit=100")["traces"]))
         self.api.post("/save")
-        self.assertEqual(len(glob.glob(path + ".damaged-*")), 1, "the damaged file is kept aside")
+        self.assertEqual(self.api.get("/status")["save"]["kept_aside"], [path + ".damaged-1"])
+        self.assertTrue(os.path.exists(path + ".damaged-1"), "the damaged file is kept aside")
 
 
 class Loader(EndToEnd):
