@@ -250,6 +250,8 @@ asio::awaitable<void> Server::Parts::ServeTls(tcp::socket socket)
     auto& lowest = boost::beast::get_lowest_layer(stream);
     lowest.expires_after(kRequestTimeout);
     Error error;
+    // A reply would wait for the acknowledgement of the session tickets before it, which a client delays.
+    lowest.socket().set_option(tcp::no_delay(true), error);
     co_await stream.async_handshake(asio::ssl::stream_base::server,
                                     asio::redirect_error(asio::use_awaitable, error));
     if (error) {
