@@ -179,6 +179,14 @@ std::string StatusBody(int Locks, std::time_t ConnectedAt)
     });
 }
 
+std::string BareLocksBody(int Locks)
+{
+    return List(Locks, [](int i) {
+        return Formatted(R"({"type":"lock","id":"%s","name":"Door %d","location_id":"location-0123456789"})",
+                         DeviceID(i).c_str(), i);
+    });
+}
+
 std::string PersonsBody(int Persons)
 {
     return List(Persons, [](int i) {

@@ -61,6 +61,8 @@ private:
 
 /// @param ConnectedAt calendar seconds of every lock's last heartbeat.
 std::string StatusBody(int Locks, std::time_t ConnectedAt);
+/// Locks of which the status says nothing.
+std::string BareLocksBody(int Locks);
 std::string PersonsBody(int Persons);
 /// Houses by what the driver reads of them, and nothing else.
 std::string LocationsBody(int Locations);

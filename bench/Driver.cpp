@@ -172,6 +172,7 @@ const WorstReply kWorst[] = {
     {"LocationsKnown", CMD_LOCATIONS_LIST, LocationsBody, 0, true},
     {"LocksNew", CMD_DEVICES_DISCOVER, LocksBody},
     {"LocksKnown", CMD_DEVICES_STATUS, LocksBody, kMost},
+    {"LocksBare", CMD_DEVICES_STATUS, BareLocksBody, kMost},
     {"LocksUnknown", CMD_DEVICES_STATUS, LocksBody},
     {"LocksOfNobody", CMD_DEVICES_STATUS,
      [](int n) { return ListBody(n, R"({"type":"lock","id":"x","name":"x","location_id":"x"})"); }},

@@ -21,6 +21,7 @@ WORST = {
     "LocationsKnown": "houses, known",
     "LocksNew": "locks, discovered and installed",
     "LocksKnown": "locks, installed before",
+    "LocksBare": "locks, installed before, without a state",
     "LocksUnknown": "locks, not installed",
     "LocksOfNobody": "locks of an unknown house",
     "LocksSenseless": "locks without values",
