@@ -74,7 +74,10 @@ std::size_t LengthAt(const std::vector<std::string>& Secrets, std::string_view T
 // Where two secrets overlap, all of both is hidden.
 std::string HideEach(const std::vector<std::string>& Secrets, std::string_view Text, bool bInsideWords)
 {
+    if (Secrets.empty())
+        return std::string(Text);
     std::string Result;
+    Result.reserve(Text.size());
     std::size_t iHiddenEnd = 0;
     for (std::size_t i = 0; i < Text.size(); ++i) {
         const bool bHidden = i < iHiddenEnd;

@@ -79,7 +79,7 @@ TEST(SecretFilter, TakesTimeLinearInTheLine)
     Filter.SetKnownSecrets({"1234"});
     const auto Start = std::chrono::steady_clock::now();
     const std::pair<const char*, std::size_t> kRows[] = {
-        {"1234 ", 8000000}, {"pin=1234&", 500000}, {"[\"[\\\"", 500000}, {"{\"a\":\"", 500000}};
+        {"1234 ", 8000000}, {"pin=1234&", 250000}, {"[\"[\\\"", 250000}, {"{\"a\":\"", 250000}};
     for (const auto& [pPart, nBytes] : kRows) {
         std::string Line;
         while (Line.size() < nBytes)
