@@ -46,7 +46,7 @@ std::optional<std::string> Configuration::Write(std::string* pError)
     // What is stored is what there is, so that switches of removed producers go. Those of objects whose
     // library is away are not told from them, and stay with their records.
     if (m_System.m_KeptRecords.empty())
-        m_System.m_Traces.Forget();
+        m_System.m_Traces.Clear();
     for (CTraceProducer* pProducer : m_System.TraceProducers())
         m_System.m_Traces.Store(static_cast<char*>(pProducer->TraceName()), pProducer->TraceEnabled() != 0);
     for (const auto& [Name, Enabled] : m_System.m_Traces.Switches()) {

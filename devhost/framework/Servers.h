@@ -111,8 +111,8 @@ public:
     /// What producers without a stored switch start with.
     void Default(bool Enabled) { m_Default = Enabled; }
     bool Default() const { return m_Default; }
-    /// Forgets every stored switch, so that the default holds for producers to come.
-    void Forget() { m_Switches.clear(); }
+    /// Forgets every stored switch, so that the default holds for all.
+    void Clear() { m_Switches.clear(); }
     const std::map<std::string, bool>& Switches() const { return m_Switches; }
 
 private:

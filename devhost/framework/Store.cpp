@@ -122,9 +122,10 @@ std::vector<std::string> FileStore::KeptAside() const
 {
     std::vector<std::string> Names;
     std::error_code Error;
-    for (const auto& Entry : std::filesystem::directory_iterator(m_Path.parent_path(), Error)) {
-        if (Entry.path().string().starts_with(m_Path.string() + kAsideMark))
-            Names.push_back(Entry.path().string());
+    std::filesystem::directory_iterator Entry(m_Path.parent_path(), Error);
+    for (; !Error && Entry != std::filesystem::directory_iterator(); Entry.increment(Error)) {
+        if (Entry->path().string().starts_with(m_Path.string() + kAsideMark))
+            Names.push_back(Entry->path().string());
     }
     // Numbers without leading zeros: a shorter name has a lower one.
     std::ranges::sort(Names, {}, [](const std::string& Name) { return std::pair(Name.size(), Name); });

@@ -341,7 +341,7 @@ void System::SetTrace(const std::string& Name, bool Enabled)
 
 void System::SetTraceAll(bool Enabled)
 {
-    m_Traces.Forget();
+    m_Traces.Clear();
     m_Traces.Default(Enabled);
     for (CTraceProducer* pProducer : TraceProducers())
         pProducer->TraceEnabled(Enabled);
