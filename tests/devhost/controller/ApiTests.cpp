@@ -20,6 +20,7 @@ protected:
         m_pLock = &AddLock(*m_pAccount, "Front door");
         devhost::ConfiguratorApi::Options Options;
         Options.AuthorizeBase = "https://127.0.0.1:8443";
+        Options.pLog = &m_Log;
         m_pApi = std::make_unique<devhost::ConfiguratorApi>(*m_pSystem, std::move(Options));
     }
 
@@ -38,6 +39,7 @@ protected:
 
     FakeInterface* m_pAccount = nullptr;
     FakeLock* m_pLock = nullptr;
+    devhost::DiagnosticLog m_Log{{}};
     std::unique_ptr<devhost::ConfiguratorApi> m_pApi;
 };
 
@@ -216,12 +218,8 @@ TEST_F(ApiTest, SecretsAreShownOnlyWhenAskedFor)
 
 TEST_F(ApiTest, AFollowerThatAsksForNoEntriesIsNotSentBack)
 {
-    devhost::DiagnosticLog Log({});
     for (int i = 0; i < 3; ++i)
-        Log.OnTrace("Fake", "line");
-    devhost::ConfiguratorApi::Options Options;
-    Options.pLog = &Log;
-    m_pApi = std::make_unique<devhost::ConfiguratorApi>(*m_pSystem, std::move(Options));
+        m_Log.OnTrace("Fake", "line");
     EXPECT_EQ(AskJson("GET /api/v1/traces?limit=0")["last"], 3);
     EXPECT_EQ(AskJson("GET /api/v1/traces?since=2&limit=0")["last"], 2) << "the third was not read yet";
 }

@@ -1,5 +1,5 @@
-// The door-lock base: what registrations do to error, working and user. Its record is
-// ConfigurationTests.cpp's.
+// The door-lock base: what registrations do to error, working and user, and the user-codes flag. The rest of
+// its record is ConfigurationTests.cpp's.
 
 #include "devhost/framework/MemoryFile.h"
 #include "tests/devhost/controller/FakePlugin.h"
