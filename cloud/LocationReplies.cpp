@@ -69,7 +69,7 @@ void CVestaraInterface::ProcessLocation(CQXString sID, CQXString sName)
     m_bNotifyConfig = 1;
 }
 
-// // Walks the candidates once for an entry of the reply. Says whether the entry is among them. For each
+// Walks the candidates once for an entry of the reply. Says whether the entry is among them. For each
 // candidate that another account serves by now it drops that account's candidates and gives up one of this
 // list.
 int CVestaraInterface::WalkCandidates(const CQXString& sID)

@@ -19,19 +19,32 @@ struct Row {
     const char* pText;
 };
 
-// One id of a command.
-using IdOf = const CQXString& (CVestaraCommand::*)() const;
-constexpr IdOf kLocation = &CVestaraCommand::LocationID;
-constexpr IdOf kDevice = &CVestaraCommand::DeviceID;
-constexpr IdOf kUser = &CVestaraCommand::UserID;
-constexpr IdOf kAccess = &CVestaraCommand::AccessID;
+// Which of a command's ids.
+enum class PathId { NONE, LOCATION, DEVICE, USER, ACCESS };
 
-// A path template and the ids that fill it in, in order; null behind the last.
+const char* IdText(const CVestaraCommand& Command, PathId eId)
+{
+    switch (eId) {
+    case PathId::LOCATION:
+        return Text(Command.LocationID());
+    case PathId::DEVICE:
+        return Text(Command.DeviceID());
+    case PathId::USER:
+        return Text(Command.UserID());
+    case PathId::ACCESS:
+        return Text(Command.AccessID());
+    case PathId::NONE:
+        break;
+    }
+    return "";
+}
+
+// A path template and the ids that fill it in, in order.
 struct PathRow {
     CommandID eId;
     const char* pText;
-    IdOf pFirst = nullptr;
-    IdOf pSecond = nullptr;
+    PathId eFirst = PathId::NONE;
+    PathId eSecond = PathId::NONE;
 };
 
 // clang-format off
@@ -39,21 +52,21 @@ constexpr PathRow kPaths[] = {
     {CMD_TOKEN_AUTHORIZE,      "/oauth/token"},
     {CMD_TOKEN_REFRESH,        "/oauth/token"},
     {CMD_LOCATIONS_LIST,       "/locations"},
-    {CMD_LOCATION_GET,         "/locations/%s",                    kLocation},
+    {CMD_LOCATION_GET,         "/locations/%s",                    PathId::LOCATION},
     {CMD_DEVICES_STATUS,       "/devices"},
     {CMD_DEVICES_DISCOVER,     "/devices"},
-    {CMD_DEVICE_GET,           "/devices/%s",                      kDevice},
+    {CMD_DEVICE_GET,           "/devices/%s",                      PathId::DEVICE},
     {CMD_ACCESS_PERSONS_LIST,  "/access_persons"},
     {CMD_ACCESS_PERSON_CREATE, "/access_persons"},
-    {CMD_ACCESS_PERSON_UPDATE, "/access_persons/%s",               kUser},
-    {CMD_ACCESS_PERSON_DELETE, "/access_persons/%s",               kUser},
-    {CMD_ACCESSES_QUERY,       "/access_persons/%s/accesses",      kUser},
-    {CMD_ACCESSES_LIST,        "/access_persons/%s/accesses",      kUser},
-    {CMD_ACCESS_GRANT,         "/access_persons/%s/accesses",      kUser},
-    {CMD_ACCESS_REVOKE,        "/access_persons/%s/accesses/%s",   kUser, kAccess},
-    {CMD_ACCESS_PERSON_NOTIFY, "/access_persons/%s/email/notify",  kUser},
-    {CMD_DEVICE_LOCK,          "/devices/%s/lock",                 kDevice},
-    {CMD_DEVICE_UNLOCK,        "/devices/%s/unlock",               kDevice},
+    {CMD_ACCESS_PERSON_UPDATE, "/access_persons/%s",               PathId::USER},
+    {CMD_ACCESS_PERSON_DELETE, "/access_persons/%s",               PathId::USER},
+    {CMD_ACCESSES_QUERY,       "/access_persons/%s/accesses",      PathId::USER},
+    {CMD_ACCESSES_LIST,        "/access_persons/%s/accesses",      PathId::USER},
+    {CMD_ACCESS_GRANT,         "/access_persons/%s/accesses",      PathId::USER},
+    {CMD_ACCESS_REVOKE,        "/access_persons/%s/accesses/%s",   PathId::USER, PathId::ACCESS},
+    {CMD_ACCESS_PERSON_NOTIFY, "/access_persons/%s/email/notify",  PathId::USER},
+    {CMD_DEVICE_LOCK,          "/devices/%s/lock",                 PathId::DEVICE},
+    {CMD_DEVICE_UNLOCK,        "/devices/%s/unlock",               PathId::DEVICE},
 };
 
 constexpr Row<Attributes> kKeys[] = {
@@ -112,7 +125,8 @@ constexpr bool IsFilledBy(const PathRow& Path)
             return false;
         ++nConversions;
     }
-    return nConversions == (Path.pFirst ? 1 : 0) + (Path.pSecond ? 1 : 0) && (Path.pFirst || !Path.pSecond);
+    const int nIds = Path.eFirst == PathId::NONE ? 0 : Path.eSecond == PathId::NONE ? 1 : 2;
+    return nConversions == nIds;
 }
 static_assert(std::all_of(std::begin(kPaths), std::end(kPaths), IsFilledBy));
 
@@ -136,13 +150,13 @@ CQXString FilledPath(const CVestaraCommand& Command)
     const PathRow* pRow = Look(kPaths, Command.GetCommandID());
     if (!pRow)
         return CQXString();
-    if (!pRow->pFirst)
+    if (pRow->eFirst == PathId::NONE)
         return pRow->pText;
     CQXString sPath;
-    if (!pRow->pSecond)
-        sPath.Format(pRow->pText, Text((Command.*pRow->pFirst)()));
+    if (pRow->eSecond == PathId::NONE)
+        sPath.Format(pRow->pText, IdText(Command, pRow->eFirst));
     else
-        sPath.Format(pRow->pText, Text((Command.*pRow->pFirst)()), Text((Command.*pRow->pSecond)()));
+        sPath.Format(pRow->pText, IdText(Command, pRow->eFirst), IdText(Command, pRow->eSecond));
     return sPath;
 }
 

@@ -157,8 +157,8 @@ int CVestaraInterface::DropAuthorization(std::unique_ptr<CVestaraCommand> pComma
     // wait (a token reply among them is lost, and with it a refresh token that it may bring), locations,
     // access persons and the mask list, which stays empty until the record is read again. Refresh token and
     // location stay. On the master the refresh falls due with the next turn if the lifetime is 600 to 7200 s;
-    // the age that the worker sets without an access token reaches lifetimes up to some 7810 s; others are not
-    // refreshed after a loss. Any other account waits until the master shares a token.
+    // the age that the worker sets without an access token reaches lifetimes up to some 7810 s; others are
+    // not refreshed after a loss. Any other account waits until the master shares a token.
     RemoveAllObjects();
     ClientBroadcast(0);
     DelayTokenRefresh();

@@ -20,7 +20,7 @@ CVestaraInterface* CVestaraInterface::MasterInterface()
         if (pSibling && pSibling->IsMaster())
             pMaster = pSibling;
     }
-    // // The first to look and find none is the master from now on. The flag is part of the record, but
+    // The first to look and find none is the master from now on. The flag is part of the record, but
     // nothing asks for saving here: it is on disk with the next save.
     if (!pMaster) {
         pMaster = this;
@@ -84,7 +84,7 @@ int CVestaraInterface::TokenShare(CQXString* pToken)
 
 int CVestaraInterface::TokenCheck()
 {
-    // // The outcome is that of the last sibling, on purpose: every sibling is asked, because each that is no
+    // The outcome is that of the last sibling, on purpose: every sibling is asked, because each that is no
     // master also takes the token that this interface has by then, and an earlier success is not remembered.
     int bShared = 0;
     const int nBridges = CSystem::Instance()->NBridges();

@@ -32,7 +32,7 @@ void CVestaraInterface::SetLocationIdx(int iIndex)
                 FormatLine("iVal out of bounds: [%lld/%d]", static_cast<long long>(iIndex) + 1, nLocations));
         return;
     }
-    // // Only a negative index gets here with an empty list; nothing happens then.
+    // Only a negative index gets here with an empty list; nothing happens then.
     if (nLocations == 0)
         return;
 

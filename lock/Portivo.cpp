@@ -83,7 +83,7 @@ int CPortivo::UnInstall()
 
 void CPortivo::OnComponentInit()
 {
-    // // The component's step; the door lock's own is left out.
+    // The component's step; the door lock's own is left out.
     CSystemComponent::OnComponentInit();
     Init();
     RegisterEventServer();
@@ -98,7 +98,7 @@ void CPortivo::OnPostSystemInit()
 
 int CPortivo::CommandStackEmpty()
 {
-    // // Replies that wait, and the command under way, are not counted.
+    // Replies that wait, and the command under way, are not counted.
     CVestaraInterface* pInterface = Interface();
     return !pInterface || pInterface->NCommands() == 0 ? 1 : 0;
 }
