@@ -83,8 +83,8 @@ public:
 private:
     void Grow();
 
-    int m_iReserved1;
-    unsigned m_uReserved2;
+    [[maybe_unused]] int m_iReserved1;
+    [[maybe_unused]] unsigned m_uReserved2;
     using Slot = std::atomic<CBridgeClient*>;
     std::atomic<int> m_nClients{0};
     std::atomic<Slot*> m_pClients{nullptr}; // the last of the buffers

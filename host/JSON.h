@@ -55,7 +55,7 @@ public:
         if (i < 0 || i >= NObjects())
             return nullptr;
         const int nCopied = m_pChildren->nCopied;
-        return i < nCopied ? &m_pChildren->pCopied[i]
+        return i < nCopied ? m_pChildren->pCopied.get() + i
                            : m_pChildren->Added[static_cast<std::size_t>(i - nCopied)].get();
     }
     int NObjects() const

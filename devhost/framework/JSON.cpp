@@ -161,9 +161,10 @@ void CJSONObject::CopyTo(CJSONObject* pCopy) const
     pCopy->m_pChildren = std::make_unique<Children>();
     pCopy->m_pChildren->nCopied = NObjects();
     pCopy->m_pChildren->pCopied.reset(new CJSONObject[static_cast<std::size_t>(NObjects())]);
+    const CJSONObject* pOwn = m_pChildren->pCopied.get();
     CJSONObject* pNext = pCopy->m_pChildren->pCopied.get();
     for (int i = 0; i < m_pChildren->nCopied; ++i)
-        m_pChildren->pCopied[i].CopyTo(pNext++);
+        pOwn[i].CopyTo(pNext++);
     for (const auto& pChild : m_pChildren->Added)
         pChild->CopyTo(pNext++);
 }

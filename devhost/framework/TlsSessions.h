@@ -16,7 +16,7 @@ namespace devhost
 /// A session that a server has offered for resumption, by a ticket or by an id.
 struct TlsSession {
     struct Free {
-        void operator()(SSL_SESSION* pSession) const { SSL_SESSION_free(pSession); }
+        void operator()(SSL_SESSION* pUnused) const { SSL_SESSION_free(pUnused); }
     };
 
     std::unique_ptr<SSL_SESSION, Free> pSession; ///< null: none
