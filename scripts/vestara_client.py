@@ -18,7 +18,14 @@ class StepFailed(Exception):
 
 
 class Refused(StepFailed):
-    """A program answered a request with an error reply: it is alive, and did not do what was asked."""
+    """A program answered a request with an error reply: it is alive, and did not do what was asked.
+
+    The reply's HTTP status is in `status`.
+    """
+
+    def __init__(self, status, text):
+        super().__init__(text)
+        self.status = status
 
 
 class Program:
@@ -89,7 +96,8 @@ class JsonApi:
             with urllib.request.urlopen(request, timeout=30) as reply:
                 text = reply.read()
         except urllib.error.HTTPError as error:
-            raise Refused(f"{method} {path}: {error.code} {error.read().decode(errors='replace')}") from error
+            text = f"{method} {path}: {error.code} {error.read().decode(errors='replace')}"
+            raise Refused(error.code, text) from error
         except OSError as error:
             raise StepFailed(f"{method} {path}: {error}") from error
         return json.loads(text) if text.strip() else None

@@ -8,6 +8,7 @@ with another status than 0 or does not answer in time. The seed fixes what each 
 
 import argparse
 import collections
+import contextlib
 import ctypes
 import glob
 import json
@@ -51,11 +52,6 @@ def world(persons):
             "access_persons": people, "accesses": accesses}
 
 
-def list_of(page):
-    """The list of houses that came with a page, as an answer to the page names it."""
-    return {"list": page["list"]} if "list" in page else {}
-
-
 class Soak:
     def __init__(self, setup, seed):
         self.setup = setup
@@ -92,12 +88,13 @@ class Soak:
             try:
                 hand(rng)
                 self.counts[hand.__name__] += 1
-            except (Refused, IndexError, ValueError):
+            except Exception as problem:
                 # Another hand was faster: what was to be pressed is gone or does not fit any more.
-                self.counts["refused"] += 1
-                self.stop.wait(0.1)
-            except StepFailed as failure:
-                self.failures.append(str(failure))
+                if isinstance(problem, IndexError) or getattr(problem, "status", 500) < 500:
+                    self.counts["refused"] += 1
+                    self.stop.wait(0.1)
+                    continue
+                self.failures.append(f"{hand.__name__}: {problem!r}")
                 self.stop.set()
 
     def accounts_of_host(self):
@@ -116,7 +113,8 @@ class Soak:
                 if house["selected"] >= 0:
                     self.setup.api.post(f"/interfaces/{account}/discover")
                 elif house["choices"]:
-                    self.choose(account, page, house["choices"][0]["index"])
+                    with contextlib.suppress(Refused):  # the driver may have another list of houses by now
+                        self.choose(account, page, house["choices"][0]["index"])
             return self.setup.api.get("/locks")["locks"]
 
         wait_for("an account with locks", up, 120, 4)
@@ -126,7 +124,7 @@ class Soak:
         return page, next(item for item in page["properties"] if item["id"] == HOUSE)
 
     def choose(self, account, page, index):
-        self.setup.api.put(f"/interfaces/{account}/page", {"properties": {str(HOUSE): index}, **list_of(page)})
+        self.setup.api.put(f"/interfaces/{account}/page", {"properties": {str(HOUSE): index}, "list": page["list"]})
 
     def authorise(self, account):
         """Consents when the account's page asks for it; whether it has tokens."""
@@ -153,8 +151,8 @@ class Soak:
         else:
             page = self.setup.api.get(f"{base}/extended-page")
             if wants:
-                choice = rng.randrange(len(page["choices"]))
-                self.setup.api.put(f"{base}/extended-page", {"selected": choice, **list_of(page)})
+                choice = rng.choice(range(len(page["choices"])))
+                self.setup.api.put(f"{base}/extended-page", {"selected": choice, "list": page["list"]})
         self.stop.wait(rng.random() * 0.1)
 
     def locks(self, rng):
@@ -231,13 +229,13 @@ class Soak:
         self.stop.wait(0.05)
 
 
-def reports(state_dir):
-    """The checkers' reports of all programs as whole texts."""
+def checker_log(state_dir):
+    """What the checker wrote about both programs; empty when it found nothing."""
     texts = []
     for path in sorted(glob.glob(os.path.join(state_dir, "checker.*"))):
         with open(path, encoding="utf-8", errors="replace") as file:
-            texts += re.findall(r"^WARNING: .*?^SUMMARY: .*?$", file.read(), re.M | re.S)
-    return texts
+            texts.append(file.read())
+    return "".join(texts)
 
 
 def sides(report):
@@ -288,11 +286,15 @@ def main():
     finally:
         if setup:
             setup.close()
-    pairs = collections.Counter(map(sides, reports(args.state_dir)))
+    if setup and not failure and setup.simulator.process.returncode not in (0, REPORTED):
+        failure = f"the simulator ended with status {setup.simulator.process.returncode}"
+    found = checker_log(args.state_dir)
+    pairs = collections.Counter(map(sides, re.findall(r"^WARNING: .*?^SUMMARY: ", found, re.M | re.S)))
     for pair, count in pairs.most_common():
         print(f"{count:4} x", *pair, sep="\n       ")
-    if pairs:
-        failure = f"{sum(pairs.values())} reports of {len(pairs)} pairs, whole in {log}.*; {failure or 'else all went well'}"
+    if found:
+        rest = failure or "else all went well"
+        failure = f"{sum(pairs.values())} reports of {len(pairs)} pairs, the checker's words are in {log}.*; {rest}"
     print(f"failed: {failure}" if failure else "no report")
     return 1 if failure else 0
 
