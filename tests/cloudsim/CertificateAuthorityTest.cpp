@@ -9,7 +9,7 @@
 namespace cloudsim::test
 {
 
-const std::vector<std::string> kNames = {"oauth.vestara.example", "api.vestara.example", "127.0.0.1"};
+const std::vector<std::string> kNames = {"first.example", "second.example", "127.0.0.1"};
 
 TEST(StateFolderTest, KeepsTheAuthorityAndHidesTheKeys)
 {
