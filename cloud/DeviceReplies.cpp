@@ -56,9 +56,10 @@ void CVestaraInterface::ProcessListedDevice(CJSONObject* pEntry, CommandID eComm
     if (TraceEnabled())
         Trace(FormatLine("Processing [%s:%s] ...", Text(sName), Text(sID)));
 
-    const CPortivo* pLock = FindDoorLock(sID);
+    const CLockSearch Search = SearchDoorLock(sID);
     CVestaraInterface* pOwner = FindInterface(sLocationID);
-    if (!pLock && !InstallListedLock(pOwner, eCommand, sID, sName, sLocationID)) {
+    if (!Search.m_pLock &&
+        !InstallListedLock(pOwner, eCommand, sID, sName, sLocationID, !Search.m_bReported)) {
         Trace("DoorLock not found in system - try re-discovering");
         return;
     }
@@ -66,7 +67,7 @@ void CVestaraInterface::ProcessListedDevice(CJSONObject* pEntry, CommandID eComm
 }
 
 int CVestaraInterface::InstallListedLock(CVestaraInterface* pOwner, CommandID eCommand, const CQXString& sID,
-                                         const CQXString& sName, const CQXString& sLocationID)
+                                         const CQXString& sName, const CQXString& sLocationID, bool bSearched)
 {
     if (!pOwner)
         return Report(1271, FormatLine("Could not find interface with ID: [%s]", Text(sLocationID)));
@@ -74,8 +75,14 @@ int CVestaraInterface::InstallListedLock(CVestaraInterface* pOwner, CommandID eC
     // Only a discovery installs.
     if (eCommand != CMD_DEVICES_DISCOVER)
         return 0;
-    if (!pOwner->AddNewDoorLock(sID, sName))
+    // The walks over all locks that the search has made are not made again for an answer that is known, since
+    // a discovery may bring thousands of locks.
+    const bool bKnown = bSearched && pOwner == this;
+    if (!(bKnown ? AddDoorLock(nullptr, sID, sName) : pOwner->AddNewDoorLock(sID, sName)))
         return Report(1278, FormatLine("Failed to Install [%s:%s]", Text(sName), Text(sID)));
+    const CBridgeClient* pNewest = Client(NClients() - 1);
+    if (bKnown && pNewest && pNewest->DeviceID().Compare(sID) == 0 && dynamic_cast<const CPortivo*>(pNewest))
+        return 1;
     return FindDoorLock(sID) ? 1 : 0;
 }
 

@@ -9,15 +9,19 @@
 
 #include <cstdint>
 #include <cstring>
+#include <typeinfo>
 
 namespace
 {
 
 CPortivo* AsPortivo(CSystemComponent* pComponent)
 {
-    // The type id first: it is cheap, and the family holds locks of other libraries too.
+    // The type id first: it is cheap, and the family holds locks of other libraries too. So is a look at the
+    // exact class, which nearly always settles it; a search looks at every lock of the house.
     if (!pComponent || pComponent->ComponentType() != kPortivoType)
         return nullptr;
+    if (typeid(*pComponent) == typeid(CPortivo))
+        return static_cast<CPortivo*>(pComponent);
     return dynamic_cast<CPortivo*>(pComponent);
 }
 
@@ -73,46 +77,59 @@ CPortivo* CVestaraInterface::NextDoorLock(CPortivo* pCurrent)
 
 CPortivo* CVestaraInterface::FindDoorLock(CQXString sDeviceID)
 {
+    return SearchDoorLock(sDeviceID).m_pLock;
+}
+
+CVestaraInterface::CLockSearch CVestaraInterface::SearchDoorLock(const CQXString& sDeviceID)
+{
     if (sDeviceID.IsEmpty()) {
         Report(2679, FormatLine("DeviceID is missing - cannot locate DoorLock"));
-        return nullptr;
+        return {nullptr, true};
     }
+    bool bReported = false;
     const CWantedID Wanted(sDeviceID);
     const int nClients = NClients();
     for (int i = 0; i < nClients; ++i) {
         CBridgeClient* pClient = Client(i);
         if (!pClient) {
             Report(2689, FormatLine("Failed to locate Client"));
+            bReported = true;
             continue;
         }
         // Ids before types: this is walked for every device of every status reply.
         if (!Wanted.Is(pClient->DeviceID()))
             continue;
         if (auto* pLock = dynamic_cast<CPortivo*>(pClient))
-            return pLock;
+            return {pLock, bReported};
     }
 
     // A lock of another interface, or one whose interface is gone.
     CSystemFamily* pFamily = CSystem::Instance()->FamilyByFamily(kLockFamily);
     if (!pFamily) {
         Report(2702, FormatLine("Failed to locate Family"));
-        return nullptr;
+        return {nullptr, true};
     }
     const int nComponents = pFamily->NComponents(COMPONENT_FILTER_ALL);
     for (int i = 0; i < nComponents; ++i) {
         CSystemComponent* pComponent = pFamily->Component(i);
-        if (!pComponent)
+        if (!pComponent) {
             Report(2708, FormatLine("Failed to locate SysComp"));
+            bReported = true;
+        }
         CPortivo* pLock = AsPortivo(pComponent);
         if (pLock && Wanted.Is(pLock->DeviceID()))
-            return pLock;
+            return {pLock, bReported};
     }
-    return nullptr;
+    return {nullptr, bReported};
 }
 
 int CVestaraInterface::AddNewDoorLock(CQXString sDeviceID, CQXString sName)
 {
-    CPortivo* pLock = FindDoorLock(sDeviceID);
+    return AddDoorLock(FindDoorLock(sDeviceID), sDeviceID, sName);
+}
+
+int CVestaraInterface::AddDoorLock(CPortivo* pLock, const CQXString& sDeviceID, const CQXString& sName)
+{
     if (pLock) {
         if (TraceEnabled())
             Trace(FormatLine("[%s:%s] Already exists - Claiming...", Text(sName), Text(sDeviceID)));

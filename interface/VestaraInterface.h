@@ -249,6 +249,17 @@ private:
     int IndexOfSelectedLocation(const CQXObList& Locations); // the last match, -1 for none
 
     void TellAuthLost(CPortivo* pLock); // both threads
+
+    // FindDoorLock, and whether it had something to report on its way. What it did not find without a report
+    // it would not find again either.
+    struct CLockSearch {
+        CPortivo* m_pLock;
+        bool m_bReported;
+    };
+    CLockSearch SearchDoorLock(const CQXString& sDeviceID);
+
+    // AddNewDoorLock with the lock of this id that was found, or null.
+    int AddDoorLock(CPortivo* pLock, const CQXString& sDeviceID, const CQXString& sName);
     CPortivo* CreateDoorLock(const CQXString& sDeviceID, const CQXString& sName);
     void ClaimDoorLock(CPortivo* pLock, const CQXString& sDeviceID);
     void AttachClient(CBridgeClient* pClient, const CQXString& sDeviceID);
@@ -286,8 +297,10 @@ private:
     int WalkCandidates(const CQXString& sID); // changes the lists; 1 when the location is a candidate already
     int ProcessDeviceListReply(std::unique_ptr<CVestaraCommand> pCommand);
     void ProcessListedDevice(CJSONObject* pEntry, CommandID eCommand);
+    // bSearched: a search of this interface has just found no such lock and nothing to report. 1 when it is
+    // installed now.
     int InstallListedLock(CVestaraInterface* pOwner, CommandID eCommand, const CQXString& sID,
-                          const CQXString& sName, const CQXString& sLocationID); // 1 when it is installed now
+                          const CQXString& sName, const CQXString& sLocationID, bool bSearched);
     void RouteDevice(CVestaraInterface* pOwner, CJSONObject* pEntry, CQXString sID, CQXString sLocationID);
     int ProcessDeviceReply(std::unique_ptr<CVestaraCommand> pCommand);
 
