@@ -184,7 +184,8 @@ TEST_F(ApiTest, AnAnswerToAListThatHasChangedIsRefused)
     m_pAccount->OnStore = [&](int Selected) { m_pAccount->ExtendedChoice = Selected; };
     const std::string kPages[][2] = {{"/page", R"("properties":{"2001":1})"},
                                      {"/extended-page", R"("selected":1)"}};
-    for (const auto& [Page, Answer] : kPages) {
+    for (const auto& Row : kPages) {
+        const std::string &Page = Row[0], &Answer = Row[1];
         SCOPED_TRACE(Page);
         const auto Get = [&] { return AskJson("GET " + AccountPath() + Page)["list"].dump(); };
         const auto Put = [&](const std::string& Named) {

@@ -22,7 +22,8 @@ void RestartInPlace()
 
 TEST_F(SystemTest, IdleCallsMayRestartTheSystemAndRemoveComponents)
 {
-    auto [First, Second] = RestartWithTwo();
+    const auto Accounts = RestartWithTwo();
+    FakeInterface &First = Accounts.first, &Second = Accounts.second;
     AddLock(First, "a");
     AddLock(First, "b");
     FakeLock& Remover = AddLock(Second, "c");
@@ -59,7 +60,8 @@ TEST_F(SystemTest, RestartAndRemovalJoinWorkersThatSleep)
 {
     devhost::WorkerSleeper Sleeper;
     devhost::TheFramework().pSleeper = &Sleeper;
-    auto [First, Second] = RestartWithTwo(true);
+    const auto Accounts = RestartWithTwo(true);
+    FakeInterface &First = Accounts.first, &Second = Accounts.second;
     const auto AwaitRuns = [](FakeInterface& Account, int Runs) {
         while (Account.Runs < Runs || Account.Running == 0)
             std::this_thread::yield();
@@ -99,7 +101,8 @@ TEST_F(SystemTest, RestartAndRemovalJoinWorkersThatSleep)
 
 TEST_F(SystemTest, LocksJoinOneListOnceAndLeaveItWithTheirAccountOrTheirLife)
 {
-    auto [First, Second] = RestartWithTwo();
+    const auto Accounts = RestartWithTwo();
+    FakeInterface &First = Accounts.first, &Second = Accounts.second;
     FakeLock& Lock = AddLock(First, "a");
     FakeLock& Kept = AddLock(Second, "b");
     First.AddClient(&Lock);
@@ -151,7 +154,8 @@ TEST_F(SystemTest, AClientListGrowsAndShrinksInOrderUnderAWalkOfAnotherThread)
 
 TEST_F(SystemTest, OAuthStatesAreRandomBoundAndUsedOnce)
 {
-    auto [First, Second] = RestartWithTwo();
+    const auto Accounts = RestartWithTwo();
+    FakeInterface &First = Accounts.first, &Second = Accounts.second;
     EXPECT_TRUE(m_pSystem->GetOAuthState(12345).IsEmpty()) << "no bridge, no state";
     const std::string Oldest = First.NewState();
     const std::string Other = Second.NewState();
@@ -191,7 +195,8 @@ TEST_F(SystemTest, APageOutlivesTheRestartThatStoringItLeadsTo)
 TEST_F(SystemTest, PagesThatChangeEachOtherAreBuiltAfterTheirNoticeAtABoundedRateAndThenClosed)
 {
     support::ManualClock Clock;
-    auto [First, Second] = RestartWithTwo();
+    const auto Accounts = RestartWithTwo();
+    FakeInterface &First = Accounts.first, &Second = Accounts.second;
     int Builds = 0;
     for (FakeInterface* pAccount : {&First, &Second}) {
         m_pSystem->Pages().Open(pAccount->BridgeID(), *pAccount);

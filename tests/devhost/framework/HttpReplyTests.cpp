@@ -64,14 +64,14 @@ TEST(HttpReplyReader, ReadsFramesAndRefusesContradictions)
     };
     // clang-format on
     for (const auto& Row : kRows) {
-        for (const std::size_t cbPiece : {1, 3, 1 << 20})
+        for (const std::size_t cbPiece : {1U, 3U, 1U << 20})
             EXPECT_EQ(Read(Row.Bytes, cbPiece, Row.bEnd), Row.Result) << cbPiece << " of " << Row.Bytes;
     }
 }
 
 TEST(HttpReplyReader, LimitsAreExact)
 {
-    for (const std::size_t nOver : {0, 1}) {
+    for (const std::size_t nOver : {0U, 1U}) {
         const std::size_t cbHead = HttpReplyReader::kMaxHeadBytes + nOver;
         const std::string Body(HttpReplyReader::kMaxBodyBytes + nOver, 'x');
         std::string Chunks = kChunked;

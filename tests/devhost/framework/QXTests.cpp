@@ -68,7 +68,7 @@ TEST(QXString, BuffersBelongToTheCaller)
 
 TEST(QXString, FormatTakesAnyLengthAndItsOwnText)
 {
-    for (const std::size_t cb : {0, 511, 512, 3000000}) {
+    for (const std::size_t cb : {0U, 511U, 512U, 3000000U}) {
         const std::string Long(cb, 'x');
         CQXString s;
         s.Format("%s", Long.c_str());
