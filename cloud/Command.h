@@ -63,6 +63,11 @@ public:
     const CQXString& UserID() const { return m_sUserID; }
     const CQXString& AccessID() const { return m_sAccessID; }
 
+    // A device object that was routed: where among the interface's clients its lock was found then; -1
+    // unknown.
+    int ClientIndex() const { return m_iClient; }
+    void ClientIndex(int iClient) { m_iClient = iClient; }
+
     CJSONObject* Response() const { return m_pResponse.get(); } // null before the reply; stays the command's
     void Response(CJSONObject* pResponse); // deletes the reply held before, owns the new one
 
@@ -73,5 +78,6 @@ private:
     CQXString m_sDeviceID;
     CQXString m_sUserID;
     CQXString m_sAccessID;
+    int m_iClient = -1;
     std::unique_ptr<CJSONObject> m_pResponse;
 };

@@ -56,43 +56,54 @@ void CVestaraInterface::ProcessListedDevice(CJSONObject* pEntry, CommandID eComm
     if (TraceEnabled())
         Trace(FormatLine("Processing [%s:%s] ...", Text(sName), Text(sID)));
 
-    const CLockSearch Search = SearchDoorLock(sID);
+    CLockSearch Search = SearchDoorLock(sID);
     CVestaraInterface* pOwner = FindInterface(sLocationID);
-    if (!Search.m_pLock &&
-        !InstallListedLock(pOwner, eCommand, sID, sName, sLocationID, !Search.m_bReported)) {
+    if (!Search.m_pLock)
+        Search = InstallListedLock(pOwner, eCommand, sID, sName, sLocationID, !Search.m_bReported);
+    if (!Search.m_pLock) {
         Trace("DoorLock not found in system - try re-discovering");
         return;
     }
-    RouteDevice(pOwner, pEntry, std::move(sID), std::move(sLocationID));
+    const int iClient = pOwner == this && !Search.m_bReported ? Search.m_iClient : -1;
+    RouteDevice(pOwner, pEntry, std::move(sID), std::move(sLocationID), iClient);
 }
 
-int CVestaraInterface::InstallListedLock(CVestaraInterface* pOwner, CommandID eCommand, const CQXString& sID,
-                                         const CQXString& sName, const CQXString& sLocationID, bool bSearched)
+CVestaraInterface::CLockSearch
+CVestaraInterface::InstallListedLock(CVestaraInterface* pOwner, CommandID eCommand, const CQXString& sID,
+                                     const CQXString& sName, const CQXString& sLocationID, bool bSearched)
 {
-    if (!pOwner)
-        return Report(1271, FormatLine("Could not find interface with ID: [%s]", Text(sLocationID)));
+    constexpr CLockSearch kNone{nullptr, -1, true};
+    if (!pOwner) {
+        Report(1271, FormatLine("Could not find interface with ID: [%s]", Text(sLocationID)));
+        return kNone;
+    }
 
     // Only a discovery installs.
     if (eCommand != CMD_DEVICES_DISCOVER)
-        return 0;
-    // The walks over all locks that the search has made are not made again for an answer that is known, since
-    // a discovery may bring thousands of locks.
+        return kNone;
+
+    // What the search has just found out is not searched for again, since a discovery may bring thousands of
+    // locks.
     const bool bKnown = bSearched && pOwner == this;
-    if (!(bKnown ? AddDoorLock(nullptr, sID, sName) : pOwner->AddNewDoorLock(sID, sName)))
-        return Report(1278, FormatLine("Failed to Install [%s:%s]", Text(sName), Text(sID)));
-    const CBridgeClient* pNewest = Client(NClients() - 1);
-    if (bKnown && pNewest && pNewest->DeviceID().Compare(sID) == 0 && dynamic_cast<const CPortivo*>(pNewest))
-        return 1;
-    return FindDoorLock(sID) ? 1 : 0;
+    if (!(bKnown ? AddDoorLock(nullptr, sID, sName) : pOwner->AddNewDoorLock(sID, sName))) {
+        Report(1278, FormatLine("Failed to Install [%s:%s]", Text(sName), Text(sID)));
+        return kNone;
+    }
+    const int iNewest = NClients() - 1;
+    auto* pNewest = bKnown ? dynamic_cast<CPortivo*>(Client(iNewest)) : nullptr;
+    if (pNewest && pNewest->DeviceID().Compare(sID) == 0)
+        return {pNewest, iNewest, false};
+    return SearchDoorLock(sID);
 }
 
 void CVestaraInterface::RouteDevice(CVestaraInterface* pOwner, CJSONObject* pEntry, CQXString sID,
-                                    CQXString sLocationID)
+                                    CQXString sLocationID, int iClient)
 {
     // A copy of its own, because the list goes with its command, while the owner reads the entry later.
     auto pRouted = std::make_unique<CVestaraCommand>(METHOD_READ, CMD_DEVICE_GET, std::move(sLocationID),
                                                      std::move(sID), CQXString(), CQXString());
     pRouted->Response(pEntry->CreateCopy());
+    pRouted->ClientIndex(iClient);
     if (!pOwner) {
         // Only this entry is given up: the reply goes on, although the report speaks of aborting.
         pRouted.reset();
@@ -103,12 +114,24 @@ void CVestaraInterface::RouteDevice(CVestaraInterface* pOwner, CJSONObject* pEnt
     pOwner->AddResponse(std::move(pRouted));
 }
 
+CPortivo* CVestaraInterface::LockOfReply(const CVestaraCommand& Command, const CQXString& sID)
+{
+    // Where the search of the list found it, if it is still there: clients join behind all others, so none of
+    // the same id can have come in front of it since.
+    CBridgeClient* pClient = Command.ClientIndex() < 0 ? nullptr : Client(Command.ClientIndex());
+    if (pClient && pClient->DeviceID().Compare(sID) == 0) {
+        if (auto* pLock = dynamic_cast<CPortivo*>(pClient))
+            return pLock;
+    }
+    return FindDoorLock(sID);
+}
+
 int CVestaraInterface::ProcessDeviceReply(std::unique_ptr<CVestaraCommand> pCommand)
 {
     CJSONObject* pDevice = pCommand->Response();
     CQXString sValue;
     ParseAttribute(pDevice, ATTR_DEVICE_ID, &sValue);
-    CPortivo* pLock = FindDoorLock(sValue);
+    CPortivo* pLock = LockOfReply(*pCommand, sValue);
     if (!pLock) {
         pCommand.reset();
         return Report(1312, FormatLine("DoorLock device NULL - aborting ProcessResponse"));

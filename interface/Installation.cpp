@@ -84,7 +84,7 @@ CVestaraInterface::CLockSearch CVestaraInterface::SearchDoorLock(const CQXString
 {
     if (sDeviceID.IsEmpty()) {
         Report(2679, FormatLine("DeviceID is missing - cannot locate DoorLock"));
-        return {nullptr, true};
+        return {nullptr, -1, true};
     }
     bool bReported = false;
     const CWantedID Wanted(sDeviceID);
@@ -100,14 +100,14 @@ CVestaraInterface::CLockSearch CVestaraInterface::SearchDoorLock(const CQXString
         if (!Wanted.Is(pClient->DeviceID()))
             continue;
         if (auto* pLock = dynamic_cast<CPortivo*>(pClient))
-            return {pLock, bReported};
+            return {pLock, i, bReported};
     }
 
     // A lock of another interface, or one whose interface is gone.
     CSystemFamily* pFamily = CSystem::Instance()->FamilyByFamily(kLockFamily);
     if (!pFamily) {
         Report(2702, FormatLine("Failed to locate Family"));
-        return {nullptr, true};
+        return {nullptr, -1, true};
     }
     const int nComponents = pFamily->NComponents(COMPONENT_FILTER_ALL);
     for (int i = 0; i < nComponents; ++i) {
@@ -118,9 +118,9 @@ CVestaraInterface::CLockSearch CVestaraInterface::SearchDoorLock(const CQXString
         }
         CPortivo* pLock = AsPortivo(pComponent);
         if (pLock && Wanted.Is(pLock->DeviceID()))
-            return {pLock, bReported};
+            return {pLock, -1, bReported};
     }
-    return {nullptr, bReported};
+    return {nullptr, -1, bReported};
 }
 
 int CVestaraInterface::AddNewDoorLock(CQXString sDeviceID, CQXString sName)

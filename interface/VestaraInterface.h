@@ -250,11 +250,11 @@ private:
 
     void TellAuthLost(CPortivo* pLock); // both threads
 
-    // FindDoorLock, and whether it had something to report on its way. What it did not find without a report
-    // it would not find again either.
+    // FindDoorLock, and what it saw on its way.
     struct CLockSearch {
         CPortivo* m_pLock;
-        bool m_bReported;
+        int m_iClient;    // the lock's index among the clients, -1 when it was found elsewhere or not at all
+        bool m_bReported; // something was wrong, so another search would not be the same
     };
     CLockSearch SearchDoorLock(const CQXString& sDeviceID);
 
@@ -297,12 +297,14 @@ private:
     int WalkCandidates(const CQXString& sID); // changes the lists; 1 when the location is a candidate already
     int ProcessDeviceListReply(std::unique_ptr<CVestaraCommand> pCommand);
     void ProcessListedDevice(CJSONObject* pEntry, CommandID eCommand);
-    // bSearched: a search of this interface has just found no such lock and nothing to report. 1 when it is
-    // installed now.
-    int InstallListedLock(CVestaraInterface* pOwner, CommandID eCommand, const CQXString& sID,
-                          const CQXString& sName, const CQXString& sLocationID, bool bSearched);
-    void RouteDevice(CVestaraInterface* pOwner, CJSONObject* pEntry, CQXString sID, CQXString sLocationID);
+    // bSearched: a search of this interface has just found no such lock and nothing to report. The result is
+    // that of another search; no lock when it was not installed.
+    CLockSearch InstallListedLock(CVestaraInterface* pOwner, CommandID eCommand, const CQXString& sID,
+                                  const CQXString& sName, const CQXString& sLocationID, bool bSearched);
+    void RouteDevice(CVestaraInterface* pOwner, CJSONObject* pEntry, CQXString sID, CQXString sLocationID,
+                     int iClient);
     int ProcessDeviceReply(std::unique_ptr<CVestaraCommand> pCommand);
+    CPortivo* LockOfReply(const CVestaraCommand& Command, const CQXString& sID); // or null
 
     int ProcessPersonReply(std::unique_ptr<CVestaraCommand> pCommand);
     int ProcessPerson(CJSONObject* pEntry, const CVestaraCommand& Command); // 0: the reply is aborted
