@@ -12,7 +12,8 @@
 // Owns its persons. The host thread changes and walks the list; the worker copies what it needs of a person
 // under the list's lock, which the host thread takes only for insertions, removals and changes of a person,
 // and both only for as long as that takes. Any thread may declare the list dropped: it counts as empty from
-// then on, and the host thread frees the persons when it next looks for one or adds one.
+// then on, and the host thread frees the persons when it next looks for one or adds one, at the latest in its
+// next idle call.
 class CAccessPersonList
 {
 public:

@@ -56,8 +56,8 @@ private:
     std::function<void()> m_OnPass;
 };
 
-/// Bodies of replies in the cloud's shape. Ids are as long as the cloud's and differ at their end only, which
-/// makes them the costliest to compare.
+/// Bodies of replies in the cloud's shape. Ids are as long as the cloud's and differ at their end only, as
+/// ids of one cloud do.
 
 /// @param ConnectedAt calendar seconds of every lock's last heartbeat.
 std::string StatusBody(int Locks, std::time_t ConnectedAt);

@@ -116,8 +116,8 @@ void CVestaraInterface::RouteDevice(CVestaraInterface* pOwner, CJSONObject* pEnt
 
 CPortivo* CVestaraInterface::LockOfReply(const CVestaraCommand& Command, const CQXString& sID)
 {
-    // Where the search of the list found it, if it is still there: clients join behind all others, so none of
-    // the same id can have come in front of it since.
+    // // Where the search of the list found it, if it is still there: clients join behind all others. (Two
+    // clients of one id may change places here when one in front of them leaves.)
     CBridgeClient* pClient = Command.ClientIndex() < 0 ? nullptr : Client(Command.ClientIndex());
     if (pClient && pClient->DeviceID().Compare(sID) == 0) {
         if (auto* pLock = dynamic_cast<CPortivo*>(pClient))

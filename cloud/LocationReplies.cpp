@@ -5,6 +5,7 @@
 #include "interface/VestaraInterface.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -77,6 +78,9 @@ int CVestaraInterface::WalkCandidates(const CQXString& sID)
     const CWantedText Wanted(sID);
     const CQXString sOwnID = LocationID();
     const std::vector<CSibling> Siblings = OtherAccounts();
+    std::vector<CWantedText> Served; // the texts are the siblings'
+    for (const CSibling& Other : Siblings)
+        Served.emplace_back(Other.m_sLocationID);
     CQXObList& Locations = m_Locations.Live();
     int bKnown = 0;
     const int nSteps = Locations.GetCount();
@@ -88,12 +92,12 @@ int CVestaraInterface::WalkCandidates(const CQXString& sID)
         if (pPair->HasID(Wanted))
             bKnown = 1;
 
-        const auto Serving = std::find_if(Siblings.begin(), Siblings.end(), [pPair](const CSibling& Other) {
-            return pPair->ID().Compare(Other.m_sLocationID) == 0;
+        const auto Serving = std::find_if(Served.begin(), Served.end(), [pPair](const CWantedText& Theirs) {
+            return pPair->HasID(Theirs);
         });
-        if (Serving == Siblings.end() || pPair->ID().Compare(sOwnID) == 0)
+        if (Serving == Served.end() || pPair->ID().Compare(sOwnID) == 0)
             continue;
-        Serving->m_pInterface->RemoveAllLocations();
+        Siblings[static_cast<std::size_t>(Serving - Served.begin())].m_pInterface->RemoveAllLocations();
 
         // On purpose the entry behind the served one goes, or none behind the last, because the position has
         // moved on already: what installers see offered after several lists depends on it. No pair is freed

@@ -14,9 +14,9 @@ const char* HostName(VestaraMethod eMethod);
 CQXString ReadTarget(const CVestaraCommand& Command);
 CQXString WriteTarget(const CVestaraCommand& Command);
 
-// Form bodies of the token requests. Every value goes in as it is, none is encoded: code, refresh token and
-// redirect address must not hold a character that means something in a form. For code and redirect address
-// the host sees to that.
+// Form bodies of the token requests. Their bytes are fixed: every value goes in as it is, none is encoded. So
+// code, refresh token and redirect address must not hold a character that means something in a form. For code
+// and redirect address the host sees to that.
 CQXString TokenCodeForm(const CQXString& sAuthCode, const CQXString& sRedirectURI);
 CQXString TokenRefreshForm(const CQXString& sRefreshToken);
 

@@ -17,7 +17,7 @@ int CVestaraInterface::ProcessTokenReply(std::unique_ptr<CVestaraCommand> pComma
     const int bFound = ParseAttribute(pReply, ATTR_ACCESS_TOKEN, &sAccessToken);
     const CQXString sOldToken = m_sAccessToken.Exchange(sAccessToken);
     if (bFound && sAccessToken.Compare(sOldToken) != 0)
-        OnNewAccessToken();
+        OnNewAccessToken(sAccessToken.GetLength());
 
     // Unlike the access token the refresh token stays when the reply has none: a reply need not repeat it
     // (RFC 6749, section 6).
@@ -45,12 +45,12 @@ int CVestaraInterface::ProcessTokenReply(std::unique_ptr<CVestaraCommand> pComma
     return 1;
 }
 
-void CVestaraInterface::OnNewAccessToken()
+void CVestaraInterface::OnNewAccessToken(int cbToken)
 {
     // The doubled percent sign is on purpose: the line shows the length and the characters %s, never the
     // token.
     if (TraceEnabled())
-        Trace(FormatLine("Got new AccessToken [%d:%%s]", m_sAccessToken.GetLength()));
+        Trace(FormatLine("Got new AccessToken [%d:%%s]", cbToken));
     CSystem::Instance()->NotifyWrite();
     ClientBroadcast(1);
     ClearAuthCode();

@@ -4,6 +4,9 @@
 #include "host/HTTP.h"
 #include "host/QXString.h"
 
+#include <atomic>
+#include <utility>
+
 class CDeviceInterface;
 class CDeviceNetwork;
 class CQXFile;

@@ -3,6 +3,8 @@
 
 #include "host/QXString.h"
 
+#include <utility>
+
 class CStringBlock; // texts of the host's own components; handed through untouched
 
 class CDeviceInterfaceDef

@@ -16,7 +16,7 @@
 // Order of the host's calls: construction; NetworkBridge() and BridgeID() set; ReadClientData when the
 // configuration has a record; OnInterfaceInit once all interfaces and components are there; then
 // OnInterfaceIdle again and again while Run is on the worker thread; UnInstall, after the worker was
-// stopped and joined, when the interface is removed.
+// stopped and joined, when the interface is removed, and nothing after it.
 class CDeviceInterface : public CBridgeClient, public CTraceProducer, public CEventLogger
 {
 public:

@@ -5,6 +5,7 @@
 #include "host/SystemComponent.h"
 
 #include <atomic>
+#include <mutex>
 #include <set>
 
 // State and working flag are atomic, and the registrations lock what they share, because an account that

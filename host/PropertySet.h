@@ -4,6 +4,7 @@
 #include "host/QXString.h"
 
 #include <memory>
+#include <utility>
 #include <vector>
 
 class CPropertySet;

@@ -5,6 +5,7 @@
 #include "host/QXString.h"
 
 #include <cstddef>
+#include <utility>
 #include <variant>
 #include <vector>
 

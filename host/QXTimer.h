@@ -34,8 +34,7 @@ public:
     // the start before the counter's zero, which reads as a wrap: one millisecond less.
     void SetElapsed(std::uint32_t uMs) { StartTick(GetTickCount() - uMs); }
 
-    // Milliseconds since the start. One is taken off across a wrap of the counter; users of the timers
-    // compare with that value, so it is kept.
+    // Milliseconds since the start; one less across a wrap of the counter.
     std::uint32_t QXTickCount() const
     {
         const std::uint32_t uStart = StartTick();

@@ -4,6 +4,8 @@
 
 #include "host/QXString.h"
 
+#include <utility>
+
 class CIDServer
 {
 public:

@@ -5,6 +5,8 @@
 #include "host/QXStream.h"
 #include "host/Trace.h"
 
+#include <utility>
+
 struct QXT_SLOT_CONFIG; // one user slot's record for the hardware; handed through
 
 // Host thread, except where a line says otherwise. Created from its definition, owned by its family.

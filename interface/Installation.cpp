@@ -185,7 +185,7 @@ CPortivo* CVestaraInterface::CreateDoorLock(const CQXString& sDeviceID, const CQ
     if (!pComponent)
         return nullptr;
     pComponent->ID(CIDServer::Instance()->NewID());
-    // Before there is a bridge and a device id: what these two register must not depend on either.
+    // Before there is a bridge and a device id; what needs them is registered again afterwards.
     pComponent->Install();
     pComponent->OnComponentInit();
 

@@ -7,7 +7,7 @@
 
 // Owns its CLocationPair entries. The list is the host thread's; what any thread may do is declare it
 // dropped. From then on it counts as empty, and the host thread frees the entries when it next asks for the
-// list, so that no walk loses an entry under its feet.
+// list, at the latest in its next idle call, so that no walk loses an entry under its feet.
 class CLocationList
 {
 public:

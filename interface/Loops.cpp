@@ -6,6 +6,8 @@
 #include "host/System.h"
 #include "interface/VestaraInterface.h"
 
+#include <utility>
+
 namespace
 {
 
@@ -77,8 +79,8 @@ int CVestaraInterface::AdjustTickRate()
     if (nQueued > 0 && TraceEnabled())
         Trace(FormatLine("[%d] commands queued [S:%d][R:%d]", nQueued, nCommands, nResponses));
 
-    // The cube lets a backlog drain quickly while one command keeps waiting for company. It outgrows 32 bits
-    // from 1626 items on.
+    // The cube lets a backlog drain quickly, while an idle interface takes one turn in 3 s. It outgrows 32
+    // bits from 1626 items on.
     const auto n = static_cast<std::uint64_t>(nQueued);
     const auto iDelayMs = static_cast<std::uint32_t>(kIdleRunDelayMs / (n * n * n + 1));
     m_iRunDelay = iDelayMs;
@@ -147,7 +149,7 @@ void CVestaraInterface::PollCloud()
     QueueRead(CMD_DEVICES_STATUS, LocationID());
     m_tmrStatusPoll.Restart();
 
-    // Looked at only here, so the access persons are always asked for together with the locks.
+    // Looked at only here, so the access persons are polled only together with the locks.
     if (m_tmrAccessPoll.QXTickCount() <= kAccessPollMs)
         return;
     QueueRead(CMD_ACCESS_PERSONS_LIST, "");

@@ -88,7 +88,7 @@ CQXString CVestaraInterface::LocationStatus(PROPERTY_UPDATE_CTX eContext)
         return "Select Location";
     // Marked before the request is queued, because its reply may be here before this returns. A refresh of an
     // open page marks the list as requested too, but asks for nothing: a list that is empty then stays empty
-    // until something drops it and a page is built.
+    // until something drops it and a page is built, or a discovery asks.
     m_bLocationsRequested = 1;
     if (eContext == PROPERTY_UPDATE_BUILD)
         QueueRead(CMD_LOCATIONS_LIST, "");

@@ -254,7 +254,7 @@ private:
     struct CLockSearch {
         CPortivo* m_pLock;
         int m_iClient;    // the lock's index among the clients, -1 when it was found elsewhere or not at all
-        bool m_bReported; // something was wrong, so another search would not be the same
+        bool m_bReported; // it reported something, as every further search must, so none may be left out
     };
     CLockSearch SearchDoorLock(const CQXString& sDeviceID);
 
@@ -290,7 +290,7 @@ private:
     // Branches of ProcessResponse and their steps: host thread. A branch owns the command; results are
     // ProcessResponse's.
     int ProcessTokenReply(std::unique_ptr<CVestaraCommand> pCommand);
-    void OnNewAccessToken();
+    void OnNewAccessToken(int cbToken); // the length of the token, for the trace
     void TakeRefreshToken(CQXString sRefreshToken);
     int ProcessLocationReply(std::unique_ptr<CVestaraCommand> pCommand);
     void ProcessLocation(CQXString sID, CQXString sName);

@@ -18,10 +18,9 @@ int Shifted(int iValue, int iBy)
 
 std::tm ParsedUTC(const char* pText)
 {
-    // Zeroed, daylight saving included: both times of a comparison are read by the same rule. Read as the C
-    // library's
-    // "%d-%d-%dT%d:%d:%dZ" would, which is undefined for numbers that do not fit: the first number or mark
-    // that is not there ends it.
+    // Zeroed, daylight saving included: both times of a comparison are read by the same rule. The numbers are
+    // read as sscanf reads "%d-%d-%dT%d:%d:%dZ", which is undefined for those that do not fit: the first
+    // number or mark that is not there ends it.
     std::tm Time{};
     int* const Fields[] = {&Time.tm_year, &Time.tm_mon, &Time.tm_mday,
                            &Time.tm_hour, &Time.tm_min, &Time.tm_sec};

@@ -6,6 +6,8 @@
 #include "host/System.h"
 #include "interface/VestaraInterface.h"
 
+#include <utility>
+
 namespace
 {
 

@@ -4,6 +4,8 @@
 #include "host/System.h"
 #include "lock/Portivo.h"
 
+#include <utility>
+
 namespace
 {
 

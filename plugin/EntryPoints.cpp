@@ -5,6 +5,8 @@
 #include "lock/Portivo.h"
 #include "plugin/Registration.h"
 
+#include <memory>
+
 #define VESTARA_EXPORT __attribute__((visibility("default")))
 
 namespace

@@ -4,6 +4,7 @@
 #include "plugin/Registration.h"
 
 #include <memory>
+#include <utility>
 
 namespace
 {

@@ -14,8 +14,7 @@ namespace devhost
 /// Bounds of what is taken for JSON. The largest replies that a cloud has reason for are 10,000 persons of 7
 /// values, 2,000 locks of 16 values and 1,000 houses, each far more than a house or an installer has. The
 /// bounds leave such a list 20 values and 400 bytes an entry, and the driver, which looks at every entry, can
-/// take in whatever is within them without holding up the host. Replies
-/// have 4 levels.
+/// take in whatever is within them without holding up the host. Replies have 4 levels.
 constexpr std::size_t kMaxJsonBytes = 4u << 20;
 constexpr std::size_t kMaxJsonValues = 200000;
 constexpr std::size_t kMaxJsonChildren =

@@ -219,7 +219,7 @@ bool System::RemoveInterface(unsigned BridgeID)
     return true;
 }
 
-// Locks that stay behind wait without a bridge until another account claims them.
+// Locks that stay behind keep no pointer to a bridge that goes.
 void System::ClearBridge(const CBridge& Gone)
 {
     for (CSystemComponent* pComponent : Components()) {
