@@ -13,6 +13,11 @@ import urllib.parse
 import urllib.request
 
 
+# Numbers by which the driver's account page knows its properties and actions.
+STATUS, HOUSE = 2000, 2001
+AUTHORISE, RESET = 20002, 20003
+
+
 class StepFailed(Exception):
     """A step was not seen in time, or a program answered with an error; the text says which."""
 
@@ -219,6 +224,20 @@ class Setup:
         )
         self.api = JsonApi(self.host.ready["api"] + "/api/v1")
         return self.host.ready
+
+    def page(self, account):
+        """Has the driver fill an account's page; the page, and its properties by their number."""
+        page = self.api.get(f"/interfaces/{account}/page")
+        return page, {item["id"]: item for item in page["properties"]}
+
+    def choose_house(self, account, page, index):
+        """Answers that page with the choice of a house. Refused with 409 when its list of houses has changed."""
+        self.api.put(f"/interfaces/{account}/page", {"properties": {str(HOUSE): index}, "list": page["list"]})
+
+    def authorise(self, account):
+        """Authorises an account as a person in a browser does."""
+        url = self.api.post(f"/interfaces/{account}/actions/{AUTHORISE}")["browser_url"]
+        Browser(self.ca_file).give_consent(url)
 
     def stop_host(self, timeout_s=20):
         """Asks the host to shut down through its API and waits; its exit status."""

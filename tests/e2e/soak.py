@@ -10,23 +10,20 @@ import argparse
 import collections
 import contextlib
 import ctypes
-import glob
 import json
 import os
+import pathlib
 import random
 import re
 import shutil
 import sys
 import threading
-import time
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 sys.path.insert(0, os.path.join(ROOT, "scripts"))
 
-from vestara_client import Browser, Refused, Setup, StepFailed, wait_for  # noqa: E402
+from vestara_client import AUTHORISE, HOUSE, RESET, STATUS, Refused, Setup, StepFailed, wait_for  # noqa: E402
 
-AUTHORISE, RESET = 20002, 20003
-HOUSE, STATUS = 2001, 2000
 HOUSES, LOCKS_OF_A_HOUSE, USERS = 4, 5, 6
 # A token is refreshed ten minutes before its end, so this one is every few seconds.
 TOKEN_LIFETIME_S = 604
@@ -59,7 +56,9 @@ class Soak:
         self.counts = collections.Counter()
         self.failures = []
         self.stop = threading.Event()
-        self.hands = (self.pages, self.locks, self.users, self.accounts, self.faults, self.tokens, self.reader)
+        # What each hand does, and the longest pause after it in seconds.
+        self.hands = {self.pages: 0.1, self.locks: 0.1, self.users: 0.3, self.accounts: 1, self.faults: 0,
+                      self.tokens: 8, self.reader: 0.1}
 
     def round(self, number, seconds):
         """Starts the host, lets all hands work on it for the time, and ends it."""
@@ -88,6 +87,7 @@ class Soak:
             try:
                 hand(rng)
                 self.counts[hand.__name__] += 1
+                self.stop.wait(rng.random() * self.hands[hand])
             except Exception as problem:
                 # Another hand was faster: what was to be pressed is gone or does not fit any more.
                 if isinstance(problem, IndexError) or getattr(problem, "status", 500) < 500:
@@ -109,51 +109,42 @@ class Soak:
             for account in self.accounts_of_host():
                 if not self.authorise(account):
                     continue
-                page, house = self.house_of(account)
-                if house["selected"] >= 0:
+                page, properties = self.setup.page(account)
+                if properties[HOUSE]["selected"] >= 0:
                     self.setup.api.post(f"/interfaces/{account}/discover")
-                elif house["choices"]:
+                elif choices := properties[HOUSE]["choices"]:
                     with contextlib.suppress(Refused):  # the driver may have another list of houses by now
-                        self.choose(account, page, house["choices"][0]["index"])
+                        self.setup.choose_house(account, page, choices[0]["index"])
             return self.setup.api.get("/locks")["locks"]
 
         wait_for("an account with locks", up, 120, 4)
 
-    def house_of(self, account):
-        page = self.setup.api.get(f"/interfaces/{account}/page")
-        return page, next(item for item in page["properties"] if item["id"] == HOUSE)
-
-    def choose(self, account, page, index):
-        self.setup.api.put(f"/interfaces/{account}/page", {"properties": {str(HOUSE): index}, "list": page["list"]})
-
     def authorise(self, account):
         """Consents when the account's page asks for it; whether it has tokens."""
-        page = self.setup.api.get(f"/interfaces/{account}/page")
-        status = next(item["value"] for item in page["properties"] if item["id"] == STATUS)
-        if status != "[ Authorization Needed ]":
+        page, properties = self.setup.page(account)
+        if properties[STATUS]["value"] != "[ Authorization Needed ]":
             return True
         if any(action["id"] == AUTHORISE for action in page["actions"]):
-            url = self.setup.api.post(f"/interfaces/{account}/actions/{AUTHORISE}")["browser_url"]
-            Browser(self.setup.ca_file).give_consent(url)
+            self.setup.authorise(account)
         return False
 
     def pages(self, rng):
         account = rng.choice(self.accounts_of_host())
         base = f"/interfaces/{account}"
-        page, house = self.house_of(account)
+        page, properties = self.setup.page(account)
+        house = properties[HOUSE]
         # A house that is chosen stays for a while, so that its locks are there to work with.
         wants = house["selected"] < 0 or rng.random() < 0.03
         kind = rng.random()
         if kind < 0.4:
             self.setup.api.post(f"{base}/page/refresh")
         elif kind < 0.7 and wants:
-            self.choose(account, page, rng.choice(house["choices"])["index"])
+            self.setup.choose_house(account, page, rng.choice(house["choices"])["index"])
         else:
             page = self.setup.api.get(f"{base}/extended-page")
             if wants:
                 choice = rng.choice(range(len(page["choices"])))
                 self.setup.api.put(f"{base}/extended-page", {"selected": choice, "list": page["list"]})
-        self.stop.wait(rng.random() * 0.1)
 
     def locks(self, rng):
         lock = rng.choice(self.setup.api.get("/locks")["locks"])["id"]
@@ -169,7 +160,6 @@ class Soak:
         else:
             self.setup.admin.post(f"/admin/locks/lock-{rng.randrange(HOUSES)}-{rng.randrange(LOCKS_OF_A_HOUSE)}"
                                   "/turn", {"state": rng.choice(["locked", "unlocked"])})
-        self.stop.wait(rng.random() * 0.1)
 
     def users(self, rng):
         slot = rng.randrange(USERS)
@@ -184,7 +174,6 @@ class Soak:
             name = f"Person {rng.randrange(4)}{slot}" if rng.random() < 0.5 else f"User {slot}.{rng.randrange(9)}"
             self.setup.api.put(f"/users/{slot}", {"name": name, "email": f"u{slot}@house.example",
                                                   "pin": f"{slot + 1}{rng.randrange(10 ** 6):06}"})
-        self.stop.wait(rng.random() * 0.3)
 
     def accounts(self, rng):
         accounts = self.accounts_of_host()
@@ -203,7 +192,6 @@ class Soak:
             self.setup.api.delete(f"/interfaces/{account}")
         else:
             self.setup.api.post("/interfaces")
-        self.stop.wait(rng.random())
 
     def faults(self, rng):
         storm = [{"kind": "status", "status": 401}] * 5 + [
@@ -216,7 +204,6 @@ class Soak:
         self.setup.admin.delete("/admin/faults")
 
     def tokens(self, rng):
-        self.stop.wait(rng.random() * 8)
         self.setup.admin.post("/admin/tokens/revoke", {"refresh": rng.random() < 0.1})
 
     def reader(self, rng):
@@ -226,75 +213,46 @@ class Soak:
             self.setup.api.put("/trace-switches", {"*": rng.random() < 0.7})
         if rng.random() < 0.05:
             self.setup.api.post("/save")
-        self.stop.wait(0.05)
-
-
-def checker_log(state_dir):
-    """What the checker wrote about both programs; empty when it found nothing."""
-    texts = []
-    for path in sorted(glob.glob(os.path.join(state_dir, "checker.*"))):
-        with open(path, encoding="utf-8", errors="replace") as file:
-            texts.append(file.read())
-    return "".join(texts)
-
-
-def sides(report):
-    """Whose code meets in a report: for each of its two accesses the innermost functions that are the project's."""
-    found = []
-    for stack in re.findall(r"^  (?:Previous )?(?:\w+ )?\w+ of size .*:\n((?:    .*\n)+)", report, re.M)[:2]:
-        frames = re.findall(r"#\d+ (.*?)(?:\(.*)? (?:\.\./)*([^ :]+):(\d+) \(", stack)
-        ours = [f"{name} ({path}:{line})" for name, path, line in frames
-                if not os.path.isabs(path) and os.path.exists(os.path.join(ROOT, path))]
-        found.append(" < ".join(ours[:4]) or "stack unknown")
-    return tuple(sorted(found))
 
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
-    parser.add_argument("--bin", required=True)
-    parser.add_argument("--driver", required=True)
-    parser.add_argument("--state-dir", required=True)
+    for name in ("--bin", "--driver", "--state-dir"):
+        parser.add_argument(name, required=True)
     parser.add_argument("--duration", type=int, default=600, help="seconds of work, starts and stops not counted")
     parser.add_argument("--persons", type=int, default=300, help="access persons of the cloud")
-    parser.add_argument("--seed", type=int, default=None)
+    parser.add_argument("--seed", type=int, default=random.SystemRandom().randrange(1 << 32))
     args = parser.parse_args()
-    seed = args.seed if args.seed is not None else random.SystemRandom().randrange(1 << 32)
-    print(f"seed {seed}", flush=True)
+    print(f"seed {args.seed}", flush=True)
 
-    shutil.rmtree(args.state_dir, ignore_errors=True)
-    os.makedirs(args.state_dir)
-    fixture = os.path.join(args.state_dir, "world.json")
-    with open(fixture, "w", encoding="utf-8") as file:
-        json.dump(world(args.persons), file)
-    log = os.path.join(os.path.abspath(args.state_dir), "checker")
+    folder = pathlib.Path(args.state_dir).absolute()
+    shutil.rmtree(folder, ignore_errors=True)
+    folder.mkdir(parents=True)
+    fixture = folder / "world.json"
+    fixture.write_text(json.dumps(world(args.persons)), encoding="utf-8")
     ctypes.CDLL(None).personality(ADDR_NO_RANDOMIZE)  # where it is not allowed, nothing is lost on most machines
-    os.environ["TSAN_OPTIONS"] = f"log_path={log} halt_on_error=0 exitcode={REPORTED} history_size=7"
+    os.environ["TSAN_OPTIONS"] = f"log_path={folder}/checker halt_on_error=0 exitcode={REPORTED} history_size=7"
 
-    setup = None
     failure = None
     try:
         setup = Setup(args.bin, args.driver, args.state_dir, fixture,
                       sim_options=("--token-lifetime", str(TOKEN_LIFETIME_S), "--log-level", "warn"))
-        soak = Soak(setup, seed)
-        for number, left in enumerate(range(args.duration, 0, -ROUND_S)):
-            soak.round(number, min(left, ROUND_S))
-            print(f"round {number}: {dict(soak.counts)}", flush=True)
-        if idle := [hand.__name__ for hand in soak.hands if not soak.counts[hand.__name__]]:
-            raise StepFailed(f"nothing came of {idle}")
+        with contextlib.closing(setup):
+            soak = Soak(setup, args.seed)
+            for number, left in enumerate(range(args.duration, 0, -ROUND_S)):
+                soak.round(number, min(left, ROUND_S))
+                print(f"round {number}: {dict(soak.counts)}", flush=True)
+            if idle := [hand.__name__ for hand in soak.hands if not soak.counts[hand.__name__]]:
+                raise StepFailed(f"nothing came of {idle}")
+        if setup.simulator.process.returncode not in (0, REPORTED):
+            raise StepFailed(f"the simulator ended with status {setup.simulator.process.returncode}")
     except StepFailed as problem:
         failure = str(problem)
-    finally:
-        if setup:
-            setup.close()
-    if setup and not failure and setup.simulator.process.returncode not in (0, REPORTED):
-        failure = f"the simulator ended with status {setup.simulator.process.returncode}"
-    found = checker_log(args.state_dir)
-    pairs = collections.Counter(map(sides, re.findall(r"^WARNING: .*?^SUMMARY: ", found, re.M | re.S)))
-    for pair, count in pairs.most_common():
-        print(f"{count:4} x", *pair, sep="\n       ")
+    found = "".join(path.read_text(encoding="utf-8", errors="replace") for path in folder.glob("checker.*"))
+    for summary, count in collections.Counter(re.findall("^SUMMARY: .*", found, re.M)).most_common():
+        print(f"{count:4} x {summary}")
     if found:
-        rest = failure or "else all went well"
-        failure = f"{sum(pairs.values())} reports of {len(pairs)} pairs, the checker's words are in {log}.*; {rest}"
+        failure = f"the checker's words are in {folder}/checker.*; {failure or 'else all went well'}"
     print(f"failed: {failure}" if failure else "no report")
     return 1 if failure else 0
 
