@@ -1,3 +1,5 @@
+// The log's lines and entries, what a flood of reports becomes, and the files that are put aside.
+
 #include "devhost/framework/DiagnosticLog.h"
 
 #include <gmock/gmock.h>
@@ -6,7 +8,6 @@
 #include <atomic>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <optional>
 #include <thread>
 
@@ -17,6 +18,15 @@ namespace
 
 using devhost::DiagnosticLog;
 using testing::HasSubstr;
+
+std::vector<std::string> LinesOf(const std::filesystem::path& Path)
+{
+    std::ifstream File(Path);
+    std::vector<std::string> Lines;
+    for (std::string Line; std::getline(File, Line);)
+        Lines.push_back(Line);
+    return Lines;
+}
 
 TEST(DiagnosticLog, WritesOneFilteredLineForEachEntry)
 {
@@ -31,10 +41,7 @@ TEST(DiagnosticLog, WritesOneFilteredLineForEachEntry)
     Log.OnTrace("p",
                 std::string(DiagnosticLog::kMaxKeptBytes - 1, 'x') + "\xC3\xA4" + std::string(100000, 'y'));
 
-    std::ifstream File(Path);
-    std::vector<std::string> Lines;
-    for (std::string Line; std::getline(File, Line);)
-        Lines.push_back(Line);
+    const std::vector<std::string> Lines = LinesOf(Path);
     std::filesystem::remove(Path);
     const auto Entries = Log.EntriesSince(0, 10);
     ASSERT_EQ(Lines.size(), 3u);
@@ -124,11 +131,7 @@ TEST(DiagnosticLog, CountsWhatComesInAFlood)
     // What was counted is told at the latest at the end.
     Reports(11, 9);
     Log.reset();
-    std::ifstream File(Path);
-    std::string Line, Last;
-    while (std::getline(File, Line))
-        Last = Line;
-    EXPECT_TRUE(Last.ends_with("report a:9: 1 more in 0 s, like: Text 10")) << Last;
+    EXPECT_THAT(LinesOf(Path).back(), testing::EndsWith("report a:9: 1 more in 0 s, like: Text 10"));
     std::filesystem::remove(Path);
 }
 
@@ -153,9 +156,7 @@ TEST(DiagnosticLog, PutsFullFilesAsideAndOutlivesAFileThatCannotBeOpened)
         Write("");
     std::filesystem::create_directory(Folder);
     Write("again");
-    std::ifstream File(Folder / "host.log");
-    const std::string Text{std::istreambuf_iterator<char>(File), {}};
-    EXPECT_TRUE(Text.ends_with("xagain\n")) << Text;
+    EXPECT_THAT(LinesOf(Folder / "host.log").back(), testing::EndsWith("xagain"));
     std::filesystem::remove_all(Folder);
 }
 

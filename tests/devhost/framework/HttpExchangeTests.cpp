@@ -1,3 +1,5 @@
+// Exchanges as the driver asks for them: requests that are not sent, replies that are not taken.
+
 #include "devhost/framework/Framework.h"
 #include "host/HTTP.h"
 #include "host/JSON.h"
@@ -42,31 +44,30 @@ protected:
 
 TEST_F(HttpExchangeTest, ARequestThatTheCloudHasWrittenIntoIsNotSent)
 {
-    const std::string kStart = "GET /locations HTTP/1.1\r\nAccept: a/b\r\n", kHost = "Host: x\r\n",
-                      kNext = "\r\n" + kHost + "\r\n";
-    const std::string kBearer = kStart + "Authorization: Bearer ",
+    const std::string kAccept = "Accept: a/b\r\n", kHost = "Host: x\r\n",
+                      kStart = "GET / HTTP/1.1\r\n" + kAccept;
+    const std::string kBearer = kStart + "Authorization: Bearer ", kNext = "\r\n" + kHost + "\r\n";
+    const std::string kPut = "PUT /a HTTP/1.1\r\n" + kAccept + kHost + "Content-Length: ";
+    const std::string kType = "\r\nContent-Type: c/d\r\n\r\n",
                       kForeign = "it has a header line that does not belong there";
     const std::string kToken = "its access token has characters that no token has",
                       kMore = "bytes follow its end";
-    const std::string kPut = "PUT /a HTTP/1.1\r\nAccept: a/b\r\nHost: x\r\nContent-Length: ",
-                      kType = "\r\nContent-Type: c/d\r\n\r\n";
+    const std::string kLine = "its request line is broken", kLength = "its length is wrong";
     // clang-format off
     const struct {
         std::string Request, Fault; // no fault: it is sent
     } kRows[] = {
         {kBearer + "azAZ09-._~+/==" + kNext, ""}, {kPut + "2" + kType + "{}\r\n", ""}, {kPut + "0\r\n\r\n\r\n\r\n", ""},
-        {"GET  HTTP/1.1\r\nAccept: a/b\r\nHost: x\r\n\r\n", ""}, {" HTTP/1.1\r\nAccept: a/b\r\nHost: x\r\n\r\n", ""},
-        {kBearer + kNext, kToken}, {kBearer + "=" + kNext, kToken}, {kBearer + "a=b" + kNext, kToken},
-        {kBearer + "a b" + kNext, kToken}, {kBearer + "a\nb" + kNext, kForeign}, {kBearer + "a\rb" + kNext, kForeign},
+        {"GET  HTTP/1.1\r\n" + kAccept + kHost + "\r\n", ""}, {" HTTP/1.1\r\n" + kAccept + kHost + "\r\n", ""},
+        {kBearer + "=" + kNext, kToken}, {kBearer + "a=b" + kNext, kToken}, {kBearer + "a b" + kNext, kToken},
         {kBearer + "\xC3\xA4" + kNext, kToken}, {kStart + "Authorization: Basic YQ==" + kNext, kToken},
-        {kBearer + "a\r\nX: y" + kNext, kForeign}, {kBearer + "a\r\n b" + kNext, kForeign},
+        {kBearer + "a\nb" + kNext, kForeign}, {kBearer + "a\rb" + kNext, kForeign}, {kBearer + "a\r\nX: y" + kNext, kForeign},
         {kBearer + "a\r\nHost: y" + kNext, kForeign}, {kBearer + "a\r\nAccept: y" + kNext, kForeign},
         {kBearer + "a\r\nContent-Length: 0" + kNext, kForeign}, {kBearer + "a\r\n\r\nGET / HTTP/1.1" + kNext, kMore},
-        {"GET /\r\nX: y HTTP/1.1\r\nAccept: a/b\r\n" + kHost + "\r\n", "its request line is broken"},
-        {"GET /\ny HTTP/1.1\r\nAccept: a/b\r\n" + kHost + "\r\n", "its request line is broken"},
-        {"GET / HTTP/1.1\r\nContent-Type: y HTTP/1.1\r\nAccept: a/b\r\n" + kHost + "\r\n", kForeign},
-        {kPut + "1" + kType + "{}\r\n", kMore}, {kPut + "5" + kType + "{}\r\n", "its length is wrong"},
-        {kPut + "2x" + kType + "{}\r\n", "its length is wrong"}, {kStart + kHost, "its head has no end"},
+        {"GET /\r\nX: y HTTP/1.1\r\n" + kAccept + kHost + "\r\n", kLine}, {"GET /\ny HTTP/1.1\r\n" + kAccept + kHost + "\r\n", kLine},
+        {"GET / HTTP/1.1\r\nContent-Type: y HTTP/1.1\r\n" + kAccept + kHost + "\r\n", kForeign},
+        {kPut + "1" + kType + "{}\r\n", kMore}, {kPut + "5" + kType + "{}\r\n", kLength}, {kPut + "2x" + kType + "{}\r\n", kLength},
+        {kStart + kHost, "its head has no end"},
     };
     // clang-format on
     for (const auto& Row : kRows) {
@@ -78,40 +79,32 @@ TEST_F(HttpExchangeTest, ARequestThatTheCloudHasWrittenIntoIsNotSent)
     }
 }
 
-TEST_F(HttpExchangeTest, ABodyBeyondABoundIsNoJsonAndReported)
-{
-    auto* pPage = new CHTMLPage("HTTP/1.1 200 OK\r\n\r\n", std::string(65, '['));
-    EXPECT_EQ(CHTMLPage::HTMLPageToJSON(pPage), nullptr);
-    EXPECT_EQ(Report(), "http 2: a reply was not taken for JSON: more than 64 levels");
-}
-
 // Fails wherever the host may run out of memory.
 struct Exhausted : devhost::Transport, support::Journal {
-    struct Line : devhost::Connection {
-        std::optional<devhost::HttpReply> Exchange(std::string_view) override { throw std::bad_alloc(); }
-    };
     std::unique_ptr<devhost::Connection> Connect(const std::string&, int, std::chrono::milliseconds) override
     {
-        return bConnects ? std::make_unique<Line>() : throw std::bad_alloc();
+        throw std::bad_alloc();
     }
     void OnReport(const std::string&, int, std::string_view) override { throw std::bad_alloc(); }
-    bool bConnects = false;
 };
 
-TEST_F(HttpExchangeTest, AnExceptionIsARefusal)
+TEST_F(HttpExchangeTest, AnExceptionOrABodyBeyondABoundIsARefusal)
 {
+    const auto ReadJson = [] {
+        auto* pPage = new CHTMLPage("HTTP/1.1 200 OK\r\n\r\n", std::string(65, '['));
+        return CHTMLPage::HTMLPageToJSON(pPage);
+    };
+    m_Cloud.OnRequest = [](const std::string&) { throw std::bad_alloc(); };
+    EXPECT_EQ(Exchange("GET / HTTP/1.1\r\n\r\n"), "http 1: an exchange was given up: std::bad_alloc");
     Exhausted Host;
     devhost::TheFramework().pTransport = &Host;
-    CHTTPConnectionSSL Connection(0);
-    EXPECT_EQ(Connection.CreateConnection("x", 443, 1000, 0), 0);
+    EXPECT_EQ(CHTTPConnectionSSL(0).CreateConnection("x", 443, 1000, 0), 0);
     EXPECT_EQ(Report(), "http 1: a connection was given up: std::bad_alloc");
-    Host.bConnects = true;
-    EXPECT_EQ(Exchange("GET / HTTP/1.1\r\nAccept: a/b\r\n\r\n"),
-              "http 1: an exchange was given up: std::bad_alloc");
 
+    EXPECT_EQ(ReadJson(), nullptr);
+    EXPECT_EQ(Report(), "http 2: a reply was not taken for JSON: more than 64 levels");
     devhost::TheFramework().pDiagnostics = &Host;
-    auto* pPage = new CHTMLPage("HTTP/1.1 200 OK\r\n\r\n", std::string(65, '['));
-    EXPECT_EQ(CHTMLPage::HTMLPageToJSON(pPage), nullptr);
+    EXPECT_EQ(ReadJson(), nullptr);
 }
 
 } // namespace
