@@ -36,17 +36,16 @@ ADDR_NO_RANDOMIZE = 0x40000
 
 def world(persons):
     """A fixture with enough persons that their list is worked on for as long as a request takes."""
-    houses = [{"id": f"house-{i}", "name": f"House {i}"} for i in range(HOUSES)]
     locks = [{"id": f"lock-{h}-{i}", "name": f"Door {h}.{i}", "location_id": f"house-{h}", "power_source": "battery",
               "serial_number": f"S-{h}-{i}", "programming_code": f"{h}{i}4711", "heartbeat_interval": 2 + i,
               "state": "locked", "power_level": 50, "wifi_level": 50}
              for h in range(HOUSES) for i in range(LOCKS_OF_A_HOUSE)]
-    people = [{"id": f"person-{i}", "name": f"Person {i}", "email": f"p{i}@house.example", "pin": f"9{i:07}"}
-              for i in range(persons)]
-    accesses = [{"id": f"access-{i}", "access_person_id": f"person-{i % persons}",
-                 "accessible_id": locks[i % len(locks)]["id"]} for i in range(2 * len(locks))]
-    return {"account": {"name": "Owner", "email": "owner@house.example"}, "locations": houses, "locks": locks,
-            "access_persons": people, "accesses": accesses}
+    return {"account": {"name": "Owner", "email": "owner@house.example"}, "locks": locks,
+            "locations": [{"id": f"house-{i}", "name": f"House {i}"} for i in range(HOUSES)],
+            "access_persons": [{"id": f"person-{i}", "name": f"Person {i}", "email": f"p{i}@house.example",
+                                "pin": f"9{i:07}"} for i in range(persons)],
+            "accesses": [{"id": f"access-{i}", "access_person_id": f"person-{i % persons}",
+                          "accessible_id": locks[i % len(locks)]["id"]} for i in range(2 * len(locks))]}
 
 
 class Soak:
@@ -130,9 +129,8 @@ class Soak:
 
     def pages(self, rng):
         account = rng.choice(self.accounts_of_host())
-        base = f"/interfaces/{account}"
         page, properties = self.setup.page(account)
-        house = properties[HOUSE]
+        house, base = properties[HOUSE], f"/interfaces/{account}"
         # A house that is chosen stays for a while, so that its locks are there to work with.
         wants = house["selected"] < 0 or rng.random() < 0.03
         kind = rng.random()

@@ -10,6 +10,12 @@ namespace
 using devhost::ApiResponse;
 using nlohmann::json;
 
+// What is stored into a lock's status page: the answers to its two choosers.
+std::string StatusPage(const std::string& Choosers)
+{
+    return R"({"items":[{"string":""},{"string":""},{"string":""},)" + Choosers + "]}";
+}
+
 class ApiTest : public SystemTest
 {
 protected:
@@ -58,23 +64,20 @@ TEST(RequestGuard, LetsInOnlyWhatNoForeignPageCanSend)
         {"localhost:8080", 0, "http://localhost:8080"}, {"localhost:8080", 403, "https://localhost:8080"},
         {"localhost:8080", 403, "http://evil.example"}, {"localhost:8080", 403, "null"},
         {"localhost:8080", 0, "null", "GET", "", "/oauth/redirect"},
-        {"evil.example:8080", 421, "", "GET", "", "/oauth/redirect"},
-        {"localhost:8080", 0, "", "PUT", "Application/JSON ; charset=utf-8"},
-        {"localhost:8080", 415, "", "POST"}, {"localhost:8080", 415, "", "POST", "application/jsonx"},
-        {"localhost:8080", 0, "", "GET", "", "/x", "none"},
-        {"localhost:8080", 403, "", "GET", "", "/x", "same-site"},
+        {"evil.example:8080", 421, "", "GET", "", "/oauth/redirect"}, {"localhost:8080", 0, "", "DELETE"},
+        {"localhost:8080", 0, "", "PUT", "Application/JSON ; charset=utf-8"}, {"localhost:8080", 415, "", "POST"},
+        {"localhost:8080", 415, "", "POST", "application/jsonx"}, {"localhost:8080", 415, "", "DELETE", "text/plain"},
+        {"localhost:8080", 0, "", "GET", "", "/x", "none"}, {"localhost:8080", 403, "", "GET", "", "/x", "same-site"},
         {"localhost:8080", 403, "", "GET", "", "/x", "cross-site"},
         {"localhost:8080", 0, "http://localhost:8080", "PUT", "application/json", "/x", "same-origin"},
         {"localhost:8080", 0, "", "GET", "", "/oauth/redirect", "cross-site"},
-        {"localhost:8080", 0, "", "DELETE"}, {"localhost:8080", 415, "", "DELETE", "text/plain"},
     };
     // clang-format on
     for (const auto& Row : Rows) {
         const auto Refusal = devhost::CheckRequest(
             {Row.Method, Row.Path, Row.Host, Row.Origin, Row.Site, Row.Type, !Row.Type.empty()}, 8080);
         EXPECT_EQ(Refusal ? Refusal->Status : 0, Row.Status)
-            << Row.Method << " " << Row.Path << " host " << Row.Host << " origin " << Row.Origin << " site "
-            << Row.Site << " type " << Row.Type;
+            << "row " << &Row - Rows << ", host " << Row.Host;
     }
 }
 
@@ -101,10 +104,8 @@ TEST_F(ApiTest, BadRequestsAreAnsweredWithWhatIsWrongAndChangeNothing)
         {Command, R"({"command":"lock"})", "409 refused"}, {Command, R"({"command":"lock","x":1})", kBody},
         {Lock + "/users/31", R"({"enabled":true})", kNone}, {Lock + "/users/3", R"({"enabled":1})", kBody},
         {Lock + "/status-page", R"({"items":[{"int":1}]})", kBody}, {Lock + "/status-page", "{}", kBody},
-        {Lock + "/status-page",
-         R"({"items":[{"string":""},{"string":""},{"string":""},{"int":0},{"int":4294967296}]})", kBody},
-        {Lock + "/status-page",
-         R"({"items":[{"string":""},{"string":""},{"string":""},{"int":2},{"int":0}]})", "400 bad_page"},
+        {Lock + "/status-page", StatusPage(R"({"int":0},{"int":4294967296})"), kBody},
+        {Lock + "/status-page", StatusPage(R"({"int":2},{"int":0})"), "400 bad_page"},
         {Account + "/page", R"({"properties":{"2001":2}})", "400 bad_page"},
         {Account + "/page", R"({"properties":{"x":0}})", kBody}, {Account + "/page", "{}", kBody},
         {Account + "/page", R"({"properties":{},"list":0})", kBody},
@@ -151,10 +152,7 @@ TEST_F(ApiTest, CommandsPagesAndActionsReachTheDriver)
     Ask("POST " + LockPath() + "/commands", R"({"command":"lock"})");
     EXPECT_EQ(m_pLock->Commands, (std::vector<std::string>{"1271/3", "1270/0"}));
 
-    EXPECT_EQ(Ask("PUT " + LockPath() + "/status-page",
-                  R"({"items":[{"string":""},{"string":""},{"string":""},{"int":1},{"int":0}]})")
-                  .Status,
-              200);
+    EXPECT_EQ(Ask("PUT " + LockPath() + "/status-page", StatusPage(R"({"int":1},{"int":0})")).Status, 200);
     EXPECT_EQ(m_pLock->Commands.back(), "page");
 
     int House = -1, Builds = 0;
@@ -176,6 +174,7 @@ TEST_F(ApiTest, CommandsPagesAndActionsReachTheDriver)
     EXPECT_EQ(AskJson("POST " + AccountPath() + "/actions/20002")["browser_url"],
               "https://127.0.0.1:8443/authorize?state=1");
     EXPECT_EQ(AskJson("POST /api/v1/restart")["restarts"], 1);
+    EXPECT_EQ(AskJson("GET /api/v1/status")["save"]["kept_aside"], json::array());
     EXPECT_EQ(m_pAccount->Inits, 2);
 }
 

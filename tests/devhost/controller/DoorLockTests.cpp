@@ -57,10 +57,10 @@ TEST_F(DoorLockTest, TheUserCodesFlagIsReadAndWrittenAsOneOrZero)
         Front.WriteData(&File, 1500);
         return File.Bytes();
     };
-    const std::string On = Record(1), Off = Record(0);
-    EXPECT_EQ(Record(7), On);
-    std::string Changed = On;
-    Changed[static_cast<std::size_t>(std::ranges::mismatch(On, Off).in1 - On.begin())] = 7;
+    const std::string Off = Record(0);
+    std::string Changed = Record(1);
+    EXPECT_EQ(Record(7), Changed);
+    *std::ranges::mismatch(Changed, Off).in1 = 7;
     devhost::MemoryFile File(Changed);
     ASSERT_EQ(Front.ReadData(&File, 1500), 1);
     EXPECT_EQ(Front.UserCodesEnabled(), 1);

@@ -37,23 +37,30 @@ devhost::ApiResponse Echo(const devhost::ApiRequest& Request)
     return {200, "text/plain", Request.Method + " " + Request.Path + " " + Request.Body, {}};
 }
 
+class HttpServerTest : public testing::Test
+{
+protected:
+    HttpServerTest() { m_Server.Start(); }
+
+    devhost::HttpServer m_Server{"127.0.0.1", 0, Echo};
+    const std::string m_Port = std::to_string(m_Server.Port());
+    const std::string m_Host = "Host: localhost:" + m_Port + "\r\n";
+    const std::string m_Follow = "GET /api/v1/events HTTP/1.1\r\n" + m_Host + "\r\n";
+};
+
 } // namespace
 
-TEST(HttpServer, ListensOnLoopbackOnly)
+TEST_F(HttpServerTest, ListensOnLoopbackOnly)
 {
     for (const char* pAddress : {"0.0.0.0", "127.0.0.2", "::", "example.com"})
         EXPECT_THROW(devhost::HttpServer(pAddress, 0, Echo), std::runtime_error) << pAddress;
-    const devhost::HttpServer First("127.0.0.1", 0, Echo);
-    EXPECT_THROW(devhost::HttpServer("127.0.0.1", First.Port(), Echo), std::runtime_error);
+    EXPECT_THROW(devhost::HttpServer("127.0.0.1", m_Server.Port(), Echo), std::runtime_error);
 }
 
-TEST(HttpServer, AnswersGoodAndBadRequestsAndGoesOn)
+TEST_F(HttpServerTest, AnswersGoodAndBadRequestsAndGoesOn)
 {
-    devhost::HttpServer Server("127.0.0.1", 0, Echo);
-    Server.Start();
-    const std::string Host = "Host: localhost:" + std::to_string(Server.Port()) + "\r\n";
-    const std::string Json = Host + "Content-Type: application/json\r\n",
-                      Evil = "Origin: http://evil.example\r\n";
+    const std::string Json = m_Host + "Content-Type: application/json\r\n",
+                      Put = "PUT /a HTTP/1.1\r\n" + Json, Evil = "Origin: http://evil.example\r\n";
     const std::string End = "Connection: close\r\n\r\n", Large(65536, 'x');
     const std::string Chunked = "Transfer-Encoding: chunked\r\n";
     struct {
@@ -61,87 +68,75 @@ TEST(HttpServer, AnswersGoodAndBadRequestsAndGoesOn)
         std::string Request;
         const char* Status;
     } const Rows[] = {
-        {"good", "GET /a HTTP/1.1\r\n" + Host + End, "200"},
-        {"two hosts", "GET /a HTTP/1.1\r\n" + Host + Host + End, "400"},
+        {"good", "GET /a HTTP/1.1\r\n" + m_Host + End, "200"},
+        {"two hosts", "GET /a HTTP/1.1\r\n" + m_Host + m_Host + End, "400"},
         {"foreign page", "POST /a HTTP/1.1\r\n" + Json + Evil + "Content-Length: 2\r\n" + End + "{}", "403"},
-        {"events for a foreign page", "GET /api/v1/events HTTP/1.1\r\n" + Host + Evil + End, "403"},
-        {"a picture of a foreign page", "GET /a HTTP/1.1\r\n" + Host + "Sec-Fetch-Site: cross-site\r\n" + End,
-         "403"},
-        {"largest body", "PUT /a HTTP/1.1\r\n" + Json + "Content-Length: 65536\r\n" + End + Large, "200"},
-        {"chunked", "PUT /a HTTP/1.1\r\n" + Json + Chunked + End + "2\r\n{}\r\n0\r\n\r\n", "200"},
-        {"unknown encoding", "PUT /a HTTP/1.1\r\n" + Json + "Transfer-Encoding: gzip\r\n" + End, "501"},
-        {"two encodings",
-         "PUT /a HTTP/1.1\r\n" + Json + "Transfer-Encoding: gzip, chunked\r\n" + End + "0\r\n\r\n", "501"},
+        {"events for a foreign page", "GET /api/v1/events HTTP/1.1\r\n" + m_Host + Evil + End, "403"},
+        {"foreign picture", "GET /a HTTP/1.1\r\n" + m_Host + "Sec-Fetch-Site: cross-site\r\n" + End, "403"},
+        {"largest body", Put + "Content-Length: 65536\r\n" + End + Large, "200"},
+        {"chunked", Put + Chunked + End + "2\r\n{}\r\n0\r\n\r\n", "200"},
+        {"unknown encoding", Put + "Transfer-Encoding: gzip\r\n" + End, "501"},
+        {"two encodings", Put + "Transfer-Encoding: gzip, chunked\r\n" + End + "0\r\n\r\n", "501"},
         {"chunked in 1.0", "PUT /a HTTP/1.0\r\n" + Json + Chunked + End + "0\r\n\r\n", "501"},
-        {"exception", "GET /throw HTTP/1.1\r\n" + Host + End, "500"},
-        {"too large body", "PUT /a HTTP/1.1\r\n" + Json + "Content-Length: 65537\r\n\r\n", "413"},
-        {"too large headers", "GET /a HTTP/1.1\r\n" + Host + "X: " + Large + "\r\n\r\n", "431"},
+        {"exception", "GET /throw HTTP/1.1\r\n" + m_Host + End, "500"},
+        {"too large body", Put + "Content-Length: 65537\r\n\r\n", "413"},
+        {"too large headers", "GET /a HTTP/1.1\r\n" + m_Host + "X: " + Large + "\r\n\r\n", "431"},
         {"no HTTP", "rubbish\r\n\r\n", "400"},
-        {"bad escape", "GET /a?x=%zz HTTP/1.1\r\n" + Host + End, "400"},
+        {"bad escape", "GET /a?x=%zz HTTP/1.1\r\n" + m_Host + End, "400"},
     };
     for (const auto& Row : Rows) {
-        Connection Stream("127.0.0.1", std::to_string(Server.Port()));
+        Connection Stream("127.0.0.1", m_Port);
         Stream << Row.Request << std::flush;
         const std::string Reply(std::istreambuf_iterator<char>(Stream), {});
         EXPECT_EQ(Reply.substr(0, 12), std::string("HTTP/1.1 ") + Row.Status) << Row.Name << "\n" << Reply;
     }
 }
 
-TEST(HttpServer, PeersThatDoNothingKeepNobodyOut)
+TEST_F(HttpServerTest, PeersThatDoNothingKeepNobodyOut)
 {
-    devhost::HttpServer Server("127.0.0.1", 0, Echo);
-    Server.Start();
-    const std::string Port = std::to_string(Server.Port());
-    const std::string Head = " HTTP/1.1\r\nHost: localhost:" + Port + "\r\n\r\n";
     std::list<Connection> Peers;
     const auto Ask = [&](const std::string& Text) {
-        Peers.emplace_back("127.0.0.1", Port) << Text << std::flush;
+        Peers.emplace_back("127.0.0.1", m_Port) << Text << std::flush;
         return Text.ends_with("\r\n\r\n") ? ReadBlock(Peers.back()).substr(9, 3) : "";
     };
     std::string Events;
     for (int i = 0; i < 33; ++i)
-        Events = Ask("GET /api/v1/events" + Head);
+        Events = Ask(m_Follow);
     EXPECT_EQ(Events, "503");
     Ask("GET /half"); // and never the rest
     Connection& Oldest = Peers.back();
     for (int i = 0; i < 70; ++i)
         Ask("GET /");
-    EXPECT_EQ(Ask("GET /" + Head), "200");
+    EXPECT_EQ(Ask("GET / HTTP/1.1\r\n" + m_Host + "\r\n"), "200");
     EXPECT_EQ(ReadBlock(Oldest), "");
-    Server.Publish("lock", "{}");
+    m_Server.Publish("lock", "{}");
     EXPECT_EQ(ReadBlock(Peers.front()), "event: lock\ndata: {}\n");
 }
 
-TEST(HttpServer, SendsEventsInOrderAndStopsWithOpenConnections)
+TEST_F(HttpServerTest, SendsEventsInOrderAndStopsWithOpenConnections)
 {
-    devhost::HttpServer Server("127.0.0.1", 0, Echo);
-    Server.Start();
-    const std::string Port = std::to_string(Server.Port());
-    Connection Listener("127.0.0.1", Port), Idle("127.0.0.1", Port);
-    Listener << "GET /api/v1/events HTTP/1.1\r\nHost: localhost:" + Port + "\r\n\r\n" << std::flush;
+    Connection Listener("127.0.0.1", m_Port), Idle("127.0.0.1", m_Port);
+    Listener << m_Follow << std::flush;
     EXPECT_NE(ReadBlock(Listener).find("text/event-stream"), std::string::npos);
-    Server.Publish("lock", R"({"id":1})");
-    Server.Publish("lock", R"({"id":2})");
+    m_Server.Publish("lock", R"({"id":1})");
+    m_Server.Publish("lock", R"({"id":2})");
     EXPECT_EQ(ReadBlock(Listener), "event: lock\ndata: {\"id\":1}\n");
     EXPECT_EQ(ReadBlock(Listener), "event: lock\ndata: {\"id\":2}\n");
-    Server.Stop();
+    m_Server.Stop();
     EXPECT_EQ(ReadBlock(Listener), "");
 }
 
-TEST(HttpServer, AReaderThatNeverReadsIsDisconnected)
+TEST_F(HttpServerTest, AReaderThatNeverReadsIsDisconnected)
 {
-    devhost::HttpServer Server("127.0.0.1", 0, Echo);
-    Server.Start();
-    const std::string Port = std::to_string(Server.Port());
     for (const std::size_t cbEvent : {10u, 60'000u}) { // too many, too large
-        Connection Reader("127.0.0.1", Port);
+        Connection Reader("127.0.0.1", m_Port);
         Reader.socket().set_option(boost::asio::socket_base::receive_buffer_size(4096));
-        Reader << "GET /api/v1/events HTTP/1.1\r\nHost: localhost:" + Port + "\r\n\r\n" << std::flush;
+        Reader << m_Follow << std::flush;
         ReadBlock(Reader);
         pollfd Reset{Reader.socket().native_handle(), 0, 0};
         for (int i = 0; i < 200 && poll(&Reset, 1, 0) == 0; ++i) {
             for (std::size_t cb = 0; cb < 100'000; cb += cbEvent)
-                Server.Publish("lock", std::string(cbEvent, '1'));
+                m_Server.Publish("lock", std::string(cbEvent, '1'));
         }
         EXPECT_EQ(poll(&Reset, 1, 10'000), 1) << cbEvent;
     }

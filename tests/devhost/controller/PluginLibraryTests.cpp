@@ -24,7 +24,7 @@ void ExpectRefusal(const std::string& Path, const std::string& Message)
 
 } // namespace
 
-TEST(PluginLibrary, RefusesWithAMessageThatNamesWhatIsWrong)
+TEST(PluginLibrary, RefusesWhatIsWrongOrCutShortWithAMessageThatNamesIt)
 {
     const std::string Folder = FAKE_LIBRARY_DIR;
     const char* const kRows[][2] = {{"libfake_no_component.so", "CreateSystemComponent is missing"},
@@ -36,15 +36,12 @@ TEST(PluginLibrary, RefusesWithAMessageThatNamesWhatIsWrong)
                                     {".", "no file"}};
     for (const auto& [pLibrary, pMessage] : kRows)
         ExpectRefusal(Folder + "/" + pLibrary, pMessage);
-}
 
-TEST(PluginLibrary, RefusesAFileThatIsCutShort)
-{
     const std::string Cut = testing::TempDir() + "vestara-cut-" + std::to_string(getpid()) + ".so";
-    const std::string Good = FAKE_LIBRARY_DIR "/libfake_good.so";
+    const std::string Good = Folder + "/libfake_good.so";
     const std::uintmax_t Size = std::filesystem::file_size(Good);
-    for (const std::uintmax_t Left : {std::uintmax_t{0}, std::uintmax_t{63}, std::uintmax_t{64},
-                                      std::uintmax_t{1000}, Size / 4, Size / 2, Size - 1}) {
+    for (const std::uintmax_t Left :
+         {std::uintmax_t{0}, std::uintmax_t{63}, std::uintmax_t{64}, Size / 2, Size - 1}) {
         std::filesystem::copy_file(Good, Cut);
         std::filesystem::resize_file(Cut, Left);
         ExpectRefusal(Cut, Left < 64 ? "too short" : "cut short");
