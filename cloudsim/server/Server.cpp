@@ -70,8 +70,12 @@ tcp::acceptor Listen(asio::io_context& io, std::uint16_t port, const std::string
     try {
         return {io, {asio::ip::address_v4::loopback(), port}};
     } catch (const boost::system::system_error& error) {
-        throw std::runtime_error(option + " " + std::to_string(port) +
-                                 ": cannot listen there on 127.0.0.1: " + error.code().message());
+        throw std::runtime_error(
+            option + " " + std::to_string(port) +
+            ": cannot listen there on 127.0.0.1: " + error.code().message() +
+            (error.code() == asio::error::address_in_use
+                 ? "; end the program that has this port, or give another (0 takes a free one)"
+                 : ""));
     }
 }
 

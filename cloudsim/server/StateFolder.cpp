@@ -117,7 +117,8 @@ ServerIdentity LoadOrCreateIdentity(const std::filesystem::path& folder,
     std::error_code error;
     std::filesystem::create_directories(folder, error);
     if (error)
-        throw std::runtime_error("cannot create the folder " + folder.string() + ": " + error.message());
+        throw std::runtime_error("--state-dir " + folder.string() + " cannot be used: " + error.message() +
+                                 "; give another folder");
     const CertificateAuthority authority = LoadOrCreateAuthority(folder);
     return {LoadOrIssue(folder, authority, names), authority.CertificatePem(),
             std::filesystem::absolute(folder / "ca.pem")};

@@ -56,7 +56,7 @@ void Describe(CLI::App& app, CommandLine& line)
         ->capture_default_str();
     app.add_flag("--print-ready", line.printReady, "Print one JSON line when ready, instead of a sentence");
     app.add_flag("--exit-with-parent", line.exitWithParent,
-                 "End like after SIGTERM when the process that started the program is gone");
+                 "End, as after SIGTERM, when the process that started this one is gone");
 }
 
 // The only line on standard output: a person reads from it where everything is, a script asks for JSON.
@@ -133,13 +133,17 @@ int main(int argc, char** argv)
     CommandLine line;
     CLI::App app("Simulates the lock cloud on loopback ports", "vestara-cloudsim");
     Describe(app, line);
-    CLI11_PARSE(app, argc, argv);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? 0 : 1;
+    }
     spdlog::set_default_logger(spdlog::stderr_color_mt("cloudsim"));
     spdlog::set_level(spdlog::level::from_str(line.logLevel));
     try {
         return Run(line);
     } catch (const cloudsim::FixtureError& error) {
-        spdlog::error("{}: {}", line.fixture, error.what());
+        spdlog::error("--fixture {}: {}", line.fixture, error.what());
     } catch (const std::exception& error) {
         spdlog::error("{}", error.what());
     }

@@ -67,9 +67,9 @@ std::variant<Settings, int> ParseCommandLine(int nArguments, const char* const* 
     App.add_option("--log-files", Result.LogFiles, "Log files that are kept, the current one included")
         ->check(CLI::Range(1, 100))
         ->capture_default_str();
-    App.add_flag("--print-ready", Result.PrintReady, "Print one JSON line when ready");
+    App.add_flag("--print-ready", Result.PrintReady, "Print one JSON line when ready, instead of a sentence");
     App.add_flag("--exit-with-parent", Result.ExitWithParent,
-                 "End, with a save, when the process that started this one is gone");
+                 "End, as after SIGTERM, when the process that started this one is gone");
     App.set_version_flag("--version", "vestara-devhost " VESTARA_VERSION);
     try {
         App.parse(nArguments, pArguments);

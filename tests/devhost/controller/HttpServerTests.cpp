@@ -30,6 +30,12 @@ std::string ReadBlock(Connection& Stream)
     return Block;
 }
 
+bool IsForNoOtherPage(const std::string& Reply)
+{
+    return Reply.find("frame-ancestors 'none'") < Reply.size() &&
+           Reply.find("Cross-Origin-Resource-Policy: same-origin") < Reply.size();
+}
+
 devhost::ApiResponse Echo(const devhost::ApiRequest& Request)
 {
     if (Request.Path == "/throw")
@@ -89,6 +95,7 @@ TEST_F(HttpServerTest, AnswersGoodAndBadRequestsAndGoesOn)
         Stream << Row.Request << std::flush;
         const std::string Reply(std::istreambuf_iterator<char>(Stream), {});
         EXPECT_EQ(Reply.substr(0, 12), std::string("HTTP/1.1 ") + Row.Status) << Row.Name << "\n" << Reply;
+        EXPECT_TRUE(IsForNoOtherPage(Reply)) << Row.Name;
     }
 }
 
@@ -117,7 +124,9 @@ TEST_F(HttpServerTest, SendsEventsInOrderAndStopsWithOpenConnections)
 {
     Connection Listener("127.0.0.1", m_Port), Idle("127.0.0.1", m_Port);
     Listener << m_Follow << std::flush;
-    EXPECT_NE(ReadBlock(Listener).find("text/event-stream"), std::string::npos);
+    const std::string Head = ReadBlock(Listener);
+    EXPECT_NE(Head.find("text/event-stream"), std::string::npos);
+    EXPECT_TRUE(IsForNoOtherPage(Head));
     m_Server.Publish("lock", R"({"id":1})");
     m_Server.Publish("lock", R"({"id":2})");
     EXPECT_EQ(ReadBlock(Listener), "event: lock\ndata: {\"id\":1}\n");
