@@ -458,8 +458,11 @@ def check_options(args):
                      "give a folder that you may write to, or leave --state-dir out.")
     else:
         mine = RUNS if os.path.exists(RUNS) else ROOT
-        check_folder(RUNS, f"{mine} belongs to {owner_of(mine)}",
-                     f"run this as {owner_of(mine)}, or in a copy of the tree that is your own.")
+        if os.stat(mine).st_uid == os.geteuid():
+            check_folder(RUNS, RUNS, "free or mend that folder, or give --state-dir.")
+        else:
+            check_folder(RUNS, f"{mine} belongs to {owner_of(mine)}",
+                         f"run this as {owner_of(mine)}, or in a copy of the tree that is your own.")
 
 
 def claim(folder):
