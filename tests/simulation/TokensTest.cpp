@@ -28,7 +28,8 @@ TEST_F(Tokens, AreRefreshedInTimeOrAfterARefusalAndOnlyAnOutageOfARefreshInTimeD
     Restart();
     EXPECT_NEAR(SecondsUntilRefresh(), 5410, 20);
     Live(20s);
-    EXPECT_EQ(std::string(CQXString(Probe(Account()).AccessToken())), m_Model.CurrentWorld().accessTokens.back().token);
+    EXPECT_EQ(std::string(CQXString(Probe(Account()).AccessToken())),
+              m_Model.CurrentWorld().accessTokens.back().token);
 
     m_Reachable = false;
     Live(300s);
