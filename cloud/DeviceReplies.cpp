@@ -116,7 +116,7 @@ void CVestaraInterface::RouteDevice(CVestaraInterface* pOwner, CJSONObject* pEnt
 
 CPortivo* CVestaraInterface::LockOfReply(const CVestaraCommand& Command, const CQXString& sID)
 {
-    // // Where the search of the list found it, if it is still there: clients join behind all others. (Two
+    // Where the search of the list found it, if it is still there: clients join behind all others. (Two
     // clients of one id may change places here when one in front of them leaves.)
     CBridgeClient* pClient = Command.ClientIndex() < 0 ? nullptr : Client(Command.ClientIndex());
     if (pClient && pClient->DeviceID().Compare(sID) == 0) {
