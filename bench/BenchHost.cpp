@@ -2,9 +2,9 @@
 
 #include "bench/BenchHost.h"
 
-#include "devhost/framework/Framework.h"
-#include "devhost/framework/JSONParser.h"
-#include "devhost/framework/MemoryFile.h"
+#include "devhost/framework/record/MemoryFile.h"
+#include "devhost/framework/seams/Framework.h"
+#include "devhost/framework/values/JsonParser.h"
 #include "support/TestHost.h"
 
 #include <cstdarg>

@@ -3,8 +3,8 @@
 // would send it.
 
 #include "devhost/controller/MainLoop.h"
-#include "devhost/framework/Store.h"
-#include "devhost/framework/System.h"
+#include "devhost/framework/record/Store.h"
+#include "devhost/framework/system/System.h"
 #include "interface/VestaraInterface.h"
 
 #include <ctime>

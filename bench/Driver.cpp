@@ -2,8 +2,8 @@
 
 #include "bench/Allocations.h"
 #include "bench/BenchHost.h"
-#include "devhost/framework/DiagnosticLog.h"
-#include "devhost/framework/JSONParser.h"
+#include "devhost/framework/diagnostics/DiagnosticLog.h"
+#include "devhost/framework/values/JsonParser.h"
 #include "host/JSON.h"
 #include "support/Clock.h"
 

@@ -2,7 +2,7 @@
 // is the simulator on a thread of its own, whose time does not count.
 
 #include "cloudsim/server/Server.h"
-#include "devhost/framework/TlsTransport.h"
+#include "devhost/framework/network/TlsTransport.h"
 
 #include <benchmark/benchmark.h>
 #include <curl/curl.h>

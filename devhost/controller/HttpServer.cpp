@@ -6,7 +6,7 @@
 #include "devhost/controller/EventStream.h"
 #include "devhost/controller/Membership.h"
 #include "devhost/controller/RequestGuard.h"
-#include "devhost/framework/ExceptionText.h"
+#include "devhost/framework/diagnostics/ExceptionText.h"
 
 #include <boost/asio/awaitable.hpp>
 #include <boost/asio/co_spawn.hpp>

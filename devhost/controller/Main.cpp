@@ -1,7 +1,7 @@
 // The program: reads the command line, runs the host, and says why when it cannot.
 
 #include "devhost/controller/Program.h"
-#include "devhost/framework/ExceptionText.h"
+#include "devhost/framework/diagnostics/ExceptionText.h"
 
 #include <csignal>
 #include <cstdlib>

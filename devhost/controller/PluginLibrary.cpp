@@ -2,7 +2,7 @@
 
 #include "devhost/controller/PluginLibrary.h"
 
-#include "devhost/framework/ExceptionText.h"
+#include "devhost/framework/diagnostics/ExceptionText.h"
 
 #include <algorithm>
 #include <array>

@@ -1,7 +1,7 @@
 #pragma once
 // A loaded plug-in library.
 
-#include "devhost/framework/Plugin.h"
+#include "devhost/framework/system/Plugin.h"
 
 #include <cstdint>
 #include <filesystem>

@@ -2,8 +2,8 @@
 
 #include "devhost/controller/Program.h"
 
-#include "devhost/framework/ExceptionText.h"
-#include "devhost/framework/Framework.h"
+#include "devhost/framework/diagnostics/ExceptionText.h"
+#include "devhost/framework/seams/Framework.h"
 
 #include <cerrno>
 #include <cstring>

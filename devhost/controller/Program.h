@@ -7,11 +7,11 @@
 #include "devhost/controller/PluginLibrary.h"
 #include "devhost/controller/Settings.h"
 #include "devhost/controller/StateFolder.h"
-#include "devhost/framework/DiagnosticLog.h"
-#include "devhost/framework/Store.h"
-#include "devhost/framework/System.h"
-#include "devhost/framework/TlsTransport.h"
-#include "devhost/framework/WorkerStop.h"
+#include "devhost/framework/diagnostics/DiagnosticLog.h"
+#include "devhost/framework/network/TlsTransport.h"
+#include "devhost/framework/record/Store.h"
+#include "devhost/framework/system/System.h"
+#include "devhost/framework/system/WorkerStop.h"
 
 #include <atomic>
 #include <memory>

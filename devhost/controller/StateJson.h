@@ -2,8 +2,8 @@
 // The system's state as JSON, for the configurator.
 
 #include "devhost/controller/ExtendedPage.h"
-#include "devhost/framework/DiagnosticLog.h"
-#include "devhost/framework/System.h"
+#include "devhost/framework/diagnostics/DiagnosticLog.h"
+#include "devhost/framework/system/System.h"
 
 #include <nlohmann/json.hpp>
 

@@ -3,7 +3,7 @@
 
 #include "cloudsim/model/Cloud.h"
 #include "cloudsim/model/Fixture.h"
-#include "devhost/framework/HttpReplyReader.h"
+#include "devhost/framework/network/HttpReplyReader.h"
 #include "support/TestHost.h"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 #pragma once
 // A record in memory whose stream breaks after a given number of items.
 
-#include "devhost/framework/MemoryFile.h"
+#include "devhost/framework/record/MemoryFile.h"
 
 #include <limits>
 

@@ -1,7 +1,7 @@
 #pragma once
 // What the host saw, in order: trace lines, reports and requests of the driver in one list.
 
-#include "devhost/framework/Framework.h"
+#include "devhost/framework/seams/Framework.h"
 
 #include <mutex>
 #include <string>

@@ -2,7 +2,7 @@
 // A cloud that answers from a script and keeps every request byte for byte; the framework's parsing of pages
 // stays in place.
 
-#include "devhost/framework/Framework.h"
+#include "devhost/framework/seams/Framework.h"
 
 #include <deque>
 #include <functional>

@@ -3,9 +3,9 @@
 // the driver linked in.
 
 #include "access/AccessPerson.h"
-#include "devhost/framework/JSONParser.h"
-#include "devhost/framework/Store.h"
-#include "devhost/framework/System.h"
+#include "devhost/framework/record/Store.h"
+#include "devhost/framework/system/System.h"
+#include "devhost/framework/values/JsonParser.h"
 #include "interface/LocationPair.h"
 #include "interface/VestaraInterface.h"
 #include "lock/Portivo.h"

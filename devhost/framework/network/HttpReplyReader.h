@@ -1,0 +1,64 @@
+#pragma once
+// Reading of one HTTP reply from bytes that arrive in pieces.
+
+#include "devhost/framework/seams/Framework.h"
+
+#include <boost/beast/http/parser.hpp>
+#include <boost/beast/http/string_body.hpp>
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace devhost
+{
+
+/// Collects one final reply (RFC 9112): informational replies before it are skipped; the body is framed by
+/// its length, by chunks, or, when neither is given, by the end of the connection. Contradictory framing,
+/// sizes past the limits, a NUL in the body, and anything malformed end the reading. Bytes after the reply
+/// are ignored. One thread.
+class HttpReplyReader
+{
+public:
+    static constexpr std::uint32_t kMaxHeadBytes = 16u << 10;
+    static constexpr std::uint64_t kMaxBodyBytes = 8u << 20;
+    static constexpr int kMaxInformational = 8;
+
+    enum class State { NeedsMore, Complete, Failed };
+
+    HttpReplyReader();
+
+    /// Takes the bytes that came next.
+    State Feed(std::string_view Bytes);
+    /// The peer has closed the connection in good order.
+    State EndOfStream();
+
+    State Current() const { return m_State; }
+    /// Why the reading failed, for people; empty otherwise.
+    const std::string& Failure() const { return m_Failure; }
+    /// Whether it failed because the body is longer than kMaxBodyBytes.
+    bool BodyTooLong() const { return m_bBodyTooLong; }
+    /// The reply, once, when the reading is complete.
+    HttpReply Take();
+
+private:
+    using Parser = boost::beast::http::response_parser<boost::beast::http::string_body>;
+
+    void StartReply();
+    void CheckHead();
+    void Complete();
+    void Fail(std::string Why);
+
+    std::optional<Parser> m_Parser;
+    std::string m_Pending; // received and not yet consumed by the parser
+    std::string m_Head;
+    bool m_bHeadChecked = false;
+    bool m_bBodyTooLong = false;
+    int m_nInformational = 0;
+    State m_State = State::NeedsMore;
+    std::string m_Failure;
+};
+
+} // namespace devhost

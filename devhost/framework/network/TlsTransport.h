@@ -1,0 +1,60 @@
+#pragma once
+// The real transport: TLS over TCP.
+
+#include "devhost/framework/seams/Framework.h"
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace devhost
+{
+
+/// Sends connections for one host and port to another address. Names in certificates are still checked
+/// against the host.
+struct ConnectTo {
+    std::string Host;
+    int Port = 0;
+    std::string Address; ///< a name or an address, without brackets
+    int AddressPort = 0;
+
+    /// Parses "HOST:PORT:ADDRESS:PORT"; an IPv6 address stands in brackets. Ports are 1 to 65535.
+    /// @throws std::invalid_argument that says what is wrong.
+    static ConnectTo Parse(std::string_view Text);
+};
+
+struct TlsOptions {
+    std::string CaFile; ///< certificates to trust, PEM; empty: those that the system trusts
+    std::vector<ConnectTo> Routes;
+    std::chrono::milliseconds ExchangeTimeout{30000}; ///< for a whole exchange
+    /// How long sessions are resumed instead of verifying the server anew; 0: never.
+    std::chrono::seconds ResumeFor{3600};
+};
+
+/// Connects with TLS 1.2 or later, and always verifies the chain and the host name, which must be among the
+/// certificate's alternative names (RFC 9525). Every failure is written as a trace line of the producer
+/// "tls", a reply that is too long as a report. A calling worker that is asked to stop waits no longer than
+/// its grace. Any thread; the object outlives its connections.
+///
+/// What was verified with a peer stands for the sessions that this handshake began: the next connection of
+/// the same thread to the same host, port and address resumes one when the server agrees (RFC 8446, section
+/// 2.2; RFC 5077 for TLS 1.2), and is a full handshake otherwise. Sessions are only in memory; they end with
+/// the calling thread, with the time that is set, with the certificates, and with this object, whose trust
+/// never changes.
+class TlsTransport : public Transport
+{
+public:
+    /// @throws std::runtime_error when the CA file cannot be used.
+    explicit TlsTransport(TlsOptions Options);
+    ~TlsTransport() override;
+
+    std::unique_ptr<Connection> Connect(const std::string& Host, int Port,
+                                        std::chrono::milliseconds Timeout) override;
+
+private:
+    class Impl;
+    std::unique_ptr<Impl> m_pImpl;
+};
+
+} // namespace devhost

@@ -1,0 +1,14 @@
+// Holds the parts that stand behind the host services of this process.
+
+#include "devhost/framework/seams/Framework.h"
+
+namespace devhost
+{
+
+Framework& TheFramework()
+{
+    static Framework Parts;
+    return Parts;
+}
+
+} // namespace devhost

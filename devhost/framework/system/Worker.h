@@ -1,0 +1,39 @@
+#pragma once
+// The worker thread of one interface.
+
+#include "devhost/framework/system/WorkerStop.h"
+#include "host/DeviceInterface.h"
+
+#include <memory>
+#include <thread>
+
+namespace devhost
+{
+
+/// Runs an interface's Run on a thread of its own. Started and stopped on the host thread.
+class Worker
+{
+public:
+    /// Both are borrowed and outlive the worker.
+    Worker(CDeviceInterface& Interface, CNetworkBridge& Bridge) : m_Interface(Interface), m_Bridge(Bridge) {}
+    ~Worker() { Stop(); }
+    Worker(const Worker&) = delete;
+    Worker& operator=(const Worker&) = delete;
+
+    /// Starts the thread; nothing when it runs already.
+    void Start();
+    /// Asks the thread to end, without waiting: so several can be asked before the first is joined.
+    void RequestStop();
+    /// Asks the thread to end and joins it. A pause of the thread ends at once, an exchange after a short
+    /// grace at the latest.
+    void Stop();
+    bool Running() const { return m_Thread.joinable(); }
+
+private:
+    CDeviceInterface& m_Interface;
+    CNetworkBridge& m_Bridge;
+    std::unique_ptr<WorkerStop> m_pStop; // one for each thread, because a raised flag stays raised
+    std::thread m_Thread;
+};
+
+} // namespace devhost
