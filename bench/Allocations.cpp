@@ -10,48 +10,48 @@
 namespace
 {
 
-std::atomic<std::uint64_t> g_nAllocations{0};
-std::atomic<std::int64_t> g_cbHeld{0};
+std::atomic<std::uint64_t> g_allocationCount{0};
+std::atomic<std::int64_t> g_bytesHeld{0};
 
 // Separate loads and stores instead of locked additions: the measured code runs on one thread, and a locked
 // addition for each allocation would be measured with it.
 template <class Counter, class Difference>
-void Add(Counter& Target, Difference Amount)
+void Add(Counter& target, Difference amount)
 {
-    Target.store(Target.load(std::memory_order_relaxed) + Amount, std::memory_order_relaxed);
+    target.store(target.load(std::memory_order_relaxed) + amount, std::memory_order_relaxed);
 }
 
 } // namespace
 
-void* operator new(std::size_t cb)
+void* operator new(std::size_t size)
 {
-    void* pBlock = std::malloc(cb > 0 ? cb : 1);
-    if (!pBlock)
+    void* block = std::malloc(size > 0 ? size : 1);
+    if (!block)
         throw std::bad_alloc();
-    Add(g_nAllocations, std::uint64_t{1});
-    Add(g_cbHeld, static_cast<std::int64_t>(malloc_usable_size(pBlock)));
-    return pBlock;
+    Add(g_allocationCount, std::uint64_t{1});
+    Add(g_bytesHeld, static_cast<std::int64_t>(malloc_usable_size(block)));
+    return block;
 }
 
-void operator delete(void* pBlock) noexcept
+void operator delete(void* block) noexcept
 {
-    if (!pBlock)
+    if (!block)
         return;
-    Add(g_cbHeld, -static_cast<std::int64_t>(malloc_usable_size(pBlock)));
-    std::free(pBlock);
+    Add(g_bytesHeld, -static_cast<std::int64_t>(malloc_usable_size(block)));
+    std::free(block);
 }
 
-void operator delete(void* pBlock, std::size_t) noexcept
+void operator delete(void* block, std::size_t) noexcept
 {
-    operator delete(pBlock);
+    operator delete(block);
 }
 
 std::uint64_t bench::Allocations()
 {
-    return g_nAllocations.load(std::memory_order_relaxed);
+    return g_allocationCount.load(std::memory_order_relaxed);
 }
 
 std::int64_t bench::BytesHeld()
 {
-    return g_cbHeld.load(std::memory_order_relaxed);
+    return g_bytesHeld.load(std::memory_order_relaxed);
 }

@@ -21,38 +21,38 @@ constexpr int kRecordVersion = 1500; // any that is newer than the last change o
 constexpr int kIsMaster = 1;
 
 // The account's record as a configuration would hold it.
-void LoadAccount(CVestaraInterface& Account)
+void LoadAccount(CVestaraInterface& account)
 {
-    devhost::MemoryFile Record;
-    Record.WriteInt(static_cast<int>(Account.BridgeID()));
-    Record.WriteString("");
-    Record.WriteInt(Account.Flags());
-    Record.WriteString("refresh-0123456789abcdef0123456789abcdef");
-    Record.WriteString("access-0123456789abcdef0123456789abcdef");
-    Record.WriteString("location-0123456789");
-    Record.WriteString("Lake House");
-    Record.WriteInt(kIsMaster);
-    Record.WriteInt(OAUTH_REDIRECT_LOCAL);
-    if (!Account.ReadClientData(&Record, kRecordVersion))
+    devhost::MemoryFile record;
+    record.WriteInt(static_cast<int>(account.BridgeID()));
+    record.WriteString("");
+    record.WriteInt(account.Flags());
+    record.WriteString("refresh-0123456789abcdef0123456789abcdef");
+    record.WriteString("access-0123456789abcdef0123456789abcdef");
+    record.WriteString("location-0123456789");
+    record.WriteString("Lake House");
+    record.WriteInt(kIsMaster);
+    record.WriteInt(OAUTH_REDIRECT_LOCAL);
+    if (!account.ReadClientData(&record, kRecordVersion))
         throw std::logic_error("the account's record has changed, and the benchmarks have not followed");
 }
 
-std::string Timestamp(std::time_t Time)
+std::string Timestamp(std::time_t time)
 {
-    std::tm Parts{};
-    gmtime_r(&Time, &Parts);
-    char Text[32];
-    return std::string(Text, std::strftime(Text, sizeof Text, "%Y-%m-%dT%H:%M:%SZ", &Parts));
+    std::tm parts{};
+    gmtime_r(&time, &parts);
+    char text[32];
+    return std::string(text, std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts));
 }
 
-__attribute__((format(printf, 1, 2))) std::string Formatted(const char* pFormat, ...)
+__attribute__((format(printf, 1, 2))) std::string Formatted(const char* format, ...)
 {
-    char Text[512];
-    std::va_list Arguments;
-    va_start(Arguments, pFormat);
-    std::vsnprintf(Text, sizeof Text, pFormat, Arguments);
-    va_end(Arguments);
-    return Text;
+    char text[512];
+    std::va_list arguments;
+    va_start(arguments, format);
+    std::vsnprintf(text, sizeof text, format, arguments);
+    va_end(arguments);
+    return text;
 }
 
 std::string DeviceID(int i)
@@ -62,150 +62,151 @@ std::string DeviceID(int i)
 
 // A list of what the function gives for 0 to one less than the number.
 template <class Write>
-std::string List(int Entries, Write Entry)
+std::string List(int entries, Write entry)
 {
-    std::string Body = R"({"data":[)";
-    for (int i = 0; i < Entries; ++i) {
+    std::string body = R"({"data":[)";
+    for (int i = 0; i < entries; ++i) {
         if (i > 0)
-            Body += ',';
-        Body += Entry(i);
+            body += ',';
+        body += entry(i);
     }
-    return Body + R"(],"meta":{"page":1,"total_pages":1}})";
+    return body + R"(],"meta":{"page":1,"total_pages":1}})";
 }
 
 } // namespace
 
 BenchHost::BenchHost()
 {
-    devhost::Framework& Parts = devhost::TheFramework();
-    Parts.pSleeper = this;
-    Parts.WakeMainLoop = [this] { return m_pLoop->Wake(); };
-    devhost::System::Options Options;
-    Options.Plugins = {support::DriverEntryPoints()};
-    Options.pStore = &m_Store;
-    Options.Workers = false;
-    m_pSystem = std::make_unique<devhost::System>(std::move(Options));
-    m_pSystem->Start();
-    CNetworkBridge* pBridge = m_pSystem->AddInterface(kVestaraInterfaceType);
-    m_pAccount = dynamic_cast<CVestaraInterface*>(pBridge->DeviceInterface());
-    LoadAccount(*m_pAccount);
+    devhost::Framework& parts = devhost::TheFramework();
+    parts.sleeper = this;
+    parts.wakeMainLoop = [this] { return m_loop->Wake(); };
+    devhost::System::Options options;
+    options.plugins = {support::DriverEntryPoints()};
+    options.store = &m_store;
+    options.workers = false;
+    m_system = std::make_unique<devhost::System>(std::move(options));
+    m_system->Start();
+    CNetworkBridge* bridge = m_system->AddInterface(kVestaraInterfaceType);
+    m_account = dynamic_cast<CVestaraInterface*>(bridge->DeviceInterface());
+    LoadAccount(*m_account);
     // A young token of a long life, so that no refresh falls due however far a benchmark moves the clock.
     Process(CMD_TOKEN_REFRESH,
             R"({"access_token":"access-0123456789abcdef0123456789abcdef",)"
             R"("refresh_token":"refresh-0123456789abcdef0123456789abcdef",)"
             R"("expires_in":4000000})",
             "", "");
-    m_pAccount->ResetUpdateTimers();
+    m_account->ResetUpdateTimers();
 }
 
 BenchHost::~BenchHost()
 {
-    m_pSystem.reset();
+    m_system.reset();
     devhost::TheFramework() = {};
 }
 
-void BenchHost::InstallLocks(int Count)
+void BenchHost::InstallLocks(int count)
 {
-    for (int i = 0; i < Count; ++i) {
-        const std::string ID = DeviceID(i);
-        if (!m_pAccount->AddNewDoorLock(ID.c_str(), ("Lock " + std::to_string(i)).c_str()))
+    for (int i = 0; i < count; ++i) {
+        const std::string id = DeviceID(i);
+        if (!m_account->AddNewDoorLock(id.c_str(), ("Lock " + std::to_string(i)).c_str()))
             throw std::logic_error("a lock could not be installed");
     }
-    m_pSystem->RunOnce();
+    m_system->RunOnce();
 }
 
-void BenchHost::RunWorker(int Passes, std::function<void()> OnPass)
+void BenchHost::RunWorker(int passes, std::function<void()> onPass)
 {
-    m_PassesLeft = Passes;
-    m_OnPass = std::move(OnPass);
-    m_pAccount->Run();
-    m_pAccount->NetworkBridge()->ShuttingDown(0);
+    m_passesLeft = passes;
+    m_onPass = std::move(onPass);
+    m_account->Run();
+    m_account->NetworkBridge()->ShuttingDown(0);
 }
 
 void BenchHost::Sleep(std::chrono::milliseconds)
 {
-    m_OnPass();
-    if (--m_PassesLeft <= 0)
-        m_pAccount->NetworkBridge()->ShuttingDown(1);
+    m_onPass();
+    if (--m_passesLeft <= 0)
+        m_account->NetworkBridge()->ShuttingDown(1);
 }
 
-void BenchHost::TakeReply(CommandID Command, const std::string& Body, const char* DeviceID,
-                          const char* UserID)
+void BenchHost::TakeReply(CommandID commandId, const std::string& body, const char* deviceId,
+                          const char* userId)
 {
-    Process(Command, Body, DeviceID, UserID);
-    while (m_pAccount->NResponses() > 0)
-        m_pAccount->OnInterfaceIdle();
+    Process(commandId, body, deviceId, userId);
+    while (m_account->NResponses() > 0)
+        m_account->OnInterfaceIdle();
 }
 
-void BenchHost::TakeReplyInLoop(CommandID Command, const std::string& Body, const char* DeviceID,
-                                const char* UserID)
+void BenchHost::TakeReplyInLoop(CommandID commandId, const std::string& body, const char* deviceId,
+                                const char* userId)
 {
-    Process(Command, Body, DeviceID, UserID);
-    m_pLoop->Run([this](int nWakes) {
-        m_pSystem->RunOnce(nWakes);
-        if (m_pAccount->NResponses() == 0)
-            m_pLoop->RequestExit();
+    Process(commandId, body, deviceId, userId);
+    m_loop->Run([this](int wakeCount) {
+        m_system->RunOnce(wakeCount);
+        if (m_account->NResponses() == 0)
+            m_loop->RequestExit();
     });
-    m_pLoop = std::make_unique<devhost::MainLoop>(); // one runs once only
+    m_loop = std::make_unique<devhost::MainLoop>(); // one runs once only
 }
 
 int BenchHost::DropCommands()
 {
-    int nDropped = 0;
-    while (m_pAccount->NextCommand())
-        ++nDropped;
-    return nDropped;
+    int droppedCount = 0;
+    while (m_account->NextCommand())
+        ++droppedCount;
+    return droppedCount;
 }
 
-void BenchHost::Process(CommandID Command, const std::string& Body, const char* DeviceID, const char* UserID)
+void BenchHost::Process(CommandID commandId, const std::string& body, const char* deviceId,
+                        const char* userId)
 {
-    auto pCommand = std::make_unique<CVestaraCommand>(METHOD_READ, Command, m_pAccount->LocationID(),
-                                                      DeviceID, UserID, "");
-    pCommand->Response(devhost::ParseJson(Body).release());
-    if (!m_pAccount->ProcessResponse(std::move(pCommand)))
+    auto command = std::make_unique<CVestaraCommand>(METHOD_READ, commandId, m_account->LocationID(),
+                                                     deviceId, userId, "");
+    command->Response(devhost::ParseJson(body).release());
+    if (!m_account->ProcessResponse(std::move(command)))
         throw std::logic_error("a reply was refused");
 }
 
-std::string StatusBody(int Locks, std::time_t ConnectedAt)
+std::string StatusBody(int locks, std::time_t connectedAt)
 {
-    const std::string When = Timestamp(ConnectedAt);
-    return List(Locks, [&](int i) {
+    const std::string when = Timestamp(connectedAt);
+    return List(locks, [&](int i) {
         return Formatted(R"({"type":"lock","id":"%s","attributes":{"name":"Door %d",)"
                          R"("location_id":"location-0123456789","state":"locked","power_level":87,)"
                          R"("power_source":"battery","wifi_level":64,"programming_code":"4711",)"
                          R"("serial_number":"VP%d","heartbeat_interval":3600,"connected_at":"%s",)"
                          R"("updated_at":"%s","alive":true}})",
-                         DeviceID(i).c_str(), i, 100000 + i, When.c_str(), When.c_str());
+                         DeviceID(i).c_str(), i, 100000 + i, when.c_str(), when.c_str());
     });
 }
 
-std::string BareLocksBody(int Locks)
+std::string BareLocksBody(int locks)
 {
-    return List(Locks, [](int i) {
+    return List(locks, [](int i) {
         return Formatted(R"({"type":"lock","id":"%s","name":"Door %d","location_id":"location-0123456789"})",
                          DeviceID(i).c_str(), i);
     });
 }
 
-std::string PersonsBody(int Persons)
+std::string PersonsBody(int persons)
 {
-    return List(Persons, [](int i) {
+    return List(persons, [](int i) {
         return Formatted(R"({"type":"access_user","id":"person-00000000-0000-0000-%012d","attributes":)"
                          R"({"name":"Guest %06d","pin":"%06d","email":"guest%d@lake.example"}})",
                          i, i, i, i);
     });
 }
 
-std::string LocationsBody(int Locations)
+std::string LocationsBody(int locations)
 {
-    return List(Locations, [](int i) {
+    return List(locations, [](int i) {
         return Formatted(R"({"type":"location","id":"house-%06d","name":"House %06d"})", i, i);
     });
 }
 
-std::string AccessesBody(int Accesses)
+std::string AccessesBody(int accesses)
 {
-    return List(Accesses, [](int i) {
+    return List(accesses, [](int i) {
         return Formatted(R"({"type":"access_person_access","id":"access-00000000-0000-0000-%012d",)"
                          R"("attributes":{"accessible_id":"%s","accessible_type":"lock",)"
                          R"("access_person_id":"%s"}})",
@@ -213,9 +214,9 @@ std::string AccessesBody(int Accesses)
     });
 }
 
-std::string ListBody(int Entries, const std::string& Entry)
+std::string ListBody(int entries, const std::string& entry)
 {
-    return List(Entries, [&](int) { return Entry; });
+    return List(entries, [&](int) { return entry; });
 }
 
 } // namespace bench

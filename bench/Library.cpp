@@ -9,21 +9,21 @@
 namespace
 {
 
-void LibraryLoad(benchmark::State& State)
+void LibraryLoad(benchmark::State& state)
 {
-    for (auto _ : State) {
-        const auto Start = std::chrono::steady_clock::now();
-        void* pLibrary = dlopen(VESTARA_LIBRARY, RTLD_NOW | RTLD_LOCAL);
-        const auto End = std::chrono::steady_clock::now();
-        if (!pLibrary) {
-            State.SkipWithError(dlerror());
+    for (auto _ : state) {
+        const auto start = std::chrono::steady_clock::now();
+        void* library = dlopen(VESTARA_LIBRARY, RTLD_NOW | RTLD_LOCAL);
+        const auto end = std::chrono::steady_clock::now();
+        if (!library) {
+            state.SkipWithError(dlerror());
             break;
         }
-        State.SetIterationTime(std::chrono::duration<double>(End - Start).count());
-        dlclose(pLibrary);
+        state.SetIterationTime(std::chrono::duration<double>(end - start).count());
+        dlclose(library);
         // One that stays in the process would be loaded once and only counted from then on.
         if (dlopen(VESTARA_LIBRARY, RTLD_NOW | RTLD_NOLOAD)) {
-            State.SkipWithError("the library did not leave the process");
+            state.SkipWithError("the library did not leave the process");
             break;
         }
     }

@@ -224,7 +224,7 @@ Json SaveList(const std::vector<Item>& items, Save save)
     return list;
 }
 
-Json SavePerson(const AccessPerson& person)
+Json savePerson(const AccessPerson& person)
 {
     return {{"id", person.id},
             {"name", person.name},
@@ -267,7 +267,7 @@ std::string SaveWorld(const World& world)
     const Json document = {{"account", {{"name", world.accountName}, {"email", world.accountEmail}}},
                            {"locations", SaveList(world.locations, saveLocation)},
                            {"locks", SaveList(world.locks, SaveLock)},
-                           {"access_persons", SaveList(world.persons, SavePerson)},
+                           {"access_persons", SaveList(world.persons, savePerson)},
                            {"accesses", SaveList(world.accesses, saveAccess)},
                            {"tokens", SaveTokens(world)}};
     return document.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";

@@ -11,36 +11,36 @@ namespace devhost
 namespace
 {
 
-std::vector<std::string> Split(std::string_view Path)
+std::vector<std::string> Split(std::string_view path)
 {
-    std::vector<std::string> Parts;
-    while (!Path.empty()) {
-        Path.remove_prefix(Path.front() == '/' ? 1 : 0);
-        const std::size_t End = std::min(Path.find('/'), Path.size());
-        Parts.emplace_back(Path.substr(0, End));
-        Path.remove_prefix(End);
+    std::vector<std::string> parts;
+    while (!path.empty()) {
+        path.remove_prefix(path.front() == '/' ? 1 : 0);
+        const std::size_t End = std::min(path.find('/'), path.size());
+        parts.emplace_back(path.substr(0, End));
+        path.remove_prefix(End);
     }
-    return Parts;
+    return parts;
 }
 
-bool IsPlaceholder(const std::string& Part)
+bool IsPlaceholder(const std::string& part)
 {
-    return Part.starts_with('{');
+    return part.starts_with('{');
 }
 
-std::optional<std::map<std::string, std::string>> Match(const std::vector<std::string>& Pattern,
-                                                        const std::vector<std::string>& Path)
+std::optional<std::map<std::string, std::string>> Match(const std::vector<std::string>& pattern,
+                                                        const std::vector<std::string>& path)
 {
-    if (Pattern.size() != Path.size())
+    if (pattern.size() != path.size())
         return std::nullopt;
-    std::map<std::string, std::string> Values;
-    for (std::size_t i = 0; i < Pattern.size(); ++i) {
-        if (IsPlaceholder(Pattern[i]))
-            Values[Pattern[i].substr(1, Pattern[i].size() - 2)] = Path[i];
-        else if (Pattern[i] != Path[i])
+    std::map<std::string, std::string> values;
+    for (std::size_t i = 0; i < pattern.size(); ++i) {
+        if (IsPlaceholder(pattern[i]))
+            values[pattern[i].substr(1, pattern[i].size() - 2)] = path[i];
+        else if (pattern[i] != path[i])
             return std::nullopt;
     }
-    return Values;
+    return values;
 }
 
 std::optional<std::string> Decode(std::string_view Encoded)
@@ -54,8 +54,8 @@ std::optional<std::string> Decode(std::string_view Encoded)
         } else {
             const std::string_view Hex = Encoded.substr(i + 1, 2);
             unsigned char Byte = 0;
-            const auto [pEnd, Error] = std::from_chars(Hex.data(), Hex.data() + Hex.size(), Byte, 16);
-            if (Hex.size() != 2 || Error != std::errc() || pEnd != Hex.data() + 2)
+            const auto [end, error] = std::from_chars(Hex.data(), Hex.data() + Hex.size(), Byte, 16);
+            if (Hex.size() != 2 || error != std::errc() || end != Hex.data() + 2)
                 return std::nullopt;
             Out += static_cast<char>(Byte);
             i += 2;
@@ -68,117 +68,117 @@ std::optional<std::string> Decode(std::string_view Encoded)
 // size; no route takes more than a few levels.
 constexpr int kMaxBodyDepth = 32;
 
-nlohmann::json ParseBody(const ApiRequest& Request)
+nlohmann::json ParseBody(const ApiRequest& request)
 {
-    if (Request.Method != "PUT" && Request.Method != "POST")
+    if (request.method != "PUT" && request.method != "POST")
         return nullptr;
-    if (Request.Body.empty())
+    if (request.body.empty())
         return nlohmann::json::object();
     // The parser takes a NUL for the end and would not see what follows; no JSON text has one unescaped.
-    if (Request.Body.find('\0') != std::string::npos)
+    if (request.body.find('\0') != std::string::npos)
         throw ApiError(400, "bad_json", "the body holds a NUL character");
     // What is refused here is left out of the result, so that nothing deep is ever built.
-    bool bTooDeep = false;
+    bool tooDeep = false;
     using Event = nlohmann::json::parse_event_t;
-    const auto TakesValue = [&](int nOpen, Event Now, const nlohmann::json&) {
-        const bool bOpens = Now == Event::object_start || Now == Event::array_start;
-        bTooDeep = bTooDeep || (bOpens && nOpen >= kMaxBodyDepth);
-        return !bTooDeep;
+    const auto takesValue = [&](int openCount, Event now, const nlohmann::json&) {
+        const bool opens = now == Event::object_start || now == Event::array_start;
+        tooDeep = tooDeep || (opens && openCount >= kMaxBodyDepth);
+        return !tooDeep;
     };
-    auto Body = nlohmann::json::parse(Request.Body, TakesValue, false);
-    if (bTooDeep)
+    auto body = nlohmann::json::parse(request.body, takesValue, false);
+    if (tooDeep)
         throw ApiError(400, "bad_json",
                        "the body is nested more than " + std::to_string(kMaxBodyDepth) + " levels deep");
-    if (!Body.is_object())
+    if (!body.is_object())
         throw ApiError(400, "bad_json", "the body must be a JSON object");
-    return Body;
+    return body;
 }
 
 } // namespace
 
-std::string ApiRequest::Parameter(const std::string& Name) const
+std::string ApiRequest::Parameter(const std::string& name) const
 {
-    const auto Found = Query.find(Name);
-    return Found == Query.end() ? std::string() : Found->second;
+    const auto found = query.find(name);
+    return found == query.end() ? std::string() : found->second;
 }
 
-std::optional<ApiRequest> ParseTarget(std::string_view Target)
+std::optional<ApiRequest> ParseTarget(std::string_view target)
 {
-    ApiRequest Request;
-    const std::size_t Mark = std::min(Target.find('?'), Target.size());
-    Request.Path = Target.substr(0, Mark);
-    Target.remove_prefix(std::min(Mark + 1, Target.size()));
-    while (!Target.empty()) {
-        const std::size_t End = std::min(Target.find('&'), Target.size());
-        const std::string_view Pair = Target.substr(0, End);
-        Target.remove_prefix(std::min(End + 1, Target.size()));
+    ApiRequest request;
+    const std::size_t mark = std::min(target.find('?'), target.size());
+    request.path = target.substr(0, mark);
+    target.remove_prefix(std::min(mark + 1, target.size()));
+    while (!target.empty()) {
+        const std::size_t End = std::min(target.find('&'), target.size());
+        const std::string_view Pair = target.substr(0, End);
+        target.remove_prefix(std::min(End + 1, target.size()));
         const std::size_t Equals = std::min(Pair.find('='), Pair.size());
-        auto Name = Decode(Pair.substr(0, Equals));
-        auto Value = Decode(Pair.substr(std::min(Equals + 1, Pair.size())));
-        if (!Name || !Value)
+        auto name = Decode(Pair.substr(0, Equals));
+        auto value = Decode(Pair.substr(std::min(Equals + 1, Pair.size())));
+        if (!name || !value)
             return std::nullopt;
-        if (!Request.Query.emplace(*Name, *Value).second)
-            Request.DuplicateQuery = true;
+        if (!request.query.emplace(*name, *value).second)
+            request.duplicateQuery = true;
     }
-    return Request;
+    return request;
 }
 
-std::string Text(const nlohmann::json& Value)
+std::string Text(const nlohmann::json& value)
 {
-    return Value.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+    return value.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 
-ApiResponse ErrorResponse(int Status, const std::string& Code, const std::string& Message)
+ApiResponse ErrorResponse(int status, const std::string& code, const std::string& message)
 {
-    return {Status, "application/json", Text({{"error", {{"code", Code}, {"message", Message}}}}), {}};
+    return {status, "application/json", Text({{"error", {{"code", code}, {"message", message}}}}), {}};
 }
 
-ApiResponse MethodNotAllowed(const std::string& Path, const std::string& Allow)
+ApiResponse MethodNotAllowed(const std::string& path, const std::string& allow)
 {
-    ApiResponse Response = ErrorResponse(405, "method_not_allowed", Path + " takes " + Allow);
-    Response.Allow = Allow;
-    return Response;
+    ApiResponse response = ErrorResponse(405, "method_not_allowed", path + " takes " + allow);
+    response.allow = allow;
+    return response;
 }
 
-int ApiCall::Number(const std::string& Name) const
+int ApiCall::Number(const std::string& name) const
 {
-    const std::string& Digits = Path.at(Name);
-    int Value = -1;
-    const auto [pEnd, Error] = std::from_chars(Digits.data(), Digits.data() + Digits.size(), Value);
-    if (Error != std::errc() || pEnd != Digits.data() + Digits.size() || Value < 0)
-        throw ApiError(404, "not_found", "\"" + Digits + "\" is no number");
-    return Value;
+    const std::string& digits = path.at(name);
+    int value = -1;
+    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
+    if (error != std::errc() || end != digits.data() + digits.size() || value < 0)
+        throw ApiError(404, "not_found", "\"" + digits + "\" is no number");
+    return value;
 }
 
-void ApiRouter::Add(std::string Method, std::string Pattern, ApiHandler Handler)
+void ApiRouter::Add(std::string method, std::string pattern, ApiHandler handler)
 {
-    m_Routes.push_back({std::move(Method), Split(Pattern), std::move(Handler)});
+    m_routes.push_back({std::move(method), Split(pattern), std::move(handler)});
 }
 
-ApiResponse ApiRouter::Serve(const ApiRequest& Request) const
+ApiResponse ApiRouter::Serve(const ApiRequest& request) const
 try {
-    const auto Path = Split(Request.Path);
-    std::string Allow;
-    for (const Route& Candidate : m_Routes) {
-        auto Values = Match(Candidate.Pattern, Path);
-        if (!Values)
+    const auto path = Split(request.path);
+    std::string allow;
+    for (const Route& candidate : m_routes) {
+        auto values = Match(candidate.pattern, path);
+        if (!values)
             continue;
-        if (Candidate.Method != Request.Method) {
-            Allow += (Allow.empty() ? "" : ", ") + Candidate.Method;
+        if (candidate.method != request.method) {
+            allow += (allow.empty() ? "" : ", ") + candidate.method;
             continue;
         }
-        const ApiCall Call{Request, std::move(*Values), ParseBody(Request)};
-        return {200, "application/json", Text(Candidate.Handler(Call)), {}};
+        const ApiCall call{request, std::move(*values), ParseBody(request)};
+        return {200, "application/json", Text(candidate.handler(call)), {}};
     }
-    if (Allow.empty())
-        return ErrorResponse(404, "not_found", "there is nothing at " + Request.Path);
-    return MethodNotAllowed(Request.Path, Allow);
-} catch (const ApiError& Error) {
-    return ErrorResponse(Error.Status, Error.Code, Error.what());
+    if (allow.empty())
+        return ErrorResponse(404, "not_found", "there is nothing at " + request.path);
+    return MethodNotAllowed(request.path, allow);
+} catch (const ApiError& error) {
+    return ErrorResponse(error.status, error.code, error.what());
 } catch (const nlohmann::json::exception&) {
     return ErrorResponse(400, "bad_body", "the body is not what this request takes");
-} catch (const std::exception& Error) {
-    return ErrorResponse(500, "internal", Error.what());
+} catch (const std::exception& error) {
+    return ErrorResponse(500, "internal", error.what());
 }
 
 } // namespace devhost

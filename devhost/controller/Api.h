@@ -16,57 +16,57 @@ namespace devhost
 
 /// A request whose transport was checked.
 struct ApiRequest {
-    std::string Method;
-    std::string Path;                         ///< without the query, not decoded
-    std::map<std::string, std::string> Query; ///< decoded
-    std::string Body;
-    bool DuplicateQuery = false; ///< a name occurs twice in the query; the first value was taken
+    std::string method;
+    std::string path;                         ///< without the query, not decoded
+    std::map<std::string, std::string> query; ///< decoded
+    std::string body;
+    bool duplicateQuery = false; ///< a name occurs twice in the query; the first value was taken
 
     /// The value of a query parameter; empty when it is not there.
-    std::string Parameter(const std::string& Name) const;
+    std::string Parameter(const std::string& name) const;
 };
 
 struct ApiResponse {
-    int Status = 200;
-    std::string ContentType = "application/json";
-    std::string Body;
-    std::string Allow; ///< for status 405
+    int status = 200;
+    std::string contentType = "application/json";
+    std::string body;
+    std::string allow; ///< for status 405
 };
 
 /// A request that cannot be served: an HTTP status, a short code for programs and a sentence for people.
 class ApiError : public std::runtime_error
 {
 public:
-    ApiError(int HttpStatus, std::string ErrorCode, const std::string& Message)
-        : std::runtime_error(Message), Status(HttpStatus), Code(std::move(ErrorCode))
+    ApiError(int httpStatus, std::string errorCode, const std::string& message)
+        : std::runtime_error(message), status(httpStatus), code(std::move(errorCode))
     {
     }
-    int Status;
-    std::string Code;
+    int status;
+    std::string code;
 };
 
 /// The reply for an error: {"error":{"code","message"}}.
-ApiResponse ErrorResponse(int Status, const std::string& Code, const std::string& Message);
+ApiResponse ErrorResponse(int status, const std::string& code, const std::string& message);
 
-/// The reply to a method that a path does not have. @param Allow those that it has, separated by ", ".
-ApiResponse MethodNotAllowed(const std::string& Path, const std::string& Allow);
+/// The reply to a method that a path does not have. @param allow those that it has, separated by ", ".
+ApiResponse MethodNotAllowed(const std::string& path, const std::string& allow);
 
 /// Text of a JSON value; bytes that are no UTF-8 come out as replacement characters.
-std::string Text(const nlohmann::json& Value);
+std::string Text(const nlohmann::json& value);
 
 /// Takes a request target apart. @return nothing when an escape in the query is malformed.
-std::optional<ApiRequest> ParseTarget(std::string_view Target);
+std::optional<ApiRequest> ParseTarget(std::string_view target);
 
 /// What a handler gets: the request, the values of the placeholders in its path, and the parsed body.
 struct ApiCall {
-    const ApiRequest& Request;
-    std::map<std::string, std::string> Path;
-    nlohmann::json Body; ///< an object for PUT and POST (empty without a body), null otherwise
+    const ApiRequest& request;
+    std::map<std::string, std::string> path;
+    nlohmann::json body; ///< an object for PUT and POST (empty without a body), null otherwise
 
     /// A path parameter as a number from 0 to 2^31-1. @throws ApiError 404 when it is none.
-    int Number(const std::string& Name) const;
+    int Number(const std::string& name) const;
     /// Whether secrets were asked for with ?secrets=1.
-    bool Secrets() const { return Request.Parameter("secrets") == "1"; }
+    bool Secrets() const { return request.Parameter("secrets") == "1"; }
 };
 
 using ApiHandler = std::function<nlohmann::json(const ApiCall&)>;
@@ -75,18 +75,18 @@ using ApiHandler = std::function<nlohmann::json(const ApiCall&)>;
 class ApiRouter
 {
 public:
-    void Add(std::string Method, std::string Pattern, ApiHandler Handler);
+    void Add(std::string method, std::string pattern, ApiHandler handler);
     /// Finds the route and calls its handler. Every error becomes a reply: 404 for an unknown path, 405 for
     /// another method, 400 for a body that is no JSON object, what the handler threw, and 500 otherwise.
-    ApiResponse Serve(const ApiRequest& Request) const;
+    ApiResponse Serve(const ApiRequest& request) const;
 
 private:
     struct Route {
-        std::string Method;
-        std::vector<std::string> Pattern;
-        ApiHandler Handler;
+        std::string method;
+        std::vector<std::string> pattern;
+        ApiHandler handler;
     };
-    std::vector<Route> m_Routes;
+    std::vector<Route> m_routes;
 };
 
 } // namespace devhost

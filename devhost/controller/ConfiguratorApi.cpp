@@ -26,58 +26,58 @@ json Done()
     return {{"ok", true}};
 }
 
-std::string TextMember(const json& Body, const char* pName, const std::string& Default)
+std::string TextMember(const json& body, const char* name, const std::string& Default)
 {
-    const auto Found = Body.find(pName);
-    if (Found == Body.end())
+    const auto found = body.find(name);
+    if (found == body.end())
         return Default;
-    if (!Found->is_string())
-        throw ApiError(400, "bad_body", std::string("\"") + pName + "\" must be a text");
-    return Found->get<std::string>();
+    if (!found->is_string())
+        throw ApiError(400, "bad_body", std::string("\"") + name + "\" must be a text");
+    return found->get<std::string>();
 }
 
-bool FlagMember(const json& Body, const char* pName)
+bool FlagMember(const json& body, const char* name)
 {
-    const auto Found = Body.find(pName);
-    if (Found == Body.end() || !Found->is_boolean())
-        throw ApiError(400, "bad_body", std::string("\"") + pName + "\" must be true or false");
-    return Found->get<bool>();
+    const auto found = body.find(name);
+    if (found == body.end() || !found->is_boolean())
+        throw ApiError(400, "bad_body", std::string("\"") + name + "\" must be true or false");
+    return found->get<bool>();
 }
 
 // Nothing for what is no integer, and for one that an int cannot hold, which a plain conversion would cut.
-std::optional<int> ToInt(const json& Value)
+std::optional<int> ToInt(const json& value)
 {
-    if (Value.is_number_unsigned() && std::in_range<int>(Value.get<std::uint64_t>()))
-        return Value.get<int>();
-    if (!Value.is_number_unsigned() && Value.is_number_integer() &&
-        std::in_range<int>(Value.get<std::int64_t>()))
-        return Value.get<int>();
+    if (value.is_number_unsigned() && std::in_range<int>(value.get<std::uint64_t>()))
+        return value.get<int>();
+    if (!value.is_number_unsigned() && value.is_number_integer() &&
+        std::in_range<int>(value.get<std::int64_t>()))
+        return value.get<int>();
     return std::nullopt;
 }
 
 // Puts what came back for a row of a lock's page into the message to its driver.
-void PutRowValue(CQXMSG& Message, const LockPage::Row& Row, const json& Item)
+void PutRowValue(CQXMSG& message, const LockPage::Row& row, const json& item)
 {
-    const char* pKind = Row.Entries ? "int" : "string";
-    const bool bShape = Item.is_object() && Item.size() == 1 && Item.contains(pKind);
-    if (bShape && !Row.Entries && Item[pKind].is_string())
-        return Message.PutString(Item[pKind].get<std::string>().c_str());
-    const auto Entry = bShape && Row.Entries ? ToInt(Item[pKind]) : std::nullopt;
-    if (!Entry)
+    const char* kind = row.entries ? "int" : "string";
+    const bool shape = item.is_object() && item.size() == 1 && item.contains(kind);
+    if (shape && !row.entries && item[kind].is_string())
+        return message.PutString(item[kind].get<std::string>().c_str());
+    const auto entry = shape && row.entries ? ToInt(item[kind]) : std::nullopt;
+    if (!entry)
         throw ApiError(
             400, "bad_body",
-            "\"" + Row.Label + "\" takes " +
-                (Row.Entries ? "the number of an entry: {\"int\":0}" : "a text: {\"string\":\"\"}"));
-    if (*Entry < 0 || *Entry >= *Row.Entries)
+            "\"" + row.label + "\" takes " +
+                (row.entries ? "the number of an entry: {\"int\":0}" : "a text: {\"string\":\"\"}"));
+    if (*entry < 0 || *entry >= *row.entries)
         throw ApiError(400, "bad_page",
-                       "\"" + Row.Label + "\" has no entry " + std::to_string(*Entry) + ", but 0 to " +
-                           std::to_string(*Row.Entries - 1));
-    Message.PutInt(*Entry);
+                       "\"" + row.label + "\" has no entry " + std::to_string(*entry) + ", but 0 to " +
+                           std::to_string(*row.entries - 1));
+    message.PutInt(*entry);
 }
 
 } // namespace
 
-ConfiguratorApi::ConfiguratorApi(System& Host, Options Parts) : m_System(Host), m_Options(std::move(Parts))
+ConfiguratorApi::ConfiguratorApi(System& host, Options parts) : m_system(host), m_options(std::move(parts))
 {
     AddInterfaceRoutes();
     AddPageRoutes();
@@ -86,250 +86,250 @@ ConfiguratorApi::ConfiguratorApi(System& Host, Options Parts) : m_System(Host), 
     AddSystemRoutes();
 }
 
-ApiResponse ConfiguratorApi::Serve(const ApiRequest& Request)
+ApiResponse ConfiguratorApi::Serve(const ApiRequest& request)
 {
-    if (Request.Path == kRedirectPath && Request.Method == "GET")
-        return OAuthRedirect(Request);
+    if (request.path == kRedirectPath && request.method == "GET")
+        return OAuthRedirect(request);
     // The transport serves the event stream, and leaves what is no GET.
-    if (Request.Path == kRedirectPath || Request.Path == HttpServer::kEventsPath)
-        return MethodNotAllowed(Request.Path, "GET");
-    return m_Router.Serve(Request);
+    if (request.path == kRedirectPath || request.path == HttpServer::kEventsPath)
+        return MethodNotAllowed(request.path, "GET");
+    return m_router.Serve(request);
 }
 
-CNetworkBridge& ConfiguratorApi::Bridge(const ApiCall& Call)
+CNetworkBridge& ConfiguratorApi::Bridge(const ApiCall& call)
 {
-    CNetworkBridge* pBridge = m_System.BridgeByID(static_cast<unsigned>(Call.Number("id")));
-    if (!pBridge)
-        throw ApiError(404, "not_found", "there is no interface " + Call.Path.at("id"));
-    return *pBridge;
+    CNetworkBridge* bridge = m_system.BridgeById(static_cast<unsigned>(call.Number("id")));
+    if (!bridge)
+        throw ApiError(404, "not_found", "there is no interface " + call.path.at("id"));
+    return *bridge;
 }
 
-CDoorLock& ConfiguratorApi::Lock(const ApiCall& Call)
+CDoorLock& ConfiguratorApi::Lock(const ApiCall& call)
 {
-    CDoorLock* pLock = m_System.LockByID(static_cast<unsigned>(Call.Number("id")));
-    if (!pLock)
-        throw ApiError(404, "not_found", "there is no lock " + Call.Path.at("id"));
-    return *pLock;
+    CDoorLock* lock = m_system.LockById(static_cast<unsigned>(call.Number("id")));
+    if (!lock)
+        throw ApiError(404, "not_found", "there is no lock " + call.path.at("id"));
+    return *lock;
 }
 
-json ConfiguratorApi::InterfaceWithMaster(CNetworkBridge& Shown) const
+json ConfiguratorApi::InterfaceWithMaster(CNetworkBridge& shown) const
 {
-    const auto Known = m_Masters.find(Shown.ID());
-    json Result = InterfaceJson(m_System, Shown);
-    Result["master"] = Known == m_Masters.end() ? json(nullptr) : json(Known->second);
-    return Result;
+    const auto known = m_masters.find(shown.ID());
+    json result = InterfaceJson(m_system, shown);
+    result["master"] = known == m_masters.end() ? json(nullptr) : json(known->second);
+    return result;
 }
 
 // A route for PUT or POST whose body may have these members only: one that is misspelt would be passed over,
 // and with it what was meant.
-void ConfiguratorApi::AddChange(std::string Method, std::string Pattern, std::vector<std::string> Members,
-                                ApiHandler Handler)
+void ConfiguratorApi::AddChange(std::string method, std::string pattern, std::vector<std::string> members,
+                                ApiHandler handler)
 {
-    m_Router.Add(std::move(Method), std::move(Pattern),
-                 [Members = std::move(Members), Handler = std::move(Handler)](const ApiCall& Call) {
-                     for (const auto& [Name, Value] : Call.Body.items()) {
-                         if (std::ranges::find(Members, Name) == Members.end())
-                             throw ApiError(400, "bad_body", "this request takes no \"" + Name + "\"");
+    m_router.Add(std::move(method), std::move(pattern),
+                 [members = std::move(members), handler = std::move(handler)](const ApiCall& call) {
+                     for (const auto& [name, value] : call.body.items()) {
+                         if (std::ranges::find(members, name) == members.end())
+                             throw ApiError(400, "bad_body", "this request takes no \"" + name + "\"");
                      }
-                     return Handler(Call);
+                     return handler(call);
                  });
 }
 
 void ConfiguratorApi::AddInterfaceRoutes()
 {
-    m_Router.Add("GET", "/api/v1/interfaces", [this](const ApiCall&) {
-        json Interfaces = json::array();
-        for (int i = 0; i < m_System.NBridges(); ++i)
-            Interfaces.push_back(InterfaceWithMaster(*m_System.BridgeByID(m_System.Bridge(i)->ID())));
-        return json{{"interfaces", Interfaces}};
+    m_router.Add("GET", "/api/v1/interfaces", [this](const ApiCall&) {
+        json interfaces = json::array();
+        for (int i = 0; i < m_system.NBridges(); ++i)
+            interfaces.push_back(InterfaceWithMaster(*m_system.BridgeById(m_system.Bridge(i)->ID())));
+        return json{{"interfaces", interfaces}};
     });
-    AddChange("POST", "/api/v1/interfaces", {"type"}, [this](const ApiCall& Call) {
-        const auto Definitions = m_System.InterfaceDefinitions();
-        if (Definitions.empty())
+    AddChange("POST", "/api/v1/interfaces", {"type"}, [this](const ApiCall& call) {
+        const auto definitions = m_system.InterfaceDefinitions();
+        if (definitions.empty())
             throw ApiError(409, "no_definition", "the library offers no interface");
-        const json Type = Call.Body.value("type", json(Definitions.front()->Type()));
-        const auto Number = ToInt(Type);
-        const CNetworkBridge* pAdded = Number ? m_System.AddInterface(*Number) : nullptr;
-        if (!pAdded)
-            throw ApiError(400, "bad_type", "the library offers no interface of type " + Text(Type));
-        return InterfaceWithMaster(*m_System.BridgeByID(pAdded->ID()));
+        const json type = call.body.value("type", json(definitions.front()->Type()));
+        const auto number = ToInt(type);
+        const CNetworkBridge* added = number ? m_system.AddInterface(*number) : nullptr;
+        if (!added)
+            throw ApiError(400, "bad_type", "the library offers no interface of type " + Text(type));
+        return InterfaceWithMaster(*m_system.BridgeById(added->ID()));
     });
-    m_Router.Add("GET", "/api/v1/interfaces/{id}",
-                 [this](const ApiCall& Call) { return InterfaceWithMaster(Bridge(Call)); });
-    m_Router.Add("DELETE", "/api/v1/interfaces/{id}", [this](const ApiCall& Call) {
-        const unsigned ID = Bridge(Call).ID();
-        m_System.RemoveInterface(ID);
-        m_ExtendedPages.erase(ID);
-        m_ShownLists.erase(ID);
-        m_Masters.clear(); // another interface may be the master now
+    m_router.Add("GET", "/api/v1/interfaces/{id}",
+                 [this](const ApiCall& call) { return InterfaceWithMaster(Bridge(call)); });
+    m_router.Add("DELETE", "/api/v1/interfaces/{id}", [this](const ApiCall& call) {
+        const unsigned id = Bridge(call).ID();
+        m_system.RemoveInterface(id);
+        m_extendedPages.erase(id);
+        m_shownLists.erase(id);
+        m_masters.clear(); // another interface may be the master now
         return Done();
     });
-    AddChange("POST", "/api/v1/interfaces/{id}/discover", {}, [this](const ApiCall& Call) {
-        Interface(Call).Discover();
+    AddChange("POST", "/api/v1/interfaces/{id}/discover", {}, [this](const ApiCall& call) {
+        Interface(call).Discover();
         return Done();
     });
-    m_Router.Add("GET", "/api/v1/counters", [this](const ApiCall&) {
-        json Counters = json::object();
-        for (int i = 0; i < m_System.NBridges(); ++i) {
-            const unsigned ID = m_System.Bridge(i)->ID();
-            Counters[std::to_string(ID)] = CountersJson(*m_System.BridgeByID(ID));
+    m_router.Add("GET", "/api/v1/counters", [this](const ApiCall&) {
+        json counters = json::object();
+        for (int i = 0; i < m_system.NBridges(); ++i) {
+            const unsigned id = m_system.Bridge(i)->ID();
+            counters[std::to_string(id)] = CountersJson(*m_system.BridgeById(id));
         }
-        return json{{"counters", Counters}};
+        return json{{"counters", counters}};
     });
 }
 
 void ConfiguratorApi::AddLockRoutes()
 {
-    m_Router.Add("GET", "/api/v1/locks", [this](const ApiCall&) {
-        json Locks = json::array();
-        for (int i = 0; i < m_System.NDoorLock(COMPONENT_FILTER_ALL); ++i)
-            Locks.push_back(LockJson(*m_System.DoorLock(i)));
-        return json{{"locks", Locks}};
+    m_router.Add("GET", "/api/v1/locks", [this](const ApiCall&) {
+        json locks = json::array();
+        for (int i = 0; i < m_system.NDoorLock(COMPONENT_FILTER_ALL); ++i)
+            locks.push_back(LockJson(*m_system.DoorLock(i)));
+        return json{{"locks", locks}};
     });
-    m_Router.Add("GET", "/api/v1/locks/{id}", [this](const ApiCall& Call) { return LockJson(Lock(Call)); });
+    m_router.Add("GET", "/api/v1/locks/{id}", [this](const ApiCall& call) { return LockJson(Lock(call)); });
     AddChange("POST", "/api/v1/locks/{id}/commands", {"command", "user"},
-              [this](const ApiCall& Call) { return RunCommand(Call); });
-    m_Router.Add("GET", "/api/v1/locks/{id}/status-page", [this](const ApiCall& Call) {
-        CQXMSG Message;
-        Lock(Call).GetExtendedConfig(&Message);
-        return json{{"items", MessageJson(Message, Call.Secrets())}};
+              [this](const ApiCall& call) { return RunCommand(call); });
+    m_router.Add("GET", "/api/v1/locks/{id}/status-page", [this](const ApiCall& call) {
+        CQXMSG message;
+        Lock(call).GetExtendedConfig(&message);
+        return json{{"items", MessageJson(message, call.Secrets())}};
     });
     AddChange("PUT", "/api/v1/locks/{id}/status-page", {"items"},
-              [this](const ApiCall& Call) { return StoreStatusPage(Call); });
+              [this](const ApiCall& call) { return StoreStatusPage(call); });
     AddChange("PUT", "/api/v1/locks/{id}/users/{user}", {"enabled"},
-              [this](const ApiCall& Call) { return EnableUser(Call); });
+              [this](const ApiCall& call) { return EnableUser(call); });
 }
 
-json ConfiguratorApi::RunCommand(const ApiCall& Call)
+json ConfiguratorApi::RunCommand(const ApiCall& call)
 {
-    CDoorLock& Target = Lock(Call);
-    const std::string Command = TextMember(Call.Body, "command", "");
-    if (Command != "lock" && Command != "unlock")
+    CDoorLock& target = Lock(call);
+    const std::string command = TextMember(call.body, "command", "");
+    if (command != "lock" && command != "unlock")
         throw ApiError(400, "bad_command", "\"command\" must be \"lock\" or \"unlock\"");
-    int User = 0;
-    if (Command == "unlock") {
+    int user = 0;
+    if (command == "unlock") {
         // Users are numbered from one, and a number above the slots would be credited to nobody.
-        const auto Given = Call.Body.find("user");
-        if (Given == Call.Body.end() || !Given->is_number_unsigned() || Given->get<std::uint64_t>() < 1 ||
-            Given->get<std::uint64_t>() > SecurityServer::kSlots)
+        const auto given = call.body.find("user");
+        if (given == call.body.end() || !given->is_number_unsigned() || given->get<std::uint64_t>() < 1 ||
+            given->get<std::uint64_t>() > SecurityServer::kSlots)
             throw ApiError(400, "bad_user", "\"user\" must be a user's number from 1 to 30");
-        User = Given->get<int>();
-        if (!m_System.Security().GetUserAtDoorLockSlot(User - 1))
+        user = given->get<int>();
+        if (!m_system.Security().GetUserAtDoorLockSlot(user - 1))
             throw ApiError(409, "no_user",
-                           "there is no user " + std::to_string(User) + ": slot " + std::to_string(User - 1) +
+                           "there is no user " + std::to_string(user) + ": slot " + std::to_string(user - 1) +
                                " is empty");
     }
-    const auto* pClient = dynamic_cast<const CBridgeClient*>(&Target);
-    if (pClient && !pClient->Bridge())
+    const auto* client = dynamic_cast<const CBridgeClient*>(&target);
+    if (client && !client->Bridge())
         throw ApiError(409, "refused", "the lock has no account");
-    if (!Target.ExecuteCommand(Command == "lock" ? kCommandLock : kCommandUnlock, User))
+    if (!target.ExecuteCommand(command == "lock" ? kCommandLock : kCommandUnlock, user))
         throw ApiError(409, "refused",
-                       Target.State() ==
-                               (Command == "lock" ? CDoorLock::STATE_SECURED : CDoorLock::STATE_UNSECURED)
-                           ? "the lock is " + Command + "ed already"
+                       target.State() ==
+                               (command == "lock" ? CDoorLock::STATE_SECURED : CDoorLock::STATE_UNSECURED)
+                           ? "the lock is " + command + "ed already"
                            : "the lock's driver did not take the command");
-    return LockJson(Target);
+    return LockJson(target);
 }
 
-json ConfiguratorApi::StoreStatusPage(const ApiCall& Call)
+json ConfiguratorApi::StoreStatusPage(const ApiCall& call)
 {
-    CDoorLock& Target = Lock(Call);
-    CQXMSG Current;
-    Target.GetExtendedConfig(&Current);
-    if (Current.Items().empty())
+    CDoorLock& target = Lock(call);
+    CQXMSG current;
+    target.GetExtendedConfig(&current);
+    if (current.Items().empty())
         throw ApiError(409, "no_page", "this lock has no page");
-    const auto Page = LockPage::Read(Current);
-    if (!Page)
+    const auto page = LockPage::Read(current);
+    if (!page)
         throw ApiError(502, "bad_page", "the driver's page cannot be read");
-    const auto Items = Call.Body.find("items");
+    const auto items = call.body.find("items");
     // A driver reads without looking, so nothing may be missing, of another kind or outside a list.
-    if (Items == Call.Body.end() || !Items->is_array() || Items->size() != Page->Rows.size())
+    if (items == call.body.end() || !items->is_array() || items->size() != page->rows.size())
         throw ApiError(400, "bad_body",
                        "\"items\" must be one value for each of the page's " +
-                           std::to_string(Page->Rows.size()) + " rows");
-    CQXMSG Message;
-    for (std::size_t i = 0; i < Items->size(); ++i)
-        PutRowValue(Message, Page->Rows[i], (*Items)[i]);
-    Target.SetExtendedConfig(&Message);
-    m_System.MarkLockChanged(Target.ID());
+                           std::to_string(page->rows.size()) + " rows");
+    CQXMSG message;
+    for (std::size_t i = 0; i < items->size(); ++i)
+        PutRowValue(message, page->rows[i], (*items)[i]);
+    target.SetExtendedConfig(&message);
+    m_system.MarkLockChanged(target.ID());
     return Done();
 }
 
-json ConfiguratorApi::EnableUser(const ApiCall& Call)
+json ConfiguratorApi::EnableUser(const ApiCall& call)
 {
-    CDoorLock& Target = Lock(Call);
-    const int User = Call.Number("user");
-    if (User < 1 || User > SecurityServer::kSlots)
+    CDoorLock& target = Lock(call);
+    const int user = call.Number("user");
+    if (user < 1 || user > SecurityServer::kSlots)
         throw ApiError(404, "not_found", "users have the numbers 1 to 30");
-    const bool bEnabled = FlagMember(Call.Body, "enabled");
-    Target.EnableUser(User, bEnabled);
-    m_System.NotifyWrite();
-    m_System.MarkLockChanged(Target.ID());
-    const int nHandled = m_System.AnnounceUserSlot(User - 1);
-    return {{"enabled", bEnabled}, {"handled", nHandled != 0}};
+    const bool enabled = FlagMember(call.body, "enabled");
+    target.EnableUser(user, enabled);
+    m_system.NotifyWrite();
+    m_system.MarkLockChanged(target.ID());
+    const int handledCount = m_system.AnnounceUserSlot(user - 1);
+    return {{"enabled", enabled}, {"handled", handledCount != 0}};
 }
 
 void ConfiguratorApi::AddUserRoutes()
 {
-    m_Router.Add("GET", "/api/v1/users", [this](const ApiCall& Call) {
-        json Users = json::array();
-        for (int Slot = 0; Slot < SecurityServer::kSlots; ++Slot) {
-            if (const CUser* pUser = m_System.Security().GetUserAtDoorLockSlot(Slot))
-                Users.push_back(UserJson(Slot, *pUser, Call.Secrets()));
+    m_router.Add("GET", "/api/v1/users", [this](const ApiCall& call) {
+        json users = json::array();
+        for (int slot = 0; slot < SecurityServer::kSlots; ++slot) {
+            if (const CUser* user = m_system.Security().GetUserAtDoorLockSlot(slot))
+                users.push_back(UserJson(slot, *user, call.Secrets()));
         }
-        return json{{"users", Users}};
+        return json{{"users", users}};
     });
-    m_Router.Add("GET", "/api/v1/users/{slot}", [this](const ApiCall& Call) {
-        const CUser* pUser = m_System.Security().GetUserAtDoorLockSlot(Call.Number("slot"));
-        if (!pUser)
-            throw ApiError(404, "not_found", "there is no user at slot " + Call.Path.at("slot"));
-        return UserJson(Call.Number("slot"), *pUser, Call.Secrets());
+    m_router.Add("GET", "/api/v1/users/{slot}", [this](const ApiCall& call) {
+        const CUser* user = m_system.Security().GetUserAtDoorLockSlot(call.Number("slot"));
+        if (!user)
+            throw ApiError(404, "not_found", "there is no user at slot " + call.path.at("slot"));
+        return UserJson(call.Number("slot"), *user, call.Secrets());
     });
     AddChange("PUT", "/api/v1/users/{slot}", {"name", "email", "pin"},
-              [this](const ApiCall& Call) { return StoreUser(Call); });
-    m_Router.Add("DELETE", "/api/v1/users/{slot}", [this](const ApiCall& Call) { return DeleteUser(Call); });
+              [this](const ApiCall& call) { return StoreUser(call); });
+    m_router.Add("DELETE", "/api/v1/users/{slot}", [this](const ApiCall& call) { return DeleteUser(call); });
 }
 
-json ConfiguratorApi::StoreUser(const ApiCall& Call)
+json ConfiguratorApi::StoreUser(const ApiCall& call)
 {
-    const int Slot = Call.Number("slot");
-    if (Slot >= SecurityServer::kSlots)
+    const int slot = call.Number("slot");
+    if (slot >= SecurityServer::kSlots)
         throw ApiError(404, "not_found", "slots have the numbers 0 to 29");
     // A change may leave out what stays, above all the PIN, which a reader is not shown.
-    const CUser* pOld = m_System.Security().GetUserAtDoorLockSlot(Slot);
-    const auto Old = [&](CQXString Value) { return std::string(static_cast<char*>(Value)); };
-    UserData User;
-    User.Name = TextMember(Call.Body, "name", pOld ? Old(pOld->Name()) : "");
-    User.Email = TextMember(Call.Body, "email", pOld ? Old(pOld->Email()) : "");
-    User.Pin = TextMember(Call.Body, "pin", pOld ? Old(pOld->PIN_DoorLock()) : "");
-    if (const auto Fault = CheckNewName(User.Name))
-        throw ApiError(400, "bad_user", *Fault);
-    if (const auto Fault = m_System.Security().FindDuplicate(Slot, User))
-        throw ApiError(409, "duplicate_user", *Fault);
-    if (const auto Fault = m_System.Security().SetUser(Slot, User))
-        throw ApiError(400, "bad_user", *Fault);
-    if (m_Options.UsersChanged)
-        m_Options.UsersChanged();
-    m_System.NotifyWrite();
-    const int nHandled = m_System.AnnounceUserSlot(Slot);
-    json Result = UserJson(Slot, *m_System.Security().GetUserAtDoorLockSlot(Slot), Call.Secrets());
-    Result["locks_handled"] = nHandled;
-    return Result;
+    const CUser* old = m_system.Security().GetUserAtDoorLockSlot(slot);
+    const auto oldText = [&](CQXString value) { return std::string(static_cast<char*>(value)); };
+    UserData user;
+    user.name = TextMember(call.body, "name", old ? oldText(old->Name()) : "");
+    user.email = TextMember(call.body, "email", old ? oldText(old->Email()) : "");
+    user.pin = TextMember(call.body, "pin", old ? oldText(old->PIN_DoorLock()) : "");
+    if (const auto fault = CheckNewName(user.name))
+        throw ApiError(400, "bad_user", *fault);
+    if (const auto fault = m_system.Security().FindDuplicate(slot, user))
+        throw ApiError(409, "duplicate_user", *fault);
+    if (const auto fault = m_system.Security().SetUser(slot, user))
+        throw ApiError(400, "bad_user", *fault);
+    if (m_options.usersChanged)
+        m_options.usersChanged();
+    m_system.NotifyWrite();
+    const int handledCount = m_system.AnnounceUserSlot(slot);
+    json result = UserJson(slot, *m_system.Security().GetUserAtDoorLockSlot(slot), call.Secrets());
+    result["locks_handled"] = handledCount;
+    return result;
 }
 
-json ConfiguratorApi::DeleteUser(const ApiCall& Call)
+json ConfiguratorApi::DeleteUser(const ApiCall& call)
 {
-    const int Slot = Call.Number("slot");
-    if (!m_System.Security().DeleteUser(Slot))
-        throw ApiError(404, "not_found", "there is no user at slot " + Call.Path.at("slot"));
-    m_System.NotifyWrite();
-    const int nHandled = m_System.AnnounceUserSlot(Slot);
+    const int slot = call.Number("slot");
+    if (!m_system.Security().DeleteUser(slot))
+        throw ApiError(404, "not_found", "there is no user at slot " + call.path.at("slot"));
+    m_system.NotifyWrite();
+    const int handledCount = m_system.AnnounceUserSlot(slot);
     // Whoever gets the slot next must not come into the rights of its last user.
-    for (int i = 0; i < m_System.NDoorLock(COMPONENT_FILTER_ALL); ++i)
-        m_System.DoorLock(i)->EnableUser(Slot + 1, 0);
-    if (m_Options.UsersChanged)
-        m_Options.UsersChanged();
-    return {{"ok", true}, {"locks_handled", nHandled}};
+    for (int i = 0; i < m_system.NDoorLock(COMPONENT_FILTER_ALL); ++i)
+        m_system.DoorLock(i)->EnableUser(slot + 1, 0);
+    if (m_options.usersChanged)
+        m_options.usersChanged();
+    return {{"ok", true}, {"locks_handled", handledCount}};
 }
 
 } // namespace devhost

@@ -29,93 +29,93 @@ constexpr std::size_t kBytesPerWrite = 64 * 1024;
 } // namespace
 
 struct EventStream::Reader {
-    Reader(asio::io_context& Context, boost::beast::tcp_stream& Destination)
-        : Stream(Destination), Changed(Context)
+    Reader(asio::io_context& context, boost::beast::tcp_stream& destination)
+        : stream(destination), changed(context)
     {
     }
 
-    void Add(std::shared_ptr<const std::string> pText)
+    void Add(std::shared_ptr<const std::string> text)
     {
-        nWaitingBytes += pText->size();
-        Waiting.push_back(std::move(pText));
+        waitingByteCount += text->size();
+        waiting.push_back(std::move(text));
     }
     void Clear()
     {
-        Waiting.clear();
-        nWaitingBytes = 0;
+        waiting.clear();
+        waitingByteCount = 0;
     }
     // The next events in one text, which is no longer than a write and its last event need.
     std::string TakeNext()
     {
-        std::string Out;
-        for (; !Waiting.empty() && Out.size() < kBytesPerWrite; Waiting.pop_front())
-            Out += *Waiting.front();
-        nWaitingBytes -= Out.size();
-        return Out;
+        std::string out;
+        for (; !waiting.empty() && out.size() < kBytesPerWrite; waiting.pop_front())
+            out += *waiting.front();
+        waitingByteCount -= out.size();
+        return out;
     }
 
-    boost::beast::tcp_stream& Stream;
-    asio::steady_timer Changed; // cancelled to wake the reader
-    bool bDisconnected = false;
+    boost::beast::tcp_stream& stream;
+    asio::steady_timer changed; // cancelled to wake the reader
+    bool disconnected = false;
     // All readers share an event, so many slow ones take hardly more than one.
-    std::deque<std::shared_ptr<const std::string>> Waiting;
-    std::size_t nWaitingBytes = 0;
+    std::deque<std::shared_ptr<const std::string>> waiting;
+    std::size_t waitingByteCount = 0;
 };
 
-void EventStream::Publish(const std::string& Type, const std::string& Data)
+void EventStream::Publish(const std::string& type, const std::string& data)
 {
-    const auto pEvent = std::make_shared<const std::string>("event: " + Type + "\ndata: " + Data + "\n\n");
-    for (Reader* pReader : m_Readers) {
-        if (pReader->bDisconnected)
+    const auto event = std::make_shared<const std::string>("event: " + type + "\ndata: " + data + "\n\n");
+    for (Reader* reader : m_readers) {
+        if (reader->disconnected)
             continue;
-        if (pReader->Waiting.size() >= kMaxEventsBehind ||
-            pReader->nWaitingBytes + pEvent->size() > kMaxBytesBehind) {
-            Disconnect(*pReader);
+        if (reader->waiting.size() >= kMaxEventsBehind ||
+            reader->waitingByteCount + event->size() > kMaxBytesBehind) {
+            Disconnect(*reader);
             continue;
         }
-        pReader->Add(pEvent);
-        pReader->Changed.cancel();
+        reader->Add(event);
+        reader->changed.cancel();
     }
 }
 
 // With a reset, because the system would otherwise keep what it has taken for as long as nobody reads it.
-void EventStream::Disconnect(Reader& Slow)
+void EventStream::Disconnect(Reader& slow)
 {
-    Slow.bDisconnected = true;
-    Slow.Clear();
-    error_code Ignored;
-    Slow.Stream.socket().set_option(asio::socket_base::linger(true, 0), Ignored);
-    Slow.Stream.close();
-    Slow.Changed.cancel();
+    slow.disconnected = true;
+    slow.Clear();
+    error_code ignored;
+    slow.stream.socket().set_option(asio::socket_base::linger(true, 0), ignored);
+    slow.stream.close();
+    slow.changed.cancel();
 }
 
-asio::awaitable<void> EventStream::Serve(boost::beast::tcp_stream& Stream, std::string Head)
+asio::awaitable<void> EventStream::Serve(boost::beast::tcp_stream& stream, std::string head)
 {
-    Reader Self(m_Context, Stream);
-    const Membership<Reader> Member(m_Readers, &Self);
-    Self.Add(std::make_shared<const std::string>(std::move(Head)));
-    error_code Error;
-    while (!Error && !m_Stopping && !Self.bDisconnected) {
-        std::string Out = Self.TakeNext();
-        if (Out.empty()) {
-            Self.Changed.expires_after(kKeepAlive);
-            error_code Woken;
-            co_await Self.Changed.async_wait(asio::redirect_error(asio::use_awaitable, Woken));
-            if (Woken)
+    Reader self(m_context, stream);
+    const Membership<Reader> member(m_readers, &self);
+    self.Add(std::make_shared<const std::string>(std::move(head)));
+    error_code error;
+    while (!error && !m_stopping && !self.disconnected) {
+        std::string out = self.TakeNext();
+        if (out.empty()) {
+            self.changed.expires_after(kKeepAlive);
+            error_code woken;
+            co_await self.changed.async_wait(asio::redirect_error(asio::use_awaitable, woken));
+            if (woken)
                 continue;
-            Out = ":\n\n"; // a comment: shows whether the reader is still there
+            out = ":\n\n"; // a comment: shows whether the reader is still there
         }
-        Stream.expires_after(kWriteTime);
-        co_await asio::async_write(Stream, asio::buffer(Out),
-                                   asio::redirect_error(asio::use_awaitable, Error));
+        stream.expires_after(kWriteTime);
+        co_await asio::async_write(stream, asio::buffer(out),
+                                   asio::redirect_error(asio::use_awaitable, error));
     }
 }
 
 void EventStream::Stop()
 {
-    m_Stopping = true;
-    for (Reader* pReader : m_Readers)
-        pReader->Changed.cancel();
+    m_stopping = true;
+    for (Reader* reader : m_readers)
+        reader->changed.cancel();
 }
 
 } // namespace devhost

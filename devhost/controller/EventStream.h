@@ -24,29 +24,29 @@ public:
     static constexpr std::size_t kMaxEventsBehind = 10'000;
     static constexpr std::size_t kMaxBytesBehind = 4 * 1024 * 1024;
 
-    explicit EventStream(boost::asio::io_context& Context) : m_Context(Context) {}
+    explicit EventStream(boost::asio::io_context& context) : m_context(context) {}
 
-    bool IsFull() const { return m_Readers.size() >= kMaxReaders; }
+    bool IsFull() const { return m_readers.size() >= kMaxReaders; }
 
     /// Puts an event in line for all readers. One that is too far behind is disconnected: it would take
     /// memory without end, and has to ask for the state anew anyhow.
-    /// @param Type of the event, letters only; @param Data one line of text.
-    void Publish(const std::string& Type, const std::string& Data);
+    /// @param type of the event, letters only; @param data one line of text.
+    void Publish(const std::string& type, const std::string& data);
 
     /// Sends the head of the reply and all events from now on, until the reader goes, falls behind, or Stop.
-    /// @param Stream of the reader; outlives the call.
-    boost::asio::awaitable<void> Serve(boost::beast::tcp_stream& Stream, std::string Head);
+    /// @param stream of the reader; outlives the call.
+    boost::asio::awaitable<void> Serve(boost::beast::tcp_stream& stream, std::string head);
 
     /// Ends all calls of Serve, and those to come.
     void Stop();
 
 private:
     struct Reader;
-    static void Disconnect(Reader& Slow);
+    static void Disconnect(Reader& slow);
 
-    boost::asio::io_context& m_Context;
-    bool m_Stopping = false;
-    std::set<Reader*> m_Readers;
+    boost::asio::io_context& m_context;
+    bool m_stopping = false;
+    std::set<Reader*> m_readers;
 };
 
 } // namespace devhost

@@ -11,77 +11,77 @@ namespace
 class ItemReader
 {
 public:
-    explicit ItemReader(const std::vector<CQXMSG::Item>& Items) : m_Items(Items) {}
+    explicit ItemReader(const std::vector<CQXMSG::Item>& items) : m_items(items) {}
 
-    bool Take(int* pValue)
+    bool Take(int* value)
     {
-        const int* pItem = m_Next < m_Items.size() ? std::get_if<int>(&m_Items[m_Next]) : nullptr;
-        if (!pItem)
+        const int* item = m_next < m_items.size() ? std::get_if<int>(&m_items[m_next]) : nullptr;
+        if (!item)
             return false;
-        *pValue = *pItem;
-        ++m_Next;
+        *value = *item;
+        ++m_next;
         return true;
     }
-    bool Take(std::string* pValue)
+    bool Take(std::string* value)
     {
-        const auto* pItem = m_Next < m_Items.size() ? std::get_if<CQXString>(&m_Items[m_Next]) : nullptr;
-        if (!pItem)
+        const auto* item = m_next < m_items.size() ? std::get_if<CQXString>(&m_items[m_next]) : nullptr;
+        if (!item)
             return false;
-        *pValue = static_cast<char*>(*pItem);
-        ++m_Next;
+        *value = static_cast<char*>(*item);
+        ++m_next;
         return true;
     }
-    bool AtEnd() const { return m_Next == m_Items.size(); }
+    bool AtEnd() const { return m_next == m_items.size(); }
 
 private:
-    const std::vector<CQXMSG::Item>& m_Items;
-    std::size_t m_Next = 0;
+    const std::vector<CQXMSG::Item>& m_items;
+    std::size_t m_next = 0;
 };
 
 } // namespace
 
-std::optional<ExtendedPage> ExtendedPage::Read(const CQXMSG& Message)
+std::optional<ExtendedPage> ExtendedPage::Read(const CQXMSG& message)
 {
-    ItemReader Items(Message.Items());
-    ExtendedPage Page;
-    int Header = 0;
-    int Reserved = 0;
-    if (!Items.Take(&Header) || Header != kHeader || !Items.Take(&Reserved) || !Items.Take(&Page.Label) ||
-        !Items.Take(&Page.Selected) || !Items.Take(&Page.Count))
+    ItemReader items(message.Items());
+    ExtendedPage page;
+    int header = 0;
+    int reserved = 0;
+    if (!items.Take(&header) || header != kHeader || !items.Take(&reserved) || !items.Take(&page.label) ||
+        !items.Take(&page.selected) || !items.Take(&page.count))
         return std::nullopt;
-    for (std::string Choice; Items.Take(&Choice);)
-        Page.Choices.push_back(Choice);
-    if (!Items.Take(&Page.Flags) || !Items.AtEnd())
+    for (std::string choice; items.Take(&choice);)
+        page.choices.push_back(choice);
+    if (!items.Take(&page.flags) || !items.AtEnd())
         return std::nullopt;
-    return Page;
+    return page;
 }
 
-std::optional<LockPage> LockPage::Read(const CQXMSG& Message)
+std::optional<LockPage> LockPage::Read(const CQXMSG& message)
 {
-    ItemReader Items(Message.Items());
-    LockPage Page;
-    int Kinds = 0;
-    if (!Items.Take(&Kinds))
+    ItemReader items(message.Items());
+    LockPage page;
+    int kinds = 0;
+    if (!items.Take(&kinds))
         return std::nullopt;
-    while (!Items.AtEnd()) {
-        Row Next;
-        std::string Value;
-        int Selected = 0;
-        int Entries = 0;
-        if (!Items.Take(&Next.Label))
+    while (!items.AtEnd()) {
+        Row next;
+        std::string value;
+        int selected = 0;
+        int entries = 0;
+        if (!items.Take(&next.label))
             return std::nullopt;
-        if (!Items.Take(&Value)) {
-            if (!Items.Take(&Selected) || !Items.Take(&Entries))
+        if (!items.Take(&value)) {
+            if (!items.Take(&selected) || !items.Take(&entries))
                 return std::nullopt;
-            for (int i = 0; i < Entries; ++i) {
-                if (!Items.Take(&Value))
+            for (int i = 0; i < entries; ++i) {
+                if (!items.Take(&value))
                     return std::nullopt;
             }
-            Next.Entries = Entries;
+            next.entries = entries;
         }
-        Page.Rows.push_back(std::move(Next));
+        page.rows.push_back(std::move(next));
     }
-    return Page;
+    return page;
 }
 
 } // namespace devhost

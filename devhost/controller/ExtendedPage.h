@@ -16,30 +16,30 @@ struct ExtendedPage {
     static constexpr int kHeader = 0x2020000;
     static constexpr int kMasterBit = 0x2000000; ///< of the flag word: this interface holds the tokens
 
-    std::string Label;
-    int Selected = -1;
-    int Count = 0; ///< as announced; may be more than there are choices
-    std::vector<std::string> Choices;
-    int Flags = 0;
+    std::string label;
+    int selected = -1;
+    int count = 0; ///< as announced; may be more than there are choices
+    std::vector<std::string> choices;
+    int flags = 0;
 
-    bool IsMaster() const { return (Flags & kMasterBit) != 0; }
+    bool IsMaster() const { return (flags & kMasterBit) != 0; }
 
     /// Nothing when the message is no such page. Entries are read as long as the next item is a text,
     /// because an interface that still waits for its entries announces one and writes none.
-    static std::optional<ExtendedPage> Read(const CQXMSG& Message);
+    static std::optional<ExtendedPage> Read(const CQXMSG& message);
 };
 
 /// A lock's page: an integer that tells the kinds of the rows, then the rows. A row is a label and either a
 /// text, or the selected entry, the number of entries and the entries. One value for each row comes back.
 struct LockPage {
     struct Row {
-        std::string Label;
-        std::optional<int> Entries; ///< to choose from; nothing for a text
+        std::string label;
+        std::optional<int> entries; ///< to choose from; nothing for a text
     };
-    std::vector<Row> Rows;
+    std::vector<Row> rows;
 
     /// Nothing when the message is no such page.
-    static std::optional<LockPage> Read(const CQXMSG& Message);
+    static std::optional<LockPage> Read(const CQXMSG& message);
 };
 
 } // namespace devhost

@@ -49,32 +49,32 @@ constexpr std::chrono::seconds kRequestTime{30};
 constexpr const char* kFetchSite = "Sec-Fetch-Site"; // not among Beast's fields
 
 template <class Name>
-std::string Header(const http::request<http::string_body>& Request, const Name& Field)
+std::string Header(const http::request<http::string_body>& request, const Name& field)
 {
-    const auto Value = Request[Field];
-    return {Value.data(), Value.size()};
+    const auto value = request[field];
+    return {value.data(), value.size()};
 }
 
 // A browser that shows a reply as a page must neither keep it nor run what a name in it may hold, and pages
 // of others must neither frame it nor take it in as a picture or a script.
 template <class Message>
-void SetCommonHeaders(Message& Reply)
+void SetCommonHeaders(Message& reply)
 {
-    Reply.set(http::field::cache_control, "no-store");
-    Reply.set("X-Content-Type-Options", "nosniff");
-    Reply.set("Referrer-Policy", "no-referrer");
-    Reply.set("Content-Security-Policy",
+    reply.set(http::field::cache_control, "no-store");
+    reply.set("X-Content-Type-Options", "nosniff");
+    reply.set("Referrer-Policy", "no-referrer");
+    reply.set("Content-Security-Policy",
               "default-src 'none'; style-src 'unsafe-inline'; frame-ancestors 'none'");
-    Reply.set("Cross-Origin-Resource-Policy", "same-origin");
+    reply.set("Cross-Origin-Resource-Policy", "same-origin");
 }
 
-std::string ListenAdvice(const error_code& Error)
+std::string ListenAdvice(const error_code& error)
 {
-    if (Error == asio::error::address_in_use)
+    if (error == asio::error::address_in_use)
         return "another program has this port; end it, or give another port (0 takes a free one)";
-    if (Error == asio::error::access_denied)
+    if (error == asio::error::access_denied)
         return "this port is for the administrator; give one above 1023 (0 takes a free one)";
-    return "cannot listen there: " + Error.message();
+    return "cannot listen there: " + error.message();
 }
 
 } // namespace
@@ -82,102 +82,102 @@ std::string ListenAdvice(const error_code& Error)
 class HttpServer::Impl
 {
 public:
-    Impl(const std::string& Address, std::uint16_t WantedPort, Handler Serve) : m_Serve(std::move(Serve))
+    Impl(const std::string& address, std::uint16_t wantedPort, Handler serve) : m_serve(std::move(serve))
     {
-        const bool bV6 = Address == "::1";
-        const std::string Option = "--listen " + (bV6 ? "[::1]" : Address) + ":" + std::to_string(WantedPort);
+        const bool v6 = address == "::1";
+        const std::string option = "--listen " + (v6 ? "[::1]" : address) + ":" + std::to_string(wantedPort);
         // No other loopback address: the guard lets in requests for these names only.
-        if (Address != "127.0.0.1" && Address != "localhost" && !bV6)
-            throw std::runtime_error(Option + ": the configurator has no password, so it listens on "
+        if (address != "127.0.0.1" && address != "localhost" && !v6)
+            throw std::runtime_error(option + ": the configurator has no password, so it listens on "
                                               "127.0.0.1, localhost or [::1] only");
-        const tcp::endpoint Endpoint(asio::ip::make_address(bV6 ? "::1" : "127.0.0.1"), WantedPort);
-        error_code Error;
-        if (m_Acceptor.open(Endpoint.protocol(), Error) ||
-            m_Acceptor.set_option(asio::socket_base::reuse_address(true), Error) ||
-            m_Acceptor.bind(Endpoint, Error) ||
-            m_Acceptor.listen(asio::socket_base::max_listen_connections, Error))
-            throw std::runtime_error(Option + ": " + ListenAdvice(Error));
-        m_Port = m_Acceptor.local_endpoint().port();
+        const tcp::endpoint endpoint(asio::ip::make_address(v6 ? "::1" : "127.0.0.1"), wantedPort);
+        error_code error;
+        if (m_acceptor.open(endpoint.protocol(), error) ||
+            m_acceptor.set_option(asio::socket_base::reuse_address(true), error) ||
+            m_acceptor.bind(endpoint, error) ||
+            m_acceptor.listen(asio::socket_base::max_listen_connections, error))
+            throw std::runtime_error(option + ": " + ListenAdvice(error));
+        m_port = m_acceptor.local_endpoint().port();
     }
 
-    std::uint16_t Port() const { return m_Port; }
+    std::uint16_t Port() const { return m_port; }
 
     void Start()
     {
-        asio::co_spawn(m_Context, Accept(), asio::detached);
-        m_Thread = std::thread([this] {
+        asio::co_spawn(m_context, Accept(), asio::detached);
+        m_thread = std::thread([this] {
             pthread_setname_np(pthread_self(), "configurator"); // for the log
-            m_Context.run();
+            m_context.run();
         });
     }
 
     void Stop()
     {
-        if (!m_Thread.joinable())
+        if (!m_thread.joinable())
             return;
-        asio::post(m_Context, [this] {
-            m_Stopping = true;
-            error_code Ignored;
-            m_Acceptor.close(Ignored);
-            m_Signals.cancel(Ignored);
-            for (Connection* pConnection : m_Connections)
-                pConnection->Stream.close();
-            m_Events.Stop();
+        asio::post(m_context, [this] {
+            m_stopping = true;
+            error_code ignored;
+            m_acceptor.close(ignored);
+            m_signals.cancel(ignored);
+            for (Connection* connection : m_connections)
+                connection->stream.close();
+            m_events.Stop();
         });
-        m_Thread.join();
+        m_thread.join();
     }
 
-    void Publish(const std::string& Type, const std::string& Data)
+    void Publish(const std::string& type, const std::string& data)
     {
-        asio::post(m_Context, [this, Type, Data] { m_Events.Publish(Type, Data); });
+        asio::post(m_context, [this, type, data] { m_events.Publish(type, data); });
     }
 
-    void OnSignal(std::function<void()> Function)
+    void OnSignal(std::function<void()> function)
     {
-        m_OnSignal = std::move(Function);
-        m_Signals.add(SIGINT);
-        m_Signals.add(SIGTERM);
-        struct sigaction Now = {};
-        if (sigaction(SIGHUP, nullptr, &Now) == 0 && Now.sa_handler != SIG_IGN)
-            m_Signals.add(SIGHUP);
-        asio::co_spawn(m_Context, WaitForSignals(), asio::detached);
+        m_onSignal = std::move(function);
+        m_signals.add(SIGINT);
+        m_signals.add(SIGTERM);
+        struct sigaction now = {};
+        if (sigaction(SIGHUP, nullptr, &now) == 0 && now.sa_handler != SIG_IGN)
+            m_signals.add(SIGHUP);
+        asio::co_spawn(m_context, WaitForSignals(), asio::detached);
     }
 
 private:
     struct Connection {
-        explicit Connection(tcp::socket Socket) : Stream(std::move(Socket)) {}
-        beast::tcp_stream Stream;
-        bool bReadsEvents = false;
-        std::uint64_t uWaitsSince = 0; // the number of the wait for its peer; counted by m_uWaits
+        explicit Connection(tcp::socket socket) : stream(std::move(socket)) {}
+        beast::tcp_stream stream;
+        bool readsEvents = false;
+        std::uint64_t waitsSince = 0; // the number of the wait for its peer; counted by m_waits
     };
 
     asio::awaitable<void> WaitForSignals()
     {
-        while (!m_Stopping) {
-            error_code Error;
-            co_await m_Signals.async_wait(asio::redirect_error(asio::use_awaitable, Error));
-            if (!Error)
-                m_OnSignal();
+        while (!m_stopping) {
+            error_code error;
+            co_await m_signals.async_wait(asio::redirect_error(asio::use_awaitable, error));
+            if (!error)
+                m_onSignal();
         }
     }
 
     asio::awaitable<void> Accept()
     {
-        while (!m_Stopping) {
-            error_code Error;
-            tcp::socket Socket =
-                co_await m_Acceptor.async_accept(asio::redirect_error(asio::use_awaitable, Error));
-            if (Error == asio::error::operation_aborted)
+        while (!m_stopping) {
+            error_code error;
+            tcp::socket socket =
+                co_await m_acceptor.async_accept(asio::redirect_error(asio::use_awaitable, error));
+            if (error == asio::error::operation_aborted)
                 co_return;
-            if (Error) {
+            if (error) {
                 // Out of descriptors, for instance: connections that end give some back.
-                asio::steady_timer Pause(m_Context, std::chrono::milliseconds(100));
-                co_await Pause.async_wait(asio::redirect_error(asio::use_awaitable, Error));
+                asio::steady_timer pause(m_context, std::chrono::milliseconds(100));
+                co_await pause.async_wait(asio::redirect_error(asio::use_awaitable, error));
                 continue;
             }
-            if (m_Connections.size() >= kMaxConnections)
+            if (m_connections.size() >= kMaxConnections)
                 DropOldest();
-            asio::co_spawn(m_Context, Session(std::move(Socket)), asio::detached);
+            asio::co_spawn(m_context, Session(std::move(socket)), asio::detached);
         }
     }
 
@@ -185,156 +185,156 @@ private:
     // do nothing must not keep others out. Readers of events wait by nature and have a bound of their own.
     void DropOldest()
     {
-        const auto Oldest = std::ranges::min_element(m_Connections, {}, [](const Connection* pConnection) {
-            return std::pair(pConnection->bReadsEvents, pConnection->uWaitsSince);
+        const auto oldest = std::ranges::min_element(m_connections, {}, [](const Connection* connection) {
+            return std::pair(connection->readsEvents, connection->waitsSince);
         });
-        (*Oldest)->Stream.close();
-        m_Connections.erase(Oldest);
+        (*oldest)->stream.close();
+        m_connections.erase(oldest);
     }
 
-    asio::awaitable<void> Session(tcp::socket Socket)
+    asio::awaitable<void> Session(tcp::socket socket)
     {
-        Connection Self(std::move(Socket));
-        beast::tcp_stream& Stream = Self.Stream;
-        const Membership<Connection> Member(m_Connections, &Self);
-        beast::flat_buffer Buffer;
-        bool bKeep = true;
-        while (bKeep && !m_Stopping) {
-            http::request_parser<http::string_body> Parser;
-            Parser.body_limit(kMaxBody);
-            Stream.expires_after(kRequestTime);
-            Self.uWaitsSince = ++m_uWaits;
-            error_code Error;
-            co_await http::async_read(Stream, Buffer, Parser,
-                                      asio::redirect_error(asio::use_awaitable, Error));
-            const std::optional<ApiResponse> Refusal = Refuse(Error, Parser.get());
-            if (Error && !Refusal)
+        Connection self(std::move(socket));
+        beast::tcp_stream& stream = self.stream;
+        const Membership<Connection> member(m_connections, &self);
+        beast::flat_buffer buffer;
+        bool keep = true;
+        while (keep && !m_stopping) {
+            http::request_parser<http::string_body> parser;
+            parser.body_limit(kMaxBody);
+            stream.expires_after(kRequestTime);
+            self.waitsSince = ++m_waits;
+            error_code error;
+            co_await http::async_read(stream, buffer, parser,
+                                      asio::redirect_error(asio::use_awaitable, error));
+            const std::optional<ApiResponse> refusal = Refuse(error, parser.get());
+            if (error && !refusal)
                 co_return;
-            const http::request<http::string_body> Request = Parser.release();
-            if (!Refusal && WantsEvents(Request) && !m_Events.IsFull()) {
-                Self.bReadsEvents = true;
-                co_await SendEvents(Stream);
+            const http::request<http::string_body> request = parser.release();
+            if (!refusal && WantsEvents(request) && !m_events.IsFull()) {
+                self.readsEvents = true;
+                co_await SendEvents(stream);
                 co_return;
             }
-            const ApiResponse Answer = Refusal ? *Refusal : Reply(Request);
+            const ApiResponse answer = refusal ? *refusal : Reply(request);
             // What follows a request that could not be read to its end is no request.
-            bKeep = !Refusal && Request.keep_alive();
-            http::response<http::string_body> Response = ToHttp(Answer, bKeep);
-            Self.uWaitsSince = ++m_uWaits;
-            co_await http::async_write(Stream, Response, asio::redirect_error(asio::use_awaitable, Error));
-            if (Error)
+            keep = !refusal && request.keep_alive();
+            http::response<http::string_body> response = ToHttp(answer, keep);
+            self.waitsSince = ++m_waits;
+            co_await http::async_write(stream, response, asio::redirect_error(asio::use_awaitable, error));
+            if (error)
                 co_return;
         }
-        error_code Ignored;
-        Stream.socket().shutdown(tcp::socket::shutdown_send, Ignored);
+        error_code ignored;
+        stream.socket().shutdown(tcp::socket::shutdown_send, ignored);
     }
 
     // The reply to a request that could not be read; nothing when it could, or nobody is there to answer.
-    static std::optional<ApiResponse> Refuse(const error_code& Error,
-                                             const http::request<http::string_body>& Request)
+    static std::optional<ApiResponse> Refuse(const error_code& error,
+                                             const http::request<http::string_body>& request)
     {
-        if (Error == http::error::body_limit)
+        if (error == http::error::body_limit)
             return ErrorResponse(413, "too_large", "a body has at most 64 KiB");
-        if (Error == http::error::header_limit)
+        if (error == http::error::header_limit)
             return ErrorResponse(431, "too_large", "the headers are too large");
-        if (Error && Error.category() == make_error_code(http::error::bad_method).category() &&
-            Error != http::error::end_of_stream && Error != http::error::partial_message)
-            return ErrorResponse(400, "bad_request", "this is no HTTP request: " + Error.message());
+        if (error && error.category() == make_error_code(http::error::bad_method).category() &&
+            error != http::error::end_of_stream && error != http::error::partial_message)
+            return ErrorResponse(400, "bad_request", "this is no HTTP request: " + error.message());
         // RFC 9112, section 6.1. Beast takes the body behind another encoding for the next request.
-        if (!Error && Request.count(http::field::transfer_encoding) != 0 &&
-            (Request.version() != 11 || Request.count(http::field::transfer_encoding) != 1 ||
-             !beast::iequals(Request[http::field::transfer_encoding], "chunked")))
+        if (!error && request.count(http::field::transfer_encoding) != 0 &&
+            (request.version() != 11 || request.count(http::field::transfer_encoding) != 1 ||
+             !beast::iequals(request[http::field::transfer_encoding], "chunked")))
             return ErrorResponse(501, "bad_encoding", "no transfer encoding is understood but chunked");
         return std::nullopt;
     }
 
-    std::optional<ApiResponse> Guard(const http::request<http::string_body>& Request,
-                                     const std::string& Path) const
+    std::optional<ApiResponse> Guard(const http::request<http::string_body>& request,
+                                     const std::string& path) const
     {
-        GuardedHeaders Headers;
-        Headers.Method = std::string(Request.method_string());
-        Headers.Path = Path;
+        GuardedHeaders headers;
+        headers.method = std::string(request.method_string());
+        headers.path = path;
         // What is sent twice is read differently by different programs.
-        if (Request.count(http::field::host) != 1 || Request.count(http::field::origin) > 1 ||
-            Request.count(kFetchSite) > 1)
+        if (request.count(http::field::host) != 1 || request.count(http::field::origin) > 1 ||
+            request.count(kFetchSite) > 1)
             return ErrorResponse(400, "bad_request",
                                  "one Host and at most one Origin and Sec-Fetch-Site header are needed");
-        Headers.Host = Header(Request, http::field::host);
-        Headers.Origin = Header(Request, http::field::origin);
-        Headers.FetchSite = Header(Request, kFetchSite);
-        Headers.ContentType = Header(Request, http::field::content_type);
-        Headers.HasBody = !Request.body().empty();
-        return CheckRequest(Headers, m_Port);
+        headers.host = Header(request, http::field::host);
+        headers.origin = Header(request, http::field::origin);
+        headers.fetchSite = Header(request, kFetchSite);
+        headers.contentType = Header(request, http::field::content_type);
+        headers.hasBody = !request.body().empty();
+        return CheckRequest(headers, m_port);
     }
 
-    bool WantsEvents(const http::request<http::string_body>& Request) const
+    bool WantsEvents(const http::request<http::string_body>& request) const
     {
-        const auto Parsed = ParseTarget(std::string_view(Request.target().data(), Request.target().size()));
-        return Parsed && Parsed->Path == kEventsPath && Request.method() == http::verb::get &&
-               !Guard(Request, Parsed->Path);
+        const auto parsed = ParseTarget(std::string_view(request.target().data(), request.target().size()));
+        return parsed && parsed->path == kEventsPath && request.method() == http::verb::get &&
+               !Guard(request, parsed->path);
     }
 
-    ApiResponse Reply(const http::request<http::string_body>& Request) const
+    ApiResponse Reply(const http::request<http::string_body>& request) const
     {
-        auto Parsed = ParseTarget(std::string_view(Request.target().data(), Request.target().size()));
-        if (!Parsed)
+        auto parsed = ParseTarget(std::string_view(request.target().data(), request.target().size()));
+        if (!parsed)
             return ErrorResponse(400, "bad_request", "the address holds a malformed escape");
-        if (auto Refusal = Guard(Request, Parsed->Path))
-            return *Refusal;
-        if (Parsed->Path == kEventsPath && Request.method() == http::verb::get)
+        if (auto refusal = Guard(request, parsed->path))
+            return *refusal;
+        if (parsed->path == kEventsPath && request.method() == http::verb::get)
             return ErrorResponse(503, "too_many_readers",
                                  "the event stream has " + std::to_string(EventStream::kMaxReaders) +
                                      " readers, and takes no more");
-        Parsed->Method = std::string(Request.method_string());
-        Parsed->Body = Request.body();
+        parsed->method = std::string(request.method_string());
+        parsed->body = request.body();
         try {
-            return m_Serve(*Parsed);
+            return m_serve(*parsed);
         } catch (...) {
             return ErrorResponse(500, "internal", ExceptionText());
         }
     }
 
-    static http::response<http::string_body> ToHttp(const ApiResponse& Answer, bool bKeep)
+    static http::response<http::string_body> ToHttp(const ApiResponse& answer, bool keep)
     {
-        http::response<http::string_body> Response(static_cast<http::status>(Answer.Status), 11);
-        Response.set(http::field::content_type, Answer.ContentType);
-        SetCommonHeaders(Response);
-        if (!Answer.Allow.empty())
-            Response.set(http::field::allow, Answer.Allow);
-        Response.keep_alive(bKeep);
-        Response.body() = Answer.Body;
-        Response.prepare_payload();
-        return Response;
+        http::response<http::string_body> response(static_cast<http::status>(answer.status), 11);
+        response.set(http::field::content_type, answer.contentType);
+        SetCommonHeaders(response);
+        if (!answer.allow.empty())
+            response.set(http::field::allow, answer.allow);
+        response.keep_alive(keep);
+        response.body() = answer.body;
+        response.prepare_payload();
+        return response;
     }
 
-    asio::awaitable<void> SendEvents(beast::tcp_stream& Stream)
+    asio::awaitable<void> SendEvents(beast::tcp_stream& stream)
     {
-        http::response<http::empty_body> Head(http::status::ok, 11);
-        Head.set(http::field::content_type, "text/event-stream");
-        SetCommonHeaders(Head);
-        Head.keep_alive(false);
-        std::ostringstream HeadText;
-        HeadText << Head;
-        co_await m_Events.Serve(Stream, HeadText.str());
+        http::response<http::empty_body> head(http::status::ok, 11);
+        head.set(http::field::content_type, "text/event-stream");
+        SetCommonHeaders(head);
+        head.keep_alive(false);
+        std::ostringstream headText;
+        headText << head;
+        co_await m_events.Serve(stream, headText.str());
     }
 
-    asio::io_context m_Context{1};
-    tcp::acceptor m_Acceptor{m_Context};
-    asio::signal_set m_Signals{m_Context};
-    Handler m_Serve;
-    std::function<void()> m_OnSignal;
-    std::uint16_t m_Port = 0;
-    std::thread m_Thread;
+    asio::io_context m_context{1};
+    tcp::acceptor m_acceptor{m_context};
+    asio::signal_set m_signals{m_context};
+    Handler m_serve;
+    std::function<void()> m_onSignal;
+    std::uint16_t m_port = 0;
+    std::thread m_thread;
 
     // Server thread only.
-    bool m_Stopping = false;
-    std::uint64_t m_uWaits = 0;
-    std::set<Connection*> m_Connections;
-    EventStream m_Events{m_Context};
+    bool m_stopping = false;
+    std::uint64_t m_waits = 0;
+    std::set<Connection*> m_connections;
+    EventStream m_events{m_context};
 };
 
-HttpServer::HttpServer(const std::string& Address, std::uint16_t Port, Handler Serve)
-    : m_pImpl(std::make_unique<Impl>(Address, Port, std::move(Serve)))
+HttpServer::HttpServer(const std::string& address, std::uint16_t port, Handler serve)
+    : m_impl(std::make_unique<Impl>(address, port, std::move(serve)))
 {
 }
 
@@ -345,27 +345,27 @@ HttpServer::~HttpServer()
 
 std::uint16_t HttpServer::Port() const
 {
-    return m_pImpl->Port();
+    return m_impl->Port();
 }
 
 void HttpServer::Start()
 {
-    m_pImpl->Start();
+    m_impl->Start();
 }
 
 void HttpServer::Stop()
 {
-    m_pImpl->Stop();
+    m_impl->Stop();
 }
 
-void HttpServer::Publish(const std::string& Type, const std::string& Data)
+void HttpServer::Publish(const std::string& type, const std::string& data)
 {
-    m_pImpl->Publish(Type, Data);
+    m_impl->Publish(type, data);
 }
 
-void HttpServer::OnSignal(std::function<void()> Function)
+void HttpServer::OnSignal(std::function<void()> function)
 {
-    m_pImpl->OnSignal(std::move(Function));
+    m_impl->OnSignal(std::move(function));
 }
 
 } // namespace devhost

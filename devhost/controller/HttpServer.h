@@ -25,9 +25,9 @@ public:
     using Handler = std::function<ApiResponse(const ApiRequest&)>;
 
     /// Binds and listens; requests are served from Start on.
-    /// @param Address "127.0.0.1", "localhost" or "::1"; @param Port 0 for a free one.
+    /// @param address "127.0.0.1", "localhost" or "::1"; @param port 0 for a free one.
     /// @throws std::runtime_error for another address, or when it cannot be bound.
-    HttpServer(const std::string& Address, std::uint16_t Port, Handler Serve);
+    HttpServer(const std::string& address, std::uint16_t port, Handler serve);
     ~HttpServer(); // stops
 
     std::uint16_t Port() const;
@@ -36,17 +36,17 @@ public:
     void Stop();
 
     /// Sends an event to everybody who listens. Any thread; never waits.
-    /// @param Type of the event, letters only; @param Data one line of text.
-    void Publish(const std::string& Type, const std::string& Data);
+    /// @param type of the event, letters only; @param data one line of text.
+    void Publish(const std::string& type, const std::string& data);
 
     /// Calls a function, on the server's thread, for SIGINT and SIGTERM, and for SIGHUP unless the program
     /// was started with that one ignored (nohup). Before Start: a signal that comes before the thread runs is
     /// kept until then.
-    void OnSignal(std::function<void()> Function);
+    void OnSignal(std::function<void()> function);
 
 private:
     class Impl;
-    std::unique_ptr<Impl> m_pImpl;
+    std::unique_ptr<Impl> m_impl;
 };
 
 } // namespace devhost

@@ -23,11 +23,11 @@ namespace
 
 } // namespace
 
-int main(int nArguments, char** pArguments)
+int main(int argumentCount, char** arguments)
 try {
-    const auto Parsed = devhost::ParseCommandLine(nArguments, pArguments);
-    if (const int* pStatus = std::get_if<int>(&Parsed))
-        return *pStatus;
+    const auto parsed = devhost::ParseCommandLine(argumentCount, arguments);
+    if (const int* status = std::get_if<int>(&parsed))
+        return *status;
     std::set_terminate(Terminate);
     // A core file would hold tokens and PINs. Not a limit of its size, which a core collector ignores.
     prctl(PR_SET_DUMPABLE, 0);
@@ -38,8 +38,8 @@ try {
     // Without the variable the C library asks the file system for the time zone's file with every conversion
     // of a local time, and a driver makes two for each lock that reports. Before there are other threads.
     setenv("TZ", ":/etc/localtime", 0);
-    devhost::Program Program(std::get<devhost::Settings>(Parsed));
-    return Program.Run();
+    devhost::Program program(std::get<devhost::Settings>(parsed));
+    return program.Run();
 } catch (...) {
     std::cerr << "vestara-devhost: " << devhost::ExceptionText() << std::endl;
     return 1;

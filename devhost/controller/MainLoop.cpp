@@ -7,55 +7,55 @@
 namespace devhost
 {
 
-void MainLoop::Run(const std::function<void(int nWakes)>& Round)
+void MainLoop::Run(const std::function<void(int wakeCount)>& round)
 {
-    std::unique_lock Lock(m_Mutex);
-    while (!m_Exit) {
-        m_Changed.wait_for(Lock, kRound, [this] { return m_nWakes > 0 || m_Exit || !m_Tasks.empty(); });
-        const int nWakes = std::min(m_nWakes, kMaxWakes);
-        m_nWakes -= nWakes;
-        std::deque<std::packaged_task<void()>> Tasks;
-        Tasks.swap(m_Tasks);
-        Lock.unlock();
-        for (auto& Task : Tasks)
-            Task();
-        Round(nWakes);
-        Lock.lock();
+    std::unique_lock lock(m_mutex);
+    while (!m_exit) {
+        m_changed.wait_for(lock, kRound, [this] { return m_wakeCount > 0 || m_exit || !m_tasks.empty(); });
+        const int wakeCount = std::min(m_wakeCount, kMaxWakes);
+        m_wakeCount -= wakeCount;
+        std::deque<std::packaged_task<void()>> tasks;
+        tasks.swap(m_tasks);
+        lock.unlock();
+        for (auto& task : tasks)
+            task();
+        round(wakeCount);
+        lock.lock();
     }
 }
 
 int MainLoop::Wake()
 {
-    const std::lock_guard Lock(m_Mutex);
-    if (m_Closed)
+    const std::lock_guard lock(m_mutex);
+    if (m_closed)
         return 0;
-    ++m_nWakes;
-    m_Changed.notify_one();
+    ++m_wakeCount;
+    m_changed.notify_one();
     return 1;
 }
 
 void MainLoop::RequestExit()
 {
-    const std::lock_guard Lock(m_Mutex);
-    m_Exit = true;
-    m_Changed.notify_one();
+    const std::lock_guard lock(m_mutex);
+    m_exit = true;
+    m_changed.notify_one();
 }
 
-void MainLoop::Post(std::packaged_task<void()> Task)
+void MainLoop::Post(std::packaged_task<void()> task)
 {
-    const std::lock_guard Lock(m_Mutex);
-    if (m_Closed)
+    const std::lock_guard lock(m_mutex);
+    if (m_closed)
         throw LoopClosed();
-    m_Tasks.push_back(std::move(Task));
-    m_Changed.notify_one();
+    m_tasks.push_back(std::move(task));
+    m_changed.notify_one();
 }
 
 void MainLoop::Close()
 {
-    std::deque<std::packaged_task<void()>> Dropped;
-    const std::lock_guard Lock(m_Mutex);
-    m_Closed = true;
-    Dropped.swap(m_Tasks);
+    std::deque<std::packaged_task<void()>> dropped;
+    const std::lock_guard lock(m_mutex);
+    m_closed = true;
+    dropped.swap(m_tasks);
 }
 
 } // namespace devhost

@@ -30,9 +30,9 @@ public:
     static constexpr int kMaxWakes = 1000;
 
     /// Rounds until RequestExit: one when the loop is woken, and otherwise one every kRound.
-    /// @param Round gets how often the loop has been woken since the last round, at most kMaxWakes; the rest
+    /// @param round gets how often the loop has been woken since the last round, at most kMaxWakes; the rest
     /// is for the next round, which follows at once.
-    void Run(const std::function<void(int nWakes)>& Round);
+    void Run(const std::function<void(int wakeCount)>& round);
 
     /// Makes a round follow soon, and counts in it. Any thread. @return 1, or 0 when the loop is closed.
     int Wake();
@@ -43,35 +43,35 @@ public:
     /// Runs a function on the host thread and waits for its result. Any thread but the host's.
     /// @throws LoopClosed, and whatever the function throws.
     template <class Function>
-    auto Call(Function Work) -> decltype(Work())
+    auto Call(Function work) -> decltype(work())
     {
-        std::packaged_task<decltype(Work())()> Task(std::move(Work));
-        auto Result = Task.get_future();
-        Post(std::packaged_task<void()>(std::move(Task)));
-        return Wait(std::move(Result));
+        std::packaged_task<decltype(work())()> task(std::move(work));
+        auto result = task.get_future();
+        Post(std::packaged_task<void()>(std::move(task)));
+        return Wait(std::move(result));
     }
 
     /// Takes no more calls; those that wait fail with LoopClosed. Host thread, after Run.
     void Close();
 
 private:
-    void Post(std::packaged_task<void()> Task);
+    void Post(std::packaged_task<void()> task);
     template <class Result>
-    static Result Wait(std::future<Result> Future)
+    static Result Wait(std::future<Result> future)
     {
         try {
-            return Future.get();
+            return future.get();
         } catch (const std::future_error&) {
             throw LoopClosed(); // dropped without having run
         }
     }
 
-    std::mutex m_Mutex;
-    std::condition_variable m_Changed;
-    std::deque<std::packaged_task<void()>> m_Tasks;
-    int m_nWakes = 0; // that no round has been given yet
-    bool m_Exit = false;
-    bool m_Closed = false;
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::deque<std::packaged_task<void()>> m_tasks;
+    int m_wakeCount = 0; // that no round has been given yet
+    bool m_exit = false;
+    bool m_closed = false;
 };
 
 } // namespace devhost

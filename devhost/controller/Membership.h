@@ -11,17 +11,17 @@ template <class T>
 class Membership
 {
 public:
-    Membership(std::set<T*>& Members, T* pMember) : m_Members(Members), m_pMember(pMember)
+    Membership(std::set<T*>& members, T* member) : m_members(members), m_member(member)
     {
-        m_Members.insert(m_pMember);
+        m_members.insert(m_member);
     }
-    ~Membership() { m_Members.erase(m_pMember); }
+    ~Membership() { m_members.erase(m_member); }
     Membership(const Membership&) = delete;
     Membership& operator=(const Membership&) = delete;
 
 private:
-    std::set<T*>& m_Members;
-    T* m_pMember;
+    std::set<T*>& m_members;
+    T* m_member;
 };
 
 } // namespace devhost

@@ -10,31 +10,31 @@ namespace devhost
 namespace
 {
 
-std::string Escape(const std::string& Raw)
+std::string Escape(const std::string& raw)
 {
-    std::string Out;
-    for (char c : Raw) {
+    std::string out;
+    for (char c : raw) {
         if (c == '<' || c == '>' || c == '&' || c == '"' || c == '\'')
-            Out += "&#" + std::to_string(static_cast<int>(c)) + ";";
+            out += "&#" + std::to_string(static_cast<int>(c)) + ";";
         else
-            Out += c;
+            out += c;
     }
-    return Out;
+    return out;
 }
 
-ApiResponse Page(int Status, const std::string& Title, const std::string& Explanation)
+ApiResponse Page(int status, const std::string& title, const std::string& explanation)
 {
-    return {Status,
+    return {status,
             "text/html; charset=utf-8",
-            "<!doctype html><html lang=\"en\"><meta charset=\"utf-8\"><title>" + Escape(Title) +
+            "<!doctype html><html lang=\"en\"><meta charset=\"utf-8\"><title>" + Escape(title) +
                 "</title><style>body{font:16px sans-serif;margin:4em auto;max-width:36em}</style><h1>" +
-                Escape(Title) + "</h1><p>" + Escape(Explanation) + "</p></html>\n",
+                Escape(title) + "</h1><p>" + Escape(explanation) + "</p></html>\n",
             {}};
 }
 
-ApiResponse Refused(const std::string& Why)
+ApiResponse Refused(const std::string& why)
 {
-    return Page(400, "Not authorised", Why + " Start the authorisation again from the account's page.");
+    return Page(400, "Not authorised", why + " Start the authorisation again from the account's page.");
 }
 
 constexpr std::size_t kMaxCode = 2048;
@@ -42,14 +42,14 @@ constexpr std::size_t kMaxCode = 2048;
 // RFC 6749, appendix A.11 allows a code all visible characters and the blank. A driver puts it into the form
 // of its token request as it is, where some of them would end the field or stand for others. Empty when the
 // code can be handed over, else what is wrong with it, without the code.
-std::string CodeFault(const std::string& Code)
+std::string CodeFault(const std::string& code)
 {
     constexpr std::string_view kFormCharacters = "&=+%; ";
-    if (Code.empty())
+    if (code.empty())
         return "The address carries no authorisation code.";
-    if (Code.size() > kMaxCode)
+    if (code.size() > kMaxCode)
         return "The authorisation code has more than " + std::to_string(kMaxCode) + " characters.";
-    for (const char c : Code) {
+    for (const char c : code) {
         if (c < 0x20 || c > 0x7e)
             return "The authorisation code holds a character that no code has.";
         if (kFormCharacters.find(c) != std::string_view::npos)
@@ -64,31 +64,31 @@ std::string CodeFault(const std::string& Code)
 
 // RFC 6749, sections 4.1.2 and 10.12: the state says which account asked, proves that it was asked from here,
 // and is used up whatever comes with it.
-ApiResponse ConfiguratorApi::OAuthRedirect(const ApiRequest& Request)
+ApiResponse ConfiguratorApi::OAuthRedirect(const ApiRequest& request)
 {
-    if (Request.DuplicateQuery)
+    if (request.duplicateQuery)
         return Refused("The address names a parameter twice.");
-    const std::string State = Request.Parameter("state");
-    if (State.empty())
+    const std::string state = request.Parameter("state");
+    if (state.empty())
         return Refused("The address carries no state value, so it does not come from an authorisation that "
                        "was started here.");
-    CNetworkBridge* pBridge = m_System.TakeOAuthState(State);
-    if (!pBridge)
+    CNetworkBridge* bridge = m_system.TakeOAuthState(state);
+    if (!bridge)
         return Refused("The state value is not known here: it was used already, is too old, or belongs to "
                        "another host.");
-    if (const std::string Error = Request.Parameter("error"); !Error.empty()) {
-        if (Error == "access_denied")
+    if (const std::string error = request.Parameter("error"); !error.empty()) {
+        if (error == "access_denied")
             return Page(403, "Not authorised",
                         "Access was denied on the cloud's page (access_denied). "
                         "Nothing was changed.");
-        return Refused("The cloud answered with the error \"" + Error.substr(0, 200) + "\".");
+        return Refused("The cloud answered with the error \"" + error.substr(0, 200) + "\".");
     }
-    const std::string Code = Request.Parameter("code");
-    if (const std::string Fault = CodeFault(Code); !Fault.empty())
-        return Refused(Fault);
-    pBridge->DeviceInterface()->ProcessAuthCode(Code.c_str());
+    const std::string code = request.Parameter("code");
+    if (const std::string fault = CodeFault(code); !fault.empty())
+        return Refused(fault);
+    bridge->DeviceInterface()->ProcessAuthCode(code.c_str());
     return Page(200, "Authorised",
-                "The code was handed to \"" + std::string(static_cast<char*>(pBridge->Name())) +
+                "The code was handed to \"" + std::string(static_cast<char*>(bridge->Name())) +
                     "\", which now asks the cloud for its tokens. This page can be closed.");
 }
 

@@ -27,110 +27,110 @@ std::string Hexadecimal(std::uint32_t Value)
 }
 
 template <class Function>
-Function As(void* pSymbol)
+Function As(void* symbol)
 {
-    return reinterpret_cast<Function>(pSymbol); // POSIX requires that dlsym's pointers convert
+    return reinterpret_cast<Function>(symbol); // POSIX requires that dlsym's pointers convert
 }
 
 template <class Record>
-bool ReadAt(std::ifstream& File, std::uint64_t Offset, Record& Result)
+bool ReadAt(std::ifstream& file, std::uint64_t offset, Record& result)
 {
-    File.seekg(static_cast<std::streamoff>(Offset));
-    return static_cast<bool>(File.read(reinterpret_cast<char*>(&Result), sizeof Result));
+    file.seekg(static_cast<std::streamoff>(offset));
+    return static_cast<bool>(file.read(reinterpret_cast<char*>(&result), sizeof result));
 }
 
-std::uint64_t End(std::uint64_t Offset, std::uint64_t Size)
+std::uint64_t End(std::uint64_t offset, std::uint64_t size)
 {
     constexpr std::uint64_t kMost = std::numeric_limits<std::uint64_t>::max();
-    return Offset > kMost - Size ? kMost : Offset + Size;
+    return offset > kMost - size ? kMost : offset + size;
 }
 
 // The bytes that a library has by its own headers; 0 for what is no library of this machine.
-std::uint64_t SizeByHeaders(std::ifstream& File, std::uint64_t FileSize)
+std::uint64_t SizeByHeaders(std::ifstream& file, std::uint64_t fileSize)
 {
-    ElfW(Ehdr) Head{};
+    ElfW(Ehdr) head{};
     constexpr int kClass = sizeof(void*) == 8 ? ELFCLASS64 : ELFCLASS32;
-    if (!ReadAt(File, 0, Head) || std::memcmp(Head.e_ident, ELFMAG, SELFMAG) != 0 ||
-        Head.e_ident[EI_CLASS] != kClass || Head.e_phentsize != sizeof(ElfW(Phdr)))
+    if (!ReadAt(file, 0, head) || std::memcmp(head.e_ident, ELFMAG, SELFMAG) != 0 ||
+        head.e_ident[EI_CLASS] != kClass || head.e_phentsize != sizeof(ElfW(Phdr)))
         return 0;
-    std::uint64_t Size = std::max(End(Head.e_phoff, std::uint64_t{Head.e_phnum} * Head.e_phentsize),
-                                  End(Head.e_shoff, std::uint64_t{Head.e_shnum} * Head.e_shentsize));
-    for (unsigned i = 0; Size <= FileSize && i < Head.e_phnum; ++i) {
-        ElfW(Phdr) Part{};
-        if (ReadAt(File, Head.e_phoff + std::uint64_t{i} * sizeof Part, Part))
-            Size = std::max(Size, End(Part.p_offset, Part.p_filesz));
+    std::uint64_t size = std::max(End(head.e_phoff, std::uint64_t{head.e_phnum} * head.e_phentsize),
+                                  End(head.e_shoff, std::uint64_t{head.e_shnum} * head.e_shentsize));
+    for (unsigned i = 0; size <= fileSize && i < head.e_phnum; ++i) {
+        ElfW(Phdr) part{};
+        if (ReadAt(file, head.e_phoff + std::uint64_t{i} * sizeof part, part))
+            size = std::max(size, End(part.p_offset, part.p_filesz));
     }
-    return Size;
+    return size;
 }
 
 // The system's loader maps what the headers name, and touching what the file lacks ends the program at once
 // (SIGBUS). So a library that was copied in part is refused before.
-void CheckFile(const std::filesystem::path& Path)
+void CheckFile(const std::filesystem::path& path)
 {
-    std::error_code Error;
-    const auto Status = std::filesystem::status(Path, Error);
-    if (!std::filesystem::exists(Status))
-        throw PluginError("cannot load " + Path.string() + ": " + Error.message() +
+    std::error_code error;
+    const auto status = std::filesystem::status(path, error);
+    if (!std::filesystem::exists(status))
+        throw PluginError("cannot load " + path.string() + ": " + error.message() +
                           "; --driver takes the path of the library");
-    if (!std::filesystem::is_regular_file(Status))
-        throw PluginError("cannot load " + Path.string() + ": this is no file");
-    const std::uint64_t FileSize = std::filesystem::file_size(Path);
-    std::ifstream File(Path, std::ios::binary);
-    if (const std::uint64_t Wanted = SizeByHeaders(File, FileSize); Wanted > FileSize)
-        throw PluginError("cannot load " + Path.string() + ": the file is cut short, it has " +
-                          std::to_string(FileSize) + " bytes and its headers speak of more");
+    if (!std::filesystem::is_regular_file(status))
+        throw PluginError("cannot load " + path.string() + ": this is no file");
+    const std::uint64_t fileSize = std::filesystem::file_size(path);
+    std::ifstream file(path, std::ios::binary);
+    if (const std::uint64_t wanted = SizeByHeaders(file, fileSize); wanted > fileSize)
+        throw PluginError("cannot load " + path.string() + ": the file is cut short, it has " +
+                          std::to_string(fileSize) + " bytes and its headers speak of more");
 }
 
 } // namespace
 
-void PluginLibrary::Unload::operator()(void* pHandle) const
+void PluginLibrary::Unload::operator()(void* handle) const
 {
-    dlclose(pHandle);
+    dlclose(handle);
 }
 
-void* PluginLibrary::Symbol(const char* pName) const
+void* PluginLibrary::Symbol(const char* name) const
 {
-    void* pSymbol = dlsym(m_pHandle.get(), pName);
-    if (!pSymbol)
-        throw PluginError(m_Path.string() + " is no plug-in: entry point " + pName + " is missing");
-    return pSymbol;
+    void* symbol = dlsym(m_handle.get(), name);
+    if (!symbol)
+        throw PluginError(m_path.string() + " is no plug-in: entry point " + name + " is missing");
+    return symbol;
 }
 
-PluginLibrary::PluginLibrary(const std::filesystem::path& Path)
-    : m_Path(std::filesystem::absolute(Path)) // so that a bare file name is never looked for elsewhere
+PluginLibrary::PluginLibrary(const std::filesystem::path& path)
+    : m_path(std::filesystem::absolute(path)) // so that a bare file name is never looked for elsewhere
 {
-    CheckFile(m_Path);
-    m_pHandle.reset(dlopen(m_Path.c_str(), RTLD_NOW | RTLD_LOCAL));
-    if (!m_pHandle) {
-        const char* pReason = dlerror();
-        throw PluginError("cannot load " + m_Path.string() + ": " + (pReason ? pReason : "unknown reason"));
+    CheckFile(m_path);
+    m_handle.reset(dlopen(m_path.c_str(), RTLD_NOW | RTLD_LOCAL));
+    if (!m_handle) {
+        const char* reason = dlerror();
+        throw PluginError("cannot load " + m_path.string() + ": " + (reason ? reason : "unknown reason"));
     }
     // DllMain is the only entry point with C++ linkage, so it is found by its decorated name.
-    auto* pDllMain = As<int (*)(int, unsigned, void*)>(Symbol("_Z7DllMainijPv"));
+    auto* dllMain = As<int (*)(int, unsigned, void*)>(Symbol("_Z7DllMainijPv"));
     auto* pSignature = As<std::uint32_t (*)()>(Symbol("GetLibSignature"));
-    m_EntryPoints.LoadDeviceInterfaces =
-        As<decltype(m_EntryPoints.LoadDeviceInterfaces)>(Symbol("LoadDeviceInterfaces"));
-    m_EntryPoints.CreateDeviceInterface =
-        As<decltype(m_EntryPoints.CreateDeviceInterface)>(Symbol("CreateDeviceInterface"));
-    m_EntryPoints.LoadSystemComponentDefs =
-        As<decltype(m_EntryPoints.LoadSystemComponentDefs)>(Symbol("LoadSystemComponentDefs"));
-    m_EntryPoints.CreateSystemComponent =
-        As<decltype(m_EntryPoints.CreateSystemComponent)>(Symbol("CreateSystemComponent"));
+    m_entryPoints.loadDeviceInterfaces =
+        As<decltype(m_entryPoints.loadDeviceInterfaces)>(Symbol("LoadDeviceInterfaces"));
+    m_entryPoints.createDeviceInterface =
+        As<decltype(m_entryPoints.createDeviceInterface)>(Symbol("CreateDeviceInterface"));
+    m_entryPoints.loadSystemComponentDefs =
+        As<decltype(m_entryPoints.loadSystemComponentDefs)>(Symbol("LoadSystemComponentDefs"));
+    m_entryPoints.createSystemComponent =
+        As<decltype(m_entryPoints.createSystemComponent)>(Symbol("CreateSystemComponent"));
 
-    int Result = 0;
-    std::uint32_t Signature = kSignature;
+    int result = 0;
+    std::uint32_t signature = kSignature;
     try {
-        Result = pDllMain(0, 0, nullptr);
-        if (Result == 1)
-            Signature = pSignature();
+        result = dllMain(0, 0, nullptr);
+        if (result == 1)
+            signature = pSignature();
     } catch (...) {
-        throw PluginError(m_Path.string() + " failed to start: " + ExceptionText());
+        throw PluginError(m_path.string() + " failed to start: " + ExceptionText());
     }
-    if (Result != 1)
-        throw PluginError(m_Path.string() + " refused to start: DllMain did not return 1");
-    if (Signature != kSignature)
-        throw PluginError(m_Path.string() + " does not fit this host: GetLibSignature returned " +
-                          Hexadecimal(Signature) + " where " + Hexadecimal(kSignature) + " is needed");
+    if (result != 1)
+        throw PluginError(m_path.string() + " refused to start: DllMain did not return 1");
+    if (signature != kSignature)
+        throw PluginError(m_path.string() + " does not fit this host: GetLibSignature returned " +
+                          Hexadecimal(signature) + " where " + Hexadecimal(kSignature) + " is needed");
 }
 
 } // namespace devhost

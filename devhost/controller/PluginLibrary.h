@@ -30,20 +30,20 @@ public:
     /// calls DllMain and checks the signature, in this order.
     /// @throws PluginError when the file is cut short or cannot be loaded, an entry point is missing or
     /// throws, DllMain refuses, or the signature is another one. The library is unloaded then.
-    explicit PluginLibrary(const std::filesystem::path& Path);
+    explicit PluginLibrary(const std::filesystem::path& path);
 
-    const std::filesystem::path& Path() const { return m_Path; }
-    const PluginEntryPoints& EntryPoints() const { return m_EntryPoints; }
+    const std::filesystem::path& Path() const { return m_path; }
+    const PluginEntryPoints& EntryPoints() const { return m_entryPoints; }
 
 private:
     struct Unload {
-        void operator()(void* pHandle) const;
+        void operator()(void* handle) const;
     };
-    void* Symbol(const char* pName) const;
+    void* Symbol(const char* name) const;
 
-    std::filesystem::path m_Path;
-    std::unique_ptr<void, Unload> m_pHandle;
-    PluginEntryPoints m_EntryPoints;
+    std::filesystem::path m_path;
+    std::unique_ptr<void, Unload> m_handle;
+    PluginEntryPoints m_entryPoints;
 };
 
 } // namespace devhost

@@ -20,52 +20,52 @@ using nlohmann::json;
 constexpr const char* kSignatureText = "0x08000090";
 static_assert(PluginLibrary::kSignature == 0x08000090);
 
-TlsOptions MakeTlsOptions(const Settings& Wanted)
+TlsOptions MakeTlsOptions(const Settings& wanted)
 {
-    TlsOptions Result;
-    Result.CaFile = Wanted.CaFile;
-    if (!Result.CaFile.empty() && access(Result.CaFile.c_str(), R_OK) != 0)
-        throw std::runtime_error("--ca-file " + Result.CaFile + ": " + std::strerror(errno));
-    for (const std::string& Route : Wanted.ConnectTo) {
+    TlsOptions result;
+    result.caFile = wanted.caFile;
+    if (!result.caFile.empty() && access(result.caFile.c_str(), R_OK) != 0)
+        throw std::runtime_error("--ca-file " + result.caFile + ": " + std::strerror(errno));
+    for (const std::string& route : wanted.connectTo) {
         try {
-            Result.Routes.push_back(ConnectTo::Parse(Route));
-        } catch (const std::invalid_argument& Error) {
-            throw std::runtime_error(std::string("--connect-to ") + Error.what());
+            result.routes.push_back(ConnectTo::Parse(route));
+        } catch (const std::invalid_argument& error) {
+            throw std::runtime_error(std::string("--connect-to ") + error.what());
         }
     }
-    return Result;
+    return result;
 }
 
-LogOptions MakeLogOptions(const Settings& Wanted)
+LogOptions MakeLogOptions(const Settings& wanted)
 {
-    LogOptions Result;
-    Result.FilePath = Wanted.LogFile;
-    Result.cbFile = std::size_t{1'000'000} * Wanted.LogSizeMB;
-    Result.nFiles = Wanted.LogFiles;
-    return Result;
+    LogOptions result;
+    result.filePath = wanted.logFile;
+    result.fileBytes = std::size_t{1'000'000} * wanted.logSizeMb;
+    result.fileCount = wanted.logFiles;
+    return result;
 }
 
 } // namespace
 
-Program::Program(const Settings& Wanted)
-    : m_Settings(Wanted), m_Log(MakeLogOptions(Wanted)), m_Folder(Wanted.StateDir),
-      m_Store(m_Folder.ConfigurationFile()), m_Transport(MakeTlsOptions(Wanted))
+Program::Program(const Settings& wanted)
+    : m_settings(wanted), m_log(MakeLogOptions(wanted)), m_folder(wanted.stateDir),
+      m_store(m_folder.ConfigurationFile()), m_transport(MakeTlsOptions(wanted))
 {
-    m_pServer = std::make_unique<HttpServer>(
-        m_Settings.ListenAddress, m_Settings.ListenPort, [this](const ApiRequest& Request) {
-            try {
-                return m_Loop.Call([&] { return m_pApi->Serve(Request); });
-            } catch (const LoopClosed& Closed) {
-                return ErrorResponse(503, "shutting_down", Closed.what());
-            }
-        });
+    m_server = std::make_unique<HttpServer>(m_settings.listenAddress, m_settings.listenPort,
+                                            [this](const ApiRequest& request) {
+                                                try {
+                                                    return m_loop.Call([&] { return m_api->Serve(request); });
+                                                } catch (const LoopClosed& closed) {
+                                                    return ErrorResponse(503, "shutting_down", closed.what());
+                                                }
+                                            });
     // Before anything is loaded: a signal during the start ends the host like any other, with a save.
-    m_pServer->OnSignal([this] { m_Loop.RequestExit(); });
-    const bool bV6 = m_Settings.ListenAddress.find(':') != std::string::npos;
-    m_Address =
-        std::string("http://") + (bV6 ? "[::1]" : "127.0.0.1") + ":" + std::to_string(m_pServer->Port());
+    m_server->OnSignal([this] { m_loop.RequestExit(); });
+    const bool v6 = m_settings.listenAddress.find(':') != std::string::npos;
+    m_address =
+        std::string("http://") + (v6 ? "[::1]" : "127.0.0.1") + ":" + std::to_string(m_server->Port());
     PlugIn();
-    m_pLibrary = std::make_unique<PluginLibrary>(m_Settings.Driver);
+    m_library = std::make_unique<PluginLibrary>(m_settings.driver);
     try {
         StartSystem();
     } catch (...) {
@@ -75,42 +75,42 @@ Program::Program(const Settings& Wanted)
 
 void Program::PlugIn()
 {
-    Framework& The = TheFramework();
-    The.pTransport = &m_Transport;
-    The.pDiagnostics = &m_Log;
-    The.pSleeper = &m_Sleeper;
-    The.WakeMainLoop = [this] { return m_Loop.Wake(); };
+    Framework& the = TheFramework();
+    the.transport = &m_transport;
+    the.diagnostics = &m_log;
+    the.sleeper = &m_sleeper;
+    the.wakeMainLoop = [this] { return m_loop.Wake(); };
     // Old configurations are registered with the host's name instead of its address.
-    The.RedirectURI = [Port = m_pServer->Port(), Address = m_Address](int Schema) {
-        const std::string Base =
-            Schema == OAUTH_REDIRECT_LEGACY ? "http://localhost:" + std::to_string(Port) : Address;
-        return Base + "/oauth/redirect";
+    the.redirectUri = [port = m_server->Port(), address = m_address](int schema) {
+        const std::string base =
+            schema == OAUTH_REDIRECT_LEGACY ? "http://localhost:" + std::to_string(port) : address;
+        return base + "/oauth/redirect";
     };
 }
 
 void Program::StartSystem()
 {
-    System::Options Parts;
-    Parts.Plugins = {m_pLibrary->EntryPoints()};
-    Parts.pStore = &m_Store;
-    Parts.pObserver = this;
-    m_pSystem = std::make_unique<System>(std::move(Parts));
-    m_pSystem->Traces().Default(m_Settings.Trace.value_or(false));
+    System::Options parts;
+    parts.plugins = {m_library->EntryPoints()};
+    parts.store = &m_store;
+    parts.observer = this;
+    m_system = std::make_unique<System>(std::move(parts));
+    m_system->Traces().Default(m_settings.trace.value_or(false));
 
-    ConfiguratorApi::Options Api;
-    Api.LibraryPath = m_pLibrary->Path().string();
-    Api.Signature = kSignatureText;
-    Api.Listen = m_Address;
-    Api.AuthorizeBase = m_Settings.AuthorizeBase;
-    Api.pLog = &m_Log;
-    Api.Shutdown = [this] { m_Loop.RequestExit(); };
-    Api.UsersChanged = [this] { HideUserSecrets(); };
-    m_pApi = std::make_unique<ConfiguratorApi>(*m_pSystem, std::move(Api));
+    ConfiguratorApi::Options api;
+    api.libraryPath = m_library->Path().string();
+    api.signature = kSignatureText;
+    api.listen = m_address;
+    api.authorizeBase = m_settings.authorizeBase;
+    api.log = &m_log;
+    api.shutdown = [this] { m_loop.RequestExit(); };
+    api.usersChanged = [this] { HideUserSecrets(); };
+    m_api = std::make_unique<ConfiguratorApi>(*m_system, std::move(api));
 
-    m_Log.OnNewEntry([this] { m_NewLogEntry.store(true); });
-    m_pSystem->Start();
-    if (m_Settings.Trace)
-        m_pSystem->SetTraceAll(*m_Settings.Trace);
+    m_log.OnNewEntry([this] { m_newLogEntry.store(true); });
+    m_system->Start();
+    if (m_settings.trace)
+        m_system->SetTraceAll(*m_settings.trace);
     HideUserSecrets();
 }
 
@@ -122,109 +122,109 @@ Program::Unplug::~Unplug()
 Program::~Program()
 {
     // Nobody may ask any more before the objects go.
-    m_Loop.Close();
-    m_pServer->Stop();
+    m_loop.Close();
+    m_server->Stop();
 }
 
 int Program::Run()
 {
-    m_pServer->Start();
+    m_server->Start();
     PrintReady();
-    int Status = 0;
-    const auto Fail = [&Status](const std::string& What) {
-        std::cerr << "vestara-devhost: " << What << std::endl;
-        Status = 1;
+    int status = 0;
+    const auto fail = [&status](const std::string& what) {
+        std::cerr << "vestara-devhost: " << what << std::endl;
+        status = 1;
     };
     try {
-        m_Loop.Run([this](int nWakes) { Round(nWakes); });
+        m_loop.Run([this](int wakeCount) { Round(wakeCount); });
     } catch (...) {
-        Fail("ended by an error: " + ExceptionText());
+        fail("ended by an error: " + ExceptionText());
     }
-    m_Loop.Close();
+    m_loop.Close();
     try {
-        if (const std::string Error = m_pSystem->Stop(); !Error.empty())
-            Fail("the configuration was not saved: " + Error);
+        if (const std::string error = m_system->Stop(); !error.empty())
+            fail("the configuration was not saved: " + error);
     } catch (...) {
-        Fail("the configuration was not saved: " + ExceptionText());
+        fail("the configuration was not saved: " + ExceptionText());
     }
-    return Status;
+    return status;
 }
 
 void Program::PrintReady() const
 {
-    if (m_Settings.PrintReady)
-        std::cout << Text({{"api", m_Address},
+    if (m_settings.printReady)
+        std::cout << Text({{"api", m_address},
                            {"signature", kSignatureText},
-                           {"library", m_pLibrary->Path().string()},
-                           {"interfaces", m_pSystem->NBridges()},
-                           {"locks", m_pSystem->NDoorLock(COMPONENT_FILTER_ALL)}})
+                           {"library", m_library->Path().string()},
+                           {"interfaces", m_system->NBridges()},
+                           {"locks", m_system->NDoorLock(COMPONENT_FILTER_ALL)}})
                   << std::endl;
     else
-        std::cout << "vestara-devhost is ready: " << m_Address << " (driver " << m_pLibrary->Path().string()
+        std::cout << "vestara-devhost is ready: " << m_address << " (driver " << m_library->Path().string()
                   << ", signature " << kSignatureText << ")" << std::endl;
 }
 
-void Program::Round(int nWakes)
+void Program::Round(int wakeCount)
 {
     // Asked for instead of a signal at the parent's end, which the system sends when the thread ends that
     // started the host.
-    if (m_Settings.ExitWithParent && getppid() != m_Parent)
-        m_Loop.RequestExit();
-    m_pSystem->RunOnce(nWakes);
-    m_Log.TellCounts();
+    if (m_settings.exitWithParent && getppid() != m_parent)
+        m_loop.RequestExit();
+    m_system->RunOnce(wakeCount);
+    m_log.TellCounts();
     PublishReports();
 }
 
 void Program::PublishReports()
 {
-    if (!m_NewLogEntry.exchange(false))
+    if (!m_newLogEntry.exchange(false))
         return;
-    for (const LogEntry& Entry : m_Log.EntriesSince(m_LastReport, 2000)) {
-        m_LastReport = Entry.uSequence;
-        if (Entry.bReport)
-            m_pServer->Publish("report", Text(LogEntryJson(Entry)));
+    for (const LogEntry& entry : m_log.EntriesSince(m_lastReport, 2000)) {
+        m_lastReport = entry.sequence;
+        if (entry.report)
+            m_server->Publish("report", Text(LogEntryJson(entry)));
     }
 }
 
 void Program::HideUserSecrets()
 {
-    std::vector<std::string> Pins;
-    for (int Slot = 0; Slot < SecurityServer::kSlots; ++Slot) {
-        if (const CUser* pUser = m_pSystem->Security().GetUserAtDoorLockSlot(Slot))
-            Pins.emplace_back(static_cast<char*>(pUser->PIN_DoorLock()));
+    std::vector<std::string> pins;
+    for (int slot = 0; slot < SecurityServer::kSlots; ++slot) {
+        if (const CUser* user = m_system->Security().GetUserAtDoorLockSlot(slot))
+            pins.emplace_back(static_cast<char*>(user->PIN_DoorLock()));
     }
-    m_Log.Secrets().SetKnownSecrets(std::move(Pins));
+    m_log.Secrets().SetKnownSecrets(std::move(pins));
 }
 
-void Program::OnLockChanged(unsigned ComponentID)
+void Program::OnLockChanged(unsigned componentId)
 {
-    CDoorLock* pLock = m_pSystem->LockByID(ComponentID);
-    m_pServer->Publish("lock", Text(pLock ? LockJson(*pLock) : json{{"id", ComponentID}, {"gone", true}}));
+    CDoorLock* lock = m_system->LockById(componentId);
+    m_server->Publish("lock", Text(lock ? LockJson(*lock) : json{{"id", componentId}, {"gone", true}}));
 }
 
 void Program::OnInterfacesChanged()
 {
-    json Interfaces = json::array();
-    for (int i = 0; i < m_pSystem->NBridges(); ++i)
-        Interfaces.push_back(InterfaceJson(*m_pSystem, *m_pSystem->BridgeByID(m_pSystem->Bridge(i)->ID())));
-    m_pServer->Publish("interfaces", Text({{"interfaces", Interfaces}}));
+    json interfaces = json::array();
+    for (int i = 0; i < m_system->NBridges(); ++i)
+        interfaces.push_back(InterfaceJson(*m_system, *m_system->BridgeById(m_system->Bridge(i)->ID())));
+    m_server->Publish("interfaces", Text({{"interfaces", interfaces}}));
 }
 
-void Program::OnPageRebuilt(unsigned BridgeID)
+void Program::OnPageRebuilt(unsigned bridgeId)
 {
     // The page goes with the event: whoever shows it need not ask, which would build it once more.
-    if (const auto pPage = m_pSystem->Pages().Peek(BridgeID))
-        m_pServer->Publish("page", Text({{"interface", BridgeID}, {"page", PageJson(*pPage)}}));
+    if (const auto page = m_system->Pages().Peek(bridgeId))
+        m_server->Publish("page", Text({{"interface", bridgeId}, {"page", PageJson(*page)}}));
 }
 
-void Program::OnSaved(const std::string& Error)
+void Program::OnSaved(const std::string& error)
 {
-    m_pServer->Publish("saved", Text({{"ok", Error.empty()}, {"error", Error}}));
+    m_server->Publish("saved", Text({{"ok", error.empty()}, {"error", error}}));
 }
 
 void Program::OnRestarted()
 {
-    m_pServer->Publish("restarted", Text({{"restarts", m_pSystem->Restarts()}}));
+    m_server->Publish("restarted", Text({{"restarts", m_system->Restarts()}}));
 }
 
 } // namespace devhost

@@ -27,7 +27,7 @@ class Program : private SystemObserver
 {
 public:
     /// @throws std::runtime_error that says why the host cannot start.
-    explicit Program(const Settings& Wanted);
+    explicit Program(const Settings& wanted);
     ~Program() override;
 
     /// Runs until a signal or a request ends it. What a driver throws ends it too, with a save.
@@ -38,14 +38,14 @@ private:
     void PlugIn();
     void StartSystem();
     void PrintReady() const;
-    void Round(int nWakes);
+    void Round(int wakeCount);
     void PublishReports();
     void HideUserSecrets();
 
-    void OnLockChanged(unsigned ComponentID) override;
+    void OnLockChanged(unsigned componentId) override;
     void OnInterfacesChanged() override;
-    void OnPageRebuilt(unsigned BridgeID) override;
-    void OnSaved(const std::string& Error) override;
+    void OnPageRebuilt(unsigned bridgeId) override;
+    void OnSaved(const std::string& error) override;
     void OnRestarted() override;
 
     // Takes the parts out of the framework again, also when the host could not be put together.
@@ -54,22 +54,22 @@ private:
     };
 
     // In the order in which they are made; taken apart the other way round.
-    Settings m_Settings;
-    const pid_t m_Parent = getppid();
-    std::atomic<bool> m_NewLogEntry{false}; // set by the log as long as there is one
-    std::uint64_t m_LastReport = 0;
-    DiagnosticLog m_Log;
-    StateFolder m_Folder;
-    FileStore m_Store;
-    TlsTransport m_Transport;
-    WorkerSleeper m_Sleeper;
-    MainLoop m_Loop;
-    Unplug m_Unplug;
-    std::unique_ptr<HttpServer> m_pServer; // bound early, because the redirect address names its port
-    std::string m_Address;
-    std::unique_ptr<PluginLibrary> m_pLibrary;
-    std::unique_ptr<System> m_pSystem;
-    std::unique_ptr<ConfiguratorApi> m_pApi;
+    Settings m_settings;
+    const pid_t m_parent = getppid();
+    std::atomic<bool> m_newLogEntry{false}; // set by the log as long as there is one
+    std::uint64_t m_lastReport = 0;
+    DiagnosticLog m_log;
+    StateFolder m_folder;
+    FileStore m_store;
+    TlsTransport m_transport;
+    WorkerSleeper m_sleeper;
+    MainLoop m_loop;
+    Unplug m_unplug;
+    std::unique_ptr<HttpServer> m_server; // bound early, because the redirect address names its port
+    std::string m_address;
+    std::unique_ptr<PluginLibrary> m_library;
+    std::unique_ptr<System> m_system;
+    std::unique_ptr<ConfiguratorApi> m_api;
 };
 
 } // namespace devhost

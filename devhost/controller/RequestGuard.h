@@ -12,13 +12,13 @@ namespace devhost
 
 /// The headers that decide whether a request is let in. Empty: the header is not there.
 struct GuardedHeaders {
-    std::string Method;
-    std::string Path; ///< without the query
-    std::string Host;
-    std::string Origin;
-    std::string FetchSite; ///< Sec-Fetch-Site
-    std::string ContentType;
-    bool HasBody = false;
+    std::string method;
+    std::string path; ///< without the query
+    std::string host;
+    std::string origin;
+    std::string fetchSite; ///< Sec-Fetch-Site
+    std::string contentType;
+    bool hasBody = false;
 };
 
 /// The configurator has no passwords: what guards it is that it listens on loopback only. A web page in a
@@ -26,9 +26,9 @@ struct GuardedHeaders {
 /// (another name that leads here is an attack by rebinding that name), must come from no page or from our
 /// own (Origin, and Sec-Fetch-Site for requests that bear no origin), and must have a JSON content type when
 /// it changes something, which a page elsewhere cannot send.
-/// @param Port on which the configurator listens.
+/// @param port on which the configurator listens.
 /// @return the refusal, or nothing when the request may pass.
-std::optional<ApiResponse> CheckRequest(const GuardedHeaders& Headers, std::uint16_t Port);
+std::optional<ApiResponse> CheckRequest(const GuardedHeaders& headers, std::uint16_t port);
 
 /// Where the OAuth redirect arrives.
 inline constexpr const char* kRedirectPath = "/oauth/redirect";

@@ -13,76 +13,76 @@ namespace
 {
 
 // Empty when the text is ADDRESS:PORT, else what is wrong with it.
-std::string SplitListen(const std::string& Text, Settings& Result)
+std::string SplitListen(const std::string& text, Settings& result)
 {
-    const std::size_t Colon = Text.rfind(':');
-    if (Colon == std::string::npos)
-        return "--listen " + Text + ": ADDRESS:PORT is wanted, as in 127.0.0.1:8080";
-    const char* pEnd = Text.data() + Text.size();
-    const auto [pRead, Error] = std::from_chars(Text.data() + Colon + 1, pEnd, Result.ListenPort);
-    if (Error != std::errc() || pRead != pEnd)
-        return "--listen " + Text + ": the port must be 0 to 65535; 0 takes a free one";
-    Result.ListenAddress = Text.substr(0, Colon);
-    if (Result.ListenAddress.starts_with('[') && Result.ListenAddress.ends_with(']'))
-        Result.ListenAddress = Result.ListenAddress.substr(1, Result.ListenAddress.size() - 2);
+    const std::size_t colon = text.rfind(':');
+    if (colon == std::string::npos)
+        return "--listen " + text + ": ADDRESS:PORT is wanted, as in 127.0.0.1:8080";
+    const char* end = text.data() + text.size();
+    const auto [read, error] = std::from_chars(text.data() + colon + 1, end, result.listenPort);
+    if (error != std::errc() || read != end)
+        return "--listen " + text + ": the port must be 0 to 65535; 0 takes a free one";
+    result.listenAddress = text.substr(0, colon);
+    if (result.listenAddress.starts_with('[') && result.listenAddress.ends_with(']'))
+        result.listenAddress = result.listenAddress.substr(1, result.listenAddress.size() - 2);
     return {};
 }
 
 // Empty when the text is a scheme, a host and nothing behind, else what is wrong with it.
-std::string CheckBase(std::string& Base)
+std::string CheckBase(std::string& base)
 {
-    while (Base.ends_with('/'))
-        Base.pop_back();
-    const std::size_t Host = Base.starts_with("https://") ? 8 : Base.starts_with("http://") ? 7 : 0;
-    if (Host == 0 || Host == Base.size() || Base.find_first_of("/?# ", Host) != std::string::npos)
-        return "--authorize-base " + Base + ": http(s)://HOST[:PORT] is wanted";
+    while (base.ends_with('/'))
+        base.pop_back();
+    const std::size_t host = base.starts_with("https://") ? 8 : base.starts_with("http://") ? 7 : 0;
+    if (host == 0 || host == base.size() || base.find_first_of("/?# ", host) != std::string::npos)
+        return "--authorize-base " + base + ": http(s)://HOST[:PORT] is wanted";
     return {};
 }
 
 } // namespace
 
-std::variant<Settings, int> ParseCommandLine(int nArguments, const char* const* pArguments)
+std::variant<Settings, int> ParseCommandLine(int argumentCount, const char* const* arguments)
 {
-    Settings Result;
-    std::string Listen = "127.0.0.1:0";
-    CLI::App App("Runs a driver plug-in as a controller would, and serves a configurator on loopback.",
+    Settings result;
+    std::string listen = "127.0.0.1:0";
+    CLI::App app("Runs a driver plug-in as a controller would, and serves a configurator on loopback.",
                  "vestara-devhost");
-    App.add_option("--driver", Result.Driver, "The driver library")->required();
-    App.add_option("--state-dir", Result.StateDir, "Folder of the saved configuration; made when missing")
+    app.add_option("--driver", result.driver, "The driver library")->required();
+    app.add_option("--state-dir", result.stateDir, "Folder of the saved configuration; made when missing")
         ->required();
-    App.add_option("--ca-file", Result.CaFile, "Certificates to trust instead of the system's (PEM)");
-    App.add_option("--connect-to", Result.ConnectTo,
+    app.add_option("--ca-file", result.caFile, "Certificates to trust instead of the system's (PEM)");
+    app.add_option("--connect-to", result.connectTo,
                    "HOST:PORT:ADDRESS:PORT - connect there instead; the certificate must still be HOST's");
-    App.add_option(
-           "--listen", Listen,
+    app.add_option(
+           "--listen", listen,
            "Where the configurator listens: 127.0.0.1, localhost or [::1], and a port; 0 takes a free one")
         ->capture_default_str();
-    App.add_option("--authorize-base", Result.AuthorizeBase,
+    app.add_option("--authorize-base", result.authorizeBase,
                    "http(s)://HOST[:PORT] under which a browser reaches the cloud's authorize page");
-    App.add_flag("--trace,!--no-trace", Result.Trace, "Switch the traces of all producers on or off");
-    App.add_option("--log-file", Result.LogFile, "Append traces and reports to this file");
-    App.add_option("--log-size", Result.LogSizeMB, "Size in MB at which a log file is put aside")
+    app.add_flag("--trace,!--no-trace", result.trace, "Switch the traces of all producers on or off");
+    app.add_option("--log-file", result.logFile, "Append traces and reports to this file");
+    app.add_option("--log-size", result.logSizeMb, "Size in MB at which a log file is put aside")
         ->check(CLI::Range(1, 1000))
         ->capture_default_str();
-    App.add_option("--log-files", Result.LogFiles, "Log files that are kept, the current one included")
+    app.add_option("--log-files", result.logFiles, "Log files that are kept, the current one included")
         ->check(CLI::Range(1, 100))
         ->capture_default_str();
-    App.add_flag("--print-ready", Result.PrintReady, "Print one JSON line when ready, instead of a sentence");
-    App.add_flag("--exit-with-parent", Result.ExitWithParent,
+    app.add_flag("--print-ready", result.printReady, "Print one JSON line when ready, instead of a sentence");
+    app.add_flag("--exit-with-parent", result.exitWithParent,
                  "End, as after SIGTERM, when the process that started this one is gone");
-    App.set_version_flag("--version", "vestara-devhost " VESTARA_VERSION);
+    app.set_version_flag("--version", "vestara-devhost " VESTARA_VERSION);
     try {
-        App.parse(nArguments, pArguments);
-        if (const std::string Fault = SplitListen(Listen, Result); !Fault.empty())
-            throw CLI::ValidationError(Fault);
-        if (!Result.AuthorizeBase.empty()) {
-            if (const std::string Fault = CheckBase(Result.AuthorizeBase); !Fault.empty())
-                throw CLI::ValidationError(Fault);
+        app.parse(argumentCount, arguments);
+        if (const std::string fault = SplitListen(listen, result); !fault.empty())
+            throw CLI::ValidationError(fault);
+        if (!result.authorizeBase.empty()) {
+            if (const std::string fault = CheckBase(result.authorizeBase); !fault.empty())
+                throw CLI::ValidationError(fault);
         }
-    } catch (const CLI::ParseError& Error) {
-        return App.exit(Error) == 0 ? 0 : 1; // the parser has a number for each kind of mistake
+    } catch (const CLI::ParseError& error) {
+        return app.exit(error) == 0 ? 0 : 1; // the parser has a number for each kind of mistake
     }
-    return Result;
+    return result;
 }
 
 } // namespace devhost

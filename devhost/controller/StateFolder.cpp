@@ -19,60 +19,60 @@ namespace devhost
 namespace
 {
 
-[[noreturn]] void Fail(const std::filesystem::path& Path, const std::string& Why)
+[[noreturn]] void Fail(const std::filesystem::path& path, const std::string& why)
 {
-    throw std::runtime_error("--state-dir " + Path.string() + " " + Why);
+    throw std::runtime_error("--state-dir " + path.string() + " " + why);
 }
 
-std::string UserName(uid_t User)
+std::string UserName(uid_t user)
 {
-    const passwd* pEntry = getpwuid(User);
-    return pEntry ? pEntry->pw_name : "user " + std::to_string(User);
+    const passwd* entry = getpwuid(user);
+    return entry ? entry->pw_name : "user " + std::to_string(user);
 }
 
 // Says whose it is when that is the reason, which it most often is: somebody ran all this with sudo before.
-// @param Denied the path that an operation failed on with this error number.
-[[noreturn]] void FailOn(const std::filesystem::path& Path, std::filesystem::path Denied, int Error)
+// @param denied the path that an operation failed on with this error number.
+[[noreturn]] void FailOn(const std::filesystem::path& path, std::filesystem::path denied, int error)
 {
-    struct stat Found = {};
-    while (stat(Denied.c_str(), &Found) != 0 && Denied.has_relative_path())
-        Denied = Denied.parent_path();
-    if ((Error == EACCES || Error == EPERM) && Found.st_uid != geteuid())
-        Fail(Path, "cannot be used: " + Denied.string() + " belongs to " + UserName(Found.st_uid) +
+    struct stat found = {};
+    while (stat(denied.c_str(), &found) != 0 && denied.has_relative_path())
+        denied = denied.parent_path();
+    if ((error == EACCES || error == EPERM) && found.st_uid != geteuid())
+        Fail(path, "cannot be used: " + denied.string() + " belongs to " + UserName(found.st_uid) +
                        "; give a folder of your own");
-    Fail(Path, std::string("cannot be used: ") + std::strerror(Error));
+    Fail(path, std::string("cannot be used: ") + std::strerror(error));
 }
 
 } // namespace
 
-StateFolder::StateFolder(const std::filesystem::path& Path)
+StateFolder::StateFolder(const std::filesystem::path& path)
 {
-    if (Path.empty())
+    if (path.empty())
         throw std::runtime_error("--state-dir needs the path of a folder");
-    m_Path = std::filesystem::absolute(Path);
-    if (!m_Path.has_filename()) // ends in a slash
-        m_Path = m_Path.parent_path();
-    std::error_code Error;
-    std::filesystem::create_directories(m_Path.parent_path(), Error);
-    if (Error)
-        FailOn(m_Path, m_Path.parent_path(), Error.value());
-    if (mkdir(m_Path.c_str(), 0700) != 0 && errno != EEXIST)
-        FailOn(m_Path, m_Path, errno);
-    m_Lock = open((m_Path / "lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-    if (m_Lock < 0)
-        FailOn(m_Path, m_Path / "lock", errno);
-    if (flock(m_Lock, LOCK_EX | LOCK_NB) != 0) {
-        const int LockError = errno;
-        close(m_Lock);
-        if (LockError != EWOULDBLOCK)
-            FailOn(m_Path, m_Path / "lock", LockError);
-        Fail(m_Path, "is used by another host; end that one, or give another folder");
+    m_path = std::filesystem::absolute(path);
+    if (!m_path.has_filename()) // ends in a slash
+        m_path = m_path.parent_path();
+    std::error_code error;
+    std::filesystem::create_directories(m_path.parent_path(), error);
+    if (error)
+        FailOn(m_path, m_path.parent_path(), error.value());
+    if (mkdir(m_path.c_str(), 0700) != 0 && errno != EEXIST)
+        FailOn(m_path, m_path, errno);
+    m_lock = open((m_path / "lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    if (m_lock < 0)
+        FailOn(m_path, m_path / "lock", errno);
+    if (flock(m_lock, LOCK_EX | LOCK_NB) != 0) {
+        const int lockError = errno;
+        close(m_lock);
+        if (lockError != EWOULDBLOCK)
+            FailOn(m_path, m_path / "lock", lockError);
+        Fail(m_path, "is used by another host; end that one, or give another folder");
     }
 }
 
 StateFolder::~StateFolder()
 {
-    close(m_Lock);
+    close(m_lock);
 }
 
 } // namespace devhost

@@ -11,16 +11,16 @@ class StateFolder
 {
 public:
     /// @throws std::runtime_error when it cannot be made, or another host holds it.
-    explicit StateFolder(const std::filesystem::path& Path);
+    explicit StateFolder(const std::filesystem::path& path);
     ~StateFolder();
     StateFolder(const StateFolder&) = delete;
     StateFolder& operator=(const StateFolder&) = delete;
 
-    std::filesystem::path ConfigurationFile() const { return m_Path / "configuration"; }
+    std::filesystem::path ConfigurationFile() const { return m_path / "configuration"; }
 
 private:
-    std::filesystem::path m_Path;
-    int m_Lock = -1;
+    std::filesystem::path m_path;
+    int m_lock = -1;
 };
 
 } // namespace devhost

@@ -17,14 +17,14 @@ namespace
 
 using nlohmann::json;
 
-const char* ToText(const CQXString& Value)
+const char* ToText(const CQXString& value)
 {
-    return static_cast<char*>(Value);
+    return static_cast<char*>(value);
 }
 
-const char* StateName(int State)
+const char* StateName(int state)
 {
-    switch (State) {
+    switch (state) {
     case CDoorLock::STATE_SECURED:
         return "locked";
     case CDoorLock::STATE_UNSECURED:
@@ -37,162 +37,162 @@ const char* StateName(int State)
 }
 
 // The time in UTC with milliseconds, as RFC 3339 writes it.
-std::string TimeText(std::chrono::system_clock::time_point Time)
+std::string TimeText(std::chrono::system_clock::time_point time)
 {
-    const auto Since = Time.time_since_epoch();
+    const auto Since = time.time_since_epoch();
     const std::time_t Seconds = std::chrono::duration_cast<std::chrono::seconds>(Since).count();
-    const auto Ms = std::chrono::duration_cast<std::chrono::milliseconds>(Since).count() % 1000;
+    const auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(Since).count() % 1000;
     std::tm Parts{};
     gmtime_r(&Seconds, &Parts);
-    std::array<char, 24> Text{};
-    std::strftime(Text.data(), Text.size(), "%FT%T", &Parts);
+    std::array<char, 24> text{};
+    std::strftime(text.data(), text.size(), "%FT%T", &Parts);
     std::array<char, 8> Fraction{};
-    std::snprintf(Fraction.data(), Fraction.size(), ".%03dZ", static_cast<int>(Ms));
-    return std::string(Text.data()) + Fraction.data();
+    std::snprintf(Fraction.data(), Fraction.size(), ".%03dZ", static_cast<int>(ms));
+    return std::string(text.data()) + Fraction.data();
 }
 
 // Null for a value that was never registered.
-json Registered(int Value)
+json Registered(int value)
 {
-    return Value < 0 ? json(nullptr) : json(Value);
+    return value < 0 ? json(nullptr) : json(value);
 }
 
 } // namespace
 
-json LockJson(CDoorLock& Lock)
+json LockJson(CDoorLock& lock)
 {
-    const auto* pClient = dynamic_cast<const CBridgeClient*>(&Lock);
-    const bool bWorking = Lock.Working() != 0;
+    const auto* client = dynamic_cast<const CBridgeClient*>(&lock);
+    const bool working = lock.Working() != 0;
     return {
-        {"id", Lock.ID()},
-        {"name", ToText(Lock.Name())},
-        {"component_type", Lock.ComponentType()},
-        {"device_id", pClient ? ToText(pClient->DeviceID()) : ""},
-        {"bridge", pClient && pClient->Bridge() ? json(pClient->BridgeID()) : json(nullptr)},
-        {"state", StateName(Lock.State())},
-        {"working", bWorking},
+        {"id", lock.ID()},
+        {"name", ToText(lock.Name())},
+        {"component_type", lock.ComponentType()},
+        {"device_id", client ? ToText(client->DeviceID()) : ""},
+        {"bridge", client && client->Bridge() ? json(client->BridgeID()) : json(nullptr)},
+        {"state", StateName(lock.State())},
+        {"working", working},
         // A heartbeat that is late leaves the driver counting beyond the wait.
-        {"progress", bWorking ? json(std::clamp(Lock.Progress(), 0, 100)) : json(nullptr)},
-        {"progress_time", bWorking ? json(Lock.ProgressTime()) : json(nullptr)},
-        {"battery", Registered(Lock.BatteryLevel())},
-        {"signal", Registered(Lock.SignalStrength())},
-        {"signal_text", ToText(Lock.SignalStrengthText())},
-        {"error", ToText(Lock.ErrorText())},
-        {"last_user", Lock.LastUser()},
-        {"command_user", Lock.CommandUser()},
-        {"user_codes_enabled", Lock.UserCodesEnabled() != 0},
-        {"enabled_users", Lock.EnabledUsers()},
-        {"queue_empty", Lock.CommandStackEmpty() != 0},
-        {"trace_name", ToText(Lock.TraceName())},
+        {"progress", working ? json(std::clamp(lock.Progress(), 0, 100)) : json(nullptr)},
+        {"progress_time", working ? json(lock.ProgressTime()) : json(nullptr)},
+        {"battery", Registered(lock.BatteryLevel())},
+        {"signal", Registered(lock.SignalStrength())},
+        {"signal_text", ToText(lock.SignalStrengthText())},
+        {"error", ToText(lock.ErrorText())},
+        {"last_user", lock.LastUser()},
+        {"command_user", lock.CommandUser()},
+        {"user_codes_enabled", lock.UserCodesEnabled() != 0},
+        {"enabled_users", lock.EnabledUsers()},
+        {"queue_empty", lock.CommandStackEmpty() != 0},
+        {"trace_name", ToText(lock.TraceName())},
     };
 }
 
-json CountersJson(const CNetworkBridge& Bridge)
+json CountersJson(const CNetworkBridge& bridge)
 {
-    return {{"bytes_sent", Bridge.NBytesSent()},
-            {"sends", Bridge.NSends()},
-            {"bytes_received", Bridge.NBytesReceived()},
-            {"receives", Bridge.NReceives()}};
+    return {{"bytes_sent", bridge.NBytesSent()},
+            {"sends", bridge.NSends()},
+            {"bytes_received", bridge.NBytesReceived()},
+            {"receives", bridge.NReceives()}};
 }
 
-json InterfaceJson(System& Host, CNetworkBridge& Bridge)
+json InterfaceJson(System& host, CNetworkBridge& bridge)
 {
-    json Locks = json::array();
-    for (int i = 0; i < Host.NDoorLock(COMPONENT_FILTER_ALL); ++i) {
-        const auto* pClient = dynamic_cast<CBridgeClient*>(Host.DoorLock(i));
-        if (pClient && pClient->Bridge() == &Bridge)
-            Locks.push_back(Host.DoorLock(i)->ID());
+    json locks = json::array();
+    for (int i = 0; i < host.NDoorLock(COMPONENT_FILTER_ALL); ++i) {
+        const auto* client = dynamic_cast<CBridgeClient*>(host.DoorLock(i));
+        if (client && client->Bridge() == &bridge)
+            locks.push_back(host.DoorLock(i)->ID());
     }
-    return {{"id", Bridge.ID()},
-            {"type", Bridge.InterfaceType()},
-            {"name", ToText(Bridge.Name())},
-            {"trace_name", ToText(Bridge.DeviceInterface()->TraceName())},
-            {"counters", CountersJson(Bridge)},
-            {"locks", Locks}};
+    return {{"id", bridge.ID()},
+            {"type", bridge.InterfaceType()},
+            {"name", ToText(bridge.Name())},
+            {"trace_name", ToText(bridge.DeviceInterface()->TraceName())},
+            {"counters", CountersJson(bridge)},
+            {"locks", locks}};
 }
 
-std::string ListMark(const std::vector<std::string>& Names)
+std::string ListMark(const std::vector<std::string>& names)
 {
     // CRC-64 of ECMA-182; each name with the NUL behind it, so that no two lists run together.
-    boost::crc_optimal<64, 0x42F0E1EBA9EA3693, ~0ULL, ~0ULL, true, true> Crc;
-    for (const std::string& Name : Names)
-        Crc.process_bytes(Name.c_str(), Name.size() + 1);
+    boost::crc_optimal<64, 0x42F0E1EBA9EA3693, ~0ULL, ~0ULL, true, true> crc;
+    for (const std::string& name : names)
+        crc.process_bytes(name.c_str(), name.size() + 1);
     std::array<char, 17> Hex{};
-    std::snprintf(Hex.data(), Hex.size(), "%016llx", static_cast<unsigned long long>(Crc.checksum()));
+    std::snprintf(Hex.data(), Hex.size(), "%016llx", static_cast<unsigned long long>(crc.checksum()));
     return Hex.data();
 }
 
-json PageJson(const PropertyPage& Page)
+json PageJson(const PropertyPage& page)
 {
-    json Properties = json::array();
-    for (const auto& pProperty : Page.Set().Properties()) {
-        json Property = {{"id", pProperty->ID()},
-                         {"label", ToText(pProperty->Label())},
-                         {"read_only", PropertyPage::IsReadOnly(*pProperty)}};
-        if (pProperty->Kind() == CSystemProperty::KIND_TEXT) {
-            Property["value"] = ToText(pProperty->Value());
+    json properties = json::array();
+    for (const auto& property : page.Set().Properties()) {
+        json Property = {{"id", property->ID()},
+                         {"label", ToText(property->Label())},
+                         {"read_only", PropertyPage::IsReadOnly(*property)}};
+        if (property->Kind() == CSystemProperty::KIND_TEXT) {
+            Property["value"] = ToText(property->Value());
         } else {
-            Property["selected"] = pProperty->SelectedIndex();
+            Property["selected"] = property->SelectedIndex();
             Property["choices"] = json::array();
-            for (const auto& Choice : pProperty->Choices())
-                Property["choices"].push_back({{"index", Choice.iIndex}, {"name", ToText(Choice.sName)}});
+            for (const auto& choice : property->Choices())
+                Property["choices"].push_back({{"index", choice.iIndex}, {"name", ToText(choice.sName)}});
         }
-        Properties.push_back(std::move(Property));
+        properties.push_back(std::move(Property));
     }
-    json Actions = json::array();
-    for (const auto& Action : Page.Set().Actions())
-        Actions.push_back({{"id", Action.iID}, {"text", ToText(Action.sText)}});
-    return {{"properties", Properties}, {"actions", Actions}, {"list", ListMark(Page.ChoiceNames())}};
+    json actions = json::array();
+    for (const auto& action : page.Set().Actions())
+        actions.push_back({{"id", action.iID}, {"text", ToText(action.sText)}});
+    return {{"properties", properties}, {"actions", actions}, {"list", ListMark(page.ChoiceNames())}};
 }
 
-json ExtendedPageJson(const ExtendedPage& Page)
+json ExtendedPageJson(const ExtendedPage& page)
 {
-    return {{"label", Page.Label},           {"selected", Page.Selected}, {"count", Page.Count},
-            {"choices", Page.Choices},       {"flags", Page.Flags},       {"master", Page.IsMaster()},
-            {"list", ListMark(Page.Choices)}};
+    return {{"label", page.label},           {"selected", page.selected}, {"count", page.count},
+            {"choices", page.choices},       {"flags", page.flags},       {"master", page.IsMaster()},
+            {"list", ListMark(page.choices)}};
 }
 
-json UserJson(int Slot, const CUser& User, bool ShowPin)
+json UserJson(int slot, const CUser& user, bool showPin)
 {
-    json Result = {
-        {"slot", Slot}, {"id", User.ID()}, {"name", ToText(User.Name())}, {"email", ToText(User.Email())}};
-    if (ShowPin)
-        Result["pin"] = ToText(User.PIN_DoorLock());
-    return Result;
+    json result = {
+        {"slot", slot}, {"id", user.ID()}, {"name", ToText(user.Name())}, {"email", ToText(user.Email())}};
+    if (showPin)
+        result["pin"] = ToText(user.PIN_DoorLock());
+    return result;
 }
 
-json LogEntryJson(const LogEntry& Entry)
+json LogEntryJson(const LogEntry& entry)
 {
-    json Result = {{"sequence", Entry.uSequence}, {"time", TimeText(Entry.Time)}, {"thread", Entry.Thread},
-                   {"producer", Entry.Producer},  {"report", Entry.bReport},      {"text", Entry.Text}};
-    if (Entry.bReport)
-        Result["line"] = Entry.iLine;
-    return Result;
+    json result = {{"sequence", entry.sequence}, {"time", TimeText(entry.time)}, {"thread", entry.thread},
+                   {"producer", entry.producer}, {"report", entry.report},       {"text", entry.text}};
+    if (entry.report)
+        result["line"] = entry.line;
+    return result;
 }
 
-json SaveJson(const SaveState& State)
+json SaveJson(const SaveState& state)
 {
-    return {{"saves", State.Saves},
-            {"pending", State.Pending},
-            {"error", State.LastError},
-            {"damaged", State.Damaged},
-            {"kept_aside", State.KeptAside}};
+    return {{"saves", state.saves},
+            {"pending", state.pending},
+            {"error", state.lastError},
+            {"damaged", state.damaged},
+            {"kept_aside", state.keptAside}};
 }
 
-json MessageJson(const CQXMSG& Message, bool ShowSecrets)
+json MessageJson(const CQXMSG& message, bool showSecrets)
 {
-    json Items = json::array();
-    bool bSecret = false;
-    for (const auto& Item : Message.Items()) {
-        if (const int* pNumber = std::get_if<int>(&Item)) {
-            Items.push_back({{"int", *pNumber}});
+    json items = json::array();
+    bool secret = false;
+    for (const auto& item : message.Items()) {
+        if (const int* number = std::get_if<int>(&item)) {
+            items.push_back({{"int", *number}});
             continue;
         }
-        const std::string Value = ToText(std::get<CQXString>(Item));
-        Items.push_back({{"string", bSecret && !ShowSecrets && !Value.empty() ? "***" : Value}});
-        bSecret = Value == "Programming Code";
+        const std::string value = ToText(std::get<CQXString>(item));
+        items.push_back({{"string", secret && !showSecrets && !value.empty() ? "***" : value}});
+        secret = value == "Programming Code";
     }
-    return Items;
+    return items;
 }
 
 } // namespace devhost

@@ -13,22 +13,22 @@ namespace devhost
 // All for the host thread. Nothing here shows a token.
 
 /// A lock: names, state, battery, signal, progress, error, users.
-nlohmann::json LockJson(CDoorLock& Lock);
+nlohmann::json LockJson(CDoorLock& lock);
 /// An interface: names, counters, ids of its locks. Whether it is the master is the caller's to add.
-nlohmann::json InterfaceJson(System& Host, CNetworkBridge& Bridge);
-nlohmann::json CountersJson(const CNetworkBridge& Bridge);
+nlohmann::json InterfaceJson(System& host, CNetworkBridge& bridge);
+nlohmann::json CountersJson(const CNetworkBridge& bridge);
 /// A short text that stands for the names of choices in their order; other names or another order give
 /// another one.
-std::string ListMark(const std::vector<std::string>& Names);
-nlohmann::json PageJson(const PropertyPage& Page);
-nlohmann::json ExtendedPageJson(const ExtendedPage& Page);
-/// @param ShowPin false: the PIN is left out.
-nlohmann::json UserJson(int Slot, const CUser& User, bool ShowPin);
-nlohmann::json LogEntryJson(const LogEntry& Entry);
-nlohmann::json SaveJson(const SaveState& State);
+std::string ListMark(const std::vector<std::string>& names);
+nlohmann::json PageJson(const PropertyPage& page);
+nlohmann::json ExtendedPageJson(const ExtendedPage& page);
+/// @param showPin false: the PIN is left out.
+nlohmann::json UserJson(int slot, const CUser& user, bool showPin);
+nlohmann::json LogEntryJson(const LogEntry& entry);
+nlohmann::json SaveJson(const SaveState& state);
 
 /// The typed items of a lock's page, [{"string":"..."},{"int":0}, ...].
-/// @param ShowSecrets false: the text after "Programming Code" is hidden.
-nlohmann::json MessageJson(const CQXMSG& Message, bool ShowSecrets);
+/// @param showSecrets false: the text after "Programming Code" is hidden.
+nlohmann::json MessageJson(const CQXMSG& message, bool showSecrets);
 
 } // namespace devhost

@@ -13,110 +13,110 @@ namespace
 
 using nlohmann::json;
 
-std::uint64_t NumberParameter(const ApiCall& Call, const char* pName, std::uint64_t Default)
+std::uint64_t NumberParameter(const ApiCall& call, const char* name, std::uint64_t Default)
 {
-    const std::string Digits = Call.Request.Parameter(pName);
-    if (Digits.empty())
+    const std::string digits = call.request.Parameter(name);
+    if (digits.empty())
         return Default;
-    std::uint64_t Value = 0;
-    const auto [pEnd, Error] = std::from_chars(Digits.data(), Digits.data() + Digits.size(), Value);
-    if (Error != std::errc() || pEnd != Digits.data() + Digits.size())
-        throw ApiError(400, "bad_parameter", std::string(pName) + " must be a number");
-    return Value;
+    std::uint64_t value = 0;
+    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
+    if (error != std::errc() || end != digits.data() + digits.size())
+        throw ApiError(400, "bad_parameter", std::string(name) + " must be a number");
+    return value;
 }
 
 } // namespace
 
 json ConfiguratorApi::Status()
 {
-    json Definitions = json::array();
-    for (const auto* pDefinition : m_System.InterfaceDefinitions())
-        Definitions.push_back({{"kind", "interface"},
-                               {"type", pDefinition->Type()},
-                               {"name", static_cast<char*>(pDefinition->Name())}});
-    for (const auto& [Family, pDefinition] : m_System.ComponentDefinitions())
-        Definitions.push_back({{"kind", "component"},
-                               {"family", Family},
-                               {"type", pDefinition->Type()},
-                               {"name", static_cast<char*>(pDefinition->Name())}});
+    json definitions = json::array();
+    for (const auto* definition : m_system.InterfaceDefinitions())
+        definitions.push_back({{"kind", "interface"},
+                               {"type", definition->Type()},
+                               {"name", static_cast<char*>(definition->Name())}});
+    for (const auto& [family, definition] : m_system.ComponentDefinitions())
+        definitions.push_back({{"kind", "component"},
+                               {"family", family},
+                               {"type", definition->Type()},
+                               {"name", static_cast<char*>(definition->Name())}});
     return {{"driver_loaded", true},
-            {"library", m_Options.LibraryPath},
-            {"signature", m_Options.Signature},
-            {"definitions", Definitions},
-            {"uptime_seconds", m_SinceStart.QXTickCount() / 1000},
-            {"listen", m_Options.Listen},
-            {"trace", m_System.Traces().Default()},
-            {"idle_calls", m_System.IdleCallsOn()},
-            {"restarts", m_System.Restarts()},
-            {"save", SaveJson(m_System.Saving())}};
+            {"library", m_options.libraryPath},
+            {"signature", m_options.signature},
+            {"definitions", definitions},
+            {"uptime_seconds", m_sinceStart.QXTickCount() / 1000},
+            {"listen", m_options.listen},
+            {"trace", m_system.Traces().Default()},
+            {"idle_calls", m_system.IdleCallsOn()},
+            {"restarts", m_system.Restarts()},
+            {"save", SaveJson(m_system.Saving())}};
 }
 
-json ConfiguratorApi::Traces(const ApiCall& Call)
+json ConfiguratorApi::Traces(const ApiCall& call)
 {
-    const std::uint64_t Since = NumberParameter(Call, "since", 0);
-    const std::uint64_t Limit = std::min<std::uint64_t>(NumberParameter(Call, "limit", 500), 2000);
-    json Lines = json::array();
-    std::uint64_t Last = Since;
-    if (m_Options.pLog) {
-        for (const LogEntry& Entry : m_Options.pLog->EntriesSince(Since, Limit)) {
-            Last = Entry.uSequence;
-            Lines.push_back(LogEntryJson(Entry));
+    const std::uint64_t since = NumberParameter(call, "since", 0);
+    const std::uint64_t limit = std::min<std::uint64_t>(NumberParameter(call, "limit", 500), 2000);
+    json lines = json::array();
+    std::uint64_t last = since;
+    if (m_options.log) {
+        for (const LogEntry& entry : m_options.log->EntriesSince(since, limit)) {
+            last = entry.sequence;
+            lines.push_back(LogEntryJson(entry));
         }
         // Who asks for no entries and names none wants to follow from here on, and would be sent back to the
         // start by a 0.
-        if (Limit == 0 && Since == 0)
-            Last = m_Options.pLog->LastSequence();
+        if (limit == 0 && since == 0)
+            last = m_options.log->LastSequence();
     }
-    return {{"traces", Lines}, {"last", Last}};
+    return {{"traces", lines}, {"last", last}};
 }
 
 json ConfiguratorApi::TraceSwitches()
 {
-    json Switches = json::object();
-    for (const CTraceProducer* pProducer : m_System.TraceProducers())
-        Switches[static_cast<char*>(pProducer->TraceName())] = pProducer->TraceEnabled() != 0;
-    return {{"switches", Switches}, {"default", m_System.Traces().Default()}};
+    json switches = json::object();
+    for (const CTraceProducer* producer : m_system.TraceProducers())
+        switches[static_cast<char*>(producer->TraceName())] = producer->TraceEnabled() != 0;
+    return {{"switches", switches}, {"default", m_system.Traces().Default()}};
 }
 
-json ConfiguratorApi::StoreTraceSwitches(const ApiCall& Call)
+json ConfiguratorApi::StoreTraceSwitches(const ApiCall& call)
 {
-    const json Known = TraceSwitches()["switches"];
-    for (const auto& [Name, Value] : Call.Body.items()) {
-        if (!Value.is_boolean())
+    const json known = TraceSwitches()["switches"];
+    for (const auto& [name, value] : call.body.items()) {
+        if (!value.is_boolean())
             throw ApiError(400, "bad_body", "a switch is true or false");
-        if (Name != "*" && !Known.contains(Name))
-            throw ApiError(400, "bad_producer", "there is no trace producer \"" + Name + "\"");
+        if (name != "*" && !known.contains(name))
+            throw ApiError(400, "bad_producer", "there is no trace producer \"" + name + "\"");
     }
-    for (const auto& [Name, Value] : Call.Body.items()) {
+    for (const auto& [name, value] : call.body.items()) {
         // "*" stands for every producer, those to come included.
-        if (Name == "*")
-            m_System.SetTraceAll(Value.get<bool>());
+        if (name == "*")
+            m_system.SetTraceAll(value.get<bool>());
         else
-            m_System.SetTrace(Name, Value.get<bool>());
+            m_system.SetTrace(name, value.get<bool>());
     }
     return TraceSwitches();
 }
 
 void ConfiguratorApi::AddSystemRoutes()
 {
-    m_Router.Add("GET", "/api/v1/status", [this](const ApiCall&) { return Status(); });
-    m_Router.Add("GET", "/api/v1/traces", [this](const ApiCall& Call) { return Traces(Call); });
-    m_Router.Add("GET", "/api/v1/trace-switches", [this](const ApiCall&) { return TraceSwitches(); });
-    m_Router.Add("PUT", "/api/v1/trace-switches",
-                 [this](const ApiCall& Call) { return StoreTraceSwitches(Call); });
+    m_router.Add("GET", "/api/v1/status", [this](const ApiCall&) { return Status(); });
+    m_router.Add("GET", "/api/v1/traces", [this](const ApiCall& call) { return Traces(call); });
+    m_router.Add("GET", "/api/v1/trace-switches", [this](const ApiCall&) { return TraceSwitches(); });
+    m_router.Add("PUT", "/api/v1/trace-switches",
+                 [this](const ApiCall& call) { return StoreTraceSwitches(call); });
     AddChange("POST", "/api/v1/save", {}, [this](const ApiCall&) {
-        if (const std::string Error = m_System.Save(); !Error.empty())
-            throw ApiError(500, "not_saved", Error);
-        return SaveJson(m_System.Saving());
+        if (const std::string error = m_system.Save(); !error.empty())
+            throw ApiError(500, "not_saved", error);
+        return SaveJson(m_system.Saving());
     });
     AddChange("POST", "/api/v1/restart", {}, [this](const ApiCall&) {
-        m_System.OnSystemExit1("configurator", 1, 0);
-        m_System.OnSystemInit();
-        m_System.OnPostSystemInit();
-        return json{{"restarts", m_System.Restarts()}};
+        m_system.OnSystemExit1("configurator", 1, 0);
+        m_system.OnSystemInit();
+        m_system.OnPostSystemInit();
+        return json{{"restarts", m_system.Restarts()}};
     });
     AddChange("POST", "/api/v1/shutdown", {}, [this](const ApiCall&) {
-        m_Options.Shutdown();
+        m_options.shutdown();
         return json{{"ok", true}};
     });
 }

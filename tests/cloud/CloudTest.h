@@ -7,37 +7,37 @@
 namespace support
 {
 
-inline std::string Missing(const std::string& Key)
+inline std::string Missing(const std::string& key)
 {
-    return "report vestarai 3023: \"" + Key + "\" not identified";
+    return "report vestarai 3023: \"" + key + "\" not identified";
 }
 
 class CloudTest : public AccountTest
 {
 protected:
-    int Send(CVestaraInterface& Account, int Method, int Command, const char* LocationID = "loc-1",
-             const char* DeviceID = "dev-1", const char* UserID = "per-%n1")
+    int Send(CVestaraInterface& account, int method, int commandNumber, const char* locationId = "loc-1",
+             const char* deviceId = "dev-1", const char* userId = "per-%n1")
     {
-        return Account.SendCommand(std::make_unique<CVestaraCommand>(
-            static_cast<VestaraMethod>(Method), static_cast<CommandID>(Command), LocationID, DeviceID, UserID,
-            "acc-%n1"));
+        return account.SendCommand(std::make_unique<CVestaraCommand>(
+            static_cast<VestaraMethod>(method), static_cast<CommandID>(commandNumber), locationId, deviceId,
+            userId, "acc-%n1"));
     }
     /// Expects a reply's result and effects. Traces among them are behind the one that names the command;
     /// where none is expected tracing is off.
-    void Expect(CVestaraInterface& Account, int Command, const std::string& Json, int Result,
-                const Lines& Effects, const char* DeviceID = "", const char* UserID = "")
+    void Expect(CVestaraInterface& account, int commandNumber, const std::string& json, int result,
+                const Lines& effects, const char* deviceId = "", const char* userId = "")
     {
-        const Lines Start = {"~trace: ProcessingResponse [" + std::to_string(Command) + "]"};
-        const bool bTracing = WithTracing(false, Effects).size() < Effects.size();
-        Account.TraceEnabled(bTracing);
-        const auto eCommand = static_cast<CommandID>(Command);
-        EXPECT_EQ(Process(Account, eCommand, Json, "loc-9", DeviceID, UserID), Result);
-        EXPECT_EQ(TakeEffectsButPace(), WithTracing(bTracing, Start + Effects));
+        const Lines start = {"~trace: ProcessingResponse [" + std::to_string(commandNumber) + "]"};
+        const bool tracing = WithTracing(false, effects).size() < effects.size();
+        account.TraceEnabled(tracing);
+        const auto commandId = static_cast<CommandID>(commandNumber);
+        EXPECT_EQ(Process(account, commandId, json, "loc-9", deviceId, userId), result);
+        EXPECT_EQ(TakeEffectsButPace(), WithTracing(tracing, start + effects));
     }
     void RemoveAccounts()
     {
-        while (m_pSystem->NBridges() > 0)
-            m_pSystem->RemoveInterface(m_pSystem->Bridge(0)->ID());
+        while (m_system->NBridges() > 0)
+            m_system->RemoveInterface(m_system->Bridge(0)->ID());
     }
 };
 

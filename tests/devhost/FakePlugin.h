@@ -20,153 +20,153 @@ constexpr int kFakeFamily = 3;
 class FakeInterface : public CDeviceNetwork, public CPropertyUpdateDelegate
 {
 public:
-    explicit FakeInterface(CDeviceInterfaceDef* pDefinition) : CDeviceNetwork(pDefinition, 0, 0) {}
-    int ReadClientData(CQXFile* pFile, int iVersion) override
+    explicit FakeInterface(CDeviceInterfaceDef* definition) : CDeviceNetwork(definition, 0, 0) {}
+    int ReadClientData(CQXFile* file, int version) override
     {
-        return CDeviceNetwork::ReadClientData(pFile, iVersion) && pFile->ReadString(&Token);
+        return CDeviceNetwork::ReadClientData(file, version) && file->ReadString(&token);
     }
-    int WriteClientData(CQXFile* pFile, int iVersion) override
+    int WriteClientData(CQXFile* file, int version) override
     {
-        return CDeviceNetwork::WriteClientData(pFile, iVersion) && pFile->WriteString(Token) && Writable;
+        return CDeviceNetwork::WriteClientData(file, version) && file->WriteString(token) && writable;
     }
-    void IFaceDoPropertyExchange(CPropertySet* pSet, PROPERTYSET_DDX eDdx) override
+    void IFaceDoPropertyExchange(CPropertySet* set, PROPERTYSET_DDX ddx) override
     {
-        if (eDdx == PROPERTYSET_DDX_BUILD) {
-            pSet->AddTextProperty("Status", "fine", 2000, 9);
-            CSystemProperty* pHouse = pSet->AddMultiProperty("House", -1, 2001, 0);
-            pHouse->UpdateDelegate(this);
-            UpdateProperty(pHouse, PROPERTY_UPDATE_BUILD, pSet, 0, 0);
-            OnBuild();
-        } else if (eDdx == PROPERTYSET_DDX_STORE) {
-            OnStore(pSet->Property(2001)->SelectedIndex());
+        if (ddx == PROPERTYSET_DDX_BUILD) {
+            set->AddTextProperty("Status", "fine", 2000, 9);
+            CSystemProperty* house = set->AddMultiProperty("House", -1, 2001, 0);
+            house->UpdateDelegate(this);
+            UpdateProperty(house, PROPERTY_UPDATE_BUILD, set, 0, 0);
+            onBuild();
+        } else if (ddx == PROPERTYSET_DDX_STORE) {
+            onStore(set->Property(2001)->SelectedIndex());
         }
-        CDeviceInterface::IFaceDoPropertyExchange(pSet, eDdx);
+        CDeviceInterface::IFaceDoPropertyExchange(set, ddx);
     }
-    int UpdateProperty(CSystemProperty* pProperty, PROPERTY_UPDATE_CTX, CPropertySet*, int, int) override
+    int UpdateProperty(CSystemProperty* property, PROPERTY_UPDATE_CTX, CPropertySet*, int, int) override
     {
-        for (int i = 0; const char* pHouse : Houses)
-            pProperty->AddChoice(pHouse, i++);
+        for (int i = 0; const char* house : houses)
+            property->AddChoice(house, i++);
         return 1;
     }
-    void OnInterfaceInit() override { ++Inits; }
+    void OnInterfaceInit() override { ++inits; }
     void OnInterfaceIdle() override
     {
-        ++Idles;
-        const auto Hook = OnIdle; // a copy, because the hook may replace itself
-        Hook();
+        ++idles;
+        const auto hook = onIdle; // a copy, because the hook may replace itself
+        hook();
     }
     int Run() override
     {
-        ++Runs;
-        ++Running;
-        OnRun();
+        ++runs;
+        ++running;
+        onRun();
         while (!NetworkBridge()->ShuttingDown())
             Sleep(3'600'000); // ends early, or the test hangs
-        --Running;
+        --running;
         return 0;
     }
     int UnInstall() override { return CEventServer::Instance()->DeleteAllByOwner(BridgeID()); }
     CQXString GetAuthURL() override { return CSystem::Instance()->GetOAuthState(BridgeID()); }
-    void ProcessAuthCode(CQXString sCode) override { Codes.emplace_back(static_cast<char*>(sCode)); }
-    CQXString GetActionURL(int iAction) override
+    void ProcessAuthCode(CQXString code) override { codes.emplace_back(static_cast<char*>(code)); }
+    CQXString GetActionURL(int action) override
     {
-        return iAction == 20002 ? "https://oauth.example/authorize?state=1" : "";
+        return action == 20002 ? "https://oauth.example/authorize?state=1" : "";
     }
-    int ExecuteAction(int iAction, CPropertySet*) override { return iAction == 20003 ? 1 : 0; }
-    void GetExtBridgeConfig(CQXMSG* pMessage) override
+    int ExecuteAction(int action, CPropertySet*) override { return action == 20003 ? 1 : 0; }
+    void GetExtBridgeConfig(CQXMSG* message) override
     {
-        pMessage->PutInt(0x2020000);
-        pMessage->PutInt(0);
-        pMessage->PutString("Location");
-        pMessage->PutInt(-1);
-        pMessage->PutInt(static_cast<int>(Houses.size()));
-        for (const char* pHouse : Houses)
-            pMessage->PutString(pHouse);
-        pMessage->PutInt(0x2000000);
+        message->PutInt(0x2020000);
+        message->PutInt(0);
+        message->PutString("Location");
+        message->PutInt(-1);
+        message->PutInt(static_cast<int>(houses.size()));
+        for (const char* house : houses)
+            message->PutString(house);
+        message->PutInt(0x2000000);
     }
-    void SetExtBridgeConfig(CQXMSG* pMessage) override { ExtendedChoice = pMessage->GetInt(); }
+    void SetExtBridgeConfig(CQXMSG* message) override { extendedChoice = message->GetInt(); }
     std::string NewState() { return static_cast<char*>(GetAuthURL()); }
 
-    std::function<void()> OnIdle = [] {};
-    std::function<void()> OnRun = [] {};
-    std::function<void()> OnBuild = [] {};
-    std::function<void(int)> OnStore = [](int) {}; // with the selected house
-    std::vector<std::string> Codes;
-    std::vector<const char*> Houses{"Lake House", "Cabin"}; // on both pages
-    CQXString Token = "token";
-    int Idles = 0, Inits = 0, ExtendedChoice = -100, Writable = 1;
-    std::atomic<int> Runs{0}, Running{0};
+    std::function<void()> onIdle = [] {};
+    std::function<void()> onRun = [] {};
+    std::function<void()> onBuild = [] {};
+    std::function<void(int)> onStore = [](int) {}; // with the selected house
+    std::vector<std::string> codes;
+    std::vector<const char*> houses{"Lake House", "Cabin"}; // on both pages
+    CQXString token = "token";
+    int idles = 0, inits = 0, extendedChoice = -100, writable = 1;
+    std::atomic<int> runs{0}, running{0};
 };
 
 class FakeLock : public CDoorLock, public CBridgeClient
 {
 public:
-    explicit FakeLock(CSystemComponentDef* pDef) : CDoorLock(pDef), CBridgeClient(kFakeInterfaceType, 0) {}
-    int ReadData(CQXFile* pFile, int iVersion) override
+    explicit FakeLock(CSystemComponentDef* def) : CDoorLock(def), CBridgeClient(kFakeInterfaceType, 0) {}
+    int ReadData(CQXFile* file, int version) override
     {
-        return CDoorLock::ReadData(pFile, iVersion) && ReadClientData(pFile, iVersion);
+        return CDoorLock::ReadData(file, version) && ReadClientData(file, version);
     }
-    int WriteData(CQXFile* pFile, int iVersion) override
+    int WriteData(CQXFile* file, int version) override
     {
-        return CDoorLock::WriteData(pFile, iVersion) && WriteClientData(pFile, iVersion);
+        return CDoorLock::WriteData(file, version) && WriteClientData(file, version);
     }
     void OnComponentIdle() override
     {
-        ++Idles;
-        const auto Hook = OnIdle; // a copy, because the hook may delete this lock
-        Hook();
+        ++idles;
+        const auto hook = onIdle; // a copy, because the hook may delete this lock
+        hook();
     }
-    int ExecuteCommand(int iCommand, int iArgument) override
+    int ExecuteCommand(int command, int argument) override
     {
-        if (State() == (iCommand == 1270 ? STATE_SECURED : STATE_UNSECURED))
+        if (State() == (command == 1270 ? STATE_SECURED : STATE_UNSECURED))
             return 0;
-        Commands.push_back(std::to_string(iCommand) + "/" + std::to_string(iArgument));
+        commands.push_back(std::to_string(command) + "/" + std::to_string(argument));
         return 1;
     }
-    int SendHardwareSlotConfig(int iSlot, QXT_SLOT_CONFIG*) override
+    int SendHardwareSlotConfig(int slot, QXT_SLOT_CONFIG*) override
     {
-        Slots.push_back(iSlot);
+        slots.push_back(slot);
         return 1;
     }
-    void GetExtendedConfig(CQXMSG* pMessage) override
+    void GetExtendedConfig(CQXMSG* message) override
     {
-        pMessage->PutInt(0x804);
-        for (const char* pText : {"Programming Code", "778899", "WiFi", "", "Serial", ""})
-            pMessage->PutString(pText);
-        for (const char* pChooser : {"User Codes", "Warning"}) {
-            pMessage->PutString(pChooser);
-            pMessage->PutInt(0);
-            pMessage->PutInt(2);
-            pMessage->PutString("Yes");
-            pMessage->PutString("No");
+        message->PutInt(0x804);
+        for (const char* text : {"Programming Code", "778899", "WiFi", "", "Serial", ""})
+            message->PutString(text);
+        for (const char* chooser : {"User Codes", "Warning"}) {
+            message->PutString(chooser);
+            message->PutInt(0);
+            message->PutInt(2);
+            message->PutString("Yes");
+            message->PutString("No");
         }
     }
-    void SetExtendedConfig(CQXMSG*) override { Commands.push_back("page"); }
+    void SetExtendedConfig(CQXMSG*) override { commands.push_back("page"); }
     using CDoorLock::LockState;
 
-    std::function<void()> OnIdle = [] {};
-    std::vector<std::string> Commands;
-    std::vector<int> Slots;
-    int Idles = 0;
+    std::function<void()> onIdle = [] {};
+    std::vector<std::string> commands;
+    std::vector<int> slots;
+    int idles = 0;
 };
 
 inline devhost::PluginEntryPoints FakePlugin()
 {
-    devhost::PluginEntryPoints Plugin;
-    Plugin.LoadDeviceInterfaces = [](void*, CQXObList* pList) {
-        pList->AddTail(new CDeviceInterfaceDef(kFakeInterfaceType, "Fake", 0, 0));
+    devhost::PluginEntryPoints plugin;
+    plugin.loadDeviceInterfaces = [](void*, CQXObList* list) {
+        list->AddTail(new CDeviceInterfaceDef(kFakeInterfaceType, "Fake", 0, 0));
     };
-    Plugin.CreateDeviceInterface = [](CDeviceInterfaceDef* pDefinition) -> CDeviceInterface* {
-        return new FakeInterface(pDefinition);
+    plugin.createDeviceInterface = [](CDeviceInterfaceDef* definition) -> CDeviceInterface* {
+        return new FakeInterface(definition);
     };
-    Plugin.LoadSystemComponentDefs = [](CStringBlock* pBlock, int Family, CQXObList* pList) {
-        if (Family == kFakeFamily)
-            pList->AddTail(new CSystemComponentDef(pBlock, kFakeLockType, "Fake Lock", "", 0, 0));
+    plugin.loadSystemComponentDefs = [](CStringBlock* block, int family, CQXObList* list) {
+        if (family == kFakeFamily)
+            list->AddTail(new CSystemComponentDef(block, kFakeLockType, "Fake Lock", "", 0, 0));
     };
-    Plugin.CreateSystemComponent = [](CSystemComponentDef* pDefinition) -> CSystemComponent* {
-        return new FakeLock(pDefinition);
+    plugin.createSystemComponent = [](CSystemComponentDef* definition) -> CSystemComponent* {
+        return new FakeLock(definition);
     };
-    return Plugin;
+    return plugin;
 }
 
 /// A system with the fake plug-in, over a store in memory.
@@ -175,50 +175,50 @@ class SystemTest : public ::testing::Test
 protected:
     void TearDown() override
     {
-        m_pSystem.reset();
+        m_system.reset();
         devhost::TheFramework() = {};
     }
     /// Takes the system apart and starts another one from what is stored.
-    void Restart(bool bWorkers = false)
+    void Restart(bool workers = false)
     {
-        m_pSystem.reset();
-        devhost::TheFramework().pDiagnostics = &m_Journal;
-        m_pSystem = std::make_unique<devhost::System>(
-            devhost::System::Options{{FakePlugin()}, &m_Store, nullptr, bWorkers});
-        m_pSystem->Start();
+        m_system.reset();
+        devhost::TheFramework().diagnostics = &m_journal;
+        m_system = std::make_unique<devhost::System>(
+            devhost::System::Options{{FakePlugin()}, &m_store, nullptr, workers});
+        m_system->Start();
     }
     /// The same, with two new accounts.
-    std::pair<FakeInterface&, FakeInterface&> RestartWithTwo(bool bWorkers = false)
+    std::pair<FakeInterface&, FakeInterface&> RestartWithTwo(bool workers = false)
     {
-        Restart(bWorkers);
-        FakeInterface& First = AddInterface();
-        return {First, AddInterface()};
+        Restart(workers);
+        FakeInterface& first = AddInterface();
+        return {first, AddInterface()};
     }
 
     FakeInterface& AddInterface()
     {
-        m_pSystem->AddInterface(kFakeInterfaceType);
-        return Interface(m_pSystem->NBridges() - 1);
+        m_system->AddInterface(kFakeInterfaceType);
+        return Interface(m_system->NBridges() - 1);
     }
-    FakeLock& AddLock(FakeInterface& Owner, const char* pName)
+    FakeLock& AddLock(FakeInterface& owner, const char* name)
     {
-        auto& Added = dynamic_cast<FakeLock&>(
-            *Family()->AddNewComponent(kFakeLockType, pName, FACTORY_MODE_NEW, nullptr, nullptr));
-        Added.ID(CIDServer::Instance()->NewID());
-        Added.BridgeID(Owner.BridgeID());
-        Added.SetBridge(Owner.NetworkBridge());
-        Owner.AddClient(&Added);
-        Added.RegisterEventServer();
-        return Added;
+        auto& added = dynamic_cast<FakeLock&>(
+            *Family()->AddNewComponent(kFakeLockType, name, FACTORY_MODE_NEW, nullptr, nullptr));
+        added.ID(CIDServer::Instance()->NewID());
+        added.BridgeID(owner.BridgeID());
+        added.SetBridge(owner.NetworkBridge());
+        owner.AddClient(&added);
+        added.RegisterEventServer();
+        return added;
     }
-    CSystemFamily* Family() { return m_pSystem->FamilyByFamily(kFakeFamily); }
+    CSystemFamily* Family() { return m_system->FamilyByFamily(kFakeFamily); }
     FakeInterface& Interface(int i)
     {
-        return dynamic_cast<FakeInterface&>(*m_pSystem->Bridge(i)->DeviceInterface());
+        return dynamic_cast<FakeInterface&>(*m_system->Bridge(i)->DeviceInterface());
     }
-    FakeLock& Lock(int i) { return dynamic_cast<FakeLock&>(*m_pSystem->DoorLock(i)); }
+    FakeLock& Lock(int i) { return dynamic_cast<FakeLock&>(*m_system->DoorLock(i)); }
 
-    support::Journal m_Journal;
-    devhost::MemoryStore m_Store;
-    std::unique_ptr<devhost::System> m_pSystem;
+    support::Journal m_journal;
+    devhost::MemoryStore m_store;
+    std::unique_ptr<devhost::System> m_system;
 };

@@ -9,78 +9,78 @@ using InstallationTest = AccountTest;
 
 TEST_F(InstallationTest, LockIsFoundAmongOwnClientsThenInTheFamily)
 {
-    CVestaraInterface& Account = AddAccount();
-    ScriptedFamily Family(m_Journal);
-    RecordingLock Own(m_Journal, Account, "a-house-front"), Loose(m_Journal);
-    Loose.DeviceID("loose");
-    Family.Components = {nullptr, &Loose};
-    m_pSystem->Family = [&](int iFamily) { return iFamily == 25 ? &Family : nullptr; };
-    EXPECT_EQ(Account.FindDoorLock("a-house-front"), &Own);
-    EXPECT_EQ(Account.FindDoorLock(""), nullptr);
-    EXPECT_EQ(m_Journal.TakeReports(), Lines{"vestarai 2679: DeviceID is missing - cannot locate DoorLock"});
-    EXPECT_EQ(Account.FindDoorLock("loose"), &Loose);
-    EXPECT_EQ(Account.FindDoorLock("b-house-front"), nullptr);
-    const std::string Gap = "vestarai 2708: Failed to locate SysComp";
-    EXPECT_EQ(m_Journal.TakeReports(), (Lines{Gap, Gap}));
+    CVestaraInterface& account = AddAccount();
+    ScriptedFamily family(m_journal);
+    RecordingLock own(m_journal, account, "a-house-front"), loose(m_journal);
+    loose.DeviceID("loose");
+    family.components = {nullptr, &loose};
+    m_system->family = [&](int number) { return number == 25 ? &family : nullptr; };
+    EXPECT_EQ(account.FindDoorLock("a-house-front"), &own);
+    EXPECT_EQ(account.FindDoorLock(""), nullptr);
+    EXPECT_EQ(m_journal.TakeReports(), Lines{"vestarai 2679: DeviceID is missing - cannot locate DoorLock"});
+    EXPECT_EQ(account.FindDoorLock("loose"), &loose);
+    EXPECT_EQ(account.FindDoorLock("b-house-front"), nullptr);
+    const std::string gap = "vestarai 2708: Failed to locate SysComp";
+    EXPECT_EQ(m_journal.TakeReports(), (Lines{gap, gap}));
 }
 
 TEST_F(InstallationTest, NewLockIsInitialisedBeforeItHasABridge)
 {
-    CVestaraInterface& Account = AddReadyAccount();
-    ScriptedFamily Family(m_Journal);
-    m_pSystem->Family = [&](int) { return &Family; };
-    EXPECT_EQ(Account.AddNewDoorLock("dev-1", "Front"), 0) << "refused without a report of its own";
-    m_Journal.Take();
-    RecordingLock Lock(m_Journal);
-    Family.pNew = &Lock;
-    Account.TraceEnabled(1);
-    EXPECT_EQ(Account.AddNewDoorLock("dev-1", "50%s"), 1);
+    CVestaraInterface& account = AddReadyAccount();
+    ScriptedFamily family(m_journal);
+    m_system->family = [&](int) { return &family; };
+    EXPECT_EQ(account.AddNewDoorLock("dev-1", "Front"), 0) << "refused without a report of its own";
+    m_journal.Take();
+    RecordingLock lock(m_journal);
+    family.created = &lock;
+    account.TraceEnabled(1);
+    EXPECT_EQ(account.AddNewDoorLock("dev-1", "50%s"), 1);
     EXPECT_EQ(TakeEffects(),
               (Lines{"AddNewComponent 1084 50%s 1", " Install on bridge 0", " OnComponentInit",
                      " RegisterEventServer", "OnComponentAutoInstall", "dev-1 RegisterEventServer",
                      "NotifyWrite", "trace: Successfully Added [50%s:dev-1]"}));
-    EXPECT_GT(Lock.ID(), Account.BridgeID());
-    EXPECT_EQ(CPortivoProbe::CachedInterface(Lock), &Account);
-    EXPECT_EQ(m_pSystem->Security().Tabs().Components(), std::vector<unsigned>{Lock.ID()});
-    EXPECT_EQ(m_pSystem->Security().Updates(), 1);
-    EXPECT_EQ(Probe(Account).NotifyConfig() + Probe(Account).NotifyInterface(), 2);
+    EXPECT_GT(lock.ID(), account.BridgeID());
+    EXPECT_EQ(CPortivoProbe::CachedInterface(lock), &account);
+    EXPECT_EQ(m_system->Security().Tabs().Components(), std::vector<unsigned>{lock.ID()});
+    EXPECT_EQ(m_system->Security().Updates(), 1);
+    EXPECT_EQ(Probe(account).NotifyConfig() + Probe(account).NotifyInterface(), 2);
 }
 
 TEST_F(InstallationTest, LockOfAnotherAccountIsClaimedAndForgetsIt)
 {
-    CVestaraInterface& Former = AddReadyAccount();
-    CVestaraInterface& Account = AddReadyAccount();
-    CPortivo& Lock = AddLock(Former, "dev-1", "Front");
-    Account.TraceEnabled(1);
-    EXPECT_EQ(Account.AddNewDoorLock("dev-1", "Other name"), 1);
+    CVestaraInterface& former = AddReadyAccount();
+    CVestaraInterface& account = AddReadyAccount();
+    CPortivo& lock = AddLock(former, "dev-1", "Front");
+    account.TraceEnabled(1);
+    EXPECT_EQ(account.AddNewDoorLock("dev-1", "Other name"), 1);
     EXPECT_EQ(TakeEffects(), (Lines{"trace: [Other name:dev-1] Already exists - Claiming...", "NotifyWrite",
                                     "trace: Successfully Added [Other name:dev-1]"}));
-    EXPECT_EQ(Former.NClients(), 0);
-    EXPECT_EQ(Account.Client(0), &Lock);
-    EXPECT_EQ(Lock.Interface(), &Account);
-    EXPECT_EQ(Lock.BridgeID(), Account.BridgeID());
+    EXPECT_EQ(former.NClients(), 0);
+    EXPECT_EQ(account.Client(0), &lock);
+    EXPECT_EQ(lock.Interface(), &account);
+    EXPECT_EQ(lock.BridgeID(), account.BridgeID());
 }
 
 TEST_F(InstallationTest, RemovalTakesOwnLocksFromTheLast)
 {
-    CVestaraInterface& Account = AddReadyAccount();
-    CVestaraInterface& Other = AddReadyAccount();
-    Account.TraceEnabled(1);
-    CPortivo& Loaned = AddLock(Account, "dev-3", "Loaned");
-    AddLock(Other, "far", "Far");
-    AddLock(Account, "dev-1", "Front");
-    AddLock(Account, "dev-2", "50%s");
-    Loaned.BridgeID(Other.BridgeID());
-    Account.RemoveAllDevices(0);
+    CVestaraInterface& account = AddReadyAccount();
+    CVestaraInterface& other = AddReadyAccount();
+    account.TraceEnabled(1);
+    CPortivo& loaned = AddLock(account, "dev-3", "Loaned");
+    AddLock(other, "far", "Far");
+    AddLock(account, "dev-1", "Front");
+    AddLock(account, "dev-2", "50%s");
+    loaned.BridgeID(other.BridgeID());
+    account.RemoveAllDevices(0);
     EXPECT_EQ(TakeEffects(),
               (Lines{"trace: Deleting DoorLock: [50%s][dev-2]", "trace: Deleting DoorLock: [Front][dev-1]"}));
 
     // Without clients the host's locks are walked: those that bear the bridge id go.
-    Account.RemoveClient(&Loaned);
-    Loaned.BridgeID(Account.BridgeID());
-    Account.RemoveAllDevices(0);
+    account.RemoveClient(&loaned);
+    loaned.BridgeID(account.BridgeID());
+    account.RemoveAllDevices(0);
     EXPECT_EQ(TakeEffects(), Lines{"trace: Deleting DoorLock: [Loaned][dev-3]"});
-    EXPECT_EQ(m_pSystem->NDoorLock(COMPONENT_FILTER_ALL), 1);
+    EXPECT_EQ(m_system->NDoorLock(COMPONENT_FILTER_ALL), 1);
 }
 
 } // namespace support

@@ -9,22 +9,22 @@ namespace support
 class LockTest : public AccountTest
 {
 protected:
-    LockTest() : m_Account(AddReadyAccount()), m_Lock(m_Journal, m_Account, "dev-1")
+    LockTest() : m_account(AddReadyAccount()), m_lock(m_journal, m_account, "dev-1")
     {
-        m_Lock.Name("Front");
-        m_Journal.Take();
+        m_lock.Name("Front");
+        m_journal.Take();
     }
 
-    int Tell(Attributes eAttribute, const char* pValue)
+    int Tell(Attributes attribute, const char* value)
     {
-        CQXString sValue(pValue);
-        const int iResult = m_Lock.ProcessCommand(eAttribute, &sValue);
-        EXPECT_EQ(Str(sValue), pValue) << "the caller's text stays";
-        return iResult;
+        CQXString text(value);
+        const int result = m_lock.ProcessCommand(attribute, &text);
+        EXPECT_EQ(Str(text), value) << "the caller's text stays";
+        return result;
     }
 
-    CVestaraInterface& m_Account;
-    RecordingLock m_Lock;
+    CVestaraInterface& m_account;
+    RecordingLock m_lock;
 };
 
 } // namespace support

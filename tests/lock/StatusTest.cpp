@@ -12,12 +12,12 @@ using StatusTest = LockTest;
 TEST_F(StatusTest, AttributesAreTakenOrReported)
 {
     struct Row {
-        Attributes Key;
-        const char* pValue;
-        int Result;
-        Lines Effects;
+        Attributes key;
+        const char* value;
+        int result;
+        Lines effects;
     };
-    for (const Row& R :
+    for (const Row& r :
          {Row{ATTR_PIN, "", 0, {"report portivo 318: DataString empty - aborting ProcessCommand"}},
           Row{ATTR_PIN, "x", 0, {"report portivo 377: Received unhandled message"}},
           Row{ATTR_POWER_LEVEL, "25%n", 1, {"dev-1 Battery 25"}},
@@ -27,41 +27,41 @@ TEST_F(StatusTest, AttributesAreTakenOrReported)
           Row{ATTR_ALIVE, "false", 1, {}},
           Row{ATTR_CONNECTED_AT, "2024-01-01T00:00:00Z", 0, {"report portivo 446: Portivo is Offline"}},
           Row{ATTR_ALIVE, "true", 1, {}}, Row{ATTR_UPDATED_AT, "%s", 1, {}}}) {
-        SCOPED_TRACE(testing::Message() << R.Key << " [" << R.pValue << "]");
-        EXPECT_EQ(Tell(R.Key, R.pValue), R.Result);
-        EXPECT_EQ(TakeEffects(), R.Effects);
+        SCOPED_TRACE(testing::Message() << r.key << " [" << r.value << "]");
+        EXPECT_EQ(Tell(r.key, r.value), r.result);
+        EXPECT_EQ(TakeEffects(), r.effects);
     }
-    EXPECT_EQ(m_Lock.Online(), 1);
-    EXPECT_EQ(Str(m_Lock.ErrorText()), "Offline") << "being alive again does not clear the error";
-    m_Lock.TraceEnabled(1);
+    EXPECT_EQ(m_lock.Online(), 1);
+    EXPECT_EQ(Str(m_lock.ErrorText()), "Offline") << "being alive again does not clear the error";
+    m_lock.TraceEnabled(1);
     Tell(ATTR_UPDATED_AT, "12%s");
-    m_Lock.RegisterWorking(1);
+    m_lock.RegisterWorking(1);
     Tell(ATTR_UPDATED_AT, "12%s");
     EXPECT_EQ(TakeEffects(), (Lines{"dev-1 Working 1", "trace: updated_at: [12%s]"}));
     Tell(ATTR_HEARTBEAT_INTERVAL, "4294968");
-    EXPECT_EQ(CPortivoProbe::HeartbeatInterval(m_Lock), 704u) << "milliseconds, which wrap";
+    EXPECT_EQ(CPortivoProbe::HeartbeatInterval(m_lock), 704u) << "milliseconds, which wrap";
 }
 
 TEST_F(StatusTest, LowBatteryNeedsAChangeInTheUpdateThatFindsFiveMinutesPassed)
 {
     struct Row {
-        std::uint32_t ElapsedMs;
-        const char *pOld, *pNew;
-        Lines Effects;
-        bool Restarted;
+        std::uint32_t elapsedMs;
+        const char *old, *created;
+        Lines effects;
+        bool restarted;
     };
-    for (const Row& R : {Row{300000, "40", "29", {"dev-1 Battery 29"}, false},
+    for (const Row& r : {Row{300000, "40", "29", {"dev-1 Battery 29"}, false},
                          Row{300001, "40", "29", {"dev-1 Battery 29", "dev-1 Error Battery Low [29%]"}, true},
                          Row{300001, "25", "25", {"dev-1 Battery 25"}, true},
                          Row{300001, "40", "30", {"dev-1 Battery 30"}, true}}) {
-        SCOPED_TRACE(testing::Message() << R.ElapsedMs << " " << R.pOld << " " << R.pNew);
-        CPortivoProbe::BatteryTimer(m_Lock).Restart();
-        Tell(ATTR_POWER_LEVEL, R.pOld);
-        CPortivoProbe::BatteryTimer(m_Lock).SetElapsed(R.ElapsedMs);
-        m_Journal.Take();
-        Tell(ATTR_POWER_LEVEL, R.pNew);
-        EXPECT_EQ(TakeEffects(), R.Effects);
-        EXPECT_EQ(CPortivoProbe::BatteryTimer(m_Lock).QXTickCount(), R.Restarted ? 0 : R.ElapsedMs);
+        SCOPED_TRACE(testing::Message() << r.elapsedMs << " " << r.old << " " << r.created);
+        CPortivoProbe::BatteryTimer(m_lock).Restart();
+        Tell(ATTR_POWER_LEVEL, r.old);
+        CPortivoProbe::BatteryTimer(m_lock).SetElapsed(r.elapsedMs);
+        m_journal.Take();
+        Tell(ATTR_POWER_LEVEL, r.created);
+        EXPECT_EQ(TakeEffects(), r.effects);
+        EXPECT_EQ(CPortivoProbe::BatteryTimer(m_lock).QXTickCount(), r.restarted ? 0 : r.elapsedMs);
     }
 }
 
@@ -69,14 +69,14 @@ TEST_F(StatusTest, ReportsAreWeighedAgainstTheLastCommand)
 {
     constexpr int kNone = 32767;
     struct Row {
-        int LastCommand, User;
-        std::uint32_t AgeMs;
-        const char* pState;
-        Lines Effects;
-        int UserAfter;
+        int lastCommand, user;
+        std::uint32_t ageMs;
+        const char* state;
+        Lines effects;
+        int userAfter;
     };
     Tell(ATTR_HEARTBEAT_INTERVAL, "300");
-    for (const Row& R :
+    for (const Row& r :
          {Row{0, kNone, 0, "locked", {"dev-1 Secured 1"}, kNone},
           Row{1, 2, 0, "locked", {"dev-1 Secured 1"}, 2},
           Row{2, 2, 0, "locked", {}, 2}, // stale, and the user stays armed
@@ -84,53 +84,53 @@ TEST_F(StatusTest, ReportsAreWeighedAgainstTheLastCommand)
           Row{2, 2, 360000, "unlocked", {"dev-1 Unsecured 103"}, kNone},
           Row{2, 2, 360001, "unlocked", {"dev-1 Unsecured 1"}, 2},
           Row{2, INT_MAX, 0, "unlocked", {"dev-1 Unsecured -2147483548"}, kNone}}) {
-        SCOPED_TRACE(testing::Message() << R.LastCommand << " " << R.User << " " << R.AgeMs << R.pState);
-        CPortivoProbe::LastCommand(m_Lock) = R.LastCommand;
-        CPortivoProbe::UnlockUser(m_Lock) = R.User;
-        CPortivoProbe::UnlockTimer(m_Lock).SetElapsed(R.AgeMs);
-        EXPECT_EQ(Tell(ATTR_STATE, R.pState), 1);
-        EXPECT_EQ(TakeEffects(), R.Effects);
-        EXPECT_EQ(CPortivoProbe::UnlockUser(m_Lock), R.UserAfter);
-        EXPECT_EQ(CPortivoProbe::LastCommand(m_Lock), R.LastCommand) << "never forgotten";
+        SCOPED_TRACE(testing::Message() << r.lastCommand << " " << r.user << " " << r.ageMs << r.state);
+        CPortivoProbe::LastCommand(m_lock) = r.lastCommand;
+        CPortivoProbe::UnlockUser(m_lock) = r.user;
+        CPortivoProbe::UnlockTimer(m_lock).SetElapsed(r.ageMs);
+        EXPECT_EQ(Tell(ATTR_STATE, r.state), 1);
+        EXPECT_EQ(TakeEffects(), r.effects);
+        EXPECT_EQ(CPortivoProbe::UnlockUser(m_lock), r.userAfter);
+        EXPECT_EQ(CPortivoProbe::LastCommand(m_lock), r.lastCommand) << "never forgotten";
     }
 }
 
 TEST_F(StatusTest, CommandsAreQueuedUnlessTheStateIsThereAlready)
 {
     struct Row {
-        int Command, Argument, State;
-        Lines Effects; // the queue included
-        int StateAfter, LastCommand, UnlockUser;
-        std::uint32_t UnlockTimerMs;
+        int command, argument, state;
+        Lines effects; // the queue included
+        int stateAfter, lastCommand, unlockUser;
+        std::uint32_t unlockTimerMs;
     };
-    const Lines Lock{"trace: Sending LOCK command - Mark Working", "dev-1 Working 1", "3 16 loc-1|dev-1||"},
-        Unlock{"trace: Sending UNLOCK command - Mark Working", "dev-1 Working 1", "3 17 loc-1|dev-1||"};
-    m_Lock.TraceEnabled(1);
-    for (const Row& R :
+    const Lines lock{"trace: Sending LOCK command - Mark Working", "dev-1 Working 1", "3 16 loc-1|dev-1||"},
+        unlock{"trace: Sending UNLOCK command - Mark Working", "dev-1 Working 1", "3 17 loc-1|dev-1||"};
+    m_lock.TraceEnabled(1);
+    for (const Row& r :
          {Row{1270, 9, 1, {}, 1, 7, 8, 500}, Row{1271, 3, 2, {}, 2, 7, 8, 500},
-          Row{1269, 3, 0, {}, 0, 7, 8, 500}, Row{1270, 9, 0, Lock, 3, 1, 8, 500},
-          Row{1271, 3, 1, Unlock, 3, 2, 2, 0}, Row{1271, INT_MIN, 0, Unlock, 3, 2, INT_MAX, 0}}) {
-        SCOPED_TRACE(testing::Message() << R.Command << " " << R.Argument << " at " << R.State);
-        CPortivoProbe::LockState(m_Lock, R.State);
-        CPortivoProbe::LastCommand(m_Lock) = 7;
-        CPortivoProbe::UnlockUser(m_Lock) = 8;
-        CPortivoProbe::UnlockTimer(m_Lock).SetElapsed(500);
-        CPortivoProbe::WorkingTimer(m_Lock).SetElapsed(500);
-        m_Lock.SetBridge(nullptr);
-        EXPECT_EQ(m_Lock.ExecuteCommand(R.Command, R.Argument), 0) << "nothing could be sent";
-        EXPECT_EQ(m_Lock.State(), R.State);
+          Row{1269, 3, 0, {}, 0, 7, 8, 500}, Row{1270, 9, 0, lock, 3, 1, 8, 500},
+          Row{1271, 3, 1, unlock, 3, 2, 2, 0}, Row{1271, INT_MIN, 0, unlock, 3, 2, INT_MAX, 0}}) {
+        SCOPED_TRACE(testing::Message() << r.command << " " << r.argument << " at " << r.state);
+        CPortivoProbe::LockState(m_lock, r.state);
+        CPortivoProbe::LastCommand(m_lock) = 7;
+        CPortivoProbe::UnlockUser(m_lock) = 8;
+        CPortivoProbe::UnlockTimer(m_lock).SetElapsed(500);
+        CPortivoProbe::WorkingTimer(m_lock).SetElapsed(500);
+        m_lock.SetBridge(nullptr);
+        EXPECT_EQ(m_lock.ExecuteCommand(r.command, r.argument), 0) << "nothing could be sent";
+        EXPECT_EQ(m_lock.State(), r.state);
 
-        m_Lock.SetBridge(m_Account.NetworkBridge());
-        EXPECT_EQ(m_Lock.ExecuteCommand(R.Command, R.Argument), R.Effects.empty() ? 0 : 1);
-        EXPECT_EQ(TakeEffects() + Queued(m_Account), R.Effects);
-        EXPECT_EQ(m_Lock.State(), R.StateAfter);
-        EXPECT_EQ(CPortivoProbe::LastCommand(m_Lock), R.LastCommand);
-        EXPECT_EQ(CPortivoProbe::UnlockUser(m_Lock), R.UnlockUser);
-        EXPECT_EQ(CPortivoProbe::UnlockTimer(m_Lock).QXTickCount(), R.UnlockTimerMs);
-        EXPECT_EQ(CPortivoProbe::WorkingTimer(m_Lock).QXTickCount(), R.Effects.empty() ? 500u : 0u);
-        DropQueued(m_Account);
+        m_lock.SetBridge(m_account.NetworkBridge());
+        EXPECT_EQ(m_lock.ExecuteCommand(r.command, r.argument), r.effects.empty() ? 0 : 1);
+        EXPECT_EQ(TakeEffects() + Queued(m_account), r.effects);
+        EXPECT_EQ(m_lock.State(), r.stateAfter);
+        EXPECT_EQ(CPortivoProbe::LastCommand(m_lock), r.lastCommand);
+        EXPECT_EQ(CPortivoProbe::UnlockUser(m_lock), r.unlockUser);
+        EXPECT_EQ(CPortivoProbe::UnlockTimer(m_lock).QXTickCount(), r.unlockTimerMs);
+        EXPECT_EQ(CPortivoProbe::WorkingTimer(m_lock).QXTickCount(), r.effects.empty() ? 500u : 0u);
+        DropQueued(m_account);
     }
-    EXPECT_EQ(m_Lock.CommandUser(), INT_MIN);
+    EXPECT_EQ(m_lock.CommandUser(), INT_MIN);
 }
 
 } // namespace support

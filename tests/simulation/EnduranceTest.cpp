@@ -11,7 +11,7 @@ extern "C" std::size_t __attribute__((weak)) __sanitizer_get_current_allocated_b
 namespace support
 {
 
-using Endurance = SimulationTest;
+using EnduranceTest = SimulationTest;
 
 std::size_t HeapBytes()
 {
@@ -19,54 +19,54 @@ std::size_t HeapBytes()
                                                     : mallinfo2().uordblks;
 }
 
-int Count(const Lines& Sent, const char* pWanted)
+int Count(const Lines& sent, const char* pWanted)
 {
-    return static_cast<int>(std::ranges::count(Sent, pWanted));
+    return static_cast<int>(std::ranges::count(sent, pWanted));
 }
 
-TEST_F(Endurance, AWeekAcrossTheCountersWrapLeavesQueuesEmptyAndMemoryFlat)
+TEST_F(EnduranceTest, AWeekAcrossTheCountersWrapLeavesQueuesEmptyAndMemoryFlat)
 {
     constexpr std::uint64_t kWrapMs = std::uint64_t{1} << 32;
-    m_Clock.SetUptime(kWrapMs - 4 * 86'400'000ull);
+    m_clock.SetUptime(kWrapMs - 4 * 86'400'000ull);
     Restart(); // every timer starts at the new uptime
     SetUser(0, "Dan", "4444");
-    std::size_t Before = 0;
-    for (int Day = 0; Day < 8; ++Day) {
-        SCOPED_TRACE(testing::Message() << "day " << Day);
-        int Polls = 0, Refreshes = 0;
-        for (int Hour = 0; Hour < 24; ++Hour) {
+    std::size_t before = 0;
+    for (int day = 0; day < 8; ++day) {
+        SCOPED_TRACE(testing::Message() << "day " << day);
+        int polls = 0, refreshes = 0;
+        for (int hour = 0; hour < 24; ++hour) {
             Live(1h, 400ms);
-            const Lines Sent = Exchanges();
-            Polls += Count(Sent, "GET /devices 200");
-            Refreshes += Count(Sent, "POST /oauth/token 200");
+            const Lines sent = Exchanges();
+            polls += Count(sent, "GET /devices 200");
+            refreshes += Count(sent, "POST /oauth/token 200");
             EXPECT_THAT(Reports(), testing::Each(testing::HasSubstr("appears to be"))) << "heartbeats only";
         }
-        EXPECT_GT(Polls, 5000);
-        EXPECT_TRUE(Refreshes == 13 || Refreshes == 14) << Refreshes;
-        const std::string State = Day % 2 ? "unlocked" : "locked";
-        Admin("locks/front/turn", R"({"state":")" + State + R"("})");
+        EXPECT_GT(polls, 5000);
+        EXPECT_TRUE(refreshes == 13 || refreshes == 14) << refreshes;
+        const std::string state = day % 2 ? "unlocked" : "locked";
+        Admin("locks/front/turn", R"({"state":")" + state + R"("})");
         Live(60s);
-        EXPECT_EQ(Lock("front").State(), Day % 2 ? CDoorLock::STATE_UNSECURED : CDoorLock::STATE_SECURED);
+        EXPECT_EQ(Lock("front").State(), day % 2 ? CDoorLock::STATE_UNSECURED : CDoorLock::STATE_SECURED);
         Exchanges();
         Reports();
-        if (Day == 0)
-            Before = HeapBytes();
+        if (day == 0)
+            before = HeapBytes();
     }
-    EXPECT_GT(m_Clock.UptimeMs(), kWrapMs + 3 * 86'400'000ull);
+    EXPECT_GT(m_clock.UptimeMs(), kWrapMs + 3 * 86'400'000ull);
     Live(10s);
     EXPECT_EQ(Account().NCommands() + Account().NResponses(), 0);
-    EXPECT_LT(HeapBytes(), Before + 64 * 1024) << "a leak of one byte a poll would show";
+    EXPECT_LT(HeapBytes(), before + 64 * 1024) << "a leak of one byte a poll would show";
 }
 
-TEST_F(Endurance, AnEmptyRegistryCostsNineTimesTheRequestsOfAnIdleAccount)
+TEST_F(EnduranceTest, AnEmptyRegistryCostsNineTimesTheRequestsOfAnIdleAccount)
 {
     const auto ExpectRequestsOfAnHour = [this](int Devices, int Persons) {
         Live(60s);
         Exchanges();
         Live(1h);
-        const Lines Sent = Exchanges();
-        EXPECT_NEAR(Count(Sent, "GET /devices 200"), Devices, 2);
-        EXPECT_NEAR(Count(Sent, "GET /access_persons 200"), Persons, 2);
+        const Lines sent = Exchanges();
+        EXPECT_NEAR(Count(sent, "GET /devices 200"), Devices, 2);
+        EXPECT_NEAR(Count(sent, "GET /access_persons 200"), Persons, 2);
     };
     SetUser(0, "Dan", "4444", "dan@x.example");
     ExpectRequestsOfAnHour(239, 60);

@@ -35,68 +35,68 @@ class SimulationTest : public DriverTest
 protected:
     SimulationTest()
     {
-        m_Cloud.OnRequest = [this](const std::string& Request) { Answer(Request); };
-        m_OnPass = [] { throw PassEnded(); };
-        CVestaraInterface& Account = AddReadyAccount();
-        AddLock(Account, "front", "Front");
-        AddLock(Account, "back", "Back");
+        m_cloud.onRequest = [this](const std::string& request) { Answer(request); };
+        m_onPass = [] { throw PassEnded(); };
+        CVestaraInterface& account = AddReadyAccount();
+        AddLock(account, "front", "Front");
+        AddLock(account, "back", "Back");
     }
 
     /// Lets time pass: each round is one pass of the worker's loop and one of the main loop.
-    /// @param Extra added to the 100 ms of each round, as on a host that is slow.
-    void Live(std::chrono::milliseconds Time, std::chrono::milliseconds Extra = 0ms)
+    /// @param extra added to the 100 ms of each round, as on a host that is slow.
+    void Live(std::chrono::milliseconds time, std::chrono::milliseconds extra = 0ms)
     {
-        const std::uint64_t End = m_Clock.UptimeMs() + static_cast<std::uint64_t>(Time.count());
-        while (m_Clock.UptimeMs() < End) {
+        const std::uint64_t end = m_clock.UptimeMs() + static_cast<std::uint64_t>(time.count());
+        while (m_clock.UptimeMs() < end) {
             try {
                 // It returns only when a restart in place has stopped the workers; then it starts again.
                 Account().Run();
                 Account().NetworkBridge()->ShuttingDown(0);
             } catch (const PassEnded&) {
             }
-            m_pSystem->RunOnce();
-            m_Clock.Advance(static_cast<std::uint64_t>(Extra.count()));
+            m_system->RunOnce();
+            m_clock.Advance(static_cast<std::uint64_t>(extra.count()));
         }
     }
     /// Stops the host and starts it again from what it has stored.
     void Restart()
     {
-        EXPECT_EQ(m_pSystem->Stop(), "");
+        EXPECT_EQ(m_system->Stop(), "");
         StartSystem();
     }
     /// Sends a request to the simulator's admin routes; a refusal fails the test.
-    void Admin(const std::string& Target, const std::string& Body)
+    void Admin(const std::string& target, const std::string& body)
     {
-        cloudsim::Request Request;
-        Request.method = "POST";
-        Request.target = "/admin/" + Target;
-        Request.headers = {{"Host", "127.0.0.1"}, {"Content-Type", "application/json"}};
-        Request.body = Body;
-        EXPECT_EQ(m_Model.HandleAdmin(Request, Now()).status, 200) << Target;
+        cloudsim::Request request;
+        request.method = "POST";
+        request.target = "/admin/" + target;
+        request.headers = {{"Host", "127.0.0.1"}, {"Content-Type", "application/json"}};
+        request.body = body;
+        EXPECT_EQ(m_model.HandleAdmin(request, Now()).status, 200) << target;
     }
 
     CVestaraInterface& Account()
     {
-        return dynamic_cast<CVestaraInterface&>(*m_pSystem->Bridge(0)->DeviceInterface());
+        return dynamic_cast<CVestaraInterface&>(*m_system->Bridge(0)->DeviceInterface());
     }
-    CPortivo& Lock(const char* DeviceID) { return *Account().FindDoorLock(DeviceID); }
+    CPortivo& Lock(const char* deviceId) { return *Account().FindDoorLock(deviceId); }
     /// "METHOD PATH STATUS" of the exchanges since the last call; no status when nothing came back.
-    Lines Exchanges() { return std::exchange(m_Exchanges, {}); }
+    Lines Exchanges() { return std::exchange(m_exchanges, {}); }
     /// The reports since the last call, each text once, in order of their first appearance.
     Lines Reports()
     {
-        Lines Found;
-        for (std::string& Report : m_Journal.TakeReports()) {
-            if (std::ranges::find(Found, Report) == Found.end())
-                Found.push_back(std::move(Report));
+        Lines found;
+        for (std::string& report : m_journal.TakeReports()) {
+            if (std::ranges::find(found, report) == found.end())
+                found.push_back(std::move(report));
         }
-        m_Journal.Take();
-        return Found;
+        m_journal.Take();
+        return found;
     }
 
-    bool m_Reachable = true; ///< false: no reply comes
+    bool m_reachable = true; ///< false: no reply comes
     /// Its ids and tokens can be predicted: id-1, id-2 and so on.
-    cloudsim::Cloud m_Model{cloudsim::LoadWorld(kLakeHouse, Now()), {}, [n = 0](std::size_t) mutable {
+    cloudsim::Cloud m_model{cloudsim::LoadWorld(kLakeHouse, Now()), {}, [n = 0](std::size_t) mutable {
                                 return "id-" + std::to_string(++n);
                             }};
 
@@ -109,22 +109,22 @@ private:
     {
         return cloudsim::TimePoint(std::chrono::seconds(ManualClock::CalendarS()));
     }
-    void Answer(const std::string& Request)
+    void Answer(const std::string& request)
     {
-        m_Cloud.TakeRequests();
-        if (!m_Reachable)
+        m_cloud.TakeRequests();
+        if (!m_reachable)
             return;
-        const std::string Reply = m_Model.HandleRaw(Request, Now());
-        m_Exchanges.push_back(Request.substr(0, Request.find(" HTTP/")));
-        devhost::HttpReplyReader Reader;
-        Reader.Feed(Reply);
-        if (Reader.EndOfStream() != devhost::HttpReplyReader::State::Complete)
+        const std::string reply = m_model.HandleRaw(request, Now());
+        m_exchanges.push_back(request.substr(0, request.find(" HTTP/")));
+        devhost::HttpReplyReader reader;
+        reader.Feed(reply);
+        if (reader.EndOfStream() != devhost::HttpReplyReader::State::Complete)
             return;
-        m_Exchanges.back() += Reply.substr(8, 4);
-        m_Cloud.ReplyRaw(Reader.Take());
+        m_exchanges.back() += reply.substr(8, 4);
+        m_cloud.ReplyRaw(reader.Take());
     }
 
-    Lines m_Exchanges;
+    Lines m_exchanges;
 };
 
 } // namespace support

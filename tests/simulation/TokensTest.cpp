@@ -5,7 +5,7 @@
 namespace support
 {
 
-class Tokens : public SimulationTest
+class TokensTest : public SimulationTest
 {
 protected:
     int SecondsUntilRefresh()
@@ -19,7 +19,7 @@ protected:
     }
 };
 
-TEST_F(Tokens, AreRefreshedInTimeOrAfterARefusalAndOnlyAnOutageOfARefreshInTimeDropsThem)
+TEST_F(TokensTest, AreRefreshedInTimeOrAfterARefusalAndOnlyAnOutageOfARefreshInTimeDropsThem)
 {
     EXPECT_NEAR(SecondsUntilRefresh(), 6600, 10);
     // After a restart nobody knows the token's age any more, so it expires first; the refusal brings the
@@ -29,11 +29,11 @@ TEST_F(Tokens, AreRefreshedInTimeOrAfterARefusalAndOnlyAnOutageOfARefreshInTimeD
     EXPECT_NEAR(SecondsUntilRefresh(), 5410, 20);
     Live(20s);
     EXPECT_EQ(std::string(CQXString(Probe(Account()).AccessToken())),
-              m_Model.CurrentWorld().accessTokens.back().token);
+              m_model.CurrentWorld().accessTokens.back().token);
 
-    m_Reachable = false;
+    m_reachable = false;
     Live(300s);
-    m_Reachable = true;
+    m_reachable = true;
     // A refused token is gone already, so a refresh that fails afterwards is simply sent again.
     Admin("tokens/revoke", "");
     Admin("faults", R"([{"kind":"close","match":{"path":"/oauth/token"}}])");
@@ -43,14 +43,14 @@ TEST_F(Tokens, AreRefreshedInTimeOrAfterARefusalAndOnlyAnOutageOfARefreshInTimeD
     Reports();
 
     Live(6400s);
-    m_Reachable = false;
+    m_reachable = false;
     Live(400s);
-    const Lines Cleared{"vestarai 888: Page returned NULL - failed to process request",
+    const Lines cleared{"vestarai 888: Page returned NULL - failed to process request",
                         "vestarai 884: Refresh Token cleared due to being invalid",
                         "vestarai 729: Refresh Token is Empty - cannot re-authenticate"};
-    EXPECT_EQ(Reports(), Cleared);
+    EXPECT_EQ(Reports(), cleared);
     Restart();
-    EXPECT_EQ(m_pSystem->NDoorLock(COMPONENT_FILTER_ALL), 0) << "saved as well";
+    EXPECT_EQ(m_system->NDoorLock(COMPONENT_FILTER_ALL), 0) << "saved as well";
     EXPECT_TRUE(Account().LocationID().IsEmpty() && CQXString(Probe(Account()).RefreshToken()).IsEmpty());
 }
 

@@ -10,57 +10,57 @@ const std::string kNotPushed = "report portivo 617: PushUser failed or wasn't re
 const std::string kDan = "knows -1|p-dan|Dan|4444|dan@x.example";
 const std::string kDanInCloud = "cloud Dan 4444 dan@x.example";
 
-class UserSlots : public SimulationTest
+class UserSlotsTest : public SimulationTest
 {
 protected:
-    UserSlots() { Live(70s); }
+    UserSlotsTest() { Live(70s); }
 
     /// Stores a user, or empties the slot without a name, and tells the locks as a controller does.
-    void Save(int Slot, const char* Name, const char* Pin = "", const char* Email = "")
+    void Save(int slot, const char* name, const char* pin = "", const char* email = "")
     {
-        if (*Name)
-            SetUser(Slot, Name, Pin, Email);
+        if (*name)
+            SetUser(slot, name, pin, email);
         else
-            m_pSystem->Security().DeleteUser(Slot);
-        m_pSystem->AnnounceUserSlot(Slot);
+            m_system->Security().DeleteUser(slot);
+        m_system->AnnounceUserSlot(slot);
     }
     /// After some minutes: the requests but for the periodic ones, the reports, the account's persons, and
     /// the cloud's with the locks that they have access to.
     Lines Outcome()
     {
         Live(200s);
-        Lines Found;
-        for (const std::string& Exchange : Exchanges()) {
-            if (Exchange != "GET /devices 200" && Exchange != "GET /access_persons 200")
-                Found.push_back(Exchange);
+        Lines found;
+        for (const std::string& exchange : Exchanges()) {
+            if (exchange != "GET /devices 200" && exchange != "GET /access_persons 200")
+                found.push_back(exchange);
         }
-        for (const std::string& Report : Reports())
-            Found.push_back("report " + Report);
-        for (const std::string& Person : Persons(Account()))
-            Found.push_back("knows " + Person);
-        const cloudsim::World& World = m_Model.CurrentWorld();
-        for (const cloudsim::AccessPerson& Person : World.persons) {
-            Found.push_back("cloud " + Person.name + " " + Person.pin + " " + Person.email.value_or("-"));
-            for (const cloudsim::Access& Access : World.accesses) {
-                if (Access.personId == Person.id)
-                    Found.back() += " " + Access.lockId;
+        for (const std::string& report : Reports())
+            found.push_back("report " + report);
+        for (const std::string& person : Persons(Account()))
+            found.push_back("knows " + person);
+        const cloudsim::World& world = m_model.CurrentWorld();
+        for (const cloudsim::AccessPerson& person : world.persons) {
+            found.push_back("cloud " + person.name + " " + person.pin + " " + person.email.value_or("-"));
+            for (const cloudsim::Access& access : world.accesses) {
+                if (access.personId == person.id)
+                    found.back() += " " + access.lockId;
             }
         }
-        return Found;
+        return found;
     }
 };
 
-TEST_F(UserSlots, OneUserFromCreationToDeletion)
+TEST_F(UserSlotsTest, OneUserFromCreationToDeletion)
 {
-    const char* const pName = "O\"Brien \\ /x %s%n 100% Zo\xc3\xab \xf0\x9f\x94\x91 {\"a\":[]}";
+    const char* const name = "O\"Brien \\ /x %s%n 100% Zo\xc3\xab \xf0\x9f\x94\x91 {\"a\":[]}";
     Lock("front").EnableUser(1, 1);
     Lock("back").EnableUser(1, 1);
-    Save(0, pName, "0011", "a\"%s@x.example");
+    Save(0, name, "0011", "a\"%s@x.example");
     EXPECT_EQ(Outcome(),
               (Lines{"POST /access_persons 200", "POST /access_persons/id-1/accesses 200",
                      "POST /access_persons/id-1/accesses 200", kNotPushed,
-                     "knows 0|id-1|" + std::string(pName) + "|0011|a\"%s@x.example", kDan, kDanInCloud,
-                     "cloud " + std::string(pName) + " 0011 a\"%s@x.example front back"}));
+                     "knows 0|id-1|" + std::string(name) + "|0011|a\"%s@x.example", kDan, kDanInCloud,
+                     "cloud " + std::string(name) + " 0011 a\"%s@x.example front back"}));
 
     // Only the first lock's call grants or revokes, and the grant that comes with it is a duplicate.
     Save(0, "Ann", "0011", "a\"%s@x.example");
@@ -88,7 +88,7 @@ TEST_F(UserSlots, OneUserFromCreationToDeletion)
     EXPECT_EQ(Outcome(), (Lines{"DELETE /access_persons/id-1 204", kDan, kDanInCloud}));
 }
 
-TEST_F(UserSlots, ACreationThatGetsLostIsRepeatedAfterDiscoveryOnlyAndAnEarlyDeletionLeavesThePerson)
+TEST_F(UserSlotsTest, ACreationThatGetsLostIsRepeatedAfterDiscoveryOnlyAndAnEarlyDeletionLeavesThePerson)
 {
     Admin("faults", R"([{"kind":"close","match":{"method":"POST","path":"/access_persons"}}])");
     Save(0, "Ann", "0011");

@@ -11,42 +11,42 @@ class AccountTest : public DriverTest
 {
 protected:
     /// A ready account of a location, whose bridge bears the name "Lake House" already.
-    CVestaraInterface& Serve(const char* LocationID)
+    CVestaraInterface& Serve(const char* locationId)
     {
-        CVestaraInterface& Account = AddReadyAccount();
-        Probe(Account).LocationID() = LocationID;
-        Account.UpdateInterfaceName(&Account, Account.LocationName());
-        Probe(Account).NotifyConfig() = 0;
-        m_Journal.Take();
-        return Account;
+        CVestaraInterface& account = AddReadyAccount();
+        Probe(account).LocationID() = locationId;
+        account.UpdateInterfaceName(&account, account.LocationName());
+        Probe(account).NotifyConfig() = 0;
+        m_journal.Take();
+        return account;
     }
     /// Puts candidates into the list as a reply would; the name of "a" is "House a".
-    static void Offer(CVestaraInterface& Account, const Lines& IDs)
+    static void Offer(CVestaraInterface& account, const Lines& ids)
     {
-        for (const std::string& ID : IDs)
-            Probe(Account).Locations().AddTail(new CLocationPair(ID.c_str(), ("House " + ID).c_str()));
+        for (const std::string& id : ids)
+            Probe(account).Locations().AddTail(new CLocationPair(id.c_str(), ("House " + id).c_str()));
     }
     /// A reply that waits; its command has no processing, which is reported.
-    static void AddWaitingReply(CVestaraInterface& Account)
+    static void AddWaitingReply(CVestaraInterface& account)
     {
-        auto pCommand =
+        auto command =
             std::make_unique<CVestaraCommand>(METHOD_DELETE, CMD_ACCESS_PERSON_DELETE, "", "", "", "");
-        pCommand->Response(ParseJson("{}").release());
-        Account.AddResponse(std::move(pCommand));
+        command->Response(ParseJson("{}").release());
+        account.AddResponse(std::move(command));
     }
     /// A message's items, each followed by a bar, texts in quotes.
-    static std::string Shown(const CQXMSG& Message)
+    static std::string Shown(const CQXMSG& message)
     {
-        std::string Text;
-        for (const CQXMSG::Item& Item : Message.Items()) {
-            if (const int* pNumber = std::get_if<int>(&Item))
-                Text.append(std::to_string(*pNumber)).append("|");
+        std::string text;
+        for (const CQXMSG::Item& item : message.Items()) {
+            if (const int* number = std::get_if<int>(&item))
+                text.append(std::to_string(*number)).append("|");
             else
-                Text.append("'").append(std::get<CQXString>(Item)).append("'|");
+                text.append("'").append(std::get<CQXString>(item)).append("'|");
         }
-        return Text;
+        return text;
     }
-    static std::string Str(const CQXString& Text) { return std::string(Text); }
+    static std::string Str(const CQXString& text) { return std::string(text); }
 };
 
 } // namespace support

@@ -7,28 +7,28 @@
 using support::ManualClock;
 
 extern "C" {
-int __real_clock_gettime(clockid_t eClock, timespec* pTime);
-time_t __real_time(time_t* pTime);
-int __wrap_clock_gettime(clockid_t eClock, timespec* pTime);
-time_t __wrap_time(time_t* pTime);
+int __real_clock_gettime(clockid_t clock, timespec* time);
+time_t __real_time(time_t* time);
+int __wrap_clock_gettime(clockid_t clock, timespec* time);
+time_t __wrap_time(time_t* time);
 
-int __wrap_clock_gettime(clockid_t eClock, timespec* pTime)
+int __wrap_clock_gettime(clockid_t clock, timespec* time)
 {
-    if (!ManualClock::Installed() || eClock != CLOCK_MONOTONIC)
-        return __real_clock_gettime(eClock, pTime);
-    const std::uint64_t Ms = ManualClock::UptimeMs();
-    pTime->tv_sec = static_cast<time_t>(Ms / 1000);
-    pTime->tv_nsec = static_cast<long>(Ms % 1000) * 1'000'000;
+    if (!ManualClock::Installed() || clock != CLOCK_MONOTONIC)
+        return __real_clock_gettime(clock, time);
+    const std::uint64_t ms = ManualClock::UptimeMs();
+    time->tv_sec = static_cast<time_t>(ms / 1000);
+    time->tv_nsec = static_cast<long>(ms % 1000) * 1'000'000;
     return 0;
 }
 
-time_t __wrap_time(time_t* pTime)
+time_t __wrap_time(time_t* time)
 {
     if (!ManualClock::Installed())
-        return __real_time(pTime);
-    const auto Now = static_cast<time_t>(ManualClock::CalendarS());
-    if (pTime)
-        *pTime = Now;
-    return Now;
+        return __real_time(time);
+    const auto now = static_cast<time_t>(ManualClock::CalendarS());
+    if (time)
+        *time = now;
+    return now;
 }
 }

@@ -15,29 +15,29 @@ class ManualClock
 public:
     /// Uptime in milliseconds (starts high, so that "more than the uptime" is not met by accident) and
     /// calendar seconds since 1970-01-01 UTC.
-    explicit ManualClock(std::uint64_t UptimeMs = 1'000'000'000, std::int64_t CalendarS = 1'700'000'000)
+    explicit ManualClock(std::uint64_t uptimeMs = 1'000'000'000, std::int64_t calendarS = 1'700'000'000)
     {
-        if (s_bInstalled.exchange(true))
+        if (s_installed.exchange(true))
             std::abort();
-        SetUptime(UptimeMs);
-        SetCalendar(CalendarS);
+        SetUptime(uptimeMs);
+        SetCalendar(calendarS);
     }
-    ~ManualClock() { s_bInstalled = false; }
+    ~ManualClock() { s_installed = false; }
     ManualClock(const ManualClock&) = delete;
     ManualClock& operator=(const ManualClock&) = delete;
 
-    void Advance(std::uint64_t Ms) { s_UptimeMs += Ms, s_CalendarMs += static_cast<std::int64_t>(Ms); }
-    void SetUptime(std::uint64_t Ms) { s_UptimeMs = Ms; }
+    void Advance(std::uint64_t ms) { s_uptimeMs += ms, s_calendarMs += static_cast<std::int64_t>(ms); }
+    void SetUptime(std::uint64_t ms) { s_uptimeMs = ms; }
     /// The part of a second that has passed is dropped.
-    void SetCalendar(std::int64_t Seconds) { s_CalendarMs = Seconds * 1000; }
-    static bool Installed() { return s_bInstalled; }
-    static std::uint64_t UptimeMs() { return s_UptimeMs; }
-    static std::int64_t CalendarS() { return s_CalendarMs / 1000; }
+    void SetCalendar(std::int64_t seconds) { s_calendarMs = seconds * 1000; }
+    static bool Installed() { return s_installed; }
+    static std::uint64_t UptimeMs() { return s_uptimeMs; }
+    static std::int64_t CalendarS() { return s_calendarMs / 1000; }
 
 private:
-    static inline std::atomic<bool> s_bInstalled{false};
-    static inline std::atomic<std::uint64_t> s_UptimeMs{0};
-    static inline std::atomic<std::int64_t> s_CalendarMs{0};
+    static inline std::atomic<bool> s_installed{false};
+    static inline std::atomic<std::uint64_t> s_uptimeMs{0};
+    static inline std::atomic<std::int64_t> s_calendarMs{0};
 };
 
 } // namespace support

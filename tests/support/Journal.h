@@ -16,53 +16,53 @@ namespace support
 class Journal : public devhost::DiagnosticSink
 {
 public:
-    void OnTrace(const std::string& Producer, std::string_view Line) override
+    void OnTrace(const std::string& producer, std::string_view line) override
     {
-        Add("trace " + Producer + ": " + std::string(Line));
+        Add("trace " + producer + ": " + std::string(line));
     }
-    void OnReport(const std::string& Source, int Line, std::string_view Message) override
+    void OnReport(const std::string& source, int line, std::string_view message) override
     {
-        Add("report " + Source + " " + std::to_string(Line) + ": " + std::string(Message));
+        Add("report " + source + " " + std::to_string(line) + ": " + std::string(message));
     }
-    void Add(std::string Effect)
+    void Add(std::string effect)
     {
-        const std::lock_guard Lock(m_Mutex);
-        m_Effects.push_back(std::move(Effect));
+        const std::lock_guard lock(m_mutex);
+        m_effects.push_back(std::move(effect));
     }
 
     /// The effects so far; the list is empty afterwards. Reports among them count as taken.
     std::vector<std::string> Take()
     {
-        const std::lock_guard Lock(m_Mutex);
-        return std::exchange(m_Effects, {});
+        const std::lock_guard lock(m_mutex);
+        return std::exchange(m_effects, {});
     }
     /// The texts of the trace lines among the effects, without producer; all other effects stay.
     std::vector<std::string> TakeTraces()
     {
-        std::vector<std::string> Lines = TakeMatching("trace ");
-        for (std::string& Line : Lines)
-            Line.erase(0, Line.find(": ") + 2);
-        return Lines;
+        std::vector<std::string> lines = TakeMatching("trace ");
+        for (std::string& line : lines)
+            line.erase(0, line.find(": ") + 2);
+        return lines;
     }
     /// The reports ("SOURCE LINE: TEXT") among the effects; all other effects stay.
     std::vector<std::string> TakeReports() { return TakeMatching("report "); }
 
 private:
-    std::vector<std::string> TakeMatching(const std::string& Prefix)
+    std::vector<std::string> TakeMatching(const std::string& prefix)
     {
-        const std::lock_guard Lock(m_Mutex);
-        std::vector<std::string> Found;
-        std::erase_if(m_Effects, [&](const std::string& Effect) {
-            if (!Effect.starts_with(Prefix))
+        const std::lock_guard lock(m_mutex);
+        std::vector<std::string> found;
+        std::erase_if(m_effects, [&](const std::string& effect) {
+            if (!effect.starts_with(prefix))
                 return false;
-            Found.push_back(Effect.substr(Prefix.size()));
+            found.push_back(effect.substr(prefix.size()));
             return true;
         });
-        return Found;
+        return found;
     }
 
-    std::mutex m_Mutex;
-    std::vector<std::string> m_Effects;
+    std::mutex m_mutex;
+    std::vector<std::string> m_effects;
 };
 
 } // namespace support

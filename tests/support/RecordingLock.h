@@ -12,18 +12,17 @@ namespace support
 class RecordingLock : public CPortivo
 {
 public:
-    explicit RecordingLock(Journal& Effects) : CPortivo(&Definition()), m_Journal(Effects) {}
+    explicit RecordingLock(Journal& effects) : CPortivo(&Definition()), m_journal(effects) {}
     /// Hangs the lock on the account, as the host does after loading.
-    RecordingLock(Journal& Effects, CVestaraInterface& Account, const char* pDeviceID)
-        : RecordingLock(Effects)
+    RecordingLock(Journal& effects, CVestaraInterface& account, const char* deviceId) : RecordingLock(effects)
     {
-        DeviceID(pDeviceID);
-        BridgeID(Account.BridgeID());
-        SetBridge(Account.NetworkBridge());
-        Account.AddClient(this);
+        DeviceID(deviceId);
+        BridgeID(account.BridgeID());
+        SetBridge(account.NetworkBridge());
+        account.AddClient(this);
     }
 
-    std::function<void()> OnNote; ///< called after each note, for effects that must come in between
+    std::function<void()> onNote; ///< called after each note, for effects that must come in between
 
     void Install() override { Note("Install on bridge " + std::to_string(BridgeID())); }
     void OnComponentInit() override { Note("OnComponentInit"), CPortivo::OnComponentInit(); }
@@ -49,49 +48,49 @@ public:
 private:
     static CSystemComponentDef& Definition()
     {
-        static CSystemComponentDef Portivo(nullptr, kPortivoType, "Vestara Portivo", "", 0, 0);
-        return Portivo;
+        static CSystemComponentDef portivo(nullptr, kPortivoType, "Vestara Portivo", "", 0, 0);
+        return portivo;
     }
-    void Note(const std::string& Effect)
+    void Note(const std::string& effect)
     {
-        m_Journal.Add(std::string(DeviceID()) + " " + Effect);
-        if (OnNote)
-            OnNote();
+        m_journal.Add(std::string(DeviceID()) + " " + effect);
+        if (onNote)
+            onNote();
     }
-    void Note(const char* pEffect, long long Value)
+    void Note(const char* effect, long long value)
     {
-        Note(std::string(pEffect) + " " + std::to_string(Value));
+        Note(std::string(effect) + " " + std::to_string(value));
     }
 
-    Journal& m_Journal;
+    Journal& m_journal;
 };
 
 /// Borrows what the test puts in; null entries are allowed.
 class ScriptedFamily : public CSystemFamily
 {
 public:
-    explicit ScriptedFamily(Journal& Effects) : m_Journal(Effects) {}
+    explicit ScriptedFamily(Journal& effects) : m_journal(effects) {}
 
-    std::vector<CSystemComponent*> Components;
-    CSystemComponent* pNew = nullptr; ///< what the next AddNewComponent gives
+    std::vector<CSystemComponent*> components;
+    CSystemComponent* created = nullptr; ///< what the next AddNewComponent gives
 
-    int NComponents(COMPONENT_FILTER_TYPE) override { return static_cast<int>(Components.size()); }
-    CSystemComponent* Component(int i) override { return Components.at(static_cast<std::size_t>(i)); }
-    CSystemComponent* AddNewComponent(int iType, CQXString sName, FACTORY_MODE eMode, CQXFile* pFile,
-                                      QXT_SYSCONFIG_CHANGE_SRC* pSource) override
+    int NComponents(COMPONENT_FILTER_TYPE) override { return static_cast<int>(components.size()); }
+    CSystemComponent* Component(int i) override { return components.at(static_cast<std::size_t>(i)); }
+    CSystemComponent* AddNewComponent(int type, CQXString name, FACTORY_MODE mode, CQXFile* file,
+                                      QXT_SYSCONFIG_CHANGE_SRC* source) override
     {
-        m_Journal.Add("AddNewComponent " + std::to_string(iType) + " " + std::string(sName) + " " +
-                      std::to_string(eMode) + (pFile || pSource ? " with a source" : ""));
-        return pNew;
+        m_journal.Add("AddNewComponent " + std::to_string(type) + " " + std::string(name) + " " +
+                      std::to_string(mode) + (file || source ? " with a source" : ""));
+        return created;
     }
     void DeleteComponent(CSystemComponent*, QXT_SYSCONFIG_CHANGE_SRC*) override
     {
-        m_Journal.Add("DeleteComponent");
+        m_journal.Add("DeleteComponent");
     }
-    void OnComponentAutoInstall(CSystemComponent*) override { m_Journal.Add("OnComponentAutoInstall"); }
+    void OnComponentAutoInstall(CSystemComponent*) override { m_journal.Add("OnComponentAutoInstall"); }
 
 private:
-    Journal& m_Journal;
+    Journal& m_journal;
 };
 
 } // namespace support

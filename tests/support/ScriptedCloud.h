@@ -18,66 +18,66 @@ class ScriptedCloud : public devhost::Transport
 {
 public:
     struct Request {
-        std::string Host;
-        int Port;
-        std::string Bytes;
+        std::string host;
+        int port;
+        std::string bytes;
     };
 
-    std::unique_ptr<devhost::Connection> Connect(const std::string& Host, int Port,
+    std::unique_ptr<devhost::Connection> Connect(const std::string& host, int port,
                                                  std::chrono::milliseconds) override
     {
-        if (!m_Script.empty() && !m_Script.front().bConnect) {
-            m_Script.pop_front();
+        if (!m_script.empty() && !m_script.front().connect) {
+            m_script.pop_front();
             return nullptr;
         }
-        return std::make_unique<ScriptedConnection>(*this, Request{Host, Port, {}});
+        return std::make_unique<ScriptedConnection>(*this, Request{host, port, {}});
     }
 
     /// Queues an answer for the next exchange. Exchanges past the script get no page.
-    void Reply(int Status, const std::string& Body, const std::string& Reason = "Reason")
+    void Reply(int status, const std::string& body, const std::string& reason = "Reason")
     {
-        ReplyRaw({"HTTP/1.1 " + std::to_string(Status) + " " + Reason +
-                      "\r\nContent-Length: " + std::to_string(Body.size()) + "\r\n\r\n",
-                  Body});
+        ReplyRaw({"HTTP/1.1 " + std::to_string(status) + " " + reason +
+                      "\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n",
+                  body});
     }
-    void ReplyRaw(devhost::HttpReply Page) { m_Script.push_back({true, std::move(Page)}); }
-    void NoPage() { m_Script.push_back({true, std::nullopt}); } // the exchange yields nothing
+    void ReplyRaw(devhost::HttpReply page) { m_script.push_back({true, std::move(page)}); }
+    void NoPage() { m_script.push_back({true, std::nullopt}); } // the exchange yields nothing
     /// The connection of the next request is not made.
-    void RefuseConnection() { m_Script.push_back({false, std::nullopt}); }
+    void RefuseConnection() { m_script.push_back({false, std::nullopt}); }
 
     /// The requests so far; the list is empty afterwards.
-    std::vector<Request> TakeRequests() { return std::exchange(m_Requests, {}); }
+    std::vector<Request> TakeRequests() { return std::exchange(m_requests, {}); }
 
     /// Called with each request's bytes before its answer is given: for effects that must come in between, or
     /// to queue that very answer.
-    std::function<void(const std::string&)> OnRequest;
+    std::function<void(const std::string&)> onRequest;
 
 private:
     struct Step {
-        bool bConnect;
-        std::optional<devhost::HttpReply> Page;
+        bool connect;
+        std::optional<devhost::HttpReply> page;
     };
     struct ScriptedConnection : devhost::Connection {
-        ScriptedConnection(ScriptedCloud& Owner, Request Given) : Cloud(Owner), Sent(std::move(Given)) {}
-        std::optional<devhost::HttpReply> Exchange(std::string_view Bytes) override
+        ScriptedConnection(ScriptedCloud& owner, Request given) : cloud(owner), sent(std::move(given)) {}
+        std::optional<devhost::HttpReply> Exchange(std::string_view bytes) override
         {
-            Sent.Bytes = Bytes;
-            Cloud.m_Requests.push_back(Sent);
-            if (Cloud.OnRequest)
-                Cloud.OnRequest(Sent.Bytes);
-            if (Cloud.m_Script.empty())
+            sent.bytes = bytes;
+            cloud.m_requests.push_back(sent);
+            if (cloud.onRequest)
+                cloud.onRequest(sent.bytes);
+            if (cloud.m_script.empty())
                 return std::nullopt;
-            Step Next = std::move(Cloud.m_Script.front());
-            Cloud.m_Script.pop_front();
-            return std::move(Next.Page);
+            Step next = std::move(cloud.m_script.front());
+            cloud.m_script.pop_front();
+            return std::move(next.page);
         }
 
-        ScriptedCloud& Cloud;
-        Request Sent;
+        ScriptedCloud& cloud;
+        Request sent;
     };
 
-    std::deque<Step> m_Script;
-    std::vector<Request> m_Requests;
+    std::deque<Step> m_script;
+    std::vector<Request> m_requests;
 };
 
 } // namespace support

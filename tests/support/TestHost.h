@@ -20,75 +20,75 @@
 #include <vector>
 
 extern "C" {
-void LoadDeviceInterfaces(void* pReserved, CQXObList* pList);
-CDeviceInterface* CreateDeviceInterface(CDeviceInterfaceDef* pDefinition);
-void LoadSystemComponentDefs(CStringBlock* pBlock, int iFamily, CQXObList* pList);
-CSystemComponent* CreateSystemComponent(CSystemComponentDef* pDefinition);
+void LoadDeviceInterfaces(void* reserved, CQXObList* list);
+CDeviceInterface* CreateDeviceInterface(CDeviceInterfaceDef* definition);
+void LoadSystemComponentDefs(CStringBlock* block, int family, CQXObList* list);
+CSystemComponent* CreateSystemComponent(CSystemComponentDef* definition);
 }
 
 /// Sets and reads a shared text as if it were a plain one.
 class SharedTextProbe
 {
 public:
-    explicit SharedTextProbe(CSharedText& Shared) : m_Text(Shared) {}
-    void operator=(const char* pText) { m_Text.Set(pText); }
-    operator CQXString() const { return m_Text.Get(); }
+    explicit SharedTextProbe(CSharedText& shared) : m_text(shared) {}
+    void operator=(const char* text) { m_text.Set(text); }
+    operator CQXString() const { return m_text.Get(); }
 
 private:
-    CSharedText& m_Text;
+    CSharedText& m_text;
 };
 
 /// Opens the interface's fields to tests: what is set up or looked at here has no public operation.
 class CVestaraInterfaceProbe
 {
 public:
-    explicit CVestaraInterfaceProbe(CVestaraInterface& Interface) : m_Interface(Interface) {}
+    explicit CVestaraInterfaceProbe(CVestaraInterface& interface) : m_interface(interface) {}
 
-    CTSObList& Commands() { return m_Interface.m_Commands; }
-    CQXObList& Locations() { return m_Interface.m_Locations.Live(); }
-    CAccessPersonList& AccessPersons() { return m_Interface.m_AccessPersons; }
-    CQXObList& ObfuscationList() { return *m_Interface.m_ObfuscationList.Entries(); }
-    CQXTimer& HousekeepingTimer() { return m_Interface.m_tmrHousekeeping; }
-    CQXTimer& RunTimer() { return m_Interface.m_tmrRun; }
-    CQXTimer& StatusPollTimer() { return m_Interface.m_tmrStatusPoll; }
-    CQXTimer& AccessPollTimer() { return m_Interface.m_tmrAccessPoll; }
-    CQXTimer& TokenTimer() { return m_Interface.m_tmrToken; }
-    std::atomic<std::uint32_t>& RunDelay() { return m_Interface.m_iRunDelay; }
-    std::atomic<std::int32_t>& TokenLifetime() { return m_Interface.m_iTokenLifetime; }
-    std::atomic<std::int32_t>& Master() { return m_Interface.m_bMaster; }
-    std::atomic<CVestaraInterface*>& MasterPointer() { return m_Interface.m_pMaster; }
-    std::atomic<std::int32_t>& LocationsRequested() { return m_Interface.m_bLocationsRequested; }
-    std::atomic<std::int32_t>& Authorized() { return m_Interface.m_bAuthorized; }
-    std::atomic<std::int32_t>& RemoveDevices() { return m_Interface.m_bRemoveDevices; }
-    std::atomic<std::int32_t>& NotifyConfig() { return m_Interface.m_bNotifyConfig; }
-    std::atomic<std::int32_t>& NotifyInterface() { return m_Interface.m_bNotifyInterface; }
-    SharedTextProbe AccessToken() { return SharedTextProbe(m_Interface.m_sAccessToken); }
-    SharedTextProbe RefreshToken() { return SharedTextProbe(m_Interface.m_sRefreshToken); }
-    SharedTextProbe AuthCode() { return SharedTextProbe(m_Interface.m_sAuthCode); }
-    SharedTextProbe LocationID() { return SharedTextProbe(m_Interface.m_sLocationID); }
-    SharedTextProbe LocationName() { return SharedTextProbe(m_Interface.m_sLocationName); }
-    std::atomic<OAUTH_REDIRECT_SCHEMA>& RedirectSchema() { return m_Interface.m_iRedirectSchema; }
+    CTSObList& Commands() { return m_interface.m_Commands; }
+    CQXObList& Locations() { return m_interface.m_Locations.Live(); }
+    CAccessPersonList& AccessPersons() { return m_interface.m_AccessPersons; }
+    CQXObList& ObfuscationList() { return *m_interface.m_ObfuscationList.Entries(); }
+    CQXTimer& HousekeepingTimer() { return m_interface.m_tmrHousekeeping; }
+    CQXTimer& RunTimer() { return m_interface.m_tmrRun; }
+    CQXTimer& StatusPollTimer() { return m_interface.m_tmrStatusPoll; }
+    CQXTimer& AccessPollTimer() { return m_interface.m_tmrAccessPoll; }
+    CQXTimer& TokenTimer() { return m_interface.m_tmrToken; }
+    std::atomic<std::uint32_t>& RunDelay() { return m_interface.m_iRunDelay; }
+    std::atomic<std::int32_t>& TokenLifetime() { return m_interface.m_iTokenLifetime; }
+    std::atomic<std::int32_t>& Master() { return m_interface.m_bMaster; }
+    std::atomic<CVestaraInterface*>& MasterPointer() { return m_interface.m_pMaster; }
+    std::atomic<std::int32_t>& LocationsRequested() { return m_interface.m_bLocationsRequested; }
+    std::atomic<std::int32_t>& Authorized() { return m_interface.m_bAuthorized; }
+    std::atomic<std::int32_t>& RemoveDevices() { return m_interface.m_bRemoveDevices; }
+    std::atomic<std::int32_t>& NotifyConfig() { return m_interface.m_bNotifyConfig; }
+    std::atomic<std::int32_t>& NotifyInterface() { return m_interface.m_bNotifyInterface; }
+    SharedTextProbe AccessToken() { return SharedTextProbe(m_interface.m_sAccessToken); }
+    SharedTextProbe RefreshToken() { return SharedTextProbe(m_interface.m_sRefreshToken); }
+    SharedTextProbe AuthCode() { return SharedTextProbe(m_interface.m_sAuthCode); }
+    SharedTextProbe LocationID() { return SharedTextProbe(m_interface.m_sLocationID); }
+    SharedTextProbe LocationName() { return SharedTextProbe(m_interface.m_sLocationName); }
+    std::atomic<OAUTH_REDIRECT_SCHEMA>& RedirectSchema() { return m_interface.m_iRedirectSchema; }
 
 private:
-    CVestaraInterface& m_Interface;
+    CVestaraInterface& m_interface;
 };
 
 /// Opens the lock's fields to tests.
 class CPortivoProbe
 {
 public:
-    static CVestaraInterface* CachedInterface(CPortivo& Lock) { return Lock.m_pInterface; }
-    static CQXTimer& ProgressTimer(CPortivo& Lock) { return Lock.m_tmrProgress; }
-    static CQXTimer& BatteryTimer(CPortivo& Lock) { return Lock.m_tmrBatteryCheck; }
-    static CQXTimer& UnlockTimer(CPortivo& Lock) { return Lock.m_tmrUnlock; }
-    static std::int32_t& LastCommand(CPortivo& Lock) { return Lock.m_iLastCommand; }
-    static std::int32_t& UnlockUser(CPortivo& Lock) { return Lock.m_iUnlockUser; }
-    static std::int32_t& LowBattery(CPortivo& Lock) { return Lock.m_iLowBattery; }
-    static std::uint32_t& HeartbeatInterval(CPortivo& Lock) { return Lock.m_iHeartbeatInterval; }
-    static CQXTimer& WorkingTimer(CPortivo& Lock) { return Lock.m_tmrWorking; }
-    static int& WriteStatePending(CPortivo& Lock) { return Lock.m_bWriteStatePending; }
-    static CQXTimer& WriteStateTimer(CPortivo& Lock) { return Lock.m_tmrWriteState; }
-    static void LockState(CPortivo& Lock, int iState) { Lock.LockState(iState); }
+    static CVestaraInterface* CachedInterface(CPortivo& lock) { return lock.m_pInterface; }
+    static CQXTimer& ProgressTimer(CPortivo& lock) { return lock.m_tmrProgress; }
+    static CQXTimer& BatteryTimer(CPortivo& lock) { return lock.m_tmrBatteryCheck; }
+    static CQXTimer& UnlockTimer(CPortivo& lock) { return lock.m_tmrUnlock; }
+    static std::int32_t& LastCommand(CPortivo& lock) { return lock.m_iLastCommand; }
+    static std::int32_t& UnlockUser(CPortivo& lock) { return lock.m_iUnlockUser; }
+    static std::int32_t& LowBattery(CPortivo& lock) { return lock.m_iLowBattery; }
+    static std::uint32_t& HeartbeatInterval(CPortivo& lock) { return lock.m_iHeartbeatInterval; }
+    static CQXTimer& WorkingTimer(CPortivo& lock) { return lock.m_tmrWorking; }
+    static int& WriteStatePending(CPortivo& lock) { return lock.m_bWriteStatePending; }
+    static CQXTimer& WriteStateTimer(CPortivo& lock) { return lock.m_tmrWriteState; }
+    static void LockState(CPortivo& lock, int state) { lock.LockState(state); }
 };
 
 namespace support
@@ -103,72 +103,72 @@ inline devhost::PluginEntryPoints DriverEntryPoints()
 }
 
 /// A tree of the framework's own parser; fails the test when the text is no JSON.
-inline std::unique_ptr<CJSONObject> ParseJson(const std::string& Text)
+inline std::unique_ptr<CJSONObject> ParseJson(const std::string& text)
 {
-    auto pTree = devhost::ParseJson(Text);
-    EXPECT_TRUE(pTree) << "the test's JSON does not parse: " << Text;
-    return pTree;
+    auto tree = devhost::ParseJson(text);
+    EXPECT_TRUE(tree) << "the test's JSON does not parse: " << text;
+    return tree;
 }
 
-inline Lines operator+(const Lines& First, const Lines& Second)
+inline Lines operator+(const Lines& first, const Lines& second)
 {
-    Lines All = First;
-    All.insert(All.end(), Second.begin(), Second.end());
-    return All;
+    Lines all = first;
+    all.insert(all.end(), second.begin(), second.end());
+    return all;
 }
 
 /// What a journal holds with tracing on or off: lines that are marked with "~" in front are written only
 /// while it is on.
-inline Lines WithTracing(bool Enabled, const Lines& Marked)
+inline Lines WithTracing(bool enabled, const Lines& marked)
 {
-    Lines Found;
-    for (const std::string& Line : Marked) {
-        if (!Line.starts_with("~"))
-            Found.push_back(Line);
-        else if (Enabled)
-            Found.push_back(Line.substr(1));
+    Lines found;
+    for (const std::string& line : marked) {
+        if (!line.starts_with("~"))
+            found.push_back(line);
+        else if (enabled)
+            found.push_back(line.substr(1));
     }
-    return Found;
+    return found;
 }
 
 /// The development host's system, which notes in the journal what the driver asks of it.
 class JournalledSystem : public devhost::System
 {
 public:
-    JournalledSystem(Options Parts, Journal& Effects) : System(std::move(Parts)), m_Journal(Effects) {}
+    JournalledSystem(Options parts, Journal& effects) : System(std::move(parts)), m_journal(effects) {}
 
-    CSystemFamily* FamilyByFamily(int iFamily) override
+    CSystemFamily* FamilyByFamily(int number) override
     {
-        return Family ? Family(iFamily) : System::FamilyByFamily(iFamily);
+        return family ? family(number) : System::FamilyByFamily(number);
     }
-    void NotifyWrite() override { m_Journal.Add("NotifyWrite"), System::NotifyWrite(); }
-    void NotifyConfigChanged(const char* pSource, int iLine) override
+    void NotifyWrite() override { m_journal.Add("NotifyWrite"), System::NotifyWrite(); }
+    void NotifyConfigChanged(const char* source, int line) override
     {
-        m_Journal.Add(std::string("NotifyConfigChanged ") + pSource + " " + std::to_string(iLine));
-        System::NotifyConfigChanged(pSource, iLine);
+        m_journal.Add(std::string("NotifyConfigChanged ") + source + " " + std::to_string(line));
+        System::NotifyConfigChanged(source, line);
     }
     void NotifyInterfaceChanged() override
     {
-        m_Journal.Add("NotifyInterfaceChanged"), System::NotifyInterfaceChanged();
+        m_journal.Add("NotifyInterfaceChanged"), System::NotifyInterfaceChanged();
     }
-    CQXString GetOAuthState(unsigned uBridgeID) override
+    CQXString GetOAuthState(unsigned bridgeId) override
     {
-        return OAuthState.empty() ? System::GetOAuthState(uBridgeID) : CQXString(OAuthState.c_str());
+        return oauthState.empty() ? System::GetOAuthState(bridgeId) : CQXString(oauthState.c_str());
     }
-    void OnSystemExit1(const char* pSource, int iLine, int iReserved) override
+    void OnSystemExit1(const char* source, int line, int reserved) override
     {
-        m_Journal.Add(std::string("OnSystemExit1 ") + pSource + " " + std::to_string(iLine) + " " +
-                      std::to_string(iReserved));
-        System::OnSystemExit1(pSource, iLine, iReserved);
+        m_journal.Add(std::string("OnSystemExit1 ") + source + " " + std::to_string(line) + " " +
+                      std::to_string(reserved));
+        System::OnSystemExit1(source, line, reserved);
     }
-    void OnSystemInit() override { m_Journal.Add("OnSystemInit"), System::OnSystemInit(); }
-    void OnPostSystemInit() override { m_Journal.Add("OnPostSystemInit"), System::OnPostSystemInit(); }
+    void OnSystemInit() override { m_journal.Add("OnSystemInit"), System::OnSystemInit(); }
+    void OnPostSystemInit() override { m_journal.Add("OnPostSystemInit"), System::OnPostSystemInit(); }
 
-    std::string OAuthState; ///< when set, the state that the driver is given: addresses become predictable
-    std::function<CSystemFamily*(int)> Family; ///< when set, what stands in for the system's families
+    std::string oauthState; ///< when set, the state that the driver is given: addresses become predictable
+    std::function<CSystemFamily*(int)> family; ///< when set, what stands in for the system's families
 
 private:
-    Journal& m_Journal;
+    Journal& m_journal;
 };
 
 /// Base of the driver's tests: one system without threads. A report that the test did not take fails it.
@@ -177,194 +177,193 @@ class DriverTest : public ::testing::Test, private devhost::Sleeper
 protected:
     DriverTest()
     {
-        devhost::Framework& Parts = devhost::TheFramework();
-        Parts.pTransport = &m_Cloud;
-        Parts.pDiagnostics = &m_Journal;
-        Parts.pSleeper = this;
-        Parts.WakeMainLoop = [this] {
-            m_Journal.Add("SetMainLoopTrigger");
+        devhost::Framework& parts = devhost::TheFramework();
+        parts.transport = &m_cloud;
+        parts.diagnostics = &m_journal;
+        parts.sleeper = this;
+        parts.wakeMainLoop = [this] {
+            m_journal.Add("SetMainLoopTrigger");
             return 1;
         };
-        Parts.RedirectURI = [](int Schema) {
-            return "https://host.example/redirect/" + std::to_string(Schema);
+        parts.redirectUri = [](int schema) {
+            return "https://host.example/redirect/" + std::to_string(schema);
         };
 
         StartSystem();
-        m_Journal.Take();
+        m_journal.Take();
     }
     ~DriverTest() override
     {
-        m_pSystem.reset();
+        m_system.reset();
         devhost::TheFramework() = {};
     }
     void TearDown() override
     {
-        for (const std::string& Report : m_Journal.TakeReports())
-            ADD_FAILURE() << "nobody expected: " << Report;
+        for (const std::string& report : m_journal.TakeReports())
+            ADD_FAILURE() << "nobody expected: " << report;
     }
 
     /// Makes the system anew and starts it from the store, as a restart of the host's program does. Whatever
     /// belonged to the former system is gone.
     void StartSystem()
     {
-        m_pSystem.reset();
-        devhost::System::Options Options;
-        Options.Plugins = {DriverEntryPoints()};
-        Options.pStore = &m_Store;
-        Options.Workers = false;
-        m_pSystem = std::make_unique<JournalledSystem>(std::move(Options), m_Journal);
-        m_pSystem->Start();
+        m_system.reset();
+        devhost::System::Options options;
+        options.plugins = {DriverEntryPoints()};
+        options.store = &m_store;
+        options.workers = false;
+        m_system = std::make_unique<JournalledSystem>(std::move(options), m_journal);
+        m_system->Start();
     }
     /// Adds an account through the host; it has no tokens. Effects of this are taken out of the journal.
     CVestaraInterface& AddAccount()
     {
-        CNetworkBridge* pBridge = m_pSystem->AddInterface(kVestaraInterfaceType);
-        auto& Account = dynamic_cast<CVestaraInterface&>(*pBridge->DeviceInterface());
-        m_Journal.Take();
-        return Account;
+        CNetworkBridge* bridge = m_system->AddInterface(kVestaraInterfaceType);
+        auto& account = dynamic_cast<CVestaraInterface&>(*bridge->DeviceInterface());
+        m_journal.Take();
+        return account;
     }
     /// Adds an account with tokens "access-1"/"refresh-1" and the location "loc-1" ("Lake House").
     CVestaraInterface& AddReadyAccount()
     {
-        CVestaraInterface& Account = AddAccount();
-        CVestaraInterfaceProbe Fields = Probe(Account);
-        Fields.AccessToken() = "access-1";
-        Fields.RefreshToken() = "refresh-1";
-        Fields.LocationID() = "loc-1";
-        Fields.LocationName() = "Lake House";
-        return Account;
+        CVestaraInterface& account = AddAccount();
+        CVestaraInterfaceProbe fields = Probe(account);
+        fields.AccessToken() = "access-1";
+        fields.RefreshToken() = "refresh-1";
+        fields.LocationID() = "loc-1";
+        fields.LocationName() = "Lake House";
+        return account;
     }
     /// Installs a lock under the account; effects are taken out of the journal.
-    CPortivo& AddLock(CVestaraInterface& Account, const char* DeviceID, const char* Name)
+    CPortivo& AddLock(CVestaraInterface& account, const char* deviceId, const char* name)
     {
-        EXPECT_EQ(Account.AddNewDoorLock(DeviceID, Name), 1);
-        CPortivo* pLock = Account.FindDoorLock(DeviceID);
-        Probe(Account).NotifyConfig() = 0;
-        Probe(Account).NotifyInterface() = 0;
-        m_Journal.Take();
-        return *pLock;
+        EXPECT_EQ(account.AddNewDoorLock(deviceId, name), 1);
+        CPortivo* lock = account.FindDoorLock(deviceId);
+        Probe(account).NotifyConfig() = 0;
+        Probe(account).NotifyInterface() = 0;
+        m_journal.Take();
+        return *lock;
     }
 
     /// Runs the worker's loop for a number of passes on this thread.
-    void RunWorker(CVestaraInterface& Account, int Passes)
+    void RunWorker(CVestaraInterface& account, int passes)
     {
-        CNetworkBridge* pBridge = Account.NetworkBridge();
-        m_OnPass = [&Passes, pBridge] {
-            if (--Passes <= 0)
-                pBridge->ShuttingDown(1);
+        CNetworkBridge* bridge = account.NetworkBridge();
+        m_onPass = [&passes, bridge] {
+            if (--passes <= 0)
+                bridge->ShuttingDown(1);
         };
-        EXPECT_EQ(Account.Run(), 0);
-        m_OnPass = nullptr;
-        pBridge->ShuttingDown(0);
+        EXPECT_EQ(account.Run(), 0);
+        m_onPass = nullptr;
+        bridge->ShuttingDown(0);
     }
     /// Hands a reply to a command as the send cycle does and processes it. @return ProcessResponse's result.
-    static int Process(CVestaraInterface& Account, CommandID Command, const std::string& Json,
-                       const char* LocationID = "", const char* DeviceID = "", const char* UserID = "",
-                       VestaraMethod Method = METHOD_READ)
+    static int Process(CVestaraInterface& account, CommandID commandId, const std::string& json,
+                       const char* locationId = "", const char* deviceId = "", const char* userId = "",
+                       VestaraMethod method = METHOD_READ)
     {
-        auto pCommand = std::make_unique<CVestaraCommand>(Method, Command, LocationID, DeviceID, UserID, "");
-        pCommand->Response(ParseJson(Json).release());
-        return Account.ProcessResponse(std::move(pCommand));
+        auto command = std::make_unique<CVestaraCommand>(method, commandId, locationId, deviceId, userId, "");
+        command->Response(ParseJson(json).release());
+        return account.ProcessResponse(std::move(command));
     }
 
     /// "METHOD COMMAND location|device|user|access" of each queued command, which stay queued.
-    static Lines Queued(CVestaraInterface& Account)
+    static Lines Queued(CVestaraInterface& account)
     {
-        Lines Found;
-        CTSObList& Commands = Probe(Account).Commands();
-        for (int n = Commands.GetCount(); n > 0; --n) {
-            auto* pCommand = static_cast<CVestaraCommand*>(Commands.RemoveHead());
-            Found.push_back(std::to_string(pCommand->Method()) + " " +
-                            std::to_string(pCommand->GetCommandID()) + " " +
-                            std::string(pCommand->LocationID()) + "|" + std::string(pCommand->DeviceID()) +
-                            "|" + std::string(pCommand->UserID()) + "|" + std::string(pCommand->AccessID()));
-            Commands.AddTail(pCommand);
+        Lines found;
+        CTSObList& commands = Probe(account).Commands();
+        for (int n = commands.GetCount(); n > 0; --n) {
+            auto* command = static_cast<CVestaraCommand*>(commands.RemoveHead());
+            found.push_back(std::to_string(command->Method()) + " " +
+                            std::to_string(command->GetCommandID()) + " " +
+                            std::string(command->LocationID()) + "|" + std::string(command->DeviceID()) +
+                            "|" + std::string(command->UserID()) + "|" + std::string(command->AccessID()));
+            commands.AddTail(command);
         }
-        return Found;
+        return found;
     }
-    static void DropQueued(CVestaraInterface& Account)
+    static void DropQueued(CVestaraInterface& account)
     {
-        while (Account.NextCommand()) {
+        while (account.NextCommand()) {
         }
     }
 
     /// The journal without the names of the traces' producers, which follow the location's name. Taken.
     Lines TakeEffects()
     {
-        Lines Effects = m_Journal.Take();
-        for (std::string& Effect : Effects)
-            if (Effect.starts_with("trace "))
-                Effect.erase(5, Effect.find(": ") - 5);
-        return Effects;
+        Lines effects = m_journal.Take();
+        for (std::string& effect : effects)
+            if (effect.starts_with("trace "))
+                effect.erase(5, effect.find(": ") - 5);
+        return effects;
     }
     /// The same without the lines about the worker's pace, which come with every queued command.
     Lines TakeEffectsButPace()
     {
-        Lines Effects = TakeEffects();
-        std::erase_if(Effects, [](const std::string& Effect) {
-            return Effect.starts_with("trace: RunIdle delay") ||
-                   Effect.find("] commands queued [") < Effect.size();
+        Lines effects = TakeEffects();
+        std::erase_if(effects, [](const std::string& effect) {
+            return effect.starts_with("trace: RunIdle delay") ||
+                   effect.find("] commands queued [") < effect.size();
         });
-        return Effects;
+        return effects;
     }
     /// Puts a person into the registry, and a user into a slot of the controller; effects are taken.
-    void AddPerson(CVestaraInterface& Account, int Index, const char* ID, const char* Name,
-                   const char* Pin = "1111", const char* Email = "")
+    void AddPerson(CVestaraInterface& account, int index, const char* id, const char* name,
+                   const char* pin = "1111", const char* email = "")
     {
-        auto pPerson = std::make_unique<CAccessPerson>(Index, ID, Pin, Name, Email);
-        EXPECT_EQ(Account.InsertAccessPerson(pPerson), 1) << Name;
-        m_Journal.Take();
+        auto person = std::make_unique<CAccessPerson>(index, id, pin, name, email);
+        EXPECT_EQ(account.InsertAccessPerson(person), 1) << name;
+        m_journal.Take();
     }
-    void SetUser(int Slot, const char* Name, const char* Pin = "1111", const char* Email = "")
+    void SetUser(int slot, const char* name, const char* pin = "1111", const char* email = "")
     {
-        EXPECT_EQ(m_pSystem->Security().SetUser(Slot, {Name, Email, Pin}), std::nullopt);
-        m_Journal.Take();
+        EXPECT_EQ(m_system->Security().SetUser(slot, {name, email, pin}), std::nullopt);
+        m_journal.Take();
     }
     /// "INDEX|ID|NAME|PIN|EMAIL" of each access person, in the registry's order.
-    static Lines Persons(CVestaraInterface& Account)
+    static Lines Persons(CVestaraInterface& account)
     {
-        Lines Found;
-        for (const auto& pPerson : Probe(Account).AccessPersons().All()) {
-            std::string Line = std::to_string(pPerson->Index());
-            for (const CQXString& Field :
-                 {pPerson->ID(), pPerson->Name(), pPerson->PinCode(), pPerson->Email()})
-                Line.append("|").append(Field);
-            Found.push_back(Line);
+        Lines found;
+        for (const auto& person : Probe(account).AccessPersons().All()) {
+            std::string line = std::to_string(person->Index());
+            for (const CQXString& field : {person->ID(), person->Name(), person->PinCode(), person->Email()})
+                line.append("|").append(field);
+            found.push_back(line);
         }
-        return Found;
+        return found;
     }
     /// The ids of the candidate locations.
-    static Lines Candidates(CVestaraInterface& Account)
+    static Lines Candidates(CVestaraInterface& account)
     {
-        Lines Found;
-        const CQXObList& List = Probe(Account).Locations();
-        for (CQXPos* pPos = List.GetHeadPosition(); pPos;)
-            Found.emplace_back(static_cast<const CLocationPair*>(List.GetNext(pPos))->ID());
-        return Found;
+        Lines found;
+        const CQXObList& list = Probe(account).Locations();
+        for (CQXPos* pos = list.GetHeadPosition(); pos;)
+            found.emplace_back(static_cast<const CLocationPair*>(list.GetNext(pos))->ID());
+        return found;
     }
-    static CVestaraInterfaceProbe Probe(CVestaraInterface& Account)
+    static CVestaraInterfaceProbe Probe(CVestaraInterface& account)
     {
-        return CVestaraInterfaceProbe(Account);
+        return CVestaraInterfaceProbe(account);
     }
 
-    ManualClock m_Clock;
-    Journal m_Journal;
-    ScriptedCloud m_Cloud;
-    devhost::MemoryStore m_Store;
-    std::unique_ptr<JournalledSystem> m_pSystem;
-    std::function<void()> m_OnPass; ///< called after each pause of 100 ms, the length of a worker's pass
+    ManualClock m_clock;
+    Journal m_journal;
+    ScriptedCloud m_cloud;
+    devhost::MemoryStore m_store;
+    std::unique_ptr<JournalledSystem> m_system;
+    std::function<void()> m_onPass; ///< called after each pause of 100 ms, the length of a worker's pass
 
 private:
     /// Moves the clock instead of sleeping.
-    void Sleep(std::chrono::milliseconds Time) override
+    void Sleep(std::chrono::milliseconds time) override
     {
         // The worker's pass is too frequent to be an effect; every other pause is one.
         constexpr std::chrono::milliseconds kPass{100};
-        if (Time != kPass)
-            m_Journal.Add("Sleep " + std::to_string(Time.count()));
-        m_Clock.Advance(static_cast<std::uint64_t>(Time.count()));
-        if (Time == kPass && m_OnPass)
-            m_OnPass();
+        if (time != kPass)
+            m_journal.Add("Sleep " + std::to_string(time.count()));
+        m_clock.Advance(static_cast<std::uint64_t>(time.count()));
+        if (time == kPass && m_onPass)
+            m_onPass();
     }
 };
 

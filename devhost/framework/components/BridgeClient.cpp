@@ -3,8 +3,8 @@
 
 #include "host/DeviceInterface.h"
 
-CBridgeClient::CBridgeClient(int iInterfaceType, int iReserved)
-    : m_iInterfaceType(iInterfaceType), m_iReserved(iReserved)
+CBridgeClient::CBridgeClient(int interfaceType, int reserved)
+    : m_iInterfaceType(interfaceType), m_iReserved(reserved)
 {
 }
 
@@ -14,18 +14,18 @@ CBridgeClient::~CBridgeClient()
         m_pNetwork->RemoveClient(this);
 }
 
-int CBridgeClient::ReadClientData(CQXFile* pFile, int /*iVersion*/)
+int CBridgeClient::ReadClientData(CQXFile* file, int /*iVersion*/)
 {
-    int iBridgeID = 0;
-    if (!pFile->ReadInt(&iBridgeID))
+    int bridgeId = 0;
+    if (!file->ReadInt(&bridgeId))
         return 0;
-    m_uBridgeID = static_cast<unsigned>(iBridgeID);
-    return pFile->ReadString(&m_sDeviceID) ? 1 : 0;
+    m_uBridgeID = static_cast<unsigned>(bridgeId);
+    return file->ReadString(&m_sDeviceID) ? 1 : 0;
 }
 
-int CBridgeClient::WriteClientData(CQXFile* pFile, int /*iVersion*/)
+int CBridgeClient::WriteClientData(CQXFile* file, int /*iVersion*/)
 {
-    if (!pFile->WriteInt(static_cast<int>(m_uBridgeID)))
+    if (!file->WriteInt(static_cast<int>(m_uBridgeID)))
         return 0;
-    return pFile->WriteString(m_sDeviceID) ? 1 : 0;
+    return file->WriteString(m_sDeviceID) ? 1 : 0;
 }

@@ -13,79 +13,79 @@ namespace
 // More enabled users than any controller has: a count above it is a damaged record.
 constexpr int kMaxEnabledUsers = 1000;
 
-void Announce(const CDoorLock& Lock)
+void Announce(const CDoorLock& lock)
 {
-    if (auto* pSystem = dynamic_cast<devhost::System*>(CSystem::Instance()))
-        pSystem->MarkLockChanged(Lock.ID());
+    if (auto* system = dynamic_cast<devhost::System*>(CSystem::Instance()))
+        system->MarkLockChanged(lock.ID());
 }
 
 // A command that was under way when the host stopped has no working timer any more, so its state is unknown.
-int RestoredState(int iState)
+int RestoredState(int state)
 {
-    return iState == CDoorLock::STATE_SECURED || iState == CDoorLock::STATE_UNSECURED
-               ? iState
+    return state == CDoorLock::STATE_SECURED || state == CDoorLock::STATE_UNSECURED
+               ? state
                : CDoorLock::STATE_UNKNOWN;
 }
 
 } // namespace
 
-CDoorLock::CDoorLock(CSystemComponentDef* pDefinition) : CSystemComponent(pDefinition) {}
+CDoorLock::CDoorLock(CSystemComponentDef* definition) : CSystemComponent(definition) {}
 
 CQXString CDoorLock::SignalStrengthText() const
 {
     if (m_iSignalStrength < 0)
         return "Unknown";
-    CQXString sText = CQXString::IntegerToString(m_iSignalStrength);
-    sText += " %";
-    return sText;
+    CQXString text = CQXString::IntegerToString(m_iSignalStrength);
+    text += " %";
+    return text;
 }
 
 CQXString CDoorLock::ErrorText() const
 {
-    const std::lock_guard Guard(m_ErrorMutex);
+    const std::lock_guard guard(m_ErrorMutex);
     return m_sError;
 }
 
-void CDoorLock::EnableUser(int iUserID, int bEnabled)
+void CDoorLock::EnableUser(int userId, int enabled)
 {
-    if (bEnabled)
-        m_EnabledUsers.insert(iUserID);
+    if (enabled)
+        m_EnabledUsers.insert(userId);
     else
-        m_EnabledUsers.erase(iUserID);
+        m_EnabledUsers.erase(userId);
 }
 
-int CDoorLock::ReadData(CQXFile* pFile, int iVersion)
+int CDoorLock::ReadData(CQXFile* file, int version)
 {
-    int bUserCodes = 0;
-    if (!CSystemComponent::ReadData(pFile, iVersion) || !pFile->ReadInt(&bUserCodes))
+    int userCodes = 0;
+    if (!CSystemComponent::ReadData(file, version) || !file->ReadInt(&userCodes))
         return 0;
-    EnableUserCodes(bUserCodes);
-    int nUsers = 0;
-    if (!pFile->ReadInt(&nUsers) || nUsers < 0 || nUsers > kMaxEnabledUsers)
+    EnableUserCodes(userCodes);
+    int userCount = 0;
+    if (!file->ReadInt(&userCount) || userCount < 0 || userCount > kMaxEnabledUsers)
         return 0;
-    for (int i = 0; i < nUsers; ++i) {
-        int iUserID = 0;
-        if (!pFile->ReadInt(&iUserID))
+    for (int i = 0; i < userCount; ++i) {
+        int userId = 0;
+        if (!file->ReadInt(&userId))
             return 0;
-        m_EnabledUsers.insert(iUserID);
+        m_EnabledUsers.insert(userId);
     }
-    int iState = STATE_UNKNOWN;
-    if (!pFile->ReadInt(&iState) || !pFile->ReadInt(&m_iBatteryLevel) || !pFile->ReadInt(&m_iSignalStrength))
+    int state = STATE_UNKNOWN;
+    if (!file->ReadInt(&state) || !file->ReadInt(&m_iBatteryLevel) || !file->ReadInt(&m_iSignalStrength))
         return 0;
-    LockState(RestoredState(iState));
+    LockState(RestoredState(state));
     return 1;
 }
 
-int CDoorLock::WriteData(CQXFile* pFile, int iVersion)
+int CDoorLock::WriteData(CQXFile* file, int version)
 {
-    if (!CSystemComponent::WriteData(pFile, iVersion) || !pFile->WriteInt(m_bUserCodesEnabled) ||
-        !pFile->WriteInt(static_cast<int>(m_EnabledUsers.size())))
+    if (!CSystemComponent::WriteData(file, version) || !file->WriteInt(m_bUserCodesEnabled) ||
+        !file->WriteInt(static_cast<int>(m_EnabledUsers.size())))
         return 0;
-    for (int iUserID : m_EnabledUsers) {
-        if (!pFile->WriteInt(iUserID))
+    for (int userId : m_EnabledUsers) {
+        if (!file->WriteInt(userId))
             return 0;
     }
-    return pFile->WriteInt(State()) && pFile->WriteInt(m_iBatteryLevel) && pFile->WriteInt(m_iSignalStrength)
+    return file->WriteInt(State()) && file->WriteInt(m_iBatteryLevel) && file->WriteInt(m_iSignalStrength)
                ? 1
                : 0;
 }
@@ -108,87 +108,87 @@ void CDoorLock::OnPostSystemInit()
 void CDoorLock::RegisterEventServer()
 {
     // A new lock registers before it has a bridge, and again afterwards: only then is there an owner.
-    const auto* pClient = dynamic_cast<const CBridgeClient*>(this);
-    auto* pServer = dynamic_cast<devhost::EventServer*>(CEventServer::Instance());
-    if (pServer && pClient && pClient->BridgeID() != 0)
-        pServer->Register(pClient->BridgeID(), ID());
+    const auto* client = dynamic_cast<const CBridgeClient*>(this);
+    auto* server = dynamic_cast<devhost::EventServer*>(CEventServer::Instance());
+    if (server && client && client->BridgeID() != 0)
+        server->Register(client->BridgeID(), ID());
 }
 
 void CDoorLock::WriteState()
 {
-    if (CSystem* pSystem = CSystem::Instance())
-        pSystem->NotifyWrite();
+    if (CSystem* system = CSystem::Instance())
+        system->NotifyWrite();
 }
 
-void CDoorLock::RegisterBatteryLevel(int iPercent)
+void CDoorLock::RegisterBatteryLevel(int percent)
 {
-    if (m_iBatteryLevel == iPercent)
+    if (m_iBatteryLevel == percent)
         return;
-    m_iBatteryLevel = iPercent;
+    m_iBatteryLevel = percent;
     Announce(*this);
 }
 
-void CDoorLock::RegisterSignalStrength(int iLevel)
+void CDoorLock::RegisterSignalStrength(int level)
 {
-    if (m_iSignalStrength == iLevel)
+    if (m_iSignalStrength == level)
         return;
-    m_iSignalStrength = iLevel;
+    m_iSignalStrength = level;
     Announce(*this);
 }
 
-void CDoorLock::RegisterProgress(int iPercent)
+void CDoorLock::RegisterProgress(int percent)
 {
-    m_iProgress = iPercent;
+    m_iProgress = percent;
     Announce(*this);
 }
 
-void CDoorLock::RegisterProgressTime(unsigned uSeconds)
+void CDoorLock::RegisterProgressTime(unsigned seconds)
 {
-    m_uProgressTime = uSeconds;
+    m_uProgressTime = seconds;
     Announce(*this);
 }
 
-void CDoorLock::RegisterLockSecured(int iUser)
+void CDoorLock::RegisterLockSecured(int user)
 {
-    ReportedState(STATE_SECURED, iUser);
+    ReportedState(STATE_SECURED, user);
 }
 
-void CDoorLock::RegisterLockUnsecured(int iUser)
+void CDoorLock::RegisterLockUnsecured(int user)
 {
-    ReportedState(STATE_UNSECURED, iUser);
+    ReportedState(STATE_UNSECURED, user);
 }
 
-void CDoorLock::ReportedState(int iState, int iUser)
+void CDoorLock::ReportedState(int state, int user)
 {
-    const bool bWasWorking = m_bWorking.exchange(0) != 0;
-    const bool bChanged = m_iLockState.exchange(iState) != iState;
+    const bool wasWorking = m_bWorking.exchange(0) != 0;
+    const bool changed = m_iLockState.exchange(state) != state;
     // The driver repeats the report with every poll, as from nobody in particular, while the user of the
     // change itself comes only once: a repetition must not wipe that user out.
-    if (iState == STATE_UNSECURED && (bChanged || iUser != 1))
-        m_iLastUser = iUser;
-    if (bChanged) {
-        const std::lock_guard Guard(m_ErrorMutex);
+    if (state == STATE_UNSECURED && (changed || user != 1))
+        m_iLastUser = user;
+    if (changed) {
+        const std::lock_guard guard(m_ErrorMutex);
         m_sError.Empty();
     }
-    if (bChanged && !m_bWriteStatePending) {
+    if (changed && !m_bWriteStatePending) {
         m_bWriteStatePending = 1;
         m_tmrWriteState.Restart();
     }
-    if (bChanged || bWasWorking)
+    if (changed || wasWorking)
         Announce(*this);
 }
 
-void CDoorLock::RegisterWorking(int bWorking)
+void CDoorLock::RegisterWorking(int working)
 {
     // Progress is set on the host thread only: giving up comes from the worker too and leaves it alone.
-    if (bWorking) {
+    if (working) {
         m_tmrWorking.Restart();
         m_iProgress = 0;
         m_uProgressTime = 0;
-        const std::lock_guard Guard(m_ErrorMutex);
+        const std::lock_guard guard(m_ErrorMutex);
         m_sError.Empty();
     }
-    m_bWorking.store(bWorking ? 1 : 0);
+    m_bWorking.store(working ? 1 : 0);
     Announce(*this);
 }
 
@@ -202,17 +202,17 @@ void CDoorLock::RegisterUnknownState()
     Announce(*this);
 }
 
-void CDoorLock::RegisterErrorState(CQXString sError)
+void CDoorLock::RegisterErrorState(CQXString error)
 {
     {
-        const std::lock_guard Guard(m_ErrorMutex);
-        m_sError = std::move(sError);
+        const std::lock_guard guard(m_ErrorMutex);
+        m_sError = std::move(error);
     }
     Announce(*this);
 }
 
-void CDoorLock::RegisterUnlockCommand(int iUser)
+void CDoorLock::RegisterUnlockCommand(int user)
 {
-    m_iCommandUser = iUser;
+    m_iCommandUser = user;
     Announce(*this);
 }

@@ -2,25 +2,24 @@
 
 #include "host/SystemComponent.h"
 
-CSystemComponent::CSystemComponent(CSystemComponentDef* pDefinition)
-    : m_iComponentType(pDefinition->Type()), m_uFlags(static_cast<unsigned>(pDefinition->Flags())),
-      m_sName(pDefinition->Name())
+CSystemComponent::CSystemComponent(CSystemComponentDef* definition)
+    : m_iComponentType(definition->Type()), m_uFlags(static_cast<unsigned>(definition->Flags())),
+      m_sName(definition->Name())
 {
 }
 
-int CSystemComponent::ReadData(CQXFile* pFile, int /*iVersion*/)
+int CSystemComponent::ReadData(CQXFile* file, int /*iVersion*/)
 {
-    int iID = 0;
-    if (!pFile->ReadInt(&iID))
+    int id = 0;
+    if (!file->ReadInt(&id))
         return 0;
-    m_uID = static_cast<unsigned>(iID);
-    return pFile->ReadString(&m_sName) && pFile->ReadInt(&m_iAreaID) ? 1 : 0;
+    m_uID = static_cast<unsigned>(id);
+    return file->ReadString(&m_sName) && file->ReadInt(&m_iAreaID) ? 1 : 0;
 }
 
-int CSystemComponent::WriteData(CQXFile* pFile, int /*iVersion*/)
+int CSystemComponent::WriteData(CQXFile* file, int /*iVersion*/)
 {
-    return pFile->WriteInt(static_cast<int>(m_uID)) && pFile->WriteString(m_sName) &&
-                   pFile->WriteInt(m_iAreaID)
+    return file->WriteInt(static_cast<int>(m_uID)) && file->WriteString(m_sName) && file->WriteInt(m_iAreaID)
                ? 1
                : 0;
 }

@@ -29,16 +29,16 @@ namespace utf = boost::nowide::utf;
 
 // Characters that end a line, steer a terminal or turn the direction of what follows (Unicode's categories
 // Cc, Zl and Zp, and its bidirectional controls).
-bool IsControl(utf::code_point Character)
+bool IsControl(utf::code_point character)
 {
-    return Character < 0x20 || (Character >= 0x7F && Character <= 0x9F) || Character == 0x061C ||
-           Character == 0x200E || Character == 0x200F || (Character >= 0x2028 && Character <= 0x202E) ||
-           (Character >= 0x2066 && Character <= 0x2069);
+    return character < 0x20 || (character >= 0x7F && character <= 0x9F) || character == 0x061C ||
+           character == 0x200E || character == 0x200F || (character >= 0x2028 && character <= 0x202E) ||
+           (character >= 0x2066 && character <= 0x2069);
 }
 
-std::string Escape(utf::code_point Character)
+std::string Escape(utf::code_point character)
 {
-    switch (Character) {
+    switch (character) {
     case '\r':
         return "\\r";
     case '\n':
@@ -46,77 +46,77 @@ std::string Escape(utf::code_point Character)
     case '\t':
         return "\\t";
     default:
-        return Character < 0x80 ? fmt::format("\\x{:02x}", Character) : fmt::format("\\u{:04x}", Character);
+        return character < 0x80 ? fmt::format("\\x{:02x}", character) : fmt::format("\\u{:04x}", character);
     }
 }
 
 // The line as valid UTF-8 in which control characters are written as escapes.
-std::string OneLine(std::string_view Text)
+std::string OneLine(std::string_view text)
 {
-    std::string Line;
-    Line.reserve(Text.size());
-    for (const char* p = Text.data(); p != Text.data() + Text.size();) {
-        const char* pStart = p;
-        const utf::code_point Character = utf::utf_traits<char>::decode(p, Text.data() + Text.size());
-        if (!utf::is_valid_codepoint(Character))
-            Line += "\xEF\xBF\xBD";
-        else if (IsControl(Character))
-            Line += Escape(Character);
+    std::string line;
+    line.reserve(text.size());
+    for (const char* p = text.data(); p != text.data() + text.size();) {
+        const char* start = p;
+        const utf::code_point character = utf::utf_traits<char>::decode(p, text.data() + text.size());
+        if (!utf::is_valid_codepoint(character))
+            line += "\xEF\xBF\xBD";
+        else if (IsControl(character))
+            line += Escape(character);
         else
-            Line.append(pStart, p);
+            line.append(start, p);
     }
-    return Line;
+    return line;
 }
 
 std::string ThreadName()
 {
-    std::array<char, 16> Name{};
-    pthread_getname_np(pthread_self(), Name.data(), Name.size());
-    return std::string(Name.data()) + "/" + std::to_string(gettid());
+    std::array<char, 16> name{};
+    pthread_getname_np(pthread_self(), name.data(), name.size());
+    return std::string(name.data()) + "/" + std::to_string(gettid());
 }
 
 constexpr const char* kPattern = "%Y-%m-%d %H:%M:%S.%e %v";
 
 // The log may show what happens in a house, so a new file is for its owner only.
-void CreatePrivateFile(const std::string& Path)
+void CreatePrivateFile(const std::string& path)
 {
-    const int iFile = open(Path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
-    if (iFile < 0)
-        throw std::runtime_error("the log file " + Path + " cannot be opened: " + std::strerror(errno));
-    close(iFile);
+    const int file = open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0600);
+    if (file < 0)
+        throw std::runtime_error("the log file " + path + " cannot be opened: " + std::strerror(errno));
+    close(file);
 }
 
-std::string ShortenedForMemory(const std::string& Text)
+std::string ShortenedForMemory(const std::string& text)
 {
-    if (Text.size() <= DiagnosticLog::kMaxKeptBytes)
-        return Text;
-    return OneLine(std::string_view(Text).substr(0, DiagnosticLog::kMaxKeptBytes)) + " ... (" +
-           std::to_string(Text.size()) + " bytes)";
+    if (text.size() <= DiagnosticLog::kMaxKeptBytes)
+        return text;
+    return OneLine(std::string_view(text).substr(0, DiagnosticLog::kMaxKeptBytes)) + " ... (" +
+           std::to_string(text.size()) + " bytes)";
 }
 
 } // namespace
 
-DiagnosticLog::DiagnosticLog(LogOptions Options) : m_Options(std::move(Options))
+DiagnosticLog::DiagnosticLog(LogOptions options) : m_options(std::move(options))
 {
-    m_pLogger = std::make_shared<spdlog::logger>("devhost");
-    if (m_Options.bToStderr)
-        m_pLogger->sinks().push_back(std::make_shared<spdlog::sinks::stderr_sink_mt>());
-    m_pLogger->set_level(spdlog::level::trace);
-    m_pLogger->flush_on(spdlog::level::trace);
-    m_pLogger->set_pattern(kPattern);
-    m_pLogger->set_error_handler([this](const std::string& What) {
-        m_bFailed = true;
-        if (!std::exchange(m_bFailureTold, true))
-            std::cerr << "vestara-devhost: the log cannot be written: " << What << std::endl;
+    m_logger = std::make_shared<spdlog::logger>("devhost");
+    if (m_options.toStderr)
+        m_logger->sinks().push_back(std::make_shared<spdlog::sinks::stderr_sink_mt>());
+    m_logger->set_level(spdlog::level::trace);
+    m_logger->flush_on(spdlog::level::trace);
+    m_logger->set_pattern(kPattern);
+    m_logger->set_error_handler([this](const std::string& what) {
+        m_failed = true;
+        if (!std::exchange(m_failureTold, true))
+            std::cerr << "vestara-devhost: the log cannot be written: " << what << std::endl;
     });
-    if (!m_Options.FilePath.empty())
+    if (!m_options.filePath.empty())
         OpenFile();
 }
 
 DiagnosticLog::~DiagnosticLog()
 {
     try {
-        const std::lock_guard Lock(m_Mutex);
+        const std::lock_guard lock(m_mutex);
         WriteDueCounts(true);
     } catch (const std::exception&) {
         // Without memory the counts are lost, like any line.
@@ -126,14 +126,14 @@ DiagnosticLog::~DiagnosticLog()
 void DiagnosticLog::OpenFile()
 {
     // A sink that could not open its next file must not be used again.
-    std::erase(m_pLogger->sinks(), m_pFile);
-    spdlog::file_event_handlers Handlers;
-    Handlers.before_open = CreatePrivateFile;
-    auto pFile = std::make_shared<spdlog::sinks::rotating_file_sink_mt>(
-        m_Options.FilePath, m_Options.cbFile, m_Options.nFiles - 1, false, Handlers);
-    pFile->set_pattern(kPattern);
-    m_pLogger->sinks().push_back(pFile);
-    m_pFile = std::move(pFile);
+    std::erase(m_logger->sinks(), m_file);
+    spdlog::file_event_handlers handlers;
+    handlers.before_open = CreatePrivateFile;
+    auto file = std::make_shared<spdlog::sinks::rotating_file_sink_mt>(
+        m_options.filePath, m_options.fileBytes, m_options.fileCount - 1, false, handlers);
+    file->set_pattern(kPattern);
+    m_logger->sinks().push_back(file);
+    m_file = std::move(file);
 }
 
 // Under the lock. Tried again with every line, until it works.
@@ -141,41 +141,46 @@ void DiagnosticLog::ReopenFile()
 {
     try {
         OpenFile();
-        m_bFailed = false;
+        m_failed = false;
     } catch (const std::exception&) {
-        m_bFailed = true;
+        m_failed = true;
     }
 }
 
-void DiagnosticLog::OnTrace(const std::string& Producer, std::string_view Line)
+void DiagnosticLog::OnTrace(const std::string& producer, std::string_view line)
 {
-    Add(Producer, 0, false, Line);
+    Add(producer, 0, false, line);
 }
 
-void DiagnosticLog::OnReport(const std::string& Source, int Line, std::string_view Message)
+void DiagnosticLog::OnReport(const std::string& source, int line, std::string_view message)
 {
-    Add(Source, Line, true, Message);
+    Add(source, line, true, message);
 }
 
-void DiagnosticLog::Add(const std::string& Producer, int iLine, bool bReport, std::string_view Text)
+void DiagnosticLog::Add(const std::string& producer, int lineNumber, bool report, std::string_view text)
 try {
-    bool bTold = false;
-    bool bShown = false;
+    bool told = false;
+    bool shown = false;
     {
-        const std::lock_guard Lock(m_Mutex);
-        bTold = WriteDueCounts(false);
-        bShown = !bReport || m_Flood.Takes(Producer, iLine, m_Options.Now());
+        const std::lock_guard lock(m_mutex);
+        told = WriteDueCounts(false);
+        shown = !report || m_flood.Takes(producer, lineNumber, m_options.now());
     }
-    if (bShown) {
-        const std::string Line = OneLine(m_Secrets.Hide(Text));
-        LogEntry Entry{
-            0, {}, ThreadName(), OneLine(m_Secrets.Hide(Producer)), iLine, bReport, ShortenedForMemory(Line)};
-        const std::lock_guard Lock(m_Mutex);
-        if (bReport)
-            m_Flood.Shown(Producer, iLine, Entry);
-        Write(std::move(Entry), Line);
+    if (shown) {
+        const std::string line = OneLine(m_secrets.Hide(text));
+        LogEntry entry{0,
+                       {},
+                       ThreadName(),
+                       OneLine(m_secrets.Hide(producer)),
+                       lineNumber,
+                       report,
+                       ShortenedForMemory(line)};
+        const std::lock_guard lock(m_mutex);
+        if (report)
+            m_flood.Shown(producer, lineNumber, entry);
+        Write(std::move(entry), line);
     }
-    if (bTold || bShown)
+    if (told || shown)
         Notify();
 } catch (const std::exception&) {
     // The driver that wrote the line bears no exceptions.
@@ -183,75 +188,75 @@ try {
 
 void DiagnosticLog::TellCounts()
 {
-    bool bTold = false;
+    bool told = false;
     {
-        const std::lock_guard Lock(m_Mutex);
-        bTold = WriteDueCounts(false);
+        const std::lock_guard lock(m_mutex);
+        told = WriteDueCounts(false);
     }
-    if (bTold)
+    if (told)
         Notify();
 }
 
 // Under the lock.
-bool DiagnosticLog::WriteDueCounts(bool bAll)
+bool DiagnosticLog::WriteDueCounts(bool all)
 {
-    std::vector<LogEntry> Lines = m_Flood.TakeDue(m_Options.Now(), bAll);
-    for (LogEntry& Entry : Lines) {
-        const std::string Text = Entry.Text;
-        Write(std::move(Entry), Text);
+    std::vector<LogEntry> lines = m_flood.TakeDue(m_options.now(), all);
+    for (LogEntry& entry : lines) {
+        const std::string text = entry.text;
+        Write(std::move(entry), text);
     }
-    return !Lines.empty();
+    return !lines.empty();
 }
 
 // Under the lock, so that the file has the lines in the order of their numbers.
-void DiagnosticLog::Write(LogEntry Entry, std::string_view Line)
+void DiagnosticLog::Write(LogEntry entry, std::string_view line)
 {
-    if (m_bFailed && !m_Options.FilePath.empty())
+    if (m_failed && !m_options.filePath.empty())
         ReopenFile();
-    Entry.Time = std::chrono::system_clock::now();
-    Entry.uSequence = ++m_uLastSequence;
-    const std::string Origin =
-        Entry.bReport ? "report " + Entry.Producer + ":" + std::to_string(Entry.iLine) : Entry.Producer;
-    m_pLogger->log(Entry.Time, spdlog::source_loc{}, spdlog::level::info,
-                   "[" + Entry.Thread + "] " + Origin + ": " + std::string(Line));
-    if (!m_bFailed)
-        m_bFailureTold = false;
-    m_Entries.push_back(std::move(Entry));
-    if (m_Entries.size() > m_Options.nKept)
-        m_Entries.pop_front();
+    entry.time = std::chrono::system_clock::now();
+    entry.sequence = ++m_lastSequence;
+    const std::string origin =
+        entry.report ? "report " + entry.producer + ":" + std::to_string(entry.line) : entry.producer;
+    m_logger->log(entry.time, spdlog::source_loc{}, spdlog::level::info,
+                  "[" + entry.thread + "] " + origin + ": " + std::string(line));
+    if (!m_failed)
+        m_failureTold = false;
+    m_entries.push_back(std::move(entry));
+    if (m_entries.size() > m_options.keptCount)
+        m_entries.pop_front();
 }
 
 void DiagnosticLog::Notify()
 {
-    std::function<void()> OnNewEntry;
+    std::function<void()> onNewEntry;
     {
-        const std::lock_guard Lock(m_Mutex);
-        OnNewEntry = m_OnNewEntry;
+        const std::lock_guard lock(m_mutex);
+        onNewEntry = m_onNewEntry;
     }
-    if (OnNewEntry)
-        OnNewEntry();
+    if (onNewEntry)
+        onNewEntry();
 }
 
-std::vector<LogEntry> DiagnosticLog::EntriesSince(std::uint64_t uSequence, std::size_t nMax) const
+std::vector<LogEntry> DiagnosticLog::EntriesSince(std::uint64_t sequence, std::size_t max) const
 {
-    const std::lock_guard Lock(m_Mutex);
-    const auto First = std::partition_point(m_Entries.begin(), m_Entries.end(), [=](const LogEntry& Entry) {
-        return Entry.uSequence <= uSequence;
+    const std::lock_guard lock(m_mutex);
+    const auto first = std::partition_point(m_entries.begin(), m_entries.end(), [=](const LogEntry& entry) {
+        return entry.sequence <= sequence;
     });
-    const auto nFound = std::min(nMax, static_cast<std::size_t>(m_Entries.end() - First));
-    return {First, First + static_cast<std::ptrdiff_t>(nFound)};
+    const auto foundCount = std::min(max, static_cast<std::size_t>(m_entries.end() - first));
+    return {first, first + static_cast<std::ptrdiff_t>(foundCount)};
 }
 
 std::uint64_t DiagnosticLog::LastSequence() const
 {
-    const std::lock_guard Lock(m_Mutex);
-    return m_uLastSequence;
+    const std::lock_guard lock(m_mutex);
+    return m_lastSequence;
 }
 
-void DiagnosticLog::OnNewEntry(std::function<void()> Function)
+void DiagnosticLog::OnNewEntry(std::function<void()> function)
 {
-    const std::lock_guard Lock(m_Mutex);
-    m_OnNewEntry = std::move(Function);
+    const std::lock_guard lock(m_mutex);
+    m_onNewEntry = std::move(function);
 }
 
 } // namespace devhost

@@ -14,8 +14,8 @@ inline std::string ExceptionText()
 {
     try {
         throw;
-    } catch (const std::exception& Error) {
-        return Error.what();
+    } catch (const std::exception& error) {
+        return error.what();
     } catch (...) {
         return "an exception of an unknown type";
     }

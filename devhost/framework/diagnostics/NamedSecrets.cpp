@@ -32,197 +32,197 @@ bool IsBlank(char c)
 // One character, however it is written.
 struct Unit {
     char c;
-    std::size_t nBytes;
+    std::size_t byteCount;
 };
 
 // The ASCII character that so many hexadecimal digits stand for, kOther for any other; nothing when there are
 // not so many.
-std::optional<char> FromHex(std::string_view Digits, std::size_t nDigits)
+std::optional<char> FromHex(std::string_view digits, std::size_t digitCount)
 {
-    unsigned uValue = 0;
-    const char* pEnd = Digits.data() + Digits.size();
-    const auto [pRead, Error] = std::from_chars(Digits.data(), pEnd, uValue, 16);
-    if (Error != std::errc() || pRead != pEnd || Digits.size() != nDigits)
+    unsigned value = 0;
+    const char* end = digits.data() + digits.size();
+    const auto [read, error] = std::from_chars(digits.data(), end, value, 16);
+    if (error != std::errc() || read != end || digits.size() != digitCount)
         return {};
-    return uValue < 0x80 ? static_cast<char>(uValue) : kOther;
+    return value < 0x80 ? static_cast<char>(value) : kOther;
 }
 
 class Scanner
 {
 public:
-    Scanner(std::string_view Text, const KnownSecrets& Known, int nNesting)
-        : m_Text(Text), m_Known(Known), m_nNesting(nNesting)
+    Scanner(std::string_view text, const KnownSecrets& known, int nesting)
+        : m_text(text), m_known(known), m_nesting(nesting)
     {
     }
 
     std::string Run()
     {
-        while (m_i < m_Text.size()) {
-            if (m_Text[m_i] == '[')
-                m_bBracketSeen = true;
-            if (m_nNesting < kMaxNesting && IsJsonStart())
+        while (m_i < m_text.size()) {
+            if (m_text[m_i] == '[')
+                m_bracketSeen = true;
+            if (m_nesting < kMaxNesting && IsJsonStart())
                 CopyJson();
-            else if (const Word Name = ReadWord(); Name.iEnd != m_i)
-                TakeWord(Name.Text, Name.iEnd);
+            else if (const Word name = ReadWord(); name.end != m_i)
+                TakeWord(name.text, name.end);
             else
                 CopyUnit();
         }
-        return std::move(m_Out);
+        return std::move(m_out);
     }
 
 private:
     struct Word {
-        std::string Text; // cut when it is too long for a name
-        std::size_t iEnd;
+        std::string text; // cut when it is too long for a name
+        std::size_t end;
     };
 
     // Whether JSON may begin here; a look at the next character spares many attempts to read it.
     bool IsJsonStart() const
     {
-        const char c = m_Text[m_i];
+        const char c = m_text[m_i];
         if (c != '{' && c != '[')
             return false;
-        const std::size_t iNext = m_Text.find_first_not_of(" \t\r\n", m_i + 1);
-        return iNext != std::string_view::npos &&
-               std::string_view(c == '{' ? "\"}" : "\"{}[]-0123456789tfn").find(m_Text[iNext]) !=
+        const std::size_t next = m_text.find_first_not_of(" \t\r\n", m_i + 1);
+        return next != std::string_view::npos &&
+               std::string_view(c == '{' ? "\"}" : "\"{}[]-0123456789tfn").find(m_text[next]) !=
                    std::string_view::npos;
     }
 
     // A percent sign that was itself encoded, and any number of backslashes, count as one.
     Unit UnitAt(std::size_t i) const
     {
-        if (i >= m_Text.size())
+        if (i >= m_text.size())
             return {'\0', 0};
-        const char c = m_Text[i];
+        const char c = m_text[i];
         if (c == '%') {
-            std::size_t iHex = i + 1;
-            while (m_Text.compare(iHex, 2, "25") == 0)
-                iHex += 2;
-            if (const auto Decoded = FromHex(m_Text.substr(iHex, 2), 2))
-                return {*Decoded, iHex + 2 - i};
-            return {'%', iHex - i};
+            std::size_t hex = i + 1;
+            while (m_text.compare(hex, 2, "25") == 0)
+                hex += 2;
+            if (const auto decoded = FromHex(m_text.substr(hex, 2), 2))
+                return {*decoded, hex + 2 - i};
+            return {'%', hex - i};
         }
         if (c != '\\')
             return {c, 1};
-        const std::size_t iLetter = std::min(m_Text.find_first_not_of('\\', i), m_Text.size());
-        if (iLetter == m_Text.size())
-            return {c, iLetter - i};
-        switch (const char Letter = m_Text[iLetter]) {
+        const std::size_t letterIndex = std::min(m_text.find_first_not_of('\\', i), m_text.size());
+        if (letterIndex == m_text.size())
+            return {c, letterIndex - i};
+        switch (const char letter = m_text[letterIndex]) {
         case 'u':
-            if (const auto Decoded = FromHex(m_Text.substr(iLetter + 1, 4), 4))
-                return {*Decoded, iLetter + 5 - i};
-            return {c, iLetter - i};
+            if (const auto decoded = FromHex(m_text.substr(letterIndex + 1, 4), 4))
+                return {*decoded, letterIndex + 5 - i};
+            return {c, letterIndex - i};
         case 'b':
         case 'f':
-            return {kOther, iLetter + 1 - i};
+            return {kOther, letterIndex + 1 - i};
         case 'n':
         case 'r':
         case 't':
-            return {Letter == 't' ? '\t' : '\n', iLetter + 1 - i};
+            return {letter == 't' ? '\t' : '\n', letterIndex + 1 - i};
         case '"':
         case '\'':
         case '/':
-            return {Letter, iLetter + 1 - i};
+            return {letter, letterIndex + 1 - i};
         default:
-            return {c, iLetter - i};
+            return {c, letterIndex - i};
         }
     }
 
     Word ReadWord() const
     {
-        Word Result{{}, m_i};
-        for (Unit Next = UnitAt(m_i); IsWordByte(Next.c); Next = UnitAt(Result.iEnd)) {
-            if (Result.Text.size() <= kLongestName)
-                Result.Text += Next.c;
-            Result.iEnd += Next.nBytes;
+        Word result{{}, m_i};
+        for (Unit next = UnitAt(m_i); IsWordByte(next.c); next = UnitAt(result.end)) {
+            if (result.text.size() <= kLongestName)
+                result.text += next.c;
+            result.end += next.byteCount;
         }
-        return Result;
+        return result;
     }
 
-    void Copy(std::size_t iEnd)
+    void Copy(std::size_t end)
     {
-        m_Out += m_Text.substr(m_i, iEnd - m_i);
-        m_i = iEnd;
+        m_out += m_text.substr(m_i, end - m_i);
+        m_i = end;
     }
 
-    void HideUpTo(std::size_t iEnd)
+    void HideUpTo(std::size_t end)
     {
-        if (iEnd == m_i)
+        if (end == m_i)
             return;
-        m_Out += kHiddenSecret;
-        m_i = iEnd;
+        m_out += kHiddenSecret;
+        m_i = end;
     }
 
     void CopyUnit()
     {
-        const std::size_t iEnd = m_i + UnitAt(m_i).nBytes;
-        m_bEscaped = m_Text[m_i] == '\\' && IsWordByte(m_Text[iEnd - 1]);
-        Copy(iEnd);
+        const std::size_t end = m_i + UnitAt(m_i).byteCount;
+        m_escaped = m_text[m_i] == '\\' && IsWordByte(m_text[end - 1]);
+        Copy(end);
     }
 
     void CopyJson()
     {
-        const JsonText Json = HideInJson(m_Text.substr(m_i), [this](std::string_view String) {
-            return m_Known.Hide(Scanner(String, m_Known, m_nNesting + 1).Run());
+        const JsonText json = HideInJson(m_text.substr(m_i), [this](std::string_view String) {
+            return m_known.Hide(Scanner(String, m_known, m_nesting + 1).Run());
         });
-        m_Out += Json.Shown;
-        m_i += Json.iEnd;
+        m_out += json.shown;
+        m_i += json.end;
     }
 
-    void TakeWord(const std::string& Name, std::size_t iEnd)
+    void TakeWord(const std::string& name, std::size_t end)
     {
         // Behind a backslash the letter before may have been an escape, or the first one of the name.
-        const bool bSecret = IsSecretName(Name) || (m_bEscaped && IsSecretName(m_Text[m_i - 1] + Name));
-        m_bEscaped = false;
-        Copy(iEnd);
-        if (boost::beast::iequals(Name, "bearer"))
+        const bool secret = IsSecretName(name) || (m_escaped && IsSecretName(m_text[m_i - 1] + name));
+        m_escaped = false;
+        Copy(end);
+        if (boost::beast::iequals(name, "bearer"))
             HideBearerToken();
-        else if (bSecret)
-            HideValue(boost::beast::iequals(Name, "authorization"));
+        else if (secret)
+            HideValue(boost::beast::iequals(name, "authorization"));
     }
 
     // Behind units of these characters.
     template <typename IsWanted>
-    std::size_t Skip(std::size_t i, IsWanted Wanted) const
+    std::size_t Skip(std::size_t i, IsWanted wanted) const
     {
-        for (Unit Next = UnitAt(i); Next.nBytes > 0 && Wanted(Next.c); Next = UnitAt(i))
-            i += Next.nBytes;
+        for (Unit next = UnitAt(i); next.byteCount > 0 && wanted(next.c); next = UnitAt(i))
+            i += next.byteCount;
         return i;
     }
 
-    std::size_t EndAt(const char* pChars) const
+    std::size_t EndAt(const char* chars) const
     {
-        return std::min(m_Text.find_first_of(pChars, m_i), m_Text.size());
+        return std::min(m_text.find_first_of(chars, m_i), m_text.size());
     }
 
     void HideBearerToken()
     {
-        const std::size_t iToken = Skip(m_i, [](char c) { return IsBlank(c) || c == '+'; });
-        if (iToken == m_i)
+        const std::size_t tokenStart = Skip(m_i, [](char c) { return IsBlank(c) || c == '+'; });
+        if (tokenStart == m_i)
             return;
-        Copy(iToken);
+        Copy(tokenStart);
         HideUpTo(EndAt(" \t\r\n\\\"']"));
     }
 
-    void HideValue(bool bAuthorization)
+    void HideValue(bool authorization)
     {
         // What closes a name in quotes or brackets, as in user[pin].
-        const auto Closes = [](char c) {
+        const auto closes = [](char c) {
             return IsBlank(c) || c == '"' || c == '\'' || c == ']' || c == '}' || c == ')';
         };
-        const Unit Separator = UnitAt(Skip(m_i, Closes));
-        if (Separator.c != '=' && Separator.c != ':')
+        const Unit separator = UnitAt(Skip(m_i, closes));
+        if (separator.c != '=' && separator.c != ':')
             return;
-        Copy(Skip(m_i, Closes) + Separator.nBytes);
+        Copy(Skip(m_i, closes) + separator.byteCount);
         Copy(Skip(m_i, IsBlank));
-        const Unit First = UnitAt(m_i);
-        if (Separator.c == '=' || m_Text.substr(m_i, 1) == "%")
+        const Unit first = UnitAt(m_i);
+        if (separator.c == '=' || m_text.substr(m_i, 1) == "%")
             HideUpTo(EndOfField());
-        else if (First.c == '"' || First.c == '\'')
-            HideQuoted(First);
-        else if (First.c == '{' || First.c == '[')
+        else if (first.c == '"' || first.c == '\'')
+            HideQuoted(first);
+        else if (first.c == '{' || first.c == '[')
             HideArrayOrObject();
-        else if (bAuthorization)
+        else if (authorization)
             HideCredentials();
         else
             HideUpTo(EndAt("&,]}\r\n"));
@@ -234,74 +234,74 @@ private:
     std::size_t EndOfField() const
     {
         constexpr std::string_view kVersion = " HTTP/1.1";
-        const std::size_t iEnd = EndAt("&\r\n");
-        if (iEnd - m_i > kVersion.size() && m_Text.substr(iEnd - kVersion.size()).starts_with(" HTTP/"))
-            return iEnd - kVersion.size();
-        return EndInBracket(iEnd);
+        const std::size_t end = EndAt("&\r\n");
+        if (end - m_i > kVersion.size() && m_text.substr(end - kVersion.size()).starts_with(" HTTP/"))
+            return end - kVersion.size();
+        return EndInBracket(end);
     }
 
-    std::size_t EndInBracket(std::size_t iEnd) const
+    std::size_t EndInBracket(std::size_t end) const
     {
-        const bool bClosed = m_bBracketSeen && iEnd == m_Text.size() && iEnd > m_i && m_Text.back() == ']';
-        return bClosed ? iEnd - 1 : iEnd;
+        const bool closed = m_bracketSeen && end == m_text.size() && end > m_i && m_text.back() == ']';
+        return closed ? end - 1 : end;
     }
 
     // The closing quotation mark has as many backslashes as the opening one, or less.
-    void HideQuoted(const Unit& Opening)
+    void HideQuoted(const Unit& opening)
     {
-        Copy(m_i + Opening.nBytes);
-        std::size_t nBackslashes = 0;
-        for (std::size_t i = m_i; i < m_Text.size(); ++i) {
-            if (m_Text[i] == Opening.c && nBackslashes < Opening.nBytes)
-                return HideUpTo(i - nBackslashes);
-            nBackslashes = m_Text[i] == '\\' ? nBackslashes + 1 : 0;
+        Copy(m_i + opening.byteCount);
+        std::size_t backslashCount = 0;
+        for (std::size_t i = m_i; i < m_text.size(); ++i) {
+            if (m_text[i] == opening.c && backslashCount < opening.byteCount)
+                return HideUpTo(i - backslashCount);
+            backslashCount = m_text[i] == '\\' ? backslashCount + 1 : 0;
         }
-        HideUpTo(m_Text.size());
+        HideUpTo(m_text.size());
     }
 
     // Shows the scheme (RFC 9110, section 11.4) when there is one. A line that begins with a blank belongs to
     // the field before it (RFC 9112, section 5.2).
     void HideCredentials()
     {
-        std::size_t iEnd = EndAt("\r\n");
+        std::size_t end = EndAt("\r\n");
         for (;;) {
-            const std::size_t iNext = m_Text.find_first_not_of("\r\n", iEnd);
-            if (iNext == std::string_view::npos || (m_Text[iNext] != ' ' && m_Text[iNext] != '\t'))
+            const std::size_t next = m_text.find_first_not_of("\r\n", end);
+            if (next == std::string_view::npos || (m_text[next] != ' ' && m_text[next] != '\t'))
                 break;
-            iEnd = std::min(m_Text.find_first_of("\r\n", iNext), m_Text.size());
+            end = std::min(m_text.find_first_of("\r\n", next), m_text.size());
         }
-        iEnd = EndInBracket(iEnd);
-        std::size_t iScheme = m_i;
-        while (iScheme < iEnd && (IsWordByte(m_Text[iScheme]) || m_Text[iScheme] == '-'))
-            ++iScheme;
-        const std::size_t iBehind = std::min(m_Text.find_first_not_of(" \t", iScheme), iEnd);
-        if (iBehind > iScheme && iBehind < iEnd)
-            Copy(iBehind);
-        HideUpTo(iEnd);
+        end = EndInBracket(end);
+        std::size_t scheme = m_i;
+        while (scheme < end && (IsWordByte(m_text[scheme]) || m_text[scheme] == '-'))
+            ++scheme;
+        const std::size_t behind = std::min(m_text.find_first_not_of(" \t", scheme), end);
+        if (behind > scheme && behind < end)
+            Copy(behind);
+        HideUpTo(end);
     }
 
     // The whole rest when it cannot be told where the value ends.
     void HideArrayOrObject()
     {
-        const JsonText Json =
-            HideInJson(m_Text.substr(m_i), [](std::string_view String) { return std::string(String); });
-        HideUpTo(Json.bWhole ? m_i + Json.iEnd : m_Text.size());
+        const JsonText json =
+            HideInJson(m_text.substr(m_i), [](std::string_view String) { return std::string(String); });
+        HideUpTo(json.whole ? m_i + json.end : m_text.size());
     }
 
-    std::string_view m_Text;
-    const KnownSecrets& m_Known;
-    int m_nNesting;
+    std::string_view m_text;
+    const KnownSecrets& m_known;
+    int m_nesting;
     std::size_t m_i = 0;
-    bool m_bBracketSeen = false;
-    bool m_bEscaped = false; // the unit before was an escape that ends in a letter
-    std::string m_Out;
+    bool m_bracketSeen = false;
+    bool m_escaped = false; // the unit before was an escape that ends in a letter
+    std::string m_out;
 };
 
 } // namespace
 
-std::string HideNamedSecrets(std::string_view Text, const KnownSecrets& Known)
+std::string HideNamedSecrets(std::string_view text, const KnownSecrets& known)
 {
-    return Scanner(Text, Known, 0).Run();
+    return Scanner(text, known, 0).Run();
 }
 
 } // namespace devhost

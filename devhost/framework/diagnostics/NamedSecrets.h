@@ -14,6 +14,6 @@ class KnownSecrets;
 /// strings of JSON; everything else is read as fields of a form (NAME=VALUE&...) or of a header (NAME:
 /// VALUE), in which letters may be percent-encoded or written as JSON escapes, because lines quote requests
 /// and replies whole, cut or quoted once more. Takes time linear in the text. Any thread.
-std::string HideNamedSecrets(std::string_view Text, const KnownSecrets& Known);
+std::string HideNamedSecrets(std::string_view text, const KnownSecrets& known);
 
 } // namespace devhost

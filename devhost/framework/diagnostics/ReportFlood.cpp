@@ -7,63 +7,63 @@
 namespace devhost
 {
 
-bool ReportFlood::Takes(const std::string& Source, int iLine, TimePoint Now)
+bool ReportFlood::Takes(const std::string& source, int line, TimePoint now)
 {
-    std::pair Key(Source, iLine);
-    auto It = m_Followed.find(Key);
-    if (It == m_Followed.end()) {
-        if (m_Followed.size() == kMaxFollowed)
+    std::pair key(source, line);
+    auto it = m_followed.find(key);
+    if (it == m_followed.end()) {
+        if (m_followed.size() == kMaxFollowed)
             return true;
-        It = m_Followed.emplace(std::move(Key), Followed{Now, Now}).first;
-        m_NextEnd = std::min(m_NextEnd, Now + kWindow);
+        it = m_followed.emplace(std::move(key), Followed{now, now}).first;
+        m_nextEnd = std::min(m_nextEnd, now + kWindow);
     }
-    Followed& One = It->second;
-    ++One.nInWindow;
-    if (!One.bFlood && One.nInWindow <= kShown)
+    Followed& one = it->second;
+    ++one.inWindow;
+    if (!one.flood && one.inWindow <= kShown)
         return true;
-    ++One.nCounted;
+    ++one.countedLines;
     return false;
 }
 
-void ReportFlood::Shown(const std::string& Source, int iLine, const LogEntry& Entry)
+void ReportFlood::Shown(const std::string& source, int line, const LogEntry& entry)
 {
-    if (const auto It = m_Followed.find({Source, iLine}); It != m_Followed.end())
-        It->second.Example = Entry;
+    if (const auto it = m_followed.find({source, line}); it != m_followed.end())
+        it->second.example = entry;
 }
 
-std::vector<LogEntry> ReportFlood::TakeDue(TimePoint Now, bool bAll)
+std::vector<LogEntry> ReportFlood::TakeDue(TimePoint now, bool all)
 {
-    std::vector<LogEntry> Lines;
-    if (!bAll && Now < m_NextEnd)
-        return Lines;
-    m_NextEnd = TimePoint::max();
-    for (auto It = m_Followed.begin(); It != m_Followed.end();) {
-        Followed& One = It->second;
-        if (!bAll && Now < One.WindowStart + kWindow) {
-            m_NextEnd = std::min(m_NextEnd, One.WindowStart + kWindow);
-            ++It;
+    std::vector<LogEntry> lines;
+    if (!all && now < m_nextEnd)
+        return lines;
+    m_nextEnd = TimePoint::max();
+    for (auto it = m_followed.begin(); it != m_followed.end();) {
+        Followed& one = it->second;
+        if (!all && now < one.windowStart + kWindow) {
+            m_nextEnd = std::min(m_nextEnd, one.windowStart + kWindow);
+            ++it;
             continue;
         }
-        const bool bOver = bAll || One.nInWindow <= kShown;
-        if (One.nCounted > 0 && (bOver || !One.bFlood || Now >= One.CountingSince + kTellEvery)) {
-            const auto Time = std::chrono::ceil<std::chrono::seconds>(Now - One.CountingSince);
-            Lines.push_back(One.Example);
-            Lines.back().Text = std::to_string(One.nCounted) + " more in " + std::to_string(Time.count()) +
-                                " s, like: " + One.Example.Text;
-            One.nCounted = 0;
-            One.CountingSince = Now;
+        const bool over = all || one.inWindow <= kShown;
+        if (one.countedLines > 0 && (over || !one.flood || now >= one.countingSince + kTellEvery)) {
+            const auto time = std::chrono::ceil<std::chrono::seconds>(now - one.countingSince);
+            lines.push_back(one.example);
+            lines.back().text = std::to_string(one.countedLines) + " more in " +
+                                std::to_string(time.count()) + " s, like: " + one.example.text;
+            one.countedLines = 0;
+            one.countingSince = now;
         }
-        if (bOver) {
-            It = m_Followed.erase(It);
+        if (over) {
+            it = m_followed.erase(it);
             continue;
         }
-        One.bFlood = true;
-        One.nInWindow = 0;
-        One.WindowStart = Now;
-        m_NextEnd = std::min(m_NextEnd, Now + kWindow);
-        ++It;
+        one.flood = true;
+        one.inWindow = 0;
+        one.windowStart = now;
+        m_nextEnd = std::min(m_nextEnd, now + kWindow);
+        ++it;
     }
-    return Lines;
+    return lines;
 }
 
 } // namespace devhost

@@ -30,27 +30,27 @@ public:
     static constexpr std::size_t kMaxFollowed = 1000;
 
     /// Whether this report is shown; otherwise it is counted.
-    bool Takes(const std::string& Source, int iLine, TimePoint Now);
+    bool Takes(const std::string& source, int line, TimePoint now);
 
     /// Keeps what was shown of a report, as the example that the count is told with.
-    void Shown(const std::string& Source, int iLine, const LogEntry& Entry);
+    void Shown(const std::string& source, int line, const LogEntry& entry);
 
-    /// The lines that tell of counted reports, as far as it is time to; with bAll, of all. Each is the
+    /// The lines that tell of counted reports, as far as it is time to; with all, of all. Each is the
     /// example with another text. Cheap when nothing is due.
-    std::vector<LogEntry> TakeDue(TimePoint Now, bool bAll = false);
+    std::vector<LogEntry> TakeDue(TimePoint now, bool all = false);
 
 private:
     struct Followed {
-        TimePoint WindowStart;
-        TimePoint CountingSince;
-        std::uint64_t nInWindow = 0;
-        std::uint64_t nCounted = 0; // and not told of yet
-        bool bFlood = false;
-        LogEntry Example{};
+        TimePoint windowStart;
+        TimePoint countingSince;
+        std::uint64_t inWindow = 0;
+        std::uint64_t countedLines = 0; // and not told of yet
+        bool flood = false;
+        LogEntry example{};
     };
 
-    std::map<std::pair<std::string, int>, Followed> m_Followed;
-    TimePoint m_NextEnd = TimePoint::max(); // of a window
+    std::map<std::pair<std::string, int>, Followed> m_followed;
+    TimePoint m_nextEnd = TimePoint::max(); // of a window
 };
 
 } // namespace devhost

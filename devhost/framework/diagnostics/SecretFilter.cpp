@@ -29,68 +29,68 @@ constexpr std::string_view kUpdatedPerson = "Updating AccessPerson: [";
 constexpr std::string_view kChangedPin = "User's PinCode changed from [";
 
 // Name, id, PIN and e-mail in brackets. A name may hold brackets itself; then everything is hidden.
-std::string HideUpdatedPerson(std::string_view Line, std::size_t iFields)
+std::string HideUpdatedPerson(std::string_view line, std::size_t fieldsStart)
 {
-    const std::string_view Fields = Line.substr(iFields);
-    std::array<std::size_t, 3> Gaps;
-    std::size_t nGaps = 0;
-    for (std::size_t i = Fields.find("]["); i != std::string_view::npos; i = Fields.find("][", i + 1)) {
-        if (nGaps < Gaps.size())
-            Gaps[nGaps] = i;
-        ++nGaps;
+    const std::string_view fields = line.substr(fieldsStart);
+    std::array<std::size_t, 3> gaps;
+    std::size_t gapCount = 0;
+    for (std::size_t i = fields.find("]["); i != std::string_view::npos; i = fields.find("][", i + 1)) {
+        if (gapCount < gaps.size())
+            gaps[gapCount] = i;
+        ++gapCount;
     }
-    std::string Result(Line.substr(0, iFields));
-    if (nGaps != Gaps.size())
-        return Result.append(kHiddenSecret) + "]";
-    Result += Fields.substr(0, Gaps[1] + 2);
-    Result += kHiddenSecret;
-    return Result.append(Fields.substr(Gaps[2]));
+    std::string result(line.substr(0, fieldsStart));
+    if (gapCount != gaps.size())
+        return result.append(kHiddenSecret) + "]";
+    result += fields.substr(0, gaps[1] + 2);
+    result += kHiddenSecret;
+    return result.append(fields.substr(gaps[2]));
 }
 
-std::string HideDriverTraces(std::string_view Line)
+std::string HideDriverTraces(std::string_view line)
 {
-    if (const std::size_t i = Line.find(kChangedPin); i != std::string_view::npos)
-        return std::string(Line.substr(0, i + kChangedPin.size())) + "***] to [***]";
-    if (const std::size_t i = Line.find(kUpdatedPerson); i != std::string_view::npos)
-        return HideUpdatedPerson(Line, i + kUpdatedPerson.size());
-    return std::string(Line);
+    if (const std::size_t i = line.find(kChangedPin); i != std::string_view::npos)
+        return std::string(line.substr(0, i + kChangedPin.size())) + "***] to [***]";
+    if (const std::size_t i = line.find(kUpdatedPerson); i != std::string_view::npos)
+        return HideUpdatedPerson(line, i + kUpdatedPerson.size());
+    return std::string(line);
 }
 
 // The longest of the secrets that begins at i and, unless asked for inside words too, ends with a word.
-std::size_t LengthAt(const std::vector<std::string>& Secrets, std::string_view Text, std::size_t i,
-                     bool bInsideWords)
+std::size_t LengthAt(const std::vector<std::string>& secrets, std::string_view text, std::size_t i,
+                     bool insideWords)
 {
-    std::size_t nFound = 0;
-    const auto First = std::lower_bound(Secrets.begin(), Secrets.end(), Text.substr(i, 1));
-    for (auto It = First; It != Secrets.end() && It->front() == Text[i]; ++It) {
-        const std::size_t iEnd = i + It->size();
-        const bool bWordGoesOn = !bInsideWords && iEnd < Text.size() && IsWordByte(Text[iEnd]);
-        if (!bWordGoesOn && Text.compare(i, It->size(), *It) == 0)
-            nFound = std::max(nFound, It->size());
+    std::size_t foundCount = 0;
+    const auto first = std::lower_bound(secrets.begin(), secrets.end(), text.substr(i, 1));
+    for (auto it = first; it != secrets.end() && it->front() == text[i]; ++it) {
+        const std::size_t end = i + it->size();
+        const bool wordGoesOn = !insideWords && end < text.size() && IsWordByte(text[end]);
+        if (!wordGoesOn && text.compare(i, it->size(), *it) == 0)
+            foundCount = std::max(foundCount, it->size());
     }
-    return nFound;
+    return foundCount;
 }
 
 // Where two secrets overlap, all of both is hidden.
-std::string HideEach(const std::vector<std::string>& Secrets, std::string_view Text, bool bInsideWords)
+std::string HideEach(const std::vector<std::string>& secrets, std::string_view text, bool insideWords)
 {
-    if (Secrets.empty())
-        return std::string(Text);
-    std::string Result;
-    Result.reserve(Text.size());
-    std::size_t iHiddenEnd = 0;
-    for (std::size_t i = 0; i < Text.size(); ++i) {
-        const bool bHidden = i < iHiddenEnd;
-        if (bInsideWords || i <= iHiddenEnd || !IsWordByte(Text[i - 1])) {
-            const std::size_t nLength = LengthAt(Secrets, Text, i, bInsideWords);
-            if (nLength > 0 && !bHidden)
-                Result += kHiddenSecret;
-            iHiddenEnd = std::max(iHiddenEnd, i + nLength);
+    if (secrets.empty())
+        return std::string(text);
+    std::string result;
+    result.reserve(text.size());
+    std::size_t hiddenEnd = 0;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const bool hidden = i < hiddenEnd;
+        if (insideWords || i <= hiddenEnd || !IsWordByte(text[i - 1])) {
+            const std::size_t length = LengthAt(secrets, text, i, insideWords);
+            if (length > 0 && !hidden)
+                result += kHiddenSecret;
+            hiddenEnd = std::max(hiddenEnd, i + length);
         }
-        if (i >= iHiddenEnd)
-            Result += Text[i];
+        if (i >= hiddenEnd)
+            result += text[i];
     }
-    return Result;
+    return result;
 }
 
 } // namespace
@@ -100,40 +100,40 @@ bool IsWordByte(char c)
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_';
 }
 
-bool IsSecretName(std::string_view Name)
+bool IsSecretName(std::string_view name)
 {
     return std::any_of(kSecretNames.begin(), kSecretNames.end(),
-                       [Name](std::string_view Secret) { return boost::beast::iequals(Name, Secret); });
+                       [name](std::string_view secret) { return boost::beast::iequals(name, secret); });
 }
 
-KnownSecrets::KnownSecrets(std::vector<std::string> Secrets)
+KnownSecrets::KnownSecrets(std::vector<std::string> secrets)
 {
-    std::erase(Secrets, std::string());
-    std::sort(Secrets.begin(), Secrets.end());
-    const auto IsShort = [](const std::string& Secret) { return Secret.size() < kShortSecret; };
-    std::copy_if(Secrets.begin(), Secrets.end(), std::back_inserter(m_Short), IsShort);
-    std::remove_copy_if(Secrets.begin(), Secrets.end(), std::back_inserter(m_Long), IsShort);
+    std::erase(secrets, std::string());
+    std::sort(secrets.begin(), secrets.end());
+    const auto isShort = [](const std::string& secret) { return secret.size() < kShortSecret; };
+    std::copy_if(secrets.begin(), secrets.end(), std::back_inserter(m_short), isShort);
+    std::remove_copy_if(secrets.begin(), secrets.end(), std::back_inserter(m_long), isShort);
 }
 
-std::string KnownSecrets::Hide(std::string_view Text) const
+std::string KnownSecrets::Hide(std::string_view text) const
 {
     // The long ones first: a short one may stand by itself beside what they leave.
-    return HideEach(m_Short, HideEach(m_Long, Text, true), false);
+    return HideEach(m_short, HideEach(m_long, text, true), false);
 }
 
-void SecretFilter::SetKnownSecrets(std::vector<std::string> Secrets)
+void SecretFilter::SetKnownSecrets(std::vector<std::string> secrets)
 {
-    auto pKnown = std::make_shared<const KnownSecrets>(std::move(Secrets));
-    const std::unique_lock Lock(m_Mutex);
-    m_pKnown.swap(pKnown);
+    auto known = std::make_shared<const KnownSecrets>(std::move(secrets));
+    const std::unique_lock lock(m_mutex);
+    m_known.swap(known);
 }
 
-std::string SecretFilter::Hide(std::string_view Line) const
+std::string SecretFilter::Hide(std::string_view line) const
 {
-    std::shared_lock Lock(m_Mutex);
-    const std::shared_ptr<const KnownSecrets> pKnown = m_pKnown;
-    Lock.unlock();
-    return pKnown->Hide(HideNamedSecrets(HideDriverTraces(Line), *pKnown));
+    std::shared_lock lock(m_mutex);
+    const std::shared_ptr<const KnownSecrets> known = m_known;
+    lock.unlock();
+    return known->Hide(HideNamedSecrets(HideDriverTraces(line), *known));
 }
 
 } // namespace devhost

@@ -8,44 +8,44 @@
 CTraceProducer::CTraceProducer() = default;
 CTraceProducer::~CTraceProducer() = default;
 
-void CTraceProducer::Trace(CQXString sLine)
+void CTraceProducer::Trace(CQXString line)
 {
-    Trace(static_cast<const char*>(sLine));
+    Trace(static_cast<const char*>(line));
 }
 
-void CTraceProducer::Trace(const char* pLine)
+void CTraceProducer::Trace(const char* line)
 {
-    devhost::DiagnosticSink* pSink = devhost::TheFramework().pDiagnostics;
-    if (pSink && pLine)
-        pSink->OnTrace(static_cast<char*>(TraceName()), pLine);
+    devhost::DiagnosticSink* sink = devhost::TheFramework().diagnostics;
+    if (sink && line)
+        sink->OnTrace(static_cast<char*>(TraceName()), line);
 }
 
-CQXString CTraceProducer::FormatLine(const char* pFormat, ...)
+CQXString CTraceProducer::FormatLine(const char* format, ...)
 {
-    std::va_list Arguments;
-    va_start(Arguments, pFormat);
-    const std::string Line = devhost::FormatText(pFormat, Arguments);
-    va_end(Arguments);
-    return Line.c_str();
+    std::va_list arguments;
+    va_start(arguments, format);
+    const std::string line = devhost::FormatText(format, arguments);
+    va_end(arguments);
+    return line.c_str();
 }
 
-int CTraceProducer::TraceName(CQXString sName)
+int CTraceProducer::TraceName(CQXString name)
 {
-    const std::lock_guard Lock(m_NameMutex);
-    if (m_sName.Compare(sName) == 0)
+    const std::lock_guard lock(m_NameMutex);
+    if (m_sName.Compare(name) == 0)
         return 0;
-    m_sName = std::move(sName);
+    m_sName = std::move(name);
     return 1;
 }
 
 CQXString CTraceProducer::TraceName() const
 {
-    const std::lock_guard Lock(m_NameMutex);
+    const std::lock_guard lock(m_NameMutex);
     return m_sName;
 }
 
-void AssertWrap(const char* pFile, int iLine, const char* pMessage)
+void AssertWrap(const char* source, int number, const char* message)
 {
-    if (devhost::DiagnosticSink* pSink = devhost::TheFramework().pDiagnostics)
-        pSink->OnReport(pFile ? pFile : "", iLine, pMessage ? pMessage : "");
+    if (devhost::DiagnosticSink* sink = devhost::TheFramework().diagnostics)
+        sink->OnReport(source ? source : "", number, message ? message : "");
 }

@@ -21,15 +21,15 @@ namespace
 // The numbers are fixed identities of the reports, which documents refer to.
 enum REPORT : int { REPORT_EXCEPTION = 1, REPORT_JSON_BOUND = 2, REPORT_REQUEST = 3 };
 
-void Report(REPORT eNumber, const std::string& What)
+void Report(REPORT number, const std::string& what)
 {
-    AssertWrap("http", eNumber, What.c_str());
+    AssertWrap("http", number, what.c_str());
 }
 
-void ReportException(const char* pStep, const char* pWhy) noexcept
+void ReportException(const char* step, const char* why) noexcept
 {
     try {
-        Report(REPORT_EXCEPTION, std::string(pStep) + " was given up: " + pWhy);
+        Report(REPORT_EXCEPTION, std::string(step) + " was given up: " + why);
     } catch (...) {
         // Without memory for the report there is nothing left to say it with.
     }
@@ -38,16 +38,16 @@ void ReportException(const char* pStep, const char* pWhy) noexcept
 // Does a step of an exchange. The driver, which calls it, knows no exceptions: one ends the step as refused,
 // with 0 or null.
 template <class Step>
-auto Guarded(const char* pStep, Step Do) noexcept
+auto Guarded(const char* step, Step run) noexcept
 {
     try {
-        return Do();
-    } catch (const std::exception& Error) {
-        ReportException(pStep, Error.what());
+        return run();
+    } catch (const std::exception& error) {
+        ReportException(step, error.what());
     } catch (...) {
-        ReportException(pStep, "unknown exception");
+        ReportException(step, "unknown exception");
     }
-    return decltype(Do()){};
+    return decltype(run()){};
 }
 
 } // namespace
@@ -55,23 +55,21 @@ auto Guarded(const char* pStep, Step Do) noexcept
 class CHTTPConnectionSSL::Stream
 {
 public:
-    explicit Stream(std::unique_ptr<devhost::Connection> pConnection) : m_pConnection(std::move(pConnection))
-    {
-    }
+    explicit Stream(std::unique_ptr<devhost::Connection> connection) : m_connection(std::move(connection)) {}
 
-    std::optional<devhost::HttpReply> Exchange(std::string_view Request)
+    std::optional<devhost::HttpReply> Exchange(std::string_view bytes)
     {
         // One that an exception has left in the middle of something is closed and not used again.
-        auto pConnection = std::move(m_pConnection);
-        if (!pConnection)
+        auto connection = std::move(m_connection);
+        if (!connection)
             return std::nullopt;
-        auto Reply = pConnection->Exchange(Request);
-        m_pConnection = std::move(pConnection);
-        return Reply;
+        auto reply = connection->Exchange(bytes);
+        m_connection = std::move(connection);
+        return reply;
     }
 
 private:
-    std::unique_ptr<devhost::Connection> m_pConnection;
+    std::unique_ptr<devhost::Connection> m_connection;
 };
 
 // Every choice of protocol versions is the same here: the transport never goes below TLS 1.2.
@@ -79,80 +77,79 @@ CHTTPConnectionSSL::CHTTPConnectionSSL(int /*iClientMethod*/) {}
 
 CHTTPConnectionSSL::~CHTTPConnectionSSL() = default;
 
-int CHTTPConnectionSSL::CreateConnection(const char* pHost, int iPort, int iTimeoutMs, int /*iReserved*/)
+int CHTTPConnectionSSL::CreateConnection(const char* host, int port, int timeoutMs, int /*iReserved*/)
 {
     m_pStream.reset();
-    devhost::Transport* pTransport = devhost::TheFramework().pTransport;
-    if (!pTransport || !pHost)
+    devhost::Transport* transport = devhost::TheFramework().transport;
+    if (!transport || !host)
         return 0;
     return Guarded("a connection", [&] {
-        auto pConnection = pTransport->Connect(pHost, iPort, std::chrono::milliseconds(iTimeoutMs));
-        if (pConnection)
-            m_pStream = std::make_unique<Stream>(std::move(pConnection));
+        auto connection = transport->Connect(host, port, std::chrono::milliseconds(timeoutMs));
+        if (connection)
+            m_pStream = std::make_unique<Stream>(std::move(connection));
         return m_pStream ? 1 : 0;
     });
 }
 
-CHTMLPage::CHTMLPage(std::string Head, std::string Body) : m_Text(std::move(Head)), m_cbHead(m_Text.size())
+CHTMLPage::CHTMLPage(std::string head, std::string body) : m_Text(std::move(head)), m_cbHead(m_Text.size())
 {
-    m_Text += Body;
+    m_Text += body;
 }
 
-void CHTMLPage::ParseResponseCode(int* pCode, CQXString* pText) const
+void CHTMLPage::ParseResponseCode(int* code, CQXString* text) const
 {
     // RFC 9112, section 4: HTTP-version SP three digits SP an optional reason.
     constexpr std::string_view kVersion = "HTTP/1.";
     constexpr std::size_t kCode = kVersion.size() + 2; // after the minor version and a blank
     constexpr std::size_t kReason = kCode + 4;         // after the code and a blank
-    const auto IsDigit = [](char c) { return c >= '0' && c <= '9'; };
+    const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
 
-    const std::string_view Head = std::string_view(m_Text).substr(0, m_cbHead);
-    const std::string_view Line = Head.substr(0, Head.find("\r\n"));
-    if (Line.size() < kReason || Line.size() == Head.size() || !Line.starts_with(kVersion))
+    const std::string_view head = std::string_view(m_Text).substr(0, m_cbHead);
+    const std::string_view line = head.substr(0, head.find("\r\n"));
+    if (line.size() < kReason || line.size() == head.size() || !line.starts_with(kVersion))
         return;
-    const std::string_view Code = Line.substr(kCode, 3);
-    if (!IsDigit(Line[kVersion.size()]) || Line[kCode - 1] != ' ' || Line[kReason - 1] != ' ' ||
-        !std::all_of(Code.begin(), Code.end(), IsDigit))
+    const std::string_view codeText = line.substr(kCode, 3);
+    if (!isDigit(line[kVersion.size()]) || line[kCode - 1] != ' ' || line[kReason - 1] != ' ' ||
+        !std::all_of(codeText.begin(), codeText.end(), isDigit))
         return;
-    if (pCode)
-        *pCode = (Code[0] - '0') * 100 + (Code[1] - '0') * 10 + (Code[2] - '0');
-    if (pText)
-        *pText = std::string(Line.substr(kReason)).c_str();
+    if (code)
+        *code = (codeText[0] - '0') * 100 + (codeText[1] - '0') * 10 + (codeText[2] - '0');
+    if (text)
+        *text = std::string(line.substr(kReason)).c_str();
 }
 
-CJSONObject* CHTMLPage::HTMLPageToJSON(CHTMLPage*& pPage)
+CJSONObject* CHTMLPage::HTMLPageToJSON(CHTMLPage*& page)
 {
-    const std::unique_ptr<CHTMLPage> pTaken(std::exchange(pPage, nullptr));
-    if (!pTaken)
+    const std::unique_ptr<CHTMLPage> taken(std::exchange(page, nullptr));
+    if (!taken)
         return nullptr;
     return Guarded("a reply", [&] {
-        std::string Passed;
-        auto pTree = devhost::ParseJson(std::string_view(pTaken->m_Text).substr(pTaken->m_cbHead), &Passed);
-        if (!Passed.empty())
-            Report(REPORT_JSON_BOUND, "a reply was not taken for JSON: " + Passed);
-        return pTree.release();
+        std::string passed;
+        auto tree = devhost::ParseJson(std::string_view(taken->m_Text).substr(taken->m_cbHead), &passed);
+        if (!passed.empty())
+            Report(REPORT_JSON_BOUND, "a reply was not taken for JSON: " + passed);
+        return tree.release();
     });
 }
 
-CHTMLPage* DoHTTPExchangeWithConnection(CHTTPConnectionSSL* pConnection, const CQXString& sRequest,
+CHTMLPage* DoHTTPExchangeWithConnection(CHTTPConnectionSSL* connection, const CQXString& request,
                                         const CQXString& /*sExtra*/, int /*iReserved1*/, int /*iReserved2*/)
 {
-    if (!pConnection || !pConnection->Get())
+    if (!connection || !connection->Get())
         return nullptr;
-    const std::string_view Request(static_cast<char*>(sRequest),
-                                   static_cast<std::size_t>(sRequest.GetLength()));
+    const std::string_view bytes(static_cast<char*>(request), static_cast<std::size_t>(request.GetLength()));
     return Guarded("an exchange", [&]() -> CHTMLPage* {
-        if (const char* pFault = devhost::RequestFault(Request)) {
-            Report(REPORT_REQUEST, std::string("a request was not sent: ") + pFault);
+        if (const char* fault = devhost::RequestFault(bytes)) {
+            Report(REPORT_REQUEST, std::string("a request was not sent: ") + fault);
             return nullptr;
         }
-        auto Reply = pConnection->Get()->Exchange(Request);
-        return Reply ? new CHTMLPage(std::move(Reply->Head), std::move(Reply->Body)) : nullptr;
+        auto reply = connection->Get()->Exchange(bytes);
+        return reply ? new CHTMLPage(std::move(reply->head), std::move(reply->body)) : nullptr;
     });
 }
 
-CQXString OAuthRedirectURI(OAUTH_REDIRECT_SCHEMA eSchema)
+CQXString OAuthRedirectURI(OAUTH_REDIRECT_SCHEMA schema)
 {
-    const auto& RedirectURI = devhost::TheFramework().RedirectURI;
-    return RedirectURI ? CQXString(RedirectURI(eSchema).c_str()) : CQXString();
+    const auto& redirectUri = devhost::TheFramework().redirectUri;
+    return redirectUri ? CQXString(redirectUri(schema).c_str()) : CQXString();
 }

@@ -22,105 +22,105 @@ HttpReplyReader::HttpReplyReader()
 
 void HttpReplyReader::StartReply()
 {
-    m_Parser.emplace();
-    m_Parser->header_limit(kMaxHeadBytes);
-    m_Parser->body_limit(kMaxBodyBytes);
-    m_Head.clear();
-    m_bHeadChecked = false;
+    m_parser.emplace();
+    m_parser->header_limit(kMaxHeadBytes);
+    m_parser->body_limit(kMaxBodyBytes);
+    m_head.clear();
+    m_headChecked = false;
 }
 
-void HttpReplyReader::Fail(std::string Why)
+void HttpReplyReader::Fail(std::string why)
 {
-    m_State = State::Failed;
-    m_Failure = std::move(Why);
+    m_state = State::Failed;
+    m_failure = std::move(why);
 }
 
-HttpReplyReader::State HttpReplyReader::Feed(std::string_view Bytes)
+HttpReplyReader::State HttpReplyReader::Feed(std::string_view bytes)
 {
-    m_Pending += Bytes;
-    while (m_State == State::NeedsMore && !m_Pending.empty()) {
+    m_pending += bytes;
+    while (m_state == State::NeedsMore && !m_pending.empty()) {
         // The parser cannot resume a last chunk that it has seen less of.
-        if (m_bHeadChecked && m_Parser->chunked() && m_Pending.size() < kLastChunkBytes)
+        if (m_headChecked && m_parser->chunked() && m_pending.size() < kLastChunkBytes)
             break;
-        boost::beast::error_code Error;
-        const std::size_t cbTaken = m_Parser->put(boost::asio::buffer(m_Pending), Error);
+        boost::beast::error_code error;
+        const std::size_t takenSize = m_parser->put(boost::asio::buffer(m_pending), error);
         // The parser stops behind the head, so what it takes before the head was checked belongs to the head.
-        if (!m_bHeadChecked)
-            m_Head.append(m_Pending, 0, cbTaken);
-        m_Pending.erase(0, cbTaken);
-        if (Error == http::error::need_more) {
+        if (!m_headChecked)
+            m_head.append(m_pending, 0, takenSize);
+        m_pending.erase(0, takenSize);
+        if (error == http::error::need_more) {
             // What cannot be taken yet is at most a head or a chunk's header with its trailers.
-            if (m_Pending.size() > kMaxHeadBytes)
+            if (m_pending.size() > kMaxHeadBytes)
                 Fail("a header is too long");
             break;
         }
-        m_bBodyTooLong = Error == http::error::body_limit;
-        if (m_bBodyTooLong)
+        m_bodyTooLong = error == http::error::body_limit;
+        if (m_bodyTooLong)
             Fail("the body is longer than " + std::to_string(kMaxBodyBytes) + " bytes");
-        else if (Error)
-            Fail(Error.message());
-        else if (m_Parser->is_header_done() && !m_bHeadChecked)
+        else if (error)
+            Fail(error.message());
+        else if (m_parser->is_header_done() && !m_headChecked)
             CheckHead();
-        else if (m_Parser->is_done())
+        else if (m_parser->is_done())
             Complete();
     }
-    return m_State;
+    return m_state;
 }
 
 void HttpReplyReader::CheckHead()
 {
-    m_bHeadChecked = true;
+    m_headChecked = true;
     // The parser measures a head only while it is incomplete.
-    if (m_Head.size() > kMaxHeadBytes)
+    if (m_head.size() > kMaxHeadBytes)
         return Fail("the head is too long");
-    const auto& Reply = m_Parser->get();
-    if (Reply.version() != 10 && Reply.version() != 11)
+    const auto& reply = m_parser->get();
+    if (reply.version() != 10 && reply.version() != 11)
         return Fail("unknown HTTP version");
-    const auto nEncodings = Reply.count(http::field::transfer_encoding);
-    if (nEncodings > 0 && Reply.count(http::field::content_length) > 0)
+    const auto encodingCount = reply.count(http::field::transfer_encoding);
+    if (encodingCount > 0 && reply.count(http::field::content_length) > 0)
         return Fail("both Content-Length and Transfer-Encoding");
     // A sender of HTTP/1.0 knows none (RFC 9112, section 6.1).
-    if (nEncodings > 1 || (nEncodings == 1 && Reply.version() == 10) ||
-        (nEncodings == 1 && !boost::beast::iequals(Reply[http::field::transfer_encoding], "chunked")))
+    if (encodingCount > 1 || (encodingCount == 1 && reply.version() == 10) ||
+        (encodingCount == 1 && !boost::beast::iequals(reply[http::field::transfer_encoding], "chunked")))
         return Fail("unknown transfer encoding");
-    const unsigned uStatus = Reply.result_int();
-    if (uStatus == 101)
+    const unsigned status = reply.result_int();
+    if (status == 101)
         return Fail("the protocol was switched without being asked");
-    if (uStatus / 100 == 1) {
-        if (++m_nInformational > kMaxInformational)
+    if (status / 100 == 1) {
+        if (++m_informationalCount > kMaxInformational)
             return Fail("too many informational replies");
         return StartReply();
     }
-    m_Parser->eager(true);
-    if (m_Parser->is_done())
+    m_parser->eager(true);
+    if (m_parser->is_done())
         Complete();
 }
 
 // Texts end at a NUL: whoever reads the body as one would see another reply than whoever goes by its length.
 void HttpReplyReader::Complete()
 {
-    if (m_Parser->get().body().find('\0') != std::string::npos)
+    if (m_parser->get().body().find('\0') != std::string::npos)
         return Fail("the body has a NUL");
-    m_State = State::Complete;
+    m_state = State::Complete;
 }
 
 HttpReplyReader::State HttpReplyReader::EndOfStream()
 {
-    if (m_State != State::NeedsMore)
-        return m_State;
-    boost::beast::error_code Error;
-    if (!m_bHeadChecked || !m_Parser->need_eof())
+    if (m_state != State::NeedsMore)
+        return m_state;
+    boost::beast::error_code error;
+    if (!m_headChecked || !m_parser->need_eof())
         Fail("the reply was cut short");
-    else if (m_Parser->put_eof(Error); Error)
-        Fail(Error.message());
+    else if (m_parser->put_eof(error); error)
+        Fail(error.message());
     else
         Complete();
-    return m_State;
+    return m_state;
 }
 
 HttpReply HttpReplyReader::Take()
 {
-    return {std::exchange(m_Head, {}), std::move(m_Parser->get().body())};
+    return {std::exchange(m_head, {}), std::move(m_parser->get().body())};
 }
 
 } // namespace devhost

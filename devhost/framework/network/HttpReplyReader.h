@@ -31,15 +31,15 @@ public:
     HttpReplyReader();
 
     /// Takes the bytes that came next.
-    State Feed(std::string_view Bytes);
+    State Feed(std::string_view bytes);
     /// The peer has closed the connection in good order.
     State EndOfStream();
 
-    State Current() const { return m_State; }
+    State Current() const { return m_state; }
     /// Why the reading failed, for people; empty otherwise.
-    const std::string& Failure() const { return m_Failure; }
+    const std::string& Failure() const { return m_failure; }
     /// Whether it failed because the body is longer than kMaxBodyBytes.
-    bool BodyTooLong() const { return m_bBodyTooLong; }
+    bool BodyTooLong() const { return m_bodyTooLong; }
     /// The reply, once, when the reading is complete.
     HttpReply Take();
 
@@ -49,16 +49,16 @@ private:
     void StartReply();
     void CheckHead();
     void Complete();
-    void Fail(std::string Why);
+    void Fail(std::string why);
 
-    std::optional<Parser> m_Parser;
-    std::string m_Pending; // received and not yet consumed by the parser
-    std::string m_Head;
-    bool m_bHeadChecked = false;
-    bool m_bBodyTooLong = false;
-    int m_nInformational = 0;
-    State m_State = State::NeedsMore;
-    std::string m_Failure;
+    std::optional<Parser> m_parser;
+    std::string m_pending; // received and not yet consumed by the parser
+    std::string m_head;
+    bool m_headChecked = false;
+    bool m_bodyTooLong = false;
+    int m_informationalCount = 0;
+    State m_state = State::NeedsMore;
+    std::string m_failure;
 };
 
 } // namespace devhost

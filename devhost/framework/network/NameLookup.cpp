@@ -23,71 +23,71 @@ using Tcp = boost::asio::ip::tcp;
 
 // Shared by the caller and the look-up's thread, which may outlast the caller's patience.
 struct Lookup {
-    std::mutex Mutex;
-    std::condition_variable Changed;
-    bool bDone = false;
-    bool bStopped = false;
-    LookupResult Result;
+    std::mutex mutex;
+    std::condition_variable changed;
+    bool done = false;
+    bool stopped = false;
+    LookupResult result;
 
-    void Finish(LookupResult Found)
+    void Finish(LookupResult found)
     {
-        const std::lock_guard Lock(Mutex);
-        Result = std::move(Found);
-        bDone = true;
-        Changed.notify_all();
+        const std::lock_guard lock(mutex);
+        result = std::move(found);
+        done = true;
+        changed.notify_all();
     }
 
     void Stop()
     {
-        const std::lock_guard Lock(Mutex);
-        bStopped = true;
-        Changed.notify_all();
+        const std::lock_guard lock(mutex);
+        stopped = true;
+        changed.notify_all();
     }
 };
 
-LookupResult Resolve(const std::string& Name, std::uint16_t uPort)
+LookupResult Resolve(const std::string& name, std::uint16_t port)
 {
-    boost::asio::io_context Io;
-    boost::system::error_code Error;
-    LookupResult Found;
-    for (const auto& Entry : Tcp::resolver(Io).resolve(Name, std::to_string(uPort), Error))
-        Found.Endpoints.push_back(Entry.endpoint());
-    Found.Failure = Error.message();
-    return Found;
+    boost::asio::io_context io;
+    boost::system::error_code error;
+    LookupResult found;
+    for (const auto& entry : Tcp::resolver(io).resolve(name, std::to_string(port), error))
+        found.endpoints.push_back(entry.endpoint());
+    found.failure = error.message();
+    return found;
 }
 
 } // namespace
 
-LookupResult LookUpName(const std::string& Name, std::uint16_t uPort,
-                        std::chrono::steady_clock::time_point Deadline)
+LookupResult LookUpName(const std::string& name, std::uint16_t port,
+                        std::chrono::steady_clock::time_point deadline)
 {
-    boost::system::error_code NoAddress;
-    const auto Address = boost::asio::ip::make_address(Name, NoAddress);
-    if (!NoAddress)
-        return {{Tcp::endpoint(Address, uPort)}, {}};
+    boost::system::error_code noAddress;
+    const auto address = boost::asio::ip::make_address(name, noAddress);
+    if (!noAddress)
+        return {{Tcp::endpoint(address, port)}, {}};
 
-    const auto pLookup = std::make_shared<Lookup>();
-    std::thread([pLookup, Name, uPort] {
+    const auto lookup = std::make_shared<Lookup>();
+    std::thread([lookup, name, port] {
         try {
-            pLookup->Finish(Resolve(Name, uPort));
+            lookup->Finish(Resolve(name, port));
         } catch (const std::exception&) {
-            pLookup->Finish({{}, "out of memory"}); // a text so short needs none
+            lookup->Finish({{}, "out of memory"}); // a text so short needs none
         }
     }).detach();
-    WorkerStop* pStop = WorkerStop::Current();
-    const WorkerStop::Wake Wake(pStop, [pLookup] { pLookup->Stop(); });
-    std::unique_lock Lock(pLookup->Mutex);
-    pLookup->Changed.wait_until(Lock, Deadline, [&] { return pLookup->bDone || pLookup->bStopped; });
-    if (!pLookup->bDone && pLookup->bStopped) {
+    WorkerStop* stop = WorkerStop::Current();
+    const WorkerStop::Wake wake(stop, [lookup] { lookup->Stop(); });
+    std::unique_lock lock(lookup->mutex);
+    lookup->changed.wait_until(lock, deadline, [&] { return lookup->done || lookup->stopped; });
+    if (!lookup->done && lookup->stopped) {
         // The flag is asked without the look-up's lock, because it takes that lock under its own.
-        Lock.unlock();
-        const auto End = std::min(Deadline, pStop->GraceEnd());
-        Lock.lock();
-        pLookup->Changed.wait_until(Lock, End, [&] { return pLookup->bDone; });
+        lock.unlock();
+        const auto end = std::min(deadline, stop->GraceEnd());
+        lock.lock();
+        lookup->changed.wait_until(lock, end, [&] { return lookup->done; });
     }
-    if (pLookup->bDone)
-        return std::move(pLookup->Result);
-    return {{}, pLookup->bStopped ? "stopped" : "timed out"};
+    if (lookup->done)
+        return std::move(lookup->result);
+    return {{}, lookup->stopped ? "stopped" : "timed out"};
 }
 
 } // namespace devhost

@@ -24,56 +24,56 @@ bool IsTokenCharacter(char c)
 }
 
 // RFC 6750, section 2.1: "Bearer" and a b64token, characters of which at least one comes before any "=".
-bool IsBearer(std::string_view Value)
+bool IsBearer(std::string_view value)
 {
     constexpr std::string_view kScheme = "Bearer ";
-    if (!Value.starts_with(kScheme))
+    if (!value.starts_with(kScheme))
         return false;
-    Value.remove_prefix(kScheme.size());
-    const auto Padding = std::find_if_not(Value.begin(), Value.end(), IsTokenCharacter);
-    return Padding != Value.begin() && std::all_of(Padding, Value.end(), [](char c) { return c == '='; });
+    value.remove_prefix(kScheme.size());
+    const auto padding = std::find_if_not(value.begin(), value.end(), IsTokenCharacter);
+    return padding != value.begin() && std::all_of(padding, value.end(), [](char c) { return c == '='; });
 }
 
 // Takes a line from the front of the head, without its end.
-std::string_view TakeLine(std::string_view& Head)
+std::string_view TakeLine(std::string_view& head)
 {
-    const std::size_t cb = Head.find(kLineEnds);
-    const std::string_view Line = Head.substr(0, cb);
-    Head.remove_prefix(cb + kLineEnds.size());
-    return Line;
+    const std::size_t size = head.find(kLineEnds);
+    const std::string_view line = head.substr(0, size);
+    head.remove_prefix(size + kLineEnds.size());
+    return line;
 }
 
 } // namespace
 
-const char* RequestFault(std::string_view Request)
+const char* RequestFault(std::string_view request)
 {
-    const std::size_t cbHead = Request.find("\r\n\r\n");
-    if (cbHead == std::string_view::npos)
+    const std::size_t headSize = request.find("\r\n\r\n");
+    if (headSize == std::string_view::npos)
         return "its head has no end";
-    std::string_view Head = Request.substr(0, cbHead + kLineEnds.size());
-    std::string_view Rest = Request.substr(cbHead + 2 * kLineEnds.size());
+    std::string_view head = request.substr(0, headSize + kLineEnds.size());
+    std::string_view rest = request.substr(headSize + 2 * kLineEnds.size());
 
-    std::string_view Line = TakeLine(Head);
-    if (!Line.ends_with(" HTTP/1.1") || Line.find_first_of(kLineEnds) != std::string_view::npos)
+    std::string_view line = TakeLine(head);
+    if (!line.ends_with(" HTTP/1.1") || line.find_first_of(kLineEnds) != std::string_view::npos)
         return "its request line is broken";
-    std::size_t cbBody = 0;
-    for (const auto* pNext = std::begin(kHeaders); !Head.empty(); ++pNext) {
-        Line = TakeLine(Head);
-        pNext = std::find_if(pNext, std::end(kHeaders),
-                             [&](std::string_view Header) { return Line.starts_with(Header); });
-        if (pNext == std::end(kHeaders) || Line.find_first_of(kLineEnds) != std::string_view::npos)
+    std::size_t bodySize = 0;
+    for (const auto* next = std::begin(kHeaders); !head.empty(); ++next) {
+        line = TakeLine(head);
+        next = std::find_if(next, std::end(kHeaders),
+                            [&](std::string_view header) { return line.starts_with(header); });
+        if (next == std::end(kHeaders) || line.find_first_of(kLineEnds) != std::string_view::npos)
             return "it has a header line that does not belong there";
-        const std::string_view Value = Line.substr(pNext->size());
-        if (*pNext == "Authorization: " && !IsBearer(Value))
+        const std::string_view value = line.substr(next->size());
+        if (*next == "Authorization: " && !IsBearer(value))
             return "its access token has characters that no token has";
-        if (*pNext == "Content-Length: " &&
-            (std::from_chars(Value.data(), Value.data() + Value.size(), cbBody).ptr !=
-                 Value.data() + Value.size() ||
-             cbBody > Rest.size()))
+        if (*next == "Content-Length: " &&
+            (std::from_chars(value.data(), value.data() + value.size(), bodySize).ptr !=
+                 value.data() + value.size() ||
+             bodySize > rest.size()))
             return "its length is wrong";
     }
-    Rest.remove_prefix(cbBody);
-    return Rest.find_first_not_of(kLineEnds) == std::string_view::npos ? nullptr : "bytes follow its end";
+    rest.remove_prefix(bodySize);
+    return rest.find_first_not_of(kLineEnds) == std::string_view::npos ? nullptr : "bytes follow its end";
 }
 
 } // namespace devhost

@@ -12,6 +12,6 @@ namespace devhost
 /// otherwise, and header lines that a driver sends, each once at most and in this order: Accept,
 /// Authorization, Host, Content-Length, Content-Type. An access token must be one of RFC 6750, section 2.1.
 /// Nothing but line ends follows the body. Any thread.
-const char* RequestFault(std::string_view Request);
+const char* RequestFault(std::string_view request);
 
 } // namespace devhost

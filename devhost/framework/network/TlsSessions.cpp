@@ -7,36 +7,36 @@
 namespace devhost
 {
 
-TlsSessions& TlsSessions::OfThread(std::uint64_t uTransport)
+TlsSessions& TlsSessions::OfThread(std::uint64_t transport)
 {
-    thread_local TlsSessions Sessions;
-    if (Sessions.m_uTransport != uTransport) {
-        Sessions.m_Sessions.clear();
-        Sessions.m_uTransport = uTransport;
+    thread_local TlsSessions sessions;
+    if (sessions.m_transport != transport) {
+        sessions.m_sessions.clear();
+        sessions.m_transport = transport;
     }
-    return Sessions;
+    return sessions;
 }
 
-void TlsSessions::Keep(const std::string& Peer, TlsSession Session)
+void TlsSessions::Keep(const std::string& peer, TlsSession session)
 {
-    Take(Peer);
-    m_Sessions.emplace_back(Peer, std::move(Session));
-    if (m_Sessions.size() > kMaxPeers)
-        m_Sessions.pop_front();
+    Take(peer);
+    m_sessions.emplace_back(peer, std::move(session));
+    if (m_sessions.size() > kMaxPeers)
+        m_sessions.pop_front();
 }
 
-TlsSession TlsSessions::Take(const std::string& Peer)
+TlsSession TlsSessions::Take(const std::string& peer)
 {
-    const auto Found =
-        std::ranges::find_if(m_Sessions, [&](const auto& Entry) { return Entry.first == Peer; });
-    if (Found == m_Sessions.end())
+    const auto found =
+        std::ranges::find_if(m_sessions, [&](const auto& entry) { return entry.first == peer; });
+    if (found == m_sessions.end())
         return {};
-    TlsSession Session = std::move(Found->second);
-    m_Sessions.erase(Found);
-    if (SSL_SESSION_is_resumable(Session.pSession.get()) != 1 ||
-        std::chrono::steady_clock::now() >= Session.UsableUntil)
+    TlsSession session = std::move(found->second);
+    m_sessions.erase(found);
+    if (SSL_SESSION_is_resumable(session.session.get()) != 1 ||
+        std::chrono::steady_clock::now() >= session.usableUntil)
         return {};
-    return Session;
+    return session;
 }
 
 } // namespace devhost

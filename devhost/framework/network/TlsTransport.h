@@ -14,22 +14,22 @@ namespace devhost
 /// Sends connections for one host and port to another address. Names in certificates are still checked
 /// against the host.
 struct ConnectTo {
-    std::string Host;
-    int Port = 0;
-    std::string Address; ///< a name or an address, without brackets
-    int AddressPort = 0;
+    std::string host;
+    int port = 0;
+    std::string address; ///< a name or an address, without brackets
+    int addressPort = 0;
 
     /// Parses "HOST:PORT:ADDRESS:PORT"; an IPv6 address stands in brackets. Ports are 1 to 65535.
     /// @throws std::invalid_argument that says what is wrong.
-    static ConnectTo Parse(std::string_view Text);
+    static ConnectTo Parse(std::string_view text);
 };
 
 struct TlsOptions {
-    std::string CaFile; ///< certificates to trust, PEM; empty: those that the system trusts
-    std::vector<ConnectTo> Routes;
-    std::chrono::milliseconds ExchangeTimeout{30000}; ///< for a whole exchange
+    std::string caFile; ///< certificates to trust, PEM; empty: those that the system trusts
+    std::vector<ConnectTo> routes;
+    std::chrono::milliseconds exchangeTimeout{30000}; ///< for a whole exchange
     /// How long sessions are resumed instead of verifying the server anew; 0: never.
-    std::chrono::seconds ResumeFor{3600};
+    std::chrono::seconds resumeFor{3600};
 };
 
 /// Connects with TLS 1.2 or later, and always verifies the chain and the host name, which must be among the
@@ -46,15 +46,15 @@ class TlsTransport : public Transport
 {
 public:
     /// @throws std::runtime_error when the CA file cannot be used.
-    explicit TlsTransport(TlsOptions Options);
+    explicit TlsTransport(TlsOptions options);
     ~TlsTransport() override;
 
-    std::unique_ptr<Connection> Connect(const std::string& Host, int Port,
-                                        std::chrono::milliseconds Timeout) override;
+    std::unique_ptr<Connection> Connect(const std::string& host, int port,
+                                        std::chrono::milliseconds timeout) override;
 
 private:
     class Impl;
-    std::unique_ptr<Impl> m_pImpl;
+    std::unique_ptr<Impl> m_impl;
 };
 
 } // namespace devhost

@@ -7,54 +7,54 @@
 namespace devhost
 {
 
-std::shared_ptr<PropertyPage> OpenPages::Open(unsigned BridgeID, CDeviceInterface& Interface)
+std::shared_ptr<PropertyPage> OpenPages::Open(unsigned bridgeId, CDeviceInterface& interface)
 {
-    auto pPage = std::make_shared<PropertyPage>();
-    pPage->Build(Interface);
-    m_Pages.insert_or_assign(BridgeID, Entry{pPage, {}, {}, false});
-    return pPage;
+    auto page = std::make_shared<PropertyPage>();
+    page->Build(interface);
+    m_pages.insert_or_assign(bridgeId, Entry{page, {}, {}, false});
+    return page;
 }
 
-std::shared_ptr<PropertyPage> OpenPages::Find(unsigned BridgeID)
+std::shared_ptr<PropertyPage> OpenPages::Find(unsigned bridgeId)
 {
-    const auto Found = m_Pages.find(BridgeID);
-    if (Found == m_Pages.end())
+    const auto found = m_pages.find(bridgeId);
+    if (found == m_pages.end())
         return nullptr;
-    Found->second.SinceAsked.Restart();
-    return Found->second.pPage;
+    found->second.sinceAsked.Restart();
+    return found->second.page;
 }
 
-std::shared_ptr<PropertyPage> OpenPages::Peek(unsigned BridgeID) const
+std::shared_ptr<PropertyPage> OpenPages::Peek(unsigned bridgeId) const
 {
-    const auto Found = m_Pages.find(BridgeID);
-    return Found == m_Pages.end() ? nullptr : Found->second.pPage;
+    const auto found = m_pages.find(bridgeId);
+    return found == m_pages.end() ? nullptr : found->second.page;
 }
 
 void OpenPages::MarkChanged()
 {
-    for (auto& [ID, Page] : m_Pages)
-        Page.Changed = true;
+    for (auto& [id, page] : m_pages)
+        page.changed = true;
 }
 
-void OpenPages::RebuildDue(const std::function<CDeviceInterface*(unsigned)>& Interface,
-                           const std::function<void(unsigned)>& Rebuilt)
+void OpenPages::RebuildDue(const std::function<CDeviceInterface*(unsigned)>& interface,
+                           const std::function<void(unsigned)>& rebuilt)
 {
-    std::erase_if(m_Pages, [](const auto& Page) { return Page.second.SinceAsked.QXTickCount() > kOpenMs; });
-    std::vector<unsigned> Due;
-    for (const auto& [ID, Page] : m_Pages) {
-        if (Page.Changed && Page.SinceBuilt.QXTickCount() >= kRebuildMs)
-            Due.push_back(ID);
+    std::erase_if(m_pages, [](const auto& page) { return page.second.sinceAsked.QXTickCount() > kOpenMs; });
+    std::vector<unsigned> due;
+    for (const auto& [id, page] : m_pages) {
+        if (page.changed && page.sinceBuilt.QXTickCount() >= kRebuildMs)
+            due.push_back(id);
     }
-    for (const unsigned ID : Due) {
-        CDeviceInterface* pInterface = Interface(ID);
+    for (const unsigned id : due) {
+        CDeviceInterface* pInterface = interface(id);
         if (!pInterface) {
-            Close(ID);
+            Close(id);
             continue;
         }
-        const CQXTimer SinceAsked = m_Pages.at(ID).SinceAsked;
-        Open(ID, *pInterface);
-        m_Pages.at(ID).SinceAsked = SinceAsked; // nobody asked for it now
-        Rebuilt(ID);
+        const CQXTimer sinceAsked = m_pages.at(id).sinceAsked;
+        Open(id, *pInterface);
+        m_pages.at(id).sinceAsked = sinceAsked; // nobody asked for it now
+        rebuilt(id);
     }
 }
 

@@ -27,29 +27,29 @@ public:
 
     /// Builds the page and keeps it open. The page lives at least as long as the result is held, also when a
     /// restart or another build happens meanwhile.
-    std::shared_ptr<PropertyPage> Open(unsigned BridgeID, CDeviceInterface& Interface);
+    std::shared_ptr<PropertyPage> Open(unsigned bridgeId, CDeviceInterface& interface);
     /// The open page; null when there is none. Asking keeps it open.
-    std::shared_ptr<PropertyPage> Find(unsigned BridgeID);
+    std::shared_ptr<PropertyPage> Find(unsigned bridgeId);
     /// The same without keeping it open.
-    std::shared_ptr<PropertyPage> Peek(unsigned BridgeID) const;
-    void Close(unsigned BridgeID) { m_Pages.erase(BridgeID); }
+    std::shared_ptr<PropertyPage> Peek(unsigned bridgeId) const;
+    void Close(unsigned bridgeId) { m_pages.erase(bridgeId); }
 
     /// Notes that every open page is to be built again.
     void MarkChanged();
     /// Builds what is due.
-    /// @param Interface the interface of a bridge id, null when it has gone.
-    /// @param Rebuilt called with the bridge id of each page that was built.
-    void RebuildDue(const std::function<CDeviceInterface*(unsigned)>& Interface,
-                    const std::function<void(unsigned)>& Rebuilt);
+    /// @param interface the interface of a bridge id, null when it has gone.
+    /// @param rebuilt called with the bridge id of each page that was built.
+    void RebuildDue(const std::function<CDeviceInterface*(unsigned)>& interface,
+                    const std::function<void(unsigned)>& rebuilt);
 
 private:
     struct Entry {
-        std::shared_ptr<PropertyPage> pPage;
-        CQXTimer SinceBuilt;
-        CQXTimer SinceAsked;
-        bool Changed = false;
+        std::shared_ptr<PropertyPage> page;
+        CQXTimer sinceBuilt;
+        CQXTimer sinceAsked;
+        bool changed = false;
     };
-    std::map<unsigned, Entry> m_Pages;
+    std::map<unsigned, Entry> m_pages;
 };
 
 } // namespace devhost

@@ -10,90 +10,90 @@ namespace devhost
 namespace
 {
 
-bool HasChoice(const CSystemProperty& Property, int Index)
+bool HasChoice(const CSystemProperty& property, int index)
 {
-    return std::any_of(Property.Choices().begin(), Property.Choices().end(),
-                       [&](const CSystemProperty::Choice& C) { return C.iIndex == Index; });
+    return std::any_of(property.Choices().begin(), property.Choices().end(),
+                       [&](const CSystemProperty::Choice& c) { return c.iIndex == index; });
 }
 
 } // namespace
 
-bool PropertyPage::IsReadOnly(const CSystemProperty& Property)
+bool PropertyPage::IsReadOnly(const CSystemProperty& property)
 {
-    return (Property.AttribBits() & kAttribReadOnly) || (Property.Flags() & 1);
+    return (property.AttribBits() & kAttribReadOnly) || (property.Flags() & 1);
 }
 
-void PropertyPage::Build(CDeviceInterface& Interface)
+void PropertyPage::Build(CDeviceInterface& interface)
 {
-    const CNetworkBridge* pBridge = Interface.NetworkBridge();
-    m_Set.AddTextProperty("Name", pBridge ? pBridge->Name() : CQXString(), kPropertyName, 0);
-    m_Set.AddTextProperty("Type", CQXString::IntegerToString(pBridge ? pBridge->InterfaceType() : 0),
+    const CNetworkBridge* bridge = interface.NetworkBridge();
+    m_set.AddTextProperty("Name", bridge ? bridge->Name() : CQXString(), kPropertyName, 0);
+    m_set.AddTextProperty("Type", CQXString::IntegerToString(bridge ? bridge->InterfaceType() : 0),
                           kPropertyType, 0);
     // The actions are there before the driver's exchange, which takes out those that do not apply.
-    m_Set.AddAction(kActionAuthorise, "Authorise");
-    m_Set.AddAction(kActionReset, Interface.GetResetText());
-    Interface.IFaceDoPropertyExchange(&m_Set, PROPERTYSET_DDX_BUILD);
-    Interface.IFaceDoPropertyExchange(&m_Set, PROPERTYSET_DDX_MARK);
+    m_set.AddAction(kActionAuthorise, "Authorise");
+    m_set.AddAction(kActionReset, interface.GetResetText());
+    interface.IFaceDoPropertyExchange(&m_set, PROPERTYSET_DDX_BUILD);
+    interface.IFaceDoPropertyExchange(&m_set, PROPERTYSET_DDX_MARK);
 }
 
 void PropertyPage::Refresh()
 {
-    for (const auto& pProperty : m_Set.Properties()) {
-        CPropertyUpdateDelegate* pDelegate = pProperty->UpdateDelegate();
-        if (!pDelegate)
+    for (const auto& property : m_set.Properties()) {
+        CPropertyUpdateDelegate* delegate = property->UpdateDelegate();
+        if (!delegate)
             continue;
-        pProperty->ClearChoices(); // the delegate only adds
-        pDelegate->UpdateProperty(pProperty.get(), PROPERTY_UPDATE_REFRESH, &m_Set, 0, 0);
+        property->ClearChoices(); // the delegate only adds
+        delegate->UpdateProperty(property.get(), PROPERTY_UPDATE_REFRESH, &m_set, 0, 0);
     }
 }
 
-std::optional<std::string> PropertyPage::Check(const Values& NewValues) const
+std::optional<std::string> PropertyPage::Check(const Values& newValues) const
 {
-    for (const auto& [ID, Value] : NewValues) {
-        const std::string Name = "property " + std::to_string(ID);
-        const CSystemProperty* pProperty = m_Set.Property(ID);
-        if (!pProperty)
-            return Name + " is not on the page";
-        if (IsReadOnly(*pProperty))
-            return Name + " cannot be changed";
-        const int* pIndex = std::get_if<int>(&Value);
-        if (pProperty->Kind() == CSystemProperty::KIND_TEXT && pIndex)
-            return Name + " takes a text";
-        if (pProperty->Kind() == CSystemProperty::KIND_MULTI && (!pIndex || !HasChoice(*pProperty, *pIndex)))
-            return Name + " takes the index of one of its choices";
+    for (const auto& [id, value] : newValues) {
+        const std::string name = "property " + std::to_string(id);
+        const CSystemProperty* property = m_set.Property(id);
+        if (!property)
+            return name + " is not on the page";
+        if (IsReadOnly(*property))
+            return name + " cannot be changed";
+        const int* index = std::get_if<int>(&value);
+        if (property->Kind() == CSystemProperty::KIND_TEXT && index)
+            return name + " takes a text";
+        if (property->Kind() == CSystemProperty::KIND_MULTI && (!index || !HasChoice(*property, *index)))
+            return name + " takes the index of one of its choices";
     }
     return std::nullopt;
 }
 
-std::optional<std::string> PropertyPage::Store(CDeviceInterface& Interface, const Values& NewValues)
+std::optional<std::string> PropertyPage::Store(CDeviceInterface& interface, const Values& newValues)
 {
-    if (auto Fault = Check(NewValues))
-        return Fault;
-    for (const auto& [ID, Value] : NewValues) {
-        CSystemProperty* pProperty = m_Set.Property(ID);
-        if (const int* pIndex = std::get_if<int>(&Value))
-            pProperty->SelectChoice(*pIndex);
+    if (auto fault = Check(newValues))
+        return fault;
+    for (const auto& [id, value] : newValues) {
+        CSystemProperty* property = m_set.Property(id);
+        if (const int* index = std::get_if<int>(&value))
+            property->SelectChoice(*index);
         else
-            pProperty->Value(std::get<std::string>(Value).c_str());
+            property->Value(std::get<std::string>(value).c_str());
     }
-    Interface.IFaceDoPropertyExchange(&m_Set, PROPERTYSET_DDX_STORE);
+    interface.IFaceDoPropertyExchange(&m_set, PROPERTYSET_DDX_STORE);
     return std::nullopt;
 }
 
-bool PropertyPage::HasAction(int Action) const
+bool PropertyPage::HasAction(int action) const
 {
-    return std::any_of(m_Set.Actions().begin(), m_Set.Actions().end(),
-                       [&](const CPropertySet::Action& A) { return A.iID == Action; });
+    return std::any_of(m_set.Actions().begin(), m_set.Actions().end(),
+                       [&](const CPropertySet::Action& a) { return a.iID == action; });
 }
 
 std::vector<std::string> PropertyPage::ChoiceNames() const
 {
-    std::vector<std::string> Names;
-    for (const auto& pProperty : m_Set.Properties()) {
-        for (const auto& Choice : pProperty->Choices())
-            Names.emplace_back(static_cast<char*>(Choice.sName));
+    std::vector<std::string> names;
+    for (const auto& property : m_set.Properties()) {
+        for (const auto& choice : property->Choices())
+            names.emplace_back(static_cast<char*>(choice.sName));
     }
-    return Names;
+    return names;
 }
 
 } // namespace devhost

@@ -27,7 +27,7 @@ public:
     using Values = std::map<int, std::variant<int, std::string>>;
 
     /// Builds the page: the host's properties and actions, the driver's exchange, then its marks.
-    void Build(CDeviceInterface& Interface);
+    void Build(CDeviceInterface& interface);
 
     /// Fills every property that has a delegate again, as for a page that is open.
     void Refresh();
@@ -35,20 +35,20 @@ public:
     /// Takes the values over and lets the interface store them. Nothing is changed when one is wrong: an
     /// unknown property, one that is read-only, an index that is no choice, a value of the wrong kind.
     /// @return what is wrong, for people; nothing when the values were stored.
-    std::optional<std::string> Store(CDeviceInterface& Interface, const Values& NewValues);
+    std::optional<std::string> Store(CDeviceInterface& interface, const Values& newValues);
 
     /// Bit 0 of a property's flags marks a line that is only shown, like a status.
-    static bool IsReadOnly(const CSystemProperty& Property);
-    bool HasAction(int Action) const;
+    static bool IsReadOnly(const CSystemProperty& property);
+    bool HasAction(int action) const;
     /// The names of all choices, in the order of the page.
     std::vector<std::string> ChoiceNames() const;
-    CPropertySet& Set() { return m_Set; }
-    const CPropertySet& Set() const { return m_Set; }
+    CPropertySet& Set() { return m_set; }
+    const CPropertySet& Set() const { return m_set; }
 
 private:
-    std::optional<std::string> Check(const Values& NewValues) const;
+    std::optional<std::string> Check(const Values& newValues) const;
 
-    CPropertySet m_Set;
+    CPropertySet m_set;
 };
 
 } // namespace devhost

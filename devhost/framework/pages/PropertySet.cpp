@@ -4,51 +4,51 @@
 
 #include <algorithm>
 
-CSystemProperty::CSystemProperty(KIND eKind, CQXString sLabel, int iID, int iFlags)
-    : m_eKind(eKind), m_iID(iID), m_iFlags(iFlags), m_sLabel(std::move(sLabel))
+CSystemProperty::CSystemProperty(KIND kind, CQXString label, int id, int flags)
+    : m_eKind(kind), m_iID(id), m_iFlags(flags), m_sLabel(std::move(label))
 {
 }
 
-void CSystemProperty::AddChoice(CQXString sName, int iIndex)
+void CSystemProperty::AddChoice(CQXString name, int index)
 {
-    m_Choices.push_back({std::move(sName), iIndex});
+    m_Choices.push_back({std::move(name), index});
 }
 
-CSystemProperty* CPropertySet::AddTextProperty(CQXString sLabel, CQXString sValue, int iID, int iFlags)
+CSystemProperty* CPropertySet::AddTextProperty(CQXString label, CQXString value, int id, int flags)
 {
     m_Properties.push_back(
-        std::make_unique<CSystemProperty>(CSystemProperty::KIND_TEXT, std::move(sLabel), iID, iFlags));
-    m_Properties.back()->Value(std::move(sValue));
+        std::make_unique<CSystemProperty>(CSystemProperty::KIND_TEXT, std::move(label), id, flags));
+    m_Properties.back()->Value(std::move(value));
     return m_Properties.back().get();
 }
 
-CSystemProperty* CPropertySet::AddMultiProperty(CQXString sLabel, int iSelected, int iID, int iFlags)
+CSystemProperty* CPropertySet::AddMultiProperty(CQXString label, int selected, int id, int flags)
 {
     m_Properties.push_back(
-        std::make_unique<CSystemProperty>(CSystemProperty::KIND_MULTI, std::move(sLabel), iID, iFlags));
-    m_Properties.back()->SelectChoice(iSelected);
+        std::make_unique<CSystemProperty>(CSystemProperty::KIND_MULTI, std::move(label), id, flags));
+    m_Properties.back()->SelectChoice(selected);
     return m_Properties.back().get();
 }
 
-CSystemProperty* CPropertySet::Property(int iID) const
+CSystemProperty* CPropertySet::Property(int id) const
 {
-    const auto Found = std::find_if(m_Properties.begin(), m_Properties.end(),
-                                    [iID](const auto& pProperty) { return pProperty->ID() == iID; });
-    return Found == m_Properties.end() ? nullptr : Found->get();
+    const auto found = std::find_if(m_Properties.begin(), m_Properties.end(),
+                                    [id](const auto& property) { return property->ID() == id; });
+    return found == m_Properties.end() ? nullptr : found->get();
 }
 
-void CPropertySet::SetAttribBits(int iID, int iBits)
+void CPropertySet::SetAttribBits(int id, int bits)
 {
-    if (CSystemProperty* pProperty = Property(iID))
-        pProperty->SetAttribBits(iBits);
+    if (CSystemProperty* property = Property(id))
+        property->SetAttribBits(bits);
 }
 
-void CPropertySet::AddAction(int iID, CQXString sText)
+void CPropertySet::AddAction(int id, CQXString text)
 {
-    m_Actions.push_back({iID, std::move(sText)});
+    m_Actions.push_back({id, std::move(text)});
 }
 
-int CPropertySet::DeleteAction(int iID)
+int CPropertySet::DeleteAction(int id)
 {
-    return std::erase_if(m_Actions, [iID](const Action& Entry) { return Entry.iID == iID; }) > 0 ? 1 : 0;
+    return std::erase_if(m_Actions, [id](const Action& entry) { return entry.iID == id; }) > 0 ? 1 : 0;
 }

@@ -27,238 +27,238 @@ enum : int {
     REPORT_USER
 };
 
-std::string Line(const std::string& Kind, const MemoryFile& Record)
+std::string Line(const std::string& kind, const MemoryFile& record)
 {
-    return RecordLine{Kind, Record.Bytes()}.Format() + "\n";
+    return RecordLine{kind, record.Bytes()}.Format() + "\n";
 }
 
 } // namespace
 
-void Configuration::Fault(int Line, const std::string& What)
+void Configuration::Fault(int line, const std::string& what)
 {
-    m_bSound = false;
-    AssertWrap("configuration", Line, What.c_str());
+    m_sound = false;
+    AssertWrap("configuration", line, what.c_str());
 }
 
-std::optional<std::string> Configuration::Write(std::string* pError)
+std::optional<std::string> Configuration::Write(std::string* error)
 {
-    std::string Body;
+    std::string body;
     // What is stored is what there is, so that switches of removed producers go. Those of objects whose
     // library is away are not told from them, and stay with their records.
-    if (m_System.m_KeptRecords.empty())
-        m_System.m_Traces.Clear();
-    for (CTraceProducer* pProducer : m_System.TraceProducers())
-        m_System.m_Traces.Store(static_cast<char*>(pProducer->TraceName()), pProducer->TraceEnabled() != 0);
-    for (const auto& [Name, Enabled] : m_System.m_Traces.Switches()) {
-        MemoryFile Record;
-        Record.WriteString(Name.c_str());
-        Record.WriteInt(Enabled);
-        Body += Line("trace", Record);
+    if (m_system.m_keptRecords.empty())
+        m_system.m_traces.Clear();
+    for (CTraceProducer* producer : m_system.TraceProducers())
+        m_system.m_traces.Store(static_cast<char*>(producer->TraceName()), producer->TraceEnabled() != 0);
+    for (const auto& [name, enabled] : m_system.m_traces.Switches()) {
+        MemoryFile record;
+        record.WriteString(name.c_str());
+        record.WriteInt(enabled);
+        body += Line("trace", record);
     }
-    for (int Slot = 0; Slot < SecurityServer::kSlots; ++Slot) {
-        const CUser* pUser = m_System.m_Security.GetUserAtDoorLockSlot(Slot);
-        if (!pUser)
+    for (int slot = 0; slot < SecurityServer::kSlots; ++slot) {
+        const CUser* user = m_system.m_security.GetUserAtDoorLockSlot(slot);
+        if (!user)
             continue;
-        MemoryFile Record;
-        Record.WriteInt(Slot);
-        Record.WriteString(pUser->Name());
-        Record.WriteString(pUser->Email());
-        Record.WriteString(pUser->PIN_DoorLock());
-        Body += Line("user", Record);
+        MemoryFile record;
+        record.WriteInt(slot);
+        record.WriteString(user->Name());
+        record.WriteString(user->Email());
+        record.WriteString(user->PIN_DoorLock());
+        body += Line("user", record);
     }
-    for (const auto& pAccount : m_System.m_Accounts) {
-        MemoryFile Record;
-        Record.WriteInt(static_cast<int>(pAccount->Bridge.ID()));
-        Record.WriteInt(pAccount->Bridge.InterfaceType());
-        Record.WriteString(pAccount->Bridge.Name());
-        if (!pAccount->pInterface->WriteClientData(&Record, kVersion)) {
-            *pError = "interface " + std::to_string(pAccount->Bridge.ID()) + " could not write its record";
+    for (const auto& account : m_system.m_accounts) {
+        MemoryFile record;
+        record.WriteInt(static_cast<int>(account->bridge.ID()));
+        record.WriteInt(account->bridge.InterfaceType());
+        record.WriteString(account->bridge.Name());
+        if (!account->interface->WriteClientData(&record, kVersion)) {
+            *error = "interface " + std::to_string(account->bridge.ID()) + " could not write its record";
             return std::nullopt;
         }
-        Body += Line("bridge", Record);
+        body += Line("bridge", record);
     }
-    const auto Components = m_System.Components();
-    for (CSystemComponent* pComponent : Components) {
-        MemoryFile Record;
-        Record.WriteInt(pComponent->ComponentType());
-        Record.WriteInt(static_cast<int>(pComponent->ID()));
-        if (!pComponent->WriteData(&Record, kVersion)) {
-            *pError = "component " + std::to_string(pComponent->ID()) + " could not write its record";
+    const auto components = m_system.Components();
+    for (CSystemComponent* component : components) {
+        MemoryFile record;
+        record.WriteInt(component->ComponentType());
+        record.WriteInt(static_cast<int>(component->ID()));
+        if (!component->WriteData(&record, kVersion)) {
+            *error = "component " + std::to_string(component->ID()) + " could not write its record";
             return std::nullopt;
         }
-        Body += Line("component", Record);
+        body += Line("component", record);
     }
-    auto nBridges = m_System.m_Accounts.size();
-    auto nComponents = Components.size();
-    for (const std::string& Kept : m_System.m_KeptRecords) {
-        Body += Kept + "\n";
-        ++(Kept.starts_with("bridge ") ? nBridges : nComponents);
+    auto bridgeCount = m_system.m_accounts.size();
+    auto componentCount = components.size();
+    for (const std::string& kept : m_system.m_keptRecords) {
+        body += kept + "\n";
+        ++(kept.starts_with("bridge ") ? bridgeCount : componentCount);
     }
 
-    MemoryFile Header;
-    Header.WriteInt(kVersion);
-    Header.WriteInt(static_cast<int>(m_System.m_IDs.Next()));
-    Header.WriteInt(static_cast<int>(nBridges));
-    Header.WriteInt(static_cast<int>(nComponents));
-    return Line("configuration", Header) + Body + Line("end", MemoryFile());
+    MemoryFile header;
+    header.WriteInt(kVersion);
+    header.WriteInt(static_cast<int>(m_system.m_ids.Next()));
+    header.WriteInt(static_cast<int>(bridgeCount));
+    header.WriteInt(static_cast<int>(componentCount));
+    return Line("configuration", header) + body + Line("end", MemoryFile());
 }
 
-void Configuration::Parse(std::string_view Text)
+void Configuration::Parse(std::string_view text)
 {
-    for (int Number = 1; !Text.empty(); ++Number) {
-        const std::size_t End = Text.find('\n');
-        const auto Parsed = RecordLine::Parse(Text.substr(0, End));
-        if (Parsed)
-            m_Lines.push_back(*Parsed);
+    for (int number = 1; !text.empty(); ++number) {
+        const std::size_t end = text.find('\n');
+        const auto parsed = RecordLine::Parse(text.substr(0, end));
+        if (parsed)
+            m_lines.push_back(*parsed);
         else
-            Fault(REPORT_DAMAGED, "line " + std::to_string(Number) + " of the configuration is damaged");
-        Text.remove_prefix(End == std::string_view::npos ? Text.size() : End + 1);
+            Fault(REPORT_DAMAGED, "line " + std::to_string(number) + " of the configuration is damaged");
+        text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
     }
 }
 
-bool Configuration::Read(std::string_view Text)
+bool Configuration::Read(std::string_view text)
 {
-    Parse(Text);
+    Parse(text);
     // By kind, so that what others refer to is there first, whatever the order of the lines.
-    const std::pair<const char*, void (Configuration::*)(const RecordLine&)> Readers[] = {
+    const std::pair<const char*, void (Configuration::*)(const RecordLine&)> readers[] = {
         {"configuration", &Configuration::ReadHeader},
         {"trace", &Configuration::ReadTrace},
         {"user", &Configuration::ReadUser},
         {"bridge", &Configuration::ReadBridge},
         {"component", &Configuration::ReadComponent},
     };
-    for (const auto& [Kind, Reader] : Readers) {
-        for (const RecordLine& Record : m_Lines) {
-            if (Record.Kind == Kind)
-                std::invoke(Reader, this, Record);
+    for (const auto& [kind, reader] : readers) {
+        for (const RecordLine& record : m_lines) {
+            if (record.kind == kind)
+                std::invoke(reader, this, record);
         }
     }
     CheckCounts();
-    return m_bSound;
+    return m_sound;
 }
 
 void Configuration::CheckCounts()
 {
-    if (!m_nBridgesExpected)
+    if (!m_expectedBridges)
         return Fault(REPORT_COUNT, "the configuration has no sound first record");
-    const bool bEnded = std::any_of(m_Lines.begin(), m_Lines.end(),
-                                    [](const RecordLine& Record) { return Record.Kind == "end"; });
-    if (!bEnded || m_nBridges < *m_nBridgesExpected || m_nComponents < *m_nComponentsExpected)
-        Fault(REPORT_COUNT, "records are missing in the configuration: " + std::to_string(m_nBridges) +
-                                " of " + std::to_string(*m_nBridgesExpected) + " interfaces and " +
-                                std::to_string(m_nComponents) + " of " +
-                                std::to_string(*m_nComponentsExpected) + " components were read");
+    const bool ended = std::any_of(m_lines.begin(), m_lines.end(),
+                                   [](const RecordLine& record) { return record.kind == "end"; });
+    if (!ended || m_bridgeCount < *m_expectedBridges || m_componentCount < *m_expectedComponents)
+        Fault(REPORT_COUNT, "records are missing in the configuration: " + std::to_string(m_bridgeCount) +
+                                " of " + std::to_string(*m_expectedBridges) + " interfaces and " +
+                                std::to_string(m_componentCount) + " of " +
+                                std::to_string(*m_expectedComponents) + " components were read");
 }
 
-bool Configuration::NoteID(int ID)
+bool Configuration::NoteId(int id)
 {
-    if (ID <= 0 || ID == std::numeric_limits<int>::max() ||
-        std::find(m_Used.begin(), m_Used.end(), ID) != m_Used.end())
+    if (id <= 0 || id == std::numeric_limits<int>::max() ||
+        std::find(m_used.begin(), m_used.end(), id) != m_used.end())
         return false;
-    m_Used.push_back(ID);
-    m_System.m_IDs.NoteUsed(static_cast<unsigned>(ID));
+    m_used.push_back(id);
+    m_system.m_ids.NoteUsed(static_cast<unsigned>(id));
     return true;
 }
 
-void Configuration::ReadHeader(const RecordLine& Line)
+void Configuration::ReadHeader(const RecordLine& line)
 {
-    MemoryFile Record(Line.Bytes);
-    int NextID = 0;
-    int nBridges = 0;
-    int nComponents = 0;
-    if (!Record.ReadInt(&m_Version) || !Record.ReadInt(&NextID) || !Record.ReadInt(&nBridges) ||
-        !Record.ReadInt(&nComponents))
+    MemoryFile record(line.bytes);
+    int nextId = 0;
+    int bridgeCount = 0;
+    int componentCount = 0;
+    if (!record.ReadInt(&m_version) || !record.ReadInt(&nextId) || !record.ReadInt(&bridgeCount) ||
+        !record.ReadInt(&componentCount))
         return Fault(REPORT_CONTENT, "the configuration's first record cannot be read");
-    m_nBridgesExpected = nBridges;
-    m_nComponentsExpected = nComponents;
+    m_expectedBridges = bridgeCount;
+    m_expectedComponents = componentCount;
     // Ids are never given out twice, also when what had the highest one was removed before the save.
-    if (NextID > 1)
-        m_System.m_IDs.NoteUsed(static_cast<unsigned>(NextID - 1));
+    if (nextId > 1)
+        m_system.m_ids.NoteUsed(static_cast<unsigned>(nextId - 1));
 }
 
-void Configuration::ReadTrace(const RecordLine& Line)
+void Configuration::ReadTrace(const RecordLine& line)
 {
-    MemoryFile Record(Line.Bytes);
-    CQXString Name;
-    int Enabled = 0;
-    if (!Record.ReadString(&Name) || !Record.ReadInt(&Enabled))
+    MemoryFile record(line.bytes);
+    CQXString name;
+    int enabled = 0;
+    if (!record.ReadString(&name) || !record.ReadInt(&enabled))
         return Fault(REPORT_CONTENT, "a trace switch cannot be read");
-    m_System.m_Traces.Store(static_cast<char*>(Name), Enabled != 0);
+    m_system.m_traces.Store(static_cast<char*>(name), enabled != 0);
 }
 
-void Configuration::ReadUser(const RecordLine& Line)
+void Configuration::ReadUser(const RecordLine& line)
 {
-    MemoryFile Record(Line.Bytes);
-    int Slot = -1;
-    CQXString Name;
-    CQXString Email;
-    CQXString Pin;
-    if (!Record.ReadInt(&Slot) || !Record.ReadString(&Name) || !Record.ReadString(&Email) ||
-        !Record.ReadString(&Pin))
+    MemoryFile record(line.bytes);
+    int slot = -1;
+    CQXString name;
+    CQXString email;
+    CQXString pin;
+    if (!record.ReadInt(&slot) || !record.ReadString(&name) || !record.ReadString(&email) ||
+        !record.ReadString(&pin))
         return Fault(REPORT_CONTENT, "a user cannot be read");
-    const UserData User{static_cast<char*>(Name), static_cast<char*>(Email), static_cast<char*>(Pin)};
-    const std::string Who = "the user at slot " + std::to_string(Slot);
-    if (const auto Wrong = m_System.m_Security.SetUser(Slot, User))
-        return Fault(REPORT_CONTENT, Who + " is left out: " + *Wrong);
+    const UserData user{static_cast<char*>(name), static_cast<char*>(email), static_cast<char*>(pin)};
+    const std::string who = "the user at slot " + std::to_string(slot);
+    if (const auto wrong = m_system.m_security.SetUser(slot, user))
+        return Fault(REPORT_CONTENT, who + " is left out: " + *wrong);
     // Kept, because the user may have a person in the cloud, which only the installer can sort out.
-    auto Doubt = CheckNewName(User.Name);
-    if (!Doubt)
-        Doubt = m_System.m_Security.FindDuplicate(Slot, User);
-    if (Doubt)
-        AssertWrap("configuration", REPORT_USER, (Who + " is kept, but its " + *Doubt).c_str());
+    auto doubt = CheckNewName(user.name);
+    if (!doubt)
+        doubt = m_system.m_security.FindDuplicate(slot, user);
+    if (doubt)
+        AssertWrap("configuration", REPORT_USER, (who + " is kept, but its " + *doubt).c_str());
 }
 
-void Configuration::ReadBridge(const RecordLine& Line)
+void Configuration::ReadBridge(const RecordLine& line)
 {
-    MemoryFile Record(Line.Bytes);
-    int ID = 0;
-    int Type = 0;
-    CQXString Name;
-    if (!Record.ReadInt(&ID) || !Record.ReadInt(&Type) || !Record.ReadString(&Name))
+    MemoryFile record(line.bytes);
+    int id = 0;
+    int type = 0;
+    CQXString name;
+    if (!record.ReadInt(&id) || !record.ReadInt(&type) || !record.ReadString(&name))
         return Fault(REPORT_CONTENT, "an interface's record cannot be read");
-    if (!NoteID(ID))
-        return Fault(REPORT_DUPLICATE, "interface " + std::to_string(ID) + " is left out: its id is no id");
-    System::Account* pAccount = m_System.AttachInterface(static_cast<unsigned>(ID), Type);
-    if (!pAccount) {
+    if (!NoteId(id))
+        return Fault(REPORT_DUPLICATE, "interface " + std::to_string(id) + " is left out: its id is no id");
+    System::Account* account = m_system.AttachInterface(static_cast<unsigned>(id), type);
+    if (!account) {
         // Its library may be back the next time, so the record is kept, and written again as it is.
-        m_System.m_KeptRecords.push_back(Line.Format());
-        ++m_nBridges;
+        m_system.m_keptRecords.push_back(line.Format());
+        ++m_bridgeCount;
         AssertWrap("configuration", REPORT_TYPE,
-                   ("no library makes interface type " + std::to_string(Type)).c_str());
+                   ("no library makes interface type " + std::to_string(type)).c_str());
         return;
     }
-    ++m_nBridges;
-    pAccount->Bridge.Name(Name);
-    if (!pAccount->pInterface->ReadClientData(&Record, m_Version))
-        Fault(REPORT_REFUSED, "interface " + std::to_string(ID) + " could not read its record");
+    ++m_bridgeCount;
+    account->bridge.Name(name);
+    if (!account->interface->ReadClientData(&record, m_version))
+        Fault(REPORT_REFUSED, "interface " + std::to_string(id) + " could not read its record");
     // The record's own copy of the id may be another one only in a file that was tampered with.
-    pAccount->pInterface->BridgeID(static_cast<unsigned>(ID));
+    account->interface->BridgeID(static_cast<unsigned>(id));
 }
 
-void Configuration::ReadComponent(const RecordLine& Line)
+void Configuration::ReadComponent(const RecordLine& line)
 {
-    MemoryFile Record(Line.Bytes);
-    int Type = 0;
-    int ID = 0;
-    if (!Record.ReadInt(&Type) || !Record.ReadInt(&ID))
+    MemoryFile record(line.bytes);
+    int type = 0;
+    int id = 0;
+    if (!record.ReadInt(&type) || !record.ReadInt(&id))
         return Fault(REPORT_CONTENT, "a component's record cannot be read");
-    if (!NoteID(ID))
-        return Fault(REPORT_DUPLICATE, "component " + std::to_string(ID) + " is left out: its id is no id");
-    SystemFamily* pFamily = m_System.FamilyOfType(Type);
-    auto pComponent = pFamily ? m_System.CreateComponent(pFamily->Definition(Type)) : nullptr;
-    if (!pComponent) {
-        m_System.m_KeptRecords.push_back(Line.Format());
-        ++m_nComponents;
+    if (!NoteId(id))
+        return Fault(REPORT_DUPLICATE, "component " + std::to_string(id) + " is left out: its id is no id");
+    SystemFamily* family = m_system.FamilyOfType(type);
+    auto component = family ? m_system.CreateComponent(family->Definition(type)) : nullptr;
+    if (!component) {
+        m_system.m_keptRecords.push_back(line.Format());
+        ++m_componentCount;
         AssertWrap("configuration", REPORT_TYPE,
-                   ("no library makes component type " + std::to_string(Type)).c_str());
+                   ("no library makes component type " + std::to_string(type)).c_str());
         return;
     }
-    if (!pComponent->ReadData(&Record, m_Version))
-        return Fault(REPORT_REFUSED, "component " + std::to_string(ID) + " could not read its record");
-    pComponent->ID(static_cast<unsigned>(ID));
-    m_System.m_Traces.LoadStateFor(pComponent.get());
-    pFamily->Append(std::move(pComponent));
-    ++m_nComponents;
+    if (!component->ReadData(&record, m_version))
+        return Fault(REPORT_REFUSED, "component " + std::to_string(id) + " could not read its record");
+    component->ID(static_cast<unsigned>(id));
+    m_system.m_traces.LoadStateFor(component.get());
+    family->Append(std::move(component));
+    ++m_componentCount;
 }
 
 } // namespace devhost

@@ -24,37 +24,37 @@ public:
     /// Above 1460, from which on the interface's record holds its redirect schema.
     static constexpr int kVersion = 1500;
 
-    explicit Configuration(System& Owner) : m_System(Owner) {}
+    explicit Configuration(System& owner) : m_system(owner) {}
 
     /// The text of the whole system; nothing when an object could not write its record.
-    /// @param pError then says which one.
-    std::optional<std::string> Write(std::string* pError);
+    /// @param error then says which one.
+    std::optional<std::string> Write(std::string* error);
 
     /// Fills a system that holds nothing yet: ids, switches and users first, then bridges with their
     /// interfaces, then components. Links and initialisation are left to the system.
     /// @return whether all of the text was sound. Each fault is reported.
-    bool Read(std::string_view Text);
+    bool Read(std::string_view text);
 
 private:
-    void Parse(std::string_view Text);
-    void ReadHeader(const RecordLine& Line);
-    void ReadTrace(const RecordLine& Line);
-    void ReadUser(const RecordLine& Line);
-    void ReadBridge(const RecordLine& Line);
-    void ReadComponent(const RecordLine& Line);
+    void Parse(std::string_view text);
+    void ReadHeader(const RecordLine& line);
+    void ReadTrace(const RecordLine& line);
+    void ReadUser(const RecordLine& line);
+    void ReadBridge(const RecordLine& line);
+    void ReadComponent(const RecordLine& line);
     void CheckCounts();
-    bool NoteID(int ID);
-    void Fault(int Line, const std::string& What);
+    bool NoteId(int id);
+    void Fault(int line, const std::string& what);
 
-    System& m_System;
-    std::vector<RecordLine> m_Lines;
-    std::vector<int> m_Used; // ids of bridges and components so far
-    int m_Version = kVersion;
-    std::optional<int> m_nBridgesExpected;
-    std::optional<int> m_nComponentsExpected;
-    int m_nBridges = 0;
-    int m_nComponents = 0;
-    bool m_bSound = true;
+    System& m_system;
+    std::vector<RecordLine> m_lines;
+    std::vector<int> m_used; // ids of bridges and components so far
+    int m_version = kVersion;
+    std::optional<int> m_expectedBridges;
+    std::optional<int> m_expectedComponents;
+    int m_bridgeCount = 0;
+    int m_componentCount = 0;
+    bool m_sound = true;
 };
 
 } // namespace devhost

@@ -13,58 +13,58 @@ namespace
 constexpr std::size_t kNumberBytes = 1 + 4; // kind and value
 }
 
-void MemoryFile::AppendNumber(std::uint32_t Value)
+void MemoryFile::AppendNumber(std::uint32_t number)
 {
-    for (unsigned Shift = 0; Shift < 32; Shift += 8)
-        m_Bytes += static_cast<char>((Value >> Shift) & 0xffu);
+    for (unsigned shift = 0; shift < 32; shift += 8)
+        m_bytes += static_cast<char>((number >> shift) & 0xffu);
 }
 
-bool MemoryFile::PeekNumber(char Kind, std::uint32_t* pValue) const
+bool MemoryFile::PeekNumber(char kind, std::uint32_t* value) const
 {
-    if (m_Bytes.size() - m_Position < kNumberBytes || m_Bytes[m_Position] != Kind)
+    if (m_bytes.size() - m_position < kNumberBytes || m_bytes[m_position] != kind)
         return false;
-    *pValue = 0;
+    *value = 0;
     for (std::size_t i = 0; i < 4; ++i)
-        *pValue |= static_cast<std::uint32_t>(static_cast<unsigned char>(m_Bytes[m_Position + 1 + i]))
-                   << (8 * i);
+        *value |= static_cast<std::uint32_t>(static_cast<unsigned char>(m_bytes[m_position + 1 + i]))
+                  << (8 * i);
     return true;
 }
 
-int MemoryFile::WriteInt(int iValue)
+int MemoryFile::WriteInt(int value)
 {
-    m_Bytes += 'i';
-    AppendNumber(static_cast<std::uint32_t>(iValue));
+    m_bytes += 'i';
+    AppendNumber(static_cast<std::uint32_t>(value));
     return 1;
 }
 
-int MemoryFile::WriteString(const CQXString& sValue)
+int MemoryFile::WriteString(const CQXString& value)
 {
-    const auto cbText = static_cast<std::size_t>(sValue.GetLength());
-    if (cbText > std::numeric_limits<std::uint32_t>::max())
+    const auto textSize = static_cast<std::size_t>(value.GetLength());
+    if (textSize > std::numeric_limits<std::uint32_t>::max())
         return 0;
-    m_Bytes += 's';
-    AppendNumber(static_cast<std::uint32_t>(cbText));
-    m_Bytes.append(static_cast<const char*>(sValue), cbText);
+    m_bytes += 's';
+    AppendNumber(static_cast<std::uint32_t>(textSize));
+    m_bytes.append(static_cast<const char*>(value), textSize);
     return 1;
 }
 
-int MemoryFile::ReadInt(int* pValue)
+int MemoryFile::ReadInt(int* value)
 {
-    std::uint32_t Value = 0;
-    if (!PeekNumber('i', &Value))
+    std::uint32_t number = 0;
+    if (!PeekNumber('i', &number))
         return 0;
-    *pValue = static_cast<int>(Value);
-    m_Position += kNumberBytes;
+    *value = static_cast<int>(number);
+    m_position += kNumberBytes;
     return 1;
 }
 
-int MemoryFile::ReadString(CQXString* pValue)
+int MemoryFile::ReadString(CQXString* value)
 {
-    std::uint32_t cbText = 0;
-    if (!PeekNumber('s', &cbText) || m_Bytes.size() - m_Position - kNumberBytes < cbText)
+    std::uint32_t textSize = 0;
+    if (!PeekNumber('s', &textSize) || m_bytes.size() - m_position - kNumberBytes < textSize)
         return 0;
-    *pValue = m_Bytes.substr(m_Position + kNumberBytes, cbText).c_str();
-    m_Position += kNumberBytes + cbText;
+    *value = m_bytes.substr(m_position + kNumberBytes, textSize).c_str();
+    m_position += kNumberBytes + textSize;
     return 1;
 }
 

@@ -21,22 +21,22 @@ class MemoryFile : public CQXFile
 public:
     MemoryFile() = default;
     /// Reads the given bytes from their start; writing appends to them.
-    explicit MemoryFile(std::string Bytes) : m_Bytes(std::move(Bytes)) {}
+    explicit MemoryFile(std::string bytes) : m_bytes(std::move(bytes)) {}
 
-    int WriteInt(int iValue) override;
-    int WriteString(const CQXString& sValue) override;
-    int ReadInt(int* pValue) override;
-    int ReadString(CQXString* pValue) override;
+    int WriteInt(int value) override;
+    int WriteString(const CQXString& value) override;
+    int ReadInt(int* value) override;
+    int ReadString(CQXString* value) override;
 
-    const std::string& Bytes() const { return m_Bytes; }
+    const std::string& Bytes() const { return m_bytes; }
 
 private:
-    void AppendNumber(std::uint32_t Value);
+    void AppendNumber(std::uint32_t number);
     // The number after the item's kind; false when the next item is of another kind or cut short.
-    bool PeekNumber(char Kind, std::uint32_t* pValue) const;
+    bool PeekNumber(char kind, std::uint32_t* value) const;
 
-    std::string m_Bytes;
-    std::size_t m_Position = 0;
+    std::string m_bytes;
+    std::size_t m_position = 0;
 };
 
 } // namespace devhost

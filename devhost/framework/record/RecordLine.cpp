@@ -15,12 +15,12 @@ namespace devhost
 namespace
 {
 
-std::uint32_t Checksum(std::string_view Kind, std::string_view Encoded)
+std::uint32_t Checksum(std::string_view kind, std::string_view encoded)
 {
-    boost::crc_32_type Crc;
-    Crc.process_bytes(Kind.data(), Kind.size());
-    Crc.process_bytes(Encoded.data(), Encoded.size());
-    return Crc.checksum();
+    boost::crc_32_type crc;
+    crc.process_bytes(kind.data(), kind.size());
+    crc.process_bytes(encoded.data(), encoded.size());
+    return crc.checksum();
 }
 
 bool IsPlain(char c)
@@ -29,11 +29,11 @@ bool IsPlain(char c)
            c == '.' || c == '_';
 }
 
-std::string Encode(std::string_view Bytes)
+std::string Encode(std::string_view bytes)
 {
     static constexpr char kHex[] = "0123456789abcdef";
     std::string Out;
-    for (char c : Bytes) {
+    for (char c : bytes) {
         if (IsPlain(c)) {
             Out += c;
             continue;
@@ -45,25 +45,25 @@ std::string Encode(std::string_view Bytes)
 }
 
 template <class T>
-std::optional<T> ParseNumber(std::string_view Text, int Base)
+std::optional<T> ParseNumber(std::string_view text, int base)
 {
-    T Value{};
-    const auto [pEnd, Error] = std::from_chars(Text.data(), Text.data() + Text.size(), Value, Base);
-    if (Error != std::errc() || pEnd != Text.data() + Text.size())
+    T value{};
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, base);
+    if (error != std::errc() || end != text.data() + text.size())
         return std::nullopt;
-    return Value;
+    return value;
 }
 
-std::optional<std::string> Decode(std::string_view Text)
+std::optional<std::string> Decode(std::string_view text)
 {
     std::string Out;
-    for (std::size_t i = 0; i < Text.size(); ++i) {
-        if (Text[i] != '%') {
-            Out += Text[i];
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] != '%') {
+            Out += text[i];
             continue;
         }
-        const auto Byte = ParseNumber<unsigned>(Text.substr(i + 1, 2), 16);
-        if (!Byte || i + 2 >= Text.size())
+        const auto Byte = ParseNumber<unsigned>(text.substr(i + 1, 2), 16);
+        if (!Byte || i + 2 >= text.size())
             return std::nullopt;
         Out += static_cast<char>(*Byte);
         i += 2;
@@ -72,35 +72,35 @@ std::optional<std::string> Decode(std::string_view Text)
 }
 
 // The text up to the next blank, which is taken off with it.
-std::string_view TakeWord(std::string_view& Text)
+std::string_view TakeWord(std::string_view& text)
 {
-    const std::size_t End = Text.find(' ');
-    const std::string_view Word = Text.substr(0, End);
-    Text.remove_prefix(End == std::string_view::npos ? Text.size() : End + 1);
-    return Word;
+    const std::size_t end = text.find(' ');
+    const std::string_view word = text.substr(0, end);
+    text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+    return word;
 }
 
 } // namespace
 
 std::string RecordLine::Format() const
 {
-    const std::string Encoded = Encode(Bytes);
-    std::array<char, 16> Sum{};
-    std::snprintf(Sum.data(), Sum.size(), "%08x", Checksum(Kind, Encoded));
-    return Kind + " " + std::to_string(Encoded.size()) + " " + Sum.data() + " " + Encoded;
+    const std::string encoded = Encode(bytes);
+    std::array<char, 16> sum{};
+    std::snprintf(sum.data(), sum.size(), "%08x", Checksum(kind, encoded));
+    return kind + " " + std::to_string(encoded.size()) + " " + sum.data() + " " + encoded;
 }
 
-std::optional<RecordLine> RecordLine::Parse(std::string_view Line)
+std::optional<RecordLine> RecordLine::Parse(std::string_view line)
 {
-    const std::string_view Kind = TakeWord(Line);
-    const auto Length = ParseNumber<std::size_t>(TakeWord(Line), 10);
-    const auto Sum = ParseNumber<std::uint32_t>(TakeWord(Line), 16);
-    if (Kind.empty() || !Length || !Sum || Line.size() != *Length || Checksum(Kind, Line) != *Sum)
+    const std::string_view kind = TakeWord(line);
+    const auto length = ParseNumber<std::size_t>(TakeWord(line), 10);
+    const auto sum = ParseNumber<std::uint32_t>(TakeWord(line), 16);
+    if (kind.empty() || !length || !sum || line.size() != *length || Checksum(kind, line) != *sum)
         return std::nullopt;
-    auto Bytes = Decode(Line);
-    if (!Bytes)
+    auto bytes = Decode(line);
+    if (!bytes)
         return std::nullopt;
-    return RecordLine{std::string(Kind), std::move(*Bytes)};
+    return RecordLine{std::string(kind), std::move(*bytes)};
 }
 
 } // namespace devhost

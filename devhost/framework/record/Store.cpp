@@ -19,37 +19,37 @@ namespace devhost
 namespace
 {
 
-std::string ErrorText(const std::string& What, const std::filesystem::path& Path)
+std::string ErrorText(const std::string& what, const std::filesystem::path& path)
 {
-    return What + " " + Path.string() + ": " + std::strerror(errno);
+    return what + " " + path.string() + ": " + std::strerror(errno);
 }
 
 class Descriptor
 {
 public:
-    explicit Descriptor(int Fd) : m_Fd(Fd) {}
+    explicit Descriptor(int fd) : m_fd(fd) {}
     ~Descriptor()
     {
-        if (m_Fd >= 0)
-            close(m_Fd);
+        if (m_fd >= 0)
+            close(m_fd);
     }
     Descriptor(const Descriptor&) = delete;
     Descriptor& operator=(const Descriptor&) = delete;
-    int Get() const { return m_Fd; }
+    int Get() const { return m_fd; }
 
 private:
-    int m_Fd;
+    int m_fd;
 };
 
-bool WriteAll(int Fd, std::string_view Text)
+bool WriteAll(int fd, std::string_view text)
 {
-    while (!Text.empty()) {
-        const ssize_t n = write(Fd, Text.data(), Text.size());
+    while (!text.empty()) {
+        const ssize_t n = write(fd, text.data(), text.size());
         if (n < 0 && errno == EINTR)
             continue;
         if (n <= 0)
             return false;
-        Text.remove_prefix(static_cast<std::size_t>(n));
+        text.remove_prefix(static_cast<std::size_t>(n));
     }
     return true;
 }
@@ -57,102 +57,102 @@ bool WriteAll(int Fd, std::string_view Text)
 constexpr const char* kAsideMark = ".damaged-";
 
 // Without this the rename itself may be lost with the power.
-bool FlushFolder(const std::filesystem::path& Folder)
+bool FlushFolder(const std::filesystem::path& folder)
 {
-    const Descriptor Fd(open(Folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    return Fd.Get() >= 0 && fsync(Fd.Get()) == 0;
+    const Descriptor fd(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    return fd.Get() >= 0 && fsync(fd.Get()) == 0;
 }
 
 } // namespace
 
 std::optional<std::string> FileStore::Load()
 {
-    std::error_code Error;
-    const auto Status = std::filesystem::symlink_status(m_Path, Error);
-    if (Status.type() == std::filesystem::file_type::not_found)
+    std::error_code error;
+    const auto status = std::filesystem::symlink_status(m_path, error);
+    if (status.type() == std::filesystem::file_type::not_found)
         return std::nullopt;
-    if (!std::filesystem::is_regular_file(m_Path, Error))
-        throw std::runtime_error(m_Path.string() + " is not a file");
-    std::ifstream File(m_Path, std::ios::binary);
-    std::ostringstream Text;
-    Text << File.rdbuf();
-    if (!File || (Text.fail() && std::filesystem::file_size(m_Path) != 0))
-        throw std::runtime_error(ErrorText("cannot read", m_Path));
-    return Text.str();
+    if (!std::filesystem::is_regular_file(m_path, error))
+        throw std::runtime_error(m_path.string() + " is not a file");
+    std::ifstream file(m_path, std::ios::binary);
+    std::ostringstream text;
+    text << file.rdbuf();
+    if (!file || (text.fail() && std::filesystem::file_size(m_path) != 0))
+        throw std::runtime_error(ErrorText("cannot read", m_path));
+    return text.str();
 }
 
-std::string FileStore::Save(std::string_view Text)
+std::string FileStore::Save(std::string_view text)
 {
-    const std::filesystem::path New = m_Path.string() + ".new";
+    const std::filesystem::path New = m_path.string() + ".new";
     {
         unlink(New.c_str()); // one left by an interrupted save may have another mode
-        const Descriptor Fd(open(New.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
-        if (Fd.Get() < 0)
+        const Descriptor fd(open(New.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+        if (fd.Get() < 0)
             return ErrorText("cannot create", New);
-        if (!WriteAll(Fd.Get(), Text) || fsync(Fd.Get()) != 0) {
-            const std::string Error = ErrorText("cannot write", New);
+        if (!WriteAll(fd.Get(), text) || fsync(fd.Get()) != 0) {
+            const std::string error = ErrorText("cannot write", New);
             unlink(New.c_str());
-            return Error;
+            return error;
         }
     }
-    if (rename(New.c_str(), m_Path.c_str()) != 0) {
-        const std::string Error = ErrorText("cannot replace", m_Path);
+    if (rename(New.c_str(), m_path.c_str()) != 0) {
+        const std::string error = ErrorText("cannot replace", m_path);
         unlink(New.c_str());
-        return Error;
+        return error;
     }
-    if (!FlushFolder(m_Path.parent_path()))
-        return ErrorText("cannot flush", m_Path.parent_path());
+    if (!FlushFolder(m_path.parent_path()))
+        return ErrorText("cannot flush", m_path.parent_path());
     return {};
 }
 
 std::string FileStore::KeepAside()
 {
     for (int i = 1; i < 10000; ++i) {
-        const std::filesystem::path Aside = m_Path.string() + kAsideMark + std::to_string(i);
+        const std::filesystem::path aside = m_path.string() + kAsideMark + std::to_string(i);
         // A second name, and not a renaming: a crash before the next save must not lose the file.
-        if (link(m_Path.c_str(), Aside.c_str()) == 0)
+        if (link(m_path.c_str(), aside.c_str()) == 0)
             return {};
         if (errno != EEXIST)
-            return ErrorText("cannot keep the damaged file as", Aside);
+            return ErrorText("cannot keep the damaged file as", aside);
     }
-    return "cannot keep the damaged file: no free name beside " + m_Path.string();
+    return "cannot keep the damaged file: no free name beside " + m_path.string();
 }
 
 std::vector<std::string> FileStore::KeptAside() const
 {
-    std::vector<std::string> Names;
-    std::error_code Error;
-    std::filesystem::directory_iterator Entry(m_Path.parent_path(), Error);
-    for (; !Error && Entry != std::filesystem::directory_iterator(); Entry.increment(Error)) {
-        if (Entry->path().string().starts_with(m_Path.string() + kAsideMark))
-            Names.push_back(Entry->path().string());
+    std::vector<std::string> names;
+    std::error_code error;
+    std::filesystem::directory_iterator entry(m_path.parent_path(), error);
+    for (; !error && entry != std::filesystem::directory_iterator(); entry.increment(error)) {
+        if (entry->path().string().starts_with(m_path.string() + kAsideMark))
+            names.push_back(entry->path().string());
     }
     // Numbers without leading zeros: a shorter name has a lower one.
-    std::ranges::sort(Names, {}, [](const std::string& Name) { return std::pair(Name.size(), Name); });
-    return Names;
+    std::ranges::sort(names, {}, [](const std::string& name) { return std::pair(name.size(), name); });
+    return names;
 }
 
-std::string MemoryStore::Save(std::string_view NewText)
+std::string MemoryStore::Save(std::string_view newText)
 {
-    if (!NextError.empty())
-        return NextError;
-    Text = std::string(NewText);
-    ++Saves;
+    if (!nextError.empty())
+        return nextError;
+    text = std::string(newText);
+    ++saves;
     return {};
 }
 
 std::string MemoryStore::KeepAside()
 {
-    Aside.push_back(Text.value_or(""));
+    aside.push_back(text.value_or(""));
     return {};
 }
 
 std::vector<std::string> MemoryStore::KeptAside() const
 {
-    std::vector<std::string> Names;
-    for (std::size_t i = 1; i <= Aside.size(); ++i)
-        Names.push_back("damaged-" + std::to_string(i));
-    return Names;
+    std::vector<std::string> names;
+    for (std::size_t i = 1; i <= aside.size(); ++i)
+        names.push_back("damaged-" + std::to_string(i));
+    return names;
 }
 
 } // namespace devhost

@@ -20,7 +20,7 @@ public:
     virtual std::optional<std::string> Load() = 0;
     /// Replaces the stored text as a whole: afterwards either the new or the old one is there.
     /// @return what went wrong, empty on success.
-    virtual std::string Save(std::string_view Text) = 0;
+    virtual std::string Save(std::string_view text) = 0;
     /// Keeps the stored text beside, under a name that no other text has. The stored one stays as well.
     /// @return what went wrong, empty on success.
     virtual std::string KeepAside() = 0;
@@ -32,32 +32,32 @@ public:
 class FileStore : public Store
 {
 public:
-    /// The folder must exist. @param Path of the file, which need not exist.
-    explicit FileStore(std::filesystem::path Path) : m_Path(std::move(Path)) {}
+    /// The folder must exist. @param path of the file, which need not exist.
+    explicit FileStore(std::filesystem::path path) : m_path(std::move(path)) {}
     std::optional<std::string> Load() override;
     /// Writes a new file in the same folder, flushes it to the disk, and renames it over the old one.
-    std::string Save(std::string_view Text) override;
+    std::string Save(std::string_view text) override;
     /// Gives the file a second name that ends in ".damaged-1" or the next free number.
     std::string KeepAside() override;
     std::vector<std::string> KeptAside() const override;
 
 private:
-    std::filesystem::path m_Path;
+    std::filesystem::path m_path;
 };
 
 /// A text in memory, for tests.
 class MemoryStore : public Store
 {
 public:
-    std::optional<std::string> Load() override { return Text; }
-    std::string Save(std::string_view NewText) override;
+    std::optional<std::string> Load() override { return text; }
+    std::string Save(std::string_view newText) override;
     std::string KeepAside() override;
     std::vector<std::string> KeptAside() const override;
 
-    std::optional<std::string> Text;
-    std::vector<std::string> Aside;
-    std::string NextError; ///< when not empty, the result of every save
-    int Saves = 0;
+    std::optional<std::string> text;
+    std::vector<std::string> aside;
+    std::string nextError; ///< when not empty, the result of every save
+    int saves = 0;
 };
 
 } // namespace devhost

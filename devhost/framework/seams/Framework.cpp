@@ -7,8 +7,8 @@ namespace devhost
 
 Framework& TheFramework()
 {
-    static Framework Parts;
-    return Parts;
+    static Framework parts;
+    return parts;
 }
 
 } // namespace devhost

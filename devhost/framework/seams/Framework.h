@@ -22,8 +22,8 @@ namespace devhost
 /// One HTTP reply as it came: the head (status line and header lines, ending with the empty line) and the
 /// decoded body.
 struct HttpReply {
-    std::string Head;
-    std::string Body;
+    std::string head;
+    std::string body;
 };
 
 /// An open connection to a cloud host. Used by one thread; destroying it closes it.
@@ -33,7 +33,7 @@ public:
     virtual ~Connection() = default;
     /// Sends the request bytes as they are and reads one reply. Nothing when no complete, well-formed reply
     /// within the limits came back. Blocks; a worker that is asked to stop waits a short grace at most.
-    virtual std::optional<HttpReply> Exchange(std::string_view Request) = 0;
+    virtual std::optional<HttpReply> Exchange(std::string_view request) = 0;
 };
 
 /// Opens connections. Called from any worker thread. It and its connections may throw std::exception when
@@ -43,8 +43,8 @@ class Transport
 public:
     virtual ~Transport() = default;
     /// Null when the connection could not be made in time.
-    virtual std::unique_ptr<Connection> Connect(const std::string& Host, int Port,
-                                                std::chrono::milliseconds Timeout) = 0;
+    virtual std::unique_ptr<Connection> Connect(const std::string& host, int port,
+                                                std::chrono::milliseconds timeout) = 0;
 };
 
 /// Receives trace lines and reports. Called from any thread.
@@ -52,8 +52,8 @@ class DiagnosticSink
 {
 public:
     virtual ~DiagnosticSink() = default;
-    virtual void OnTrace(const std::string& Producer, std::string_view Line) = 0;
-    virtual void OnReport(const std::string& Source, int Line, std::string_view Message) = 0;
+    virtual void OnTrace(const std::string& producer, std::string_view line) = 0;
+    virtual void OnReport(const std::string& source, int line, std::string_view message) = 0;
 };
 
 /// Blocks the calling thread. A worker's sleeper ends early at shut-down; a test moves its clock instead.
@@ -61,22 +61,22 @@ class Sleeper
 {
 public:
     virtual ~Sleeper() = default;
-    virtual void Sleep(std::chrono::milliseconds Time) = 0;
+    virtual void Sleep(std::chrono::milliseconds time) = 0;
 };
 
 /// What stands behind the host services. Borrowed pointers and functions; whoever sets one keeps it alive and
 /// takes it out again. Set on the host thread while no driver code runs.
 struct Framework {
-    Transport* pTransport = nullptr;        // null: no connection can be made
-    DiagnosticSink* pDiagnostics = nullptr; // null: lines and reports are dropped
-    Sleeper* pSleeper = nullptr;            // null: Sleep returns at once
-    CSystem* pSystem = nullptr;
-    CIDServer* pIDServer = nullptr;
-    CEventServer* pEventServer = nullptr;
-    CSecurityServer* pSecurityServer = nullptr;
-    CTraceServer* pTraceServer = nullptr;
-    std::function<int()> WakeMainLoop;                  // any thread
-    std::function<std::string(int Schema)> RedirectURI; // any thread
+    Transport* transport = nullptr;        // null: no connection can be made
+    DiagnosticSink* diagnostics = nullptr; // null: lines and reports are dropped
+    Sleeper* sleeper = nullptr;            // null: Sleep returns at once
+    CSystem* system = nullptr;
+    CIDServer* idServer = nullptr;
+    CEventServer* eventServer = nullptr;
+    CSecurityServer* securityServer = nullptr;
+    CTraceServer* traceServer = nullptr;
+    std::function<int()> wakeMainLoop;                  // any thread
+    std::function<std::string(int schema)> redirectUri; // any thread
 };
 
 /// The one set of parts of this process.

@@ -4,14 +4,14 @@
 
 #include "devhost/framework/seams/Framework.h"
 
-void Sleep(unsigned uMs)
+void Sleep(unsigned ms)
 {
-    if (devhost::Sleeper* pSleeper = devhost::TheFramework().pSleeper)
-        pSleeper->Sleep(std::chrono::milliseconds(uMs));
+    if (devhost::Sleeper* sleeper = devhost::TheFramework().sleeper)
+        sleeper->Sleep(std::chrono::milliseconds(ms));
 }
 
 int SetMainLoopTrigger()
 {
-    const auto& Wake = devhost::TheFramework().WakeMainLoop;
-    return Wake ? Wake() : 0;
+    const auto& wake = devhost::TheFramework().wakeMainLoop;
+    return wake ? wake() : 0;
 }

@@ -7,25 +7,25 @@
 
 CSystem* CSystem::Instance()
 {
-    return devhost::TheFramework().pSystem;
+    return devhost::TheFramework().system;
 }
 
 CIDServer* CIDServer::Instance()
 {
-    return devhost::TheFramework().pIDServer;
+    return devhost::TheFramework().idServer;
 }
 
 CEventServer* CEventServer::Instance()
 {
-    return devhost::TheFramework().pEventServer;
+    return devhost::TheFramework().eventServer;
 }
 
 CSecurityServer* CSecurityServer::Instance()
 {
-    return devhost::TheFramework().pSecurityServer;
+    return devhost::TheFramework().securityServer;
 }
 
 CTraceServer* CTraceServer::Instance()
 {
-    return devhost::TheFramework().pTraceServer;
+    return devhost::TheFramework().traceServer;
 }

@@ -11,69 +11,69 @@ namespace devhost
 
 int SystemFamily::NComponents(COMPONENT_FILTER_TYPE /*eFilter*/)
 {
-    return static_cast<int>(m_Components.size());
+    return static_cast<int>(m_components.size());
 }
 
 CSystemComponent* SystemFamily::Component(int i)
 {
-    return i >= 0 && static_cast<std::size_t>(i) < m_Components.size()
-               ? m_Components[static_cast<std::size_t>(i)].get()
+    return i >= 0 && static_cast<std::size_t>(i) < m_components.size()
+               ? m_components[static_cast<std::size_t>(i)].get()
                : nullptr;
 }
 
-CSystemComponentDef* SystemFamily::Definition(int Type) const
+CSystemComponentDef* SystemFamily::Definition(int type) const
 {
-    CQXPos* pPos = m_pDefinitions->GetHeadPosition();
-    while (pPos) {
-        auto* pDefinition = static_cast<CSystemComponentDef*>(m_pDefinitions->GetNext(pPos));
-        if (pDefinition->Type() == Type)
-            return pDefinition;
+    CQXPos* pos = m_definitions->GetHeadPosition();
+    while (pos) {
+        auto* definition = static_cast<CSystemComponentDef*>(m_definitions->GetNext(pos));
+        if (definition->Type() == type)
+            return definition;
     }
     return nullptr;
 }
 
-CSystemComponent* SystemFamily::AddNewComponent(int iType, CQXString sName, FACTORY_MODE /*eMode*/,
+CSystemComponent* SystemFamily::AddNewComponent(int type, CQXString name, FACTORY_MODE /*eMode*/,
                                                 CQXFile* /*pFile*/, QXT_SYSCONFIG_CHANGE_SRC* /*pSource*/)
 {
-    CSystemComponentDef* pDefinition = Definition(iType);
-    auto pComponent = pDefinition ? m_System.CreateComponent(pDefinition) : nullptr;
-    if (!pComponent)
+    CSystemComponentDef* definition = Definition(type);
+    auto component = definition ? m_system.CreateComponent(definition) : nullptr;
+    if (!component)
         return nullptr;
-    pComponent->Name(std::move(sName));
-    CSystemComponent* pAdded = pComponent.get();
-    Append(std::move(pComponent));
-    return pAdded;
+    component->Name(std::move(name));
+    CSystemComponent* added = component.get();
+    Append(std::move(component));
+    return added;
 }
 
-void SystemFamily::Append(std::unique_ptr<CSystemComponent> pComponent)
+void SystemFamily::Append(std::unique_ptr<CSystemComponent> component)
 {
-    if (auto* pLock = dynamic_cast<CDoorLock*>(pComponent.get()))
-        m_DoorLocks.push_back(pLock);
-    m_Components.push_back(std::move(pComponent));
+    if (auto* lock = dynamic_cast<CDoorLock*>(component.get()))
+        m_doorLocks.push_back(lock);
+    m_components.push_back(std::move(component));
 }
 
-bool SystemFamily::Contains(const CSystemComponent* pComponent) const
+bool SystemFamily::Contains(const CSystemComponent* component) const
 {
-    return std::any_of(m_Components.begin(), m_Components.end(),
-                       [&](const auto& pHeld) { return pHeld.get() == pComponent; });
+    return std::any_of(m_components.begin(), m_components.end(),
+                       [&](const auto& held) { return held.get() == component; });
 }
 
-void SystemFamily::DeleteComponent(CSystemComponent* pComponent, QXT_SYSCONFIG_CHANGE_SRC* /*pSource*/)
+void SystemFamily::DeleteComponent(CSystemComponent* component, QXT_SYSCONFIG_CHANGE_SRC* /*pSource*/)
 {
-    const auto Found = std::find_if(m_Components.begin(), m_Components.end(),
-                                    [&](const auto& pHeld) { return pHeld.get() == pComponent; });
-    if (Found == m_Components.end())
+    const auto found = std::find_if(m_components.begin(), m_components.end(),
+                                    [&](const auto& held) { return held.get() == component; });
+    if (found == m_components.end())
         return;
     // Out of the list first: what the destructor calls must not find it any more.
-    const std::unique_ptr<CSystemComponent> pGone = std::move(*Found);
-    m_Components.erase(Found);
-    std::erase_if(m_DoorLocks, [&](CDoorLock* pLock) { return pLock == pGone.get(); });
-    m_System.OnComponentGone(pGone->ID());
+    const std::unique_ptr<CSystemComponent> gone = std::move(*found);
+    m_components.erase(found);
+    std::erase_if(m_doorLocks, [&](CDoorLock* lock) { return lock == gone.get(); });
+    m_system.OnComponentGone(gone->ID());
 }
 
-void SystemFamily::OnComponentAutoInstall(CSystemComponent* pComponent)
+void SystemFamily::OnComponentAutoInstall(CSystemComponent* component)
 {
-    m_System.MarkLockChanged(pComponent->ID());
+    m_system.MarkLockChanged(component->ID());
 }
 
 } // namespace devhost

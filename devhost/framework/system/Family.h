@@ -17,34 +17,34 @@ class System;
 class SystemFamily : public CSystemFamily
 {
 public:
-    /// @param pDefinitions of this family; borrowed from the system, which outlives the family.
-    SystemFamily(System& Owner, int Family, const CQXObList* pDefinitions)
-        : m_System(Owner), m_Family(Family), m_pDefinitions(pDefinitions)
+    /// @param definitions of this family; borrowed from the system, which outlives the family.
+    SystemFamily(System& owner, int family, const CQXObList* definitions)
+        : m_system(owner), m_family(family), m_definitions(definitions)
     {
     }
 
-    int NComponents(COMPONENT_FILTER_TYPE eFilter) override;
+    int NComponents(COMPONENT_FILTER_TYPE filter) override;
     CSystemComponent* Component(int i) override;
-    CSystemComponent* AddNewComponent(int iType, CQXString sName, FACTORY_MODE eMode, CQXFile* pFile,
-                                      QXT_SYSCONFIG_CHANGE_SRC* pSource) override;
-    void DeleteComponent(CSystemComponent* pComponent, QXT_SYSCONFIG_CHANGE_SRC* pSource) override;
-    void OnComponentAutoInstall(CSystemComponent* pComponent) override;
+    CSystemComponent* AddNewComponent(int type, CQXString name, FACTORY_MODE mode, CQXFile* file,
+                                      QXT_SYSCONFIG_CHANGE_SRC* source) override;
+    void DeleteComponent(CSystemComponent* component, QXT_SYSCONFIG_CHANGE_SRC* source) override;
+    void OnComponentAutoInstall(CSystemComponent* component) override;
 
-    int Family() const { return m_Family; }
+    int Family() const { return m_family; }
     /// The definition of a component type in this family, or null.
-    CSystemComponentDef* Definition(int Type) const;
+    CSystemComponentDef* Definition(int type) const;
     /// Appends a component that was made elsewhere.
-    void Append(std::unique_ptr<CSystemComponent> pComponent);
+    void Append(std::unique_ptr<CSystemComponent> component);
     /// The components that are door locks, in family order.
-    const std::vector<CDoorLock*>& DoorLocks() const { return m_DoorLocks; }
-    bool Contains(const CSystemComponent* pComponent) const;
+    const std::vector<CDoorLock*>& DoorLocks() const { return m_doorLocks; }
+    bool Contains(const CSystemComponent* component) const;
 
 private:
-    System& m_System;
-    int m_Family;
-    const CQXObList* m_pDefinitions;
-    std::vector<std::unique_ptr<CSystemComponent>> m_Components;
-    std::vector<CDoorLock*> m_DoorLocks;
+    System& m_system;
+    int m_family;
+    const CQXObList* m_definitions;
+    std::vector<std::unique_ptr<CSystemComponent>> m_components;
+    std::vector<CDoorLock*> m_doorLocks;
 };
 
 } // namespace devhost

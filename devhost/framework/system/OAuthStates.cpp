@@ -19,37 +19,37 @@ constexpr std::ptrdiff_t kKeptPerBridge = 16;
 
 } // namespace
 
-std::string OAuthStates::Issue(unsigned BridgeID)
+std::string OAuthStates::Issue(unsigned bridgeId)
 {
     // The system's random source; throws only where the system has none, and then no state is issued.
-    std::random_device Random;
-    std::string State;
+    std::random_device random;
+    std::string state;
     for (int i = 0; i < 6; ++i) {
         std::array<char, 9> Word{};
-        std::snprintf(Word.data(), Word.size(), "%08x", static_cast<std::uint32_t>(Random()));
-        State += Word.data();
+        std::snprintf(Word.data(), Word.size(), "%08x", static_cast<std::uint32_t>(random()));
+        state += Word.data();
     }
-    const auto IsOurs = [&](const Entry& E) { return E.BridgeID == BridgeID; };
-    if (std::count_if(m_Entries.begin(), m_Entries.end(), IsOurs) >= kKeptPerBridge)
-        m_Entries.erase(std::find_if(m_Entries.begin(), m_Entries.end(), IsOurs));
-    m_Entries.push_back({State, BridgeID});
-    return State;
+    const auto isOurs = [&](const Entry& e) { return e.bridgeId == bridgeId; };
+    if (std::count_if(m_entries.begin(), m_entries.end(), isOurs) >= kKeptPerBridge)
+        m_entries.erase(std::find_if(m_entries.begin(), m_entries.end(), isOurs));
+    m_entries.push_back({state, bridgeId});
+    return state;
 }
 
-unsigned OAuthStates::Take(const std::string& State)
+unsigned OAuthStates::Take(const std::string& state)
 {
-    const auto Found =
-        std::find_if(m_Entries.begin(), m_Entries.end(), [&](const Entry& E) { return E.State == State; });
-    if (Found == m_Entries.end())
+    const auto found =
+        std::find_if(m_entries.begin(), m_entries.end(), [&](const Entry& e) { return e.state == state; });
+    if (found == m_entries.end())
         return 0;
-    const unsigned BridgeID = Found->BridgeID;
-    m_Entries.erase(Found);
-    return BridgeID;
+    const unsigned bridgeId = found->bridgeId;
+    m_entries.erase(found);
+    return bridgeId;
 }
 
-void OAuthStates::Drop(unsigned BridgeID)
+void OAuthStates::Drop(unsigned bridgeId)
 {
-    std::erase_if(m_Entries, [&](const Entry& E) { return E.BridgeID == BridgeID; });
+    std::erase_if(m_entries, [&](const Entry& e) { return e.bridgeId == bridgeId; });
 }
 
 } // namespace devhost

@@ -15,20 +15,20 @@ public:
     /// A new value for a bridge: 192 random bits in hexadecimal, so that it needs no encoding in an address.
     /// Each press of the button asks for another, so a bridge keeps its newest few values and older ones
     /// expire.
-    std::string Issue(unsigned BridgeID);
+    std::string Issue(unsigned bridgeId);
 
     /// The bridge of a value, which is used up by this; 0 for an unknown, expired or used one.
-    unsigned Take(const std::string& State);
+    unsigned Take(const std::string& state);
 
     /// Forgets the values of a removed bridge.
-    void Drop(unsigned BridgeID);
+    void Drop(unsigned bridgeId);
 
 private:
     struct Entry {
-        std::string State;
-        unsigned BridgeID;
+        std::string state;
+        unsigned bridgeId;
     };
-    std::deque<Entry> m_Entries; // oldest first
+    std::deque<Entry> m_entries; // oldest first
 };
 
 } // namespace devhost

@@ -12,12 +12,12 @@ namespace devhost
 /// The four calls that the system makes once a library was accepted. All are set. Called on the host thread.
 struct PluginEntryPoints {
     /// The first argument is the host's own and may be null.
-    void (*LoadDeviceInterfaces)(void*, CQXObList*) = nullptr;
+    void (*loadDeviceInterfaces)(void*, CQXObList*) = nullptr;
     /// A new object that the caller owns, or null for a definition of another library.
-    CDeviceInterface* (*CreateDeviceInterface)(CDeviceInterfaceDef*) = nullptr;
-    void (*LoadSystemComponentDefs)(CStringBlock*, int Family, CQXObList*) = nullptr;
+    CDeviceInterface* (*createDeviceInterface)(CDeviceInterfaceDef*) = nullptr;
+    void (*loadSystemComponentDefs)(CStringBlock*, int family, CQXObList*) = nullptr;
     /// A new object that the caller owns, or null for a definition of another library.
-    CSystemComponent* (*CreateSystemComponent)(CSystemComponentDef*) = nullptr;
+    CSystemComponent* (*createSystemComponent)(CSystemComponentDef*) = nullptr;
 };
 
 } // namespace devhost

@@ -15,122 +15,121 @@ bool IsControl(char c)
     return static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
 }
 
-bool HasControl(const std::string& Text)
+bool HasControl(const std::string& text)
 {
-    return std::any_of(Text.begin(), Text.end(), IsControl);
+    return std::any_of(text.begin(), text.end(), IsControl);
 }
 
-bool IsEmail(const std::string& Text)
+bool IsEmail(const std::string& text)
 {
-    const std::size_t At = Text.find('@');
-    return Text.size() <= 254 && At != std::string::npos && At > 0 && At + 1 < Text.size() &&
-           Text.find('@', At + 1) == std::string::npos && Text.find(' ') == std::string::npos &&
-           !HasControl(Text);
+    const std::size_t at = text.find('@');
+    return text.size() <= 254 && at != std::string::npos && at > 0 && at + 1 < text.size() &&
+           text.find('@', at + 1) == std::string::npos && text.find(' ') == std::string::npos &&
+           !HasControl(text);
 }
 
-bool IsPin(const std::string& Text)
+bool IsPin(const std::string& text)
 {
-    return Text.size() >= 4 && Text.size() <= 16 &&
-           std::all_of(Text.begin(), Text.end(), [](char c) { return c >= '0' && c <= '9'; });
+    return text.size() >= 4 && text.size() <= 16 &&
+           std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
 }
 
 } // namespace
 
-void IDServer::NoteUsed(unsigned ID)
+void IdServer::NoteUsed(unsigned id)
 {
-    m_Next = std::max(m_Next, ID + 1);
+    m_next = std::max(m_next, id + 1);
 }
 
-void EventServer::Register(unsigned Owner, unsigned Source)
+void EventServer::Register(unsigned owner, unsigned source)
 {
-    m_OwnerBySource[Source] = Owner;
+    m_ownerBySource[source] = owner;
 }
 
-int EventServer::DeleteAllByOwner(unsigned uOwnerID)
+int EventServer::DeleteAllByOwner(unsigned ownerId)
 {
-    return std::erase_if(m_OwnerBySource, [&](const auto& Entry) { return Entry.second == uOwnerID; }) ? 1
-                                                                                                       : 0;
+    return std::erase_if(m_ownerBySource, [&](const auto& entry) { return entry.second == ownerId; }) ? 1 : 0;
 }
 
-void EventServer::DeleteBySource(unsigned Source)
+void EventServer::DeleteBySource(unsigned source)
 {
-    m_OwnerBySource.erase(Source);
+    m_ownerBySource.erase(source);
 }
 
-void TabLayout::AppendAllTabID(unsigned uComponentID, int /*iReserved*/)
+void TabLayout::AppendAllTabID(unsigned componentId, int /*iReserved*/)
 {
-    if (std::find(m_Components.begin(), m_Components.end(), uComponentID) == m_Components.end())
-        m_Components.push_back(uComponentID);
+    if (std::find(m_components.begin(), m_components.end(), componentId) == m_components.end())
+        m_components.push_back(componentId);
 }
 
-void TabLayout::Remove(unsigned ComponentID)
+void TabLayout::Remove(unsigned componentId)
 {
-    std::erase(m_Components, ComponentID);
+    std::erase(m_components, componentId);
 }
 
-std::optional<std::string> CheckUser(const UserData& User)
+std::optional<std::string> CheckUser(const UserData& user)
 {
-    if (User.Name.empty() || User.Name.size() > 64 || HasControl(User.Name))
+    if (user.name.empty() || user.name.size() > 64 || HasControl(user.name))
         return "name must have 1 to 64 bytes and no control characters";
-    if (!User.Email.empty() && !IsEmail(User.Email))
+    if (!user.email.empty() && !IsEmail(user.email))
         return "email must be empty or an address like name@example.com";
-    if (!IsPin(User.Pin))
+    if (!IsPin(user.pin))
         return "pin must have 4 to 16 digits";
     return std::nullopt;
 }
 
-std::optional<std::string> CheckNewName(const std::string& Name)
+std::optional<std::string> CheckNewName(const std::string& name)
 {
     // Line feeds are control characters, which no name has.
-    if (Name.ends_with(' '))
+    if (name.ends_with(' '))
         return "name must not end in a blank: the cloud's name comes back without it, so that the user would "
                "not be found in the cloud after a restart";
     return std::nullopt;
 }
 
-CUser* SecurityServer::GetUserAtDoorLockSlot(int iSlot)
+CUser* SecurityServer::GetUserAtDoorLockSlot(int slot)
 {
-    return iSlot >= 0 && iSlot < kSlots ? m_Users[static_cast<std::size_t>(iSlot)].get() : nullptr;
+    return slot >= 0 && slot < kSlots ? m_users[static_cast<std::size_t>(slot)].get() : nullptr;
 }
 
-std::optional<std::string> SecurityServer::SetUser(int Slot, const UserData& User)
+std::optional<std::string> SecurityServer::SetUser(int slot, const UserData& user)
 {
-    if (Slot < 0 || Slot >= kSlots)
+    if (slot < 0 || slot >= kSlots)
         return "slot must be 0 to 29";
-    if (auto Fault = CheckUser(User))
-        return Fault;
-    m_Users[static_cast<std::size_t>(Slot)] =
-        std::make_unique<CUser>(Slot + 1, User.Name.c_str(), User.Email.c_str(), User.Pin.c_str());
+    if (auto fault = CheckUser(user))
+        return fault;
+    m_users[static_cast<std::size_t>(slot)] =
+        std::make_unique<CUser>(slot + 1, user.name.c_str(), user.email.c_str(), user.pin.c_str());
     return std::nullopt;
 }
 
-std::optional<std::string> SecurityServer::FindDuplicate(int Slot, const UserData& User) const
+std::optional<std::string> SecurityServer::FindDuplicate(int slot, const UserData& user) const
 {
     for (int Other = 0; Other < kSlots; ++Other) {
-        const CUser* pOther = m_Users[static_cast<std::size_t>(Other)].get();
-        if (!pOther || Other == Slot)
+        const CUser* other = m_users[static_cast<std::size_t>(Other)].get();
+        if (!other || Other == slot)
             continue;
-        const std::string Who = " is that of the user at slot " + std::to_string(Other);
-        if (pOther->Name().Compare(User.Name.c_str()) == 0)
-            return "name" + Who;
-        if (pOther->PIN_DoorLock().Compare(User.Pin.c_str()) == 0)
-            return "pin" + Who;
+        const std::string who = " is that of the user at slot " + std::to_string(Other);
+        if (other->Name().Compare(user.name.c_str()) == 0)
+            return "name" + who;
+        if (other->PIN_DoorLock().Compare(user.pin.c_str()) == 0)
+            return "pin" + who;
     }
     return std::nullopt;
 }
 
-bool SecurityServer::DeleteUser(int Slot)
+bool SecurityServer::DeleteUser(int slot)
 {
-    if (!GetUserAtDoorLockSlot(Slot))
+    if (!GetUserAtDoorLockSlot(slot))
         return false;
-    m_Users[static_cast<std::size_t>(Slot)].reset();
+    m_users[static_cast<std::size_t>(slot)].reset();
     return true;
 }
 
-void TraceServer::LoadStateFor(CTraceProducer* pProducer)
+void TraceServer::LoadStateFor(CTraceProducer* producer)
 {
-    const auto Found = m_Switches.find(static_cast<const char*>(pProducer->TraceName()));
-    pProducer->TraceEnabled(Found == m_Switches.end() ? m_Default : Found->second);
+    const auto found = m_switches.find(static_cast<const char*>(producer->TraceName()));
+    producer->TraceEnabled(found == m_switches.end() ? m_default : found->second);
 }
 
 } // namespace devhost

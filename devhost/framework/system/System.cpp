@@ -24,88 +24,88 @@ constexpr int kLastIdleCalls = 16;
 
 } // namespace
 
-System::System(Options Parts) : m_Options(std::move(Parts))
+System::System(Options parts) : m_options(std::move(parts))
 {
-    Framework& The = TheFramework();
-    The.pSystem = this;
-    The.pIDServer = &m_IDs;
-    The.pEventServer = &m_Events;
-    The.pSecurityServer = &m_Security;
-    The.pTraceServer = &m_Traces;
+    Framework& the = TheFramework();
+    the.system = this;
+    the.idServer = &m_ids;
+    the.eventServer = &m_events;
+    the.securityServer = &m_security;
+    the.traceServer = &m_traces;
     LoadDefinitions();
 }
 
 System::~System()
 {
-    m_IdleOn = false;
+    m_idleOn = false;
     StopWorkers();
-    for (const auto& pAccount : m_Accounts)
-        m_Pages.Close(pAccount->Bridge.ID());
-    for (CSystemComponent* pComponent : Components()) {
-        if (SystemFamily* pFamily = FamilyOfType(pComponent->ComponentType()))
-            pFamily->DeleteComponent(pComponent, nullptr);
+    for (const auto& account : m_accounts)
+        m_pages.Close(account->bridge.ID());
+    for (CSystemComponent* component : Components()) {
+        if (SystemFamily* family = FamilyOfType(component->ComponentType()))
+            family->DeleteComponent(component, nullptr);
     }
-    m_Families.clear();
-    while (!m_Accounts.empty()) {
+    m_families.clear();
+    while (!m_accounts.empty()) {
         // The list keeps the bridge while its interface dies, as it may still walk the bridges.
-        m_Accounts.back()->pWorker.reset();
-        m_Accounts.back()->Bridge.DeviceInterface(nullptr);
-        m_Accounts.back()->pInterface.reset();
-        m_Accounts.pop_back();
+        m_accounts.back()->worker.reset();
+        m_accounts.back()->bridge.DeviceInterface(nullptr);
+        m_accounts.back()->interface.reset();
+        m_accounts.pop_back();
     }
-    for (const auto& pList : m_ComponentDefinitions) {
-        while (!pList->IsEmpty())
-            delete static_cast<CSystemComponentDef*>(pList->RemoveHead());
+    for (const auto& list : m_componentDefinitions) {
+        while (!list->IsEmpty())
+            delete static_cast<CSystemComponentDef*>(list->RemoveHead());
     }
-    while (!m_InterfaceDefinitions.IsEmpty())
-        delete static_cast<CDeviceInterfaceDef*>(m_InterfaceDefinitions.RemoveHead());
-    Framework& The = TheFramework();
-    The.pSystem = nullptr;
-    The.pIDServer = nullptr;
-    The.pEventServer = nullptr;
-    The.pSecurityServer = nullptr;
-    The.pTraceServer = nullptr;
+    while (!m_interfaceDefinitions.IsEmpty())
+        delete static_cast<CDeviceInterfaceDef*>(m_interfaceDefinitions.RemoveHead());
+    Framework& the = TheFramework();
+    the.system = nullptr;
+    the.idServer = nullptr;
+    the.eventServer = nullptr;
+    the.securityServer = nullptr;
+    the.traceServer = nullptr;
 }
 
 void System::LoadDefinitions()
 {
-    for (const PluginEntryPoints& Plugin : m_Options.Plugins)
-        Plugin.LoadDeviceInterfaces(nullptr, &m_InterfaceDefinitions);
-    for (int Family = 0; Family < kFamilies; ++Family) {
-        auto pList = std::make_unique<CQXObList>();
-        for (const PluginEntryPoints& Plugin : m_Options.Plugins)
-            Plugin.LoadSystemComponentDefs(nullptr, Family, pList.get());
-        if (pList->IsEmpty())
+    for (const PluginEntryPoints& plugin : m_options.plugins)
+        plugin.loadDeviceInterfaces(nullptr, &m_interfaceDefinitions);
+    for (int family = 0; family < kFamilies; ++family) {
+        auto list = std::make_unique<CQXObList>();
+        for (const PluginEntryPoints& plugin : m_options.plugins)
+            plugin.loadSystemComponentDefs(nullptr, family, list.get());
+        if (list->IsEmpty())
             continue;
-        m_Families.push_back(std::make_unique<SystemFamily>(*this, Family, pList.get()));
-        m_ComponentDefinitions.push_back(std::move(pList));
+        m_families.push_back(std::make_unique<SystemFamily>(*this, family, list.get()));
+        m_componentDefinitions.push_back(std::move(list));
     }
 }
 
 std::vector<const CDeviceInterfaceDef*> System::InterfaceDefinitions() const
 {
-    std::vector<const CDeviceInterfaceDef*> Result;
-    for (CQXPos* pPos = m_InterfaceDefinitions.GetHeadPosition(); pPos;)
-        Result.push_back(static_cast<CDeviceInterfaceDef*>(m_InterfaceDefinitions.GetNext(pPos)));
-    return Result;
+    std::vector<const CDeviceInterfaceDef*> result;
+    for (CQXPos* pos = m_interfaceDefinitions.GetHeadPosition(); pos;)
+        result.push_back(static_cast<CDeviceInterfaceDef*>(m_interfaceDefinitions.GetNext(pos)));
+    return result;
 }
 
 std::vector<std::pair<int, const CSystemComponentDef*>> System::ComponentDefinitions() const
 {
-    std::vector<std::pair<int, const CSystemComponentDef*>> Result;
-    for (std::size_t i = 0; i < m_Families.size(); ++i) {
-        for (CQXPos* pPos = m_ComponentDefinitions[i]->GetHeadPosition(); pPos;)
-            Result.emplace_back(m_Families[i]->Family(),
-                                static_cast<CSystemComponentDef*>(m_ComponentDefinitions[i]->GetNext(pPos)));
+    std::vector<std::pair<int, const CSystemComponentDef*>> result;
+    for (std::size_t i = 0; i < m_families.size(); ++i) {
+        for (CQXPos* pos = m_componentDefinitions[i]->GetHeadPosition(); pos;)
+            result.emplace_back(m_families[i]->Family(),
+                                static_cast<CSystemComponentDef*>(m_componentDefinitions[i]->GetNext(pos)));
     }
-    return Result;
+    return result;
 }
 
 void System::Start()
 {
-    const auto Text = m_Options.pStore ? m_Options.pStore->Load() : std::nullopt;
-    if (Text)
-        m_KeepAside = m_Saving.Damaged = !Configuration(*this).Read(*Text);
+    const auto text = m_options.store ? m_options.store->Load() : std::nullopt;
+    if (text)
+        m_keepAside = m_saving.damaged = !Configuration(*this).Read(*text);
     LinkClients();
     OnSystemInit();
     OnPostSystemInit();
@@ -113,163 +113,165 @@ void System::Start()
 
 std::string System::Stop()
 {
-    m_Stopped = true;
-    m_IdleOn = false;
+    m_stopped = true;
+    m_idleOn = false;
     StopWorkers();
-    for (const auto& pAccount : m_Accounts)
-        TakeLastReplies(*pAccount->pInterface);
+    for (const auto& account : m_accounts)
+        TakeLastReplies(*account->interface);
     return Save();
 }
 
 // The last reply to a worker may hold tokens that replace the saved ones and those of other accounts, and
 // only the host thread takes replies in, one with each call.
-void System::TakeLastReplies(CDeviceInterface& Interface)
+void System::TakeLastReplies(CDeviceInterface& interface)
 {
     for (int i = 0; i < kLastIdleCalls; ++i)
-        Interface.OnInterfaceIdle();
+        interface.OnInterfaceIdle();
 }
 
-std::unique_ptr<CSystemComponent> System::CreateComponent(CSystemComponentDef* pDefinition)
+std::unique_ptr<CSystemComponent> System::CreateComponent(CSystemComponentDef* definition)
 {
-    for (const PluginEntryPoints& Plugin : m_Options.Plugins) {
-        if (std::unique_ptr<CSystemComponent> pComponent{Plugin.CreateSystemComponent(pDefinition)}) {
-            m_Traces.LoadStateFor(pComponent.get());
-            m_InterfacesChanged = true;
-            return pComponent;
+    for (const PluginEntryPoints& plugin : m_options.plugins) {
+        if (std::unique_ptr<CSystemComponent> component{plugin.createSystemComponent(definition)}) {
+            m_traces.LoadStateFor(component.get());
+            m_interfacesChanged = true;
+            return component;
         }
     }
     return nullptr;
 }
 
-void System::OnComponentGone(unsigned ComponentID)
+void System::OnComponentGone(unsigned componentId)
 {
-    ++m_Removals;
-    m_Events.DeleteBySource(ComponentID);
-    m_Security.Tabs().Remove(ComponentID);
-    m_InterfacesChanged = true;
-    MarkLockChanged(ComponentID);
+    ++m_removals;
+    m_events.DeleteBySource(componentId);
+    m_security.Tabs().Remove(componentId);
+    m_interfacesChanged = true;
+    MarkLockChanged(componentId);
 }
 
-System::Account* System::AttachInterface(unsigned BridgeID, int Type)
+System::Account* System::AttachInterface(unsigned bridgeId, int type)
 {
-    for (CQXPos* pPos = m_InterfaceDefinitions.GetHeadPosition(); pPos;) {
-        auto* pDefinition = static_cast<CDeviceInterfaceDef*>(m_InterfaceDefinitions.GetNext(pPos));
-        if (pDefinition->Type() != Type)
+    for (CQXPos* pos = m_interfaceDefinitions.GetHeadPosition(); pos;) {
+        auto* definition = static_cast<CDeviceInterfaceDef*>(m_interfaceDefinitions.GetNext(pos));
+        if (definition->Type() != type)
             continue;
-        for (const PluginEntryPoints& Plugin : m_Options.Plugins) {
-            std::unique_ptr<CDeviceInterface> pInterface{Plugin.CreateDeviceInterface(pDefinition)};
-            if (!pInterface)
+        for (const PluginEntryPoints& plugin : m_options.plugins) {
+            std::unique_ptr<CDeviceInterface> interface {
+                plugin.createDeviceInterface(definition)
+            };
+            if (!interface)
                 continue;
-            auto pAccount = std::make_unique<Account>(BridgeID, Type);
-            pAccount->Bridge.Name(pDefinition->Name());
+            auto account = std::make_unique<Account>(bridgeId, type);
+            account->bridge.Name(definition->Name());
             // Before the record is read, because reading it already renames the bridge.
-            pInterface->NetworkBridge(&pAccount->Bridge);
-            pInterface->BridgeID(BridgeID);
-            pInterface->SetBridge(&pAccount->Bridge);
-            pAccount->Bridge.DeviceInterface(pInterface.get());
-            pAccount->pInterface = std::move(pInterface);
-            pAccount->pWorker = std::make_unique<Worker>(*pAccount->pInterface, pAccount->Bridge);
+            interface->NetworkBridge(&account->bridge);
+            interface->BridgeID(bridgeId);
+            interface->SetBridge(&account->bridge);
+            account->bridge.DeviceInterface(interface.get());
+            account->interface = std::move(interface);
+            account->worker = std::make_unique<Worker>(*account->interface, account->bridge);
             // A driver names its traces when it knows its account; until then the log says whose lines they
             // are.
-            pAccount->pInterface->TraceName(pDefinition->Name());
-            m_Traces.LoadStateFor(pAccount->pInterface.get());
-            m_InterfacesChanged = true;
-            m_Accounts.push_back(std::move(pAccount));
-            return m_Accounts.back().get();
+            account->interface->TraceName(definition->Name());
+            m_traces.LoadStateFor(account->interface.get());
+            m_interfacesChanged = true;
+            m_accounts.push_back(std::move(account));
+            return m_accounts.back().get();
         }
     }
     return nullptr;
 }
 
-CNetworkBridge* System::AddInterface(int Type)
+CNetworkBridge* System::AddInterface(int type)
 {
-    const bool bKnown = std::ranges::any_of(
-        InterfaceDefinitions(), [&](const auto* pDefinition) { return pDefinition->Type() == Type; });
-    Account* pAccount = bKnown ? AttachInterface(m_IDs.NewID(), Type) : nullptr;
-    if (!pAccount)
+    const bool known = std::ranges::any_of(
+        InterfaceDefinitions(), [&](const auto* definition) { return definition->Type() == type; });
+    Account* account = known ? AttachInterface(m_ids.NewID(), type) : nullptr;
+    if (!account)
         return nullptr;
-    pAccount->pInterface->OnInterfaceInit();
-    if (m_Options.Workers && m_IdleOn)
-        pAccount->pWorker->Start();
+    account->interface->OnInterfaceInit();
+    if (m_options.workers && m_idleOn)
+        account->worker->Start();
     NotifyWrite();
-    return &pAccount->Bridge;
+    return &account->bridge;
 }
 
-bool System::RemoveInterface(unsigned BridgeID)
+bool System::RemoveInterface(unsigned bridgeId)
 {
-    Account* pAccount = AccountByID(BridgeID);
-    if (!pAccount)
+    Account* account = AccountById(bridgeId);
+    if (!account)
         return false;
-    pAccount->pWorker->Stop();
-    TakeLastReplies(*pAccount->pInterface);
-    pAccount->pWorker->Stop(); // a reply may have led to a restart
-    m_Pages.Close(BridgeID);
-    m_States.Drop(BridgeID);
-    pAccount->pInterface->UnInstall();
-    ClearBridge(pAccount->Bridge);
-    const auto Found = std::find_if(m_Accounts.begin(), m_Accounts.end(),
-                                    [&](const auto& pHeld) { return pHeld.get() == pAccount; });
+    account->worker->Stop();
+    TakeLastReplies(*account->interface);
+    account->worker->Stop(); // a reply may have led to a restart
+    m_pages.Close(bridgeId);
+    m_states.Drop(bridgeId);
+    account->interface->UnInstall();
+    ClearBridge(account->bridge);
+    const auto found = std::find_if(m_accounts.begin(), m_accounts.end(),
+                                    [&](const auto& held) { return held.get() == account; });
     // Out of the list before it dies, so that no sibling finds an interface that has lost its account.
-    const std::unique_ptr<Account> pGone = std::move(*Found);
-    m_Accounts.erase(Found);
-    pGone->pWorker.reset();
-    pGone->pInterface.reset();
-    m_InterfacesChanged = true;
+    const std::unique_ptr<Account> gone = std::move(*found);
+    m_accounts.erase(found);
+    gone->worker.reset();
+    gone->interface.reset();
+    m_interfacesChanged = true;
     NotifyWrite();
     return true;
 }
 
 // Locks that stay behind keep no pointer to a bridge that goes.
-void System::ClearBridge(const CBridge& Gone)
+void System::ClearBridge(const CBridge& gone)
 {
-    for (CSystemComponent* pComponent : Components()) {
-        auto* pClient = dynamic_cast<CBridgeClient*>(pComponent);
-        if (!pClient || pClient->BridgeID() != Gone.ID())
+    for (CSystemComponent* component : Components()) {
+        auto* client = dynamic_cast<CBridgeClient*>(component);
+        if (!client || client->BridgeID() != gone.ID())
             continue;
-        pClient->SetBridge(nullptr);
-        pClient->BridgeID(0);
+        client->SetBridge(nullptr);
+        client->BridgeID(0);
     }
 }
 
 void System::LinkClients()
 {
-    for (CSystemComponent* pComponent : Components()) {
-        auto* pClient = dynamic_cast<CBridgeClient*>(pComponent);
-        if (!pClient || pClient->BridgeID() == 0)
+    for (CSystemComponent* component : Components()) {
+        auto* client = dynamic_cast<CBridgeClient*>(component);
+        if (!client || client->BridgeID() == 0)
             continue;
-        Account* pAccount = AccountByID(pClient->BridgeID());
-        if (!pAccount) {
-            const std::string Text = "component " + std::to_string(pComponent->ID()) +
-                                     " refers to interface " + std::to_string(pClient->BridgeID()) +
+        Account* account = AccountById(client->BridgeID());
+        if (!account) {
+            const std::string text = "component " + std::to_string(component->ID()) +
+                                     " refers to interface " + std::to_string(client->BridgeID()) +
                                      ", which is not there";
-            AssertWrap("system", kReportLink, Text.c_str());
+            AssertWrap("system", kReportLink, text.c_str());
             continue;
         }
-        pClient->SetBridge(&pAccount->Bridge);
-        if (auto* pNetwork = dynamic_cast<CDeviceNetwork*>(pAccount->pInterface.get()))
-            pNetwork->AddClient(pClient);
+        client->SetBridge(&account->bridge);
+        if (auto* network = dynamic_cast<CDeviceNetwork*>(account->interface.get()))
+            network->AddClient(client);
     }
 }
 
-System::Account* System::AccountByID(unsigned BridgeID)
+System::Account* System::AccountById(unsigned bridgeId)
 {
-    const auto Found = std::find_if(m_Accounts.begin(), m_Accounts.end(),
-                                    [&](const auto& pAccount) { return pAccount->Bridge.ID() == BridgeID; });
-    return Found == m_Accounts.end() ? nullptr : Found->get();
+    const auto found = std::find_if(m_accounts.begin(), m_accounts.end(),
+                                    [&](const auto& account) { return account->bridge.ID() == bridgeId; });
+    return found == m_accounts.end() ? nullptr : found->get();
 }
 
-CNetworkBridge* System::BridgeByID(unsigned BridgeID)
+CNetworkBridge* System::BridgeById(unsigned bridgeId)
 {
-    Account* pAccount = AccountByID(BridgeID);
-    return pAccount ? &pAccount->Bridge : nullptr;
+    Account* account = AccountById(bridgeId);
+    return account ? &account->bridge : nullptr;
 }
 
-CDoorLock* System::LockByID(unsigned ComponentID)
+CDoorLock* System::LockById(unsigned componentId)
 {
-    for (const auto& pFamily : m_Families) {
-        for (CDoorLock* pLock : pFamily->DoorLocks()) {
-            if (pLock->ID() == ComponentID)
-                return pLock;
+    for (const auto& family : m_families) {
+        for (CDoorLock* lock : family->DoorLocks()) {
+            if (lock->ID() == componentId)
+                return lock;
         }
     }
     return nullptr;
@@ -277,119 +279,119 @@ CDoorLock* System::LockByID(unsigned ComponentID)
 
 std::vector<CSystemComponent*> System::Components()
 {
-    std::vector<CSystemComponent*> Result;
-    for (const auto& pFamily : m_Families) {
-        for (int i = 0; i < pFamily->NComponents(COMPONENT_FILTER_ALL); ++i)
-            Result.push_back(pFamily->Component(i));
+    std::vector<CSystemComponent*> result;
+    for (const auto& family : m_families) {
+        for (int i = 0; i < family->NComponents(COMPONENT_FILTER_ALL); ++i)
+            result.push_back(family->Component(i));
     }
-    return Result;
+    return result;
 }
 
-SystemFamily* System::FamilyOfType(int ComponentType) const
+SystemFamily* System::FamilyOfType(int componentType) const
 {
-    const auto Found = std::find_if(m_Families.begin(), m_Families.end(), [&](const auto& pFamily) {
-        return pFamily->Definition(ComponentType) != nullptr;
+    const auto found = std::find_if(m_families.begin(), m_families.end(), [&](const auto& family) {
+        return family->Definition(componentType) != nullptr;
     });
-    return Found == m_Families.end() ? nullptr : Found->get();
+    return found == m_families.end() ? nullptr : found->get();
 }
 
-bool System::Holds(const CSystemComponent* pComponent) const
+bool System::Holds(const CSystemComponent* component) const
 {
-    return std::any_of(m_Families.begin(), m_Families.end(),
-                       [&](const auto& pFamily) { return pFamily->Contains(pComponent); });
+    return std::any_of(m_families.begin(), m_families.end(),
+                       [&](const auto& family) { return family->Contains(component); });
 }
 
-int System::AnnounceUserSlot(int Slot)
+int System::AnnounceUserSlot(int slot)
 {
-    int nHandled = 0;
-    for (CSystemComponent* pComponent : Components()) {
-        auto* pLock = dynamic_cast<CDoorLock*>(pComponent);
-        if (!pLock)
+    int handledCount = 0;
+    for (CSystemComponent* component : Components()) {
+        auto* lock = dynamic_cast<CDoorLock*>(component);
+        if (!lock)
             continue;
         // Slots go to installed locks only: one without a bridge has no cloud to send them to.
-        const auto* pClient = dynamic_cast<CBridgeClient*>(pComponent);
-        if (!pClient || pClient->Bridge())
-            nHandled += pLock->SendHardwareSlotConfig(Slot, nullptr);
+        const auto* client = dynamic_cast<CBridgeClient*>(component);
+        if (!client || client->Bridge())
+            handledCount += lock->SendHardwareSlotConfig(slot, nullptr);
     }
-    return nHandled;
+    return handledCount;
 }
 
-CNetworkBridge* System::TakeOAuthState(const std::string& State)
+CNetworkBridge* System::TakeOAuthState(const std::string& state)
 {
-    return BridgeByID(m_States.Take(State));
+    return BridgeById(m_states.Take(state));
 }
 
 std::vector<CTraceProducer*> System::TraceProducers()
 {
-    std::vector<CTraceProducer*> Result;
-    for (const auto& pAccount : m_Accounts)
-        Result.push_back(pAccount->pInterface.get());
-    for (CSystemComponent* pComponent : Components())
-        Result.push_back(pComponent);
-    return Result;
+    std::vector<CTraceProducer*> result;
+    for (const auto& account : m_accounts)
+        result.push_back(account->interface.get());
+    for (CSystemComponent* component : Components())
+        result.push_back(component);
+    return result;
 }
 
-void System::SetTrace(const std::string& Name, bool Enabled)
+void System::SetTrace(const std::string& name, bool enabled)
 {
-    m_Traces.Store(Name, Enabled);
-    for (CTraceProducer* pProducer : TraceProducers()) {
-        if (pProducer->TraceName().Compare(Name.c_str()) == 0)
-            pProducer->TraceEnabled(Enabled);
+    m_traces.Store(name, enabled);
+    for (CTraceProducer* producer : TraceProducers()) {
+        if (producer->TraceName().Compare(name.c_str()) == 0)
+            producer->TraceEnabled(enabled);
     }
     NotifyWrite();
 }
 
-void System::SetTraceAll(bool Enabled)
+void System::SetTraceAll(bool enabled)
 {
-    m_Traces.Clear();
-    m_Traces.Default(Enabled);
-    for (CTraceProducer* pProducer : TraceProducers())
-        pProducer->TraceEnabled(Enabled);
+    m_traces.Clear();
+    m_traces.Default(enabled);
+    for (CTraceProducer* producer : TraceProducers())
+        producer->TraceEnabled(enabled);
     NotifyWrite();
 }
 
-void System::MarkLockChanged(unsigned ComponentID)
+void System::MarkLockChanged(unsigned componentId)
 {
-    const std::lock_guard Guard(m_ChangedMutex);
-    m_ChangedLocks.insert(ComponentID);
+    const std::lock_guard guard(m_changedMutex);
+    m_changedLocks.insert(componentId);
 }
 
 CBridge* System::Bridge(int i)
 {
-    return i >= 0 && i < NBridges() ? &m_Accounts[static_cast<std::size_t>(i)]->Bridge : nullptr;
+    return i >= 0 && i < NBridges() ? &m_accounts[static_cast<std::size_t>(i)]->bridge : nullptr;
 }
 
 int System::NDoorLock(COMPONENT_FILTER_TYPE /*eFilter*/)
 {
-    std::size_t nLocks = 0;
-    for (const auto& pFamily : m_Families)
-        nLocks += pFamily->DoorLocks().size();
-    return static_cast<int>(nLocks);
+    std::size_t lockCount = 0;
+    for (const auto& family : m_families)
+        lockCount += family->DoorLocks().size();
+    return static_cast<int>(lockCount);
 }
 
 CDoorLock* System::DoorLock(int i)
 {
     if (i < 0)
         return nullptr;
-    auto Index = static_cast<std::size_t>(i);
-    for (const auto& pFamily : m_Families) {
-        if (Index < pFamily->DoorLocks().size())
-            return pFamily->DoorLocks()[Index];
-        Index -= pFamily->DoorLocks().size();
+    auto index = static_cast<std::size_t>(i);
+    for (const auto& family : m_families) {
+        if (index < family->DoorLocks().size())
+            return family->DoorLocks()[index];
+        index -= family->DoorLocks().size();
     }
     return nullptr;
 }
 
-CSystemFamily* System::FamilyByFamily(int iFamily)
+CSystemFamily* System::FamilyByFamily(int number)
 {
-    const auto Found = std::find_if(m_Families.begin(), m_Families.end(),
-                                    [&](const auto& pFamily) { return pFamily->Family() == iFamily; });
-    return Found == m_Families.end() ? nullptr : Found->get();
+    const auto found = std::find_if(m_families.begin(), m_families.end(),
+                                    [&](const auto& family) { return family->Family() == number; });
+    return found == m_families.end() ? nullptr : found->get();
 }
 
-CQXString System::GetOAuthState(unsigned uBridgeID)
+CQXString System::GetOAuthState(unsigned bridgeId)
 {
-    return AccountByID(uBridgeID) ? CQXString(m_States.Issue(uBridgeID).c_str()) : CQXString();
+    return AccountById(bridgeId) ? CQXString(m_states.Issue(bridgeId).c_str()) : CQXString();
 }
 
 } // namespace devhost

@@ -19,48 +19,48 @@ constexpr std::uint32_t kSaveRetryMs = 30000;
 
 } // namespace
 
-void System::RunOnce(int nWakes)
+void System::RunOnce(int wakeCount)
 {
     // Before the idle calls, so that a page is built again in a round after its notice: whoever gives notice
     // may still be changing what the page shows.
-    m_Pages.RebuildDue(
-        [this](unsigned BridgeID) {
-            Account* pAccount = AccountByID(BridgeID);
-            return pAccount ? pAccount->pInterface.get() : nullptr;
+    m_pages.RebuildDue(
+        [this](unsigned bridgeId) {
+            Account* account = AccountById(bridgeId);
+            return account ? account->interface.get() : nullptr;
         },
-        [this](unsigned BridgeID) {
-            if (m_Options.pObserver)
-                m_Options.pObserver->OnPageRebuilt(BridgeID);
+        [this](unsigned bridgeId) {
+            if (m_options.observer)
+                m_options.observer->OnPageRebuilt(bridgeId);
         });
-    if (m_IdleOn)
-        RunIdleCalls(nWakes);
+    if (m_idleOn)
+        RunIdleCalls(wakeCount);
     SaveIfAsked();
     AnnounceChanges();
 }
 
-void System::RunIdleCalls(int nWakes)
+void System::RunIdleCalls(int wakeCount)
 {
     // Over copies: an idle call may remove components, its own included, and restart the system.
-    std::vector<unsigned> Bridges;
-    for (const auto& pAccount : m_Accounts)
-        Bridges.push_back(pAccount->Bridge.ID());
-    for (const unsigned BridgeID : Bridges) {
-        Account* pAccount = AccountByID(BridgeID);
-        for (int i = 0; pAccount && i < std::max(nWakes, 1); ++i) {
-            pAccount->pInterface->OnInterfaceIdle();
-            pAccount = AccountByID(BridgeID);
+    std::vector<unsigned> bridges;
+    for (const auto& account : m_accounts)
+        bridges.push_back(account->bridge.ID());
+    for (const unsigned bridgeId : bridges) {
+        Account* account = AccountById(bridgeId);
+        for (int i = 0; account && i < std::max(wakeCount, 1); ++i) {
+            account->interface->OnInterfaceIdle();
+            account = AccountById(bridgeId);
         }
     }
-    const int RemovalsBefore = m_Removals;
-    for (CSystemComponent* pComponent : Components()) {
-        if (m_Removals == RemovalsBefore || Holds(pComponent))
-            pComponent->OnComponentIdle();
+    const int removalsBefore = m_removals;
+    for (CSystemComponent* component : Components()) {
+        if (m_removals == removalsBefore || Holds(component))
+            component->OnComponentIdle();
     }
 }
 
 void System::SaveIfAsked()
 {
-    if (!m_SavePending.load() || (m_SaveFailed && m_SinceFailedSave.QXTickCount() < kSaveRetryMs))
+    if (!m_savePending.load() || (m_saveFailed && m_sinceFailedSave.QXTickCount() < kSaveRetryMs))
         return;
     Save();
 }
@@ -68,120 +68,120 @@ void System::SaveIfAsked()
 std::string System::Save()
 {
     // Lowered first, so that a change during the writing asks again.
-    m_SavePending.store(false);
-    if (!m_Options.pStore)
+    m_savePending.store(false);
+    if (!m_options.store)
         return {};
-    std::string Error;
-    const auto Text = Configuration(*this).Write(&Error);
-    if (Text && m_KeepAside) {
-        Error = m_Options.pStore->KeepAside();
-        m_KeepAside = !Error.empty();
+    std::string error;
+    const auto text = Configuration(*this).Write(&error);
+    if (text && m_keepAside) {
+        error = m_options.store->KeepAside();
+        m_keepAside = !error.empty();
     }
-    if (Error.empty())
-        Error = m_Options.pStore->Save(*Text);
-    m_SaveFailed = !Error.empty();
-    m_Saving.LastError = Error;
-    if (m_SaveFailed) {
-        AssertWrap("system", kReportSave, ("the configuration was not saved: " + Error).c_str());
-        m_SinceFailedSave.Restart();
-        m_SavePending.store(true);
+    if (error.empty())
+        error = m_options.store->Save(*text);
+    m_saveFailed = !error.empty();
+    m_saving.lastError = error;
+    if (m_saveFailed) {
+        AssertWrap("system", kReportSave, ("the configuration was not saved: " + error).c_str());
+        m_sinceFailedSave.Restart();
+        m_savePending.store(true);
     } else {
-        ++m_Saving.Saves;
+        ++m_saving.saves;
     }
-    if (m_Options.pObserver)
-        m_Options.pObserver->OnSaved(Error);
-    return Error;
+    if (m_options.observer)
+        m_options.observer->OnSaved(error);
+    return error;
 }
 
 SaveState System::Saving() const
 {
-    SaveState State = m_Saving;
-    State.Pending = m_SavePending.load();
-    if (m_Options.pStore)
-        State.KeptAside = m_Options.pStore->KeptAside();
-    return State;
+    SaveState state = m_saving;
+    state.pending = m_savePending.load();
+    if (m_options.store)
+        state.keptAside = m_options.store->KeptAside();
+    return state;
 }
 
 void System::AnnounceChanges()
 {
-    std::set<unsigned> Locks;
+    std::set<unsigned> locks;
     {
-        const std::lock_guard Guard(m_ChangedMutex);
-        Locks.swap(m_ChangedLocks);
+        const std::lock_guard guard(m_changedMutex);
+        locks.swap(m_changedLocks);
     }
-    const bool bInterfaces = std::exchange(m_InterfacesChanged, false);
-    const bool bRestarted = std::exchange(m_Restarted, false);
-    if (!m_Options.pObserver)
+    const bool interfaces = std::exchange(m_interfacesChanged, false);
+    const bool restarted = std::exchange(m_restarted, false);
+    if (!m_options.observer)
         return;
-    if (bRestarted)
-        m_Options.pObserver->OnRestarted();
-    if (bInterfaces)
-        m_Options.pObserver->OnInterfacesChanged();
-    for (const unsigned ComponentID : Locks)
-        m_Options.pObserver->OnLockChanged(ComponentID);
+    if (restarted)
+        m_options.observer->OnRestarted();
+    if (interfaces)
+        m_options.observer->OnInterfacesChanged();
+    for (const unsigned componentId : locks)
+        m_options.observer->OnLockChanged(componentId);
 }
 
 void System::NotifyConfigChanged(const char* /*pSource*/, int /*iLine*/)
 {
-    m_Pages.MarkChanged();
-    m_InterfacesChanged = true;
+    m_pages.MarkChanged();
+    m_interfacesChanged = true;
 }
 
 void System::NotifyInterfaceChanged()
 {
-    m_Pages.MarkChanged();
-    m_InterfacesChanged = true;
+    m_pages.MarkChanged();
+    m_interfacesChanged = true;
 }
 
-void System::OnSystemExit1(const char* pSource, int iLine, int /*iReserved*/)
+void System::OnSystemExit1(const char* source, int line, int /*iReserved*/)
 {
-    if (std::this_thread::get_id() != m_HostThread) {
+    if (std::this_thread::get_id() != m_hostThread) {
         // A worker that waited here for its own end would wait for ever.
-        AssertWrap(pSource, iLine, "a restart was asked for on another thread than the host's: refused");
+        AssertWrap(source, line, "a restart was asked for on another thread than the host's: refused");
         return;
     }
-    m_IdleOn = false;
+    m_idleOn = false;
     StopWorkers();
-    ++m_Restarts;
+    ++m_restarts;
 }
 
 void System::OnSystemInit()
 {
-    const int RemovalsBefore = m_Removals;
-    for (CSystemComponent* pComponent : Components()) {
-        if (m_Removals == RemovalsBefore || Holds(pComponent))
-            pComponent->OnComponentInit();
+    const int removalsBefore = m_removals;
+    for (CSystemComponent* component : Components()) {
+        if (m_removals == removalsBefore || Holds(component))
+            component->OnComponentInit();
     }
     for (int i = 0; i < NBridges(); ++i)
-        m_Accounts[static_cast<std::size_t>(i)]->pInterface->OnInterfaceInit();
+        m_accounts[static_cast<std::size_t>(i)]->interface->OnInterfaceInit();
 }
 
 void System::OnPostSystemInit()
 {
-    const int RemovalsBefore = m_Removals;
-    for (CSystemComponent* pComponent : Components()) {
-        if (m_Removals == RemovalsBefore || Holds(pComponent))
-            pComponent->OnPostSystemInit();
+    const int removalsBefore = m_removals;
+    for (CSystemComponent* component : Components()) {
+        if (m_removals == removalsBefore || Holds(component))
+            component->OnPostSystemInit();
     }
-    m_Restarted = true;
-    m_IdleOn = !m_Stopped;
+    m_restarted = true;
+    m_idleOn = !m_stopped;
     StartWorkers();
 }
 
 void System::StartWorkers()
 {
-    if (!m_Options.Workers || m_Stopped)
+    if (!m_options.workers || m_stopped)
         return;
-    for (const auto& pAccount : m_Accounts)
-        pAccount->pWorker->Start();
+    for (const auto& account : m_accounts)
+        account->worker->Start();
 }
 
 void System::StopWorkers()
 {
-    for (const auto& pAccount : m_Accounts)
-        pAccount->pWorker->RequestStop();
-    for (const auto& pAccount : m_Accounts)
-        pAccount->pWorker->Stop();
+    for (const auto& account : m_accounts)
+        account->worker->RequestStop();
+    for (const auto& account : m_accounts)
+        account->worker->Stop();
 }
 
 } // namespace devhost

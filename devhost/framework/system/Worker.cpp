@@ -22,14 +22,14 @@ void Worker::Start()
 {
     if (Running())
         return;
-    m_Bridge.ShuttingDown(0);
-    m_pStop = std::make_unique<WorkerStop>();
-    m_Thread = std::thread([pInterface = &m_Interface, pStop = m_pStop.get(),
-                            Name = "account-" + std::to_string(m_Bridge.ID() % 1000000)] {
-        pthread_setname_np(pthread_self(), Name.c_str()); // the log shows it; at most 15 characters
-        const WorkerStop::Scope Scope(*pStop);
+    m_bridge.ShuttingDown(0);
+    m_stop = std::make_unique<WorkerStop>();
+    m_thread = std::thread([interface = &m_interface, stop = m_stop.get(),
+                            name = "account-" + std::to_string(m_bridge.ID() % 1000000)] {
+        pthread_setname_np(pthread_self(), name.c_str()); // the log shows it; at most 15 characters
+        const WorkerStop::Scope scope(*stop);
         try {
-            pInterface->Run();
+            interface->Run();
         } catch (...) {
             AssertWrap("worker", kReportThrown, ("the worker ended by an error: " + ExceptionText()).c_str());
         }
@@ -38,9 +38,9 @@ void Worker::Start()
 
 void Worker::RequestStop()
 {
-    m_Bridge.ShuttingDown(1);
-    if (m_pStop)
-        m_pStop->RequestStop();
+    m_bridge.ShuttingDown(1);
+    if (m_stop)
+        m_stop->RequestStop();
 }
 
 void Worker::Stop()
@@ -48,7 +48,7 @@ void Worker::Stop()
     if (!Running())
         return;
     RequestStop();
-    m_Thread.join();
+    m_thread.join();
 }
 
 } // namespace devhost

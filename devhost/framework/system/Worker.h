@@ -15,7 +15,7 @@ class Worker
 {
 public:
     /// Both are borrowed and outlive the worker.
-    Worker(CDeviceInterface& Interface, CNetworkBridge& Bridge) : m_Interface(Interface), m_Bridge(Bridge) {}
+    Worker(CDeviceInterface& interface, CNetworkBridge& bridge) : m_interface(interface), m_bridge(bridge) {}
     ~Worker() { Stop(); }
     Worker(const Worker&) = delete;
     Worker& operator=(const Worker&) = delete;
@@ -27,13 +27,13 @@ public:
     /// Asks the thread to end and joins it. A pause of the thread ends at once, an exchange after a short
     /// grace at the latest.
     void Stop();
-    bool Running() const { return m_Thread.joinable(); }
+    bool Running() const { return m_thread.joinable(); }
 
 private:
-    CDeviceInterface& m_Interface;
-    CNetworkBridge& m_Bridge;
-    std::unique_ptr<WorkerStop> m_pStop; // one for each thread, because a raised flag stays raised
-    std::thread m_Thread;
+    CDeviceInterface& m_interface;
+    CNetworkBridge& m_bridge;
+    std::unique_ptr<WorkerStop> m_stop; // one for each thread, because a raised flag stays raised
+    std::thread m_thread;
 };
 
 } // namespace devhost

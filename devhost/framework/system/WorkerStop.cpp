@@ -10,74 +10,74 @@ namespace devhost
 
 namespace
 {
-thread_local WorkerStop* g_pCurrent = nullptr;
+thread_local WorkerStop* g_current = nullptr;
 }
 
 void WorkerStop::RequestStop()
 {
-    const std::lock_guard Lock(m_Mutex);
-    if (m_RequestedAt)
+    const std::lock_guard lock(m_mutex);
+    if (m_requestedAt)
         return;
-    m_RequestedAt = Clock::now();
-    m_Changed.notify_all();
-    for (const auto& Function : m_Wakes)
-        Function();
+    m_requestedAt = Clock::now();
+    m_changed.notify_all();
+    for (const auto& function : m_wakes)
+        function();
 }
 
 bool WorkerStop::StopRequested() const
 {
-    const std::lock_guard Lock(m_Mutex);
-    return m_RequestedAt.has_value();
+    const std::lock_guard lock(m_mutex);
+    return m_requestedAt.has_value();
 }
 
 WorkerStop::Clock::time_point WorkerStop::GraceEnd() const
 {
-    const std::lock_guard Lock(m_Mutex);
-    return m_RequestedAt ? *m_RequestedAt + m_Grace : Clock::time_point::max();
+    const std::lock_guard lock(m_mutex);
+    return m_requestedAt ? *m_requestedAt + m_grace : Clock::time_point::max();
 }
 
-bool WorkerStop::WaitFor(std::chrono::milliseconds Time)
+bool WorkerStop::WaitFor(std::chrono::milliseconds time)
 {
-    std::unique_lock Lock(m_Mutex);
-    return m_Changed.wait_for(Lock, Time, [this] { return m_RequestedAt.has_value(); });
+    std::unique_lock lock(m_mutex);
+    return m_changed.wait_for(lock, time, [this] { return m_requestedAt.has_value(); });
 }
 
 WorkerStop* WorkerStop::Current()
 {
-    return g_pCurrent;
+    return g_current;
 }
 
-WorkerStop::Scope::Scope(WorkerStop& Stop) : m_pPrevious(std::exchange(g_pCurrent, &Stop)) {}
+WorkerStop::Scope::Scope(WorkerStop& stop) : m_previous(std::exchange(g_current, &stop)) {}
 
 WorkerStop::Scope::~Scope()
 {
-    g_pCurrent = m_pPrevious;
+    g_current = m_previous;
 }
 
-WorkerStop::Wake::Wake(WorkerStop* pStop, std::function<void()> Function) : m_pStop(pStop)
+WorkerStop::Wake::Wake(WorkerStop* stop, std::function<void()> function) : m_stop(stop)
 {
-    if (!m_pStop)
+    if (!m_stop)
         return;
-    const std::lock_guard Lock(m_pStop->m_Mutex);
-    m_Entry = m_pStop->m_Wakes.insert(m_pStop->m_Wakes.end(), std::move(Function));
-    if (m_pStop->m_RequestedAt)
-        (*m_Entry)();
+    const std::lock_guard lock(m_stop->m_mutex);
+    m_entry = m_stop->m_wakes.insert(m_stop->m_wakes.end(), std::move(function));
+    if (m_stop->m_requestedAt)
+        (*m_entry)();
 }
 
 WorkerStop::Wake::~Wake()
 {
-    if (!m_pStop)
+    if (!m_stop)
         return;
-    const std::lock_guard Lock(m_pStop->m_Mutex);
-    m_pStop->m_Wakes.erase(m_Entry);
+    const std::lock_guard lock(m_stop->m_mutex);
+    m_stop->m_wakes.erase(m_entry);
 }
 
-void WorkerSleeper::Sleep(std::chrono::milliseconds Time)
+void WorkerSleeper::Sleep(std::chrono::milliseconds time)
 {
-    if (WorkerStop* pStop = WorkerStop::Current())
-        pStop->WaitFor(Time);
+    if (WorkerStop* stop = WorkerStop::Current())
+        stop->WaitFor(time);
     else
-        std::this_thread::sleep_for(Time);
+        std::this_thread::sleep_for(time);
 }
 
 } // namespace devhost

@@ -26,7 +26,7 @@ public:
     /// loss of its authorisation.
     static constexpr std::chrono::milliseconds kGrace{2000};
 
-    explicit WorkerStop(std::chrono::milliseconds Grace = kGrace) : m_Grace(Grace) {}
+    explicit WorkerStop(std::chrono::milliseconds grace = kGrace) : m_grace(grace) {}
     WorkerStop(const WorkerStop&) = delete;
     WorkerStop& operator=(const WorkerStop&) = delete;
 
@@ -37,7 +37,7 @@ public:
     /// under way or begin after it. The end of time as long as no stop is requested.
     Clock::time_point GraceEnd() const;
     /// Waits for the given time, or until the stop is requested. True when it was.
-    bool WaitFor(std::chrono::milliseconds Time);
+    bool WaitFor(std::chrono::milliseconds time);
 
     /// The flag of the calling thread; null on a thread that is no worker.
     static WorkerStop* Current();
@@ -46,13 +46,13 @@ public:
     class Scope
     {
     public:
-        explicit Scope(WorkerStop& Stop);
+        explicit Scope(WorkerStop& stop);
         ~Scope();
         Scope(const Scope&) = delete;
         Scope& operator=(const Scope&) = delete;
 
     private:
-        WorkerStop* m_pPrevious;
+        WorkerStop* m_previous;
     };
 
     /// Calls a function when the stop is requested, at once if it has been already; never again after the
@@ -61,29 +61,29 @@ public:
     class Wake
     {
     public:
-        Wake(WorkerStop* pStop, std::function<void()> Function);
+        Wake(WorkerStop* stop, std::function<void()> function);
         ~Wake();
         Wake(const Wake&) = delete;
         Wake& operator=(const Wake&) = delete;
 
     private:
-        WorkerStop* m_pStop;
-        std::list<std::function<void()>>::iterator m_Entry;
+        WorkerStop* m_stop;
+        std::list<std::function<void()>>::iterator m_entry;
     };
 
 private:
-    mutable std::mutex m_Mutex;
-    std::condition_variable m_Changed;
-    std::chrono::milliseconds m_Grace;
-    std::optional<Clock::time_point> m_RequestedAt;
-    std::list<std::function<void()>> m_Wakes;
+    mutable std::mutex m_mutex;
+    std::condition_variable m_changed;
+    std::chrono::milliseconds m_grace;
+    std::optional<Clock::time_point> m_requestedAt;
+    std::list<std::function<void()>> m_wakes;
 };
 
 /// The sleeper of real programs: a worker's pause ends early when it is asked to stop.
 class WorkerSleeper : public Sleeper
 {
 public:
-    void Sleep(std::chrono::milliseconds Time) override;
+    void Sleep(std::chrono::milliseconds time) override;
 };
 
 } // namespace devhost

@@ -8,24 +8,24 @@
 namespace devhost
 {
 
-std::string FormatText(const char* pFormat, std::va_list Arguments)
+std::string FormatText(const char* format, std::va_list arguments)
 {
-    if (!pFormat)
+    if (!format)
         return {};
     // Most lines are short, so the first attempt formats into the stack and measures at the same time.
-    std::array<char, 512> Short;
-    std::va_list Again;
-    va_copy(Again, Arguments);
-    const int iLength = std::vsnprintf(Short.data(), Short.size(), pFormat, Arguments);
-    std::string Text;
-    if (iLength >= 0 && static_cast<std::size_t>(iLength) < Short.size()) {
-        Text.assign(Short.data(), static_cast<std::size_t>(iLength));
-    } else if (iLength >= 0) {
-        Text.resize(static_cast<std::size_t>(iLength));
-        std::vsnprintf(Text.data(), Text.size() + 1, pFormat, Again);
+    std::array<char, 512> shortText;
+    std::va_list again;
+    va_copy(again, arguments);
+    const int length = std::vsnprintf(shortText.data(), shortText.size(), format, arguments);
+    std::string text;
+    if (length >= 0 && static_cast<std::size_t>(length) < shortText.size()) {
+        text.assign(shortText.data(), static_cast<std::size_t>(length));
+    } else if (length >= 0) {
+        text.resize(static_cast<std::size_t>(length));
+        std::vsnprintf(text.data(), text.size() + 1, format, again);
     }
-    va_end(Again);
-    return Text;
+    va_end(again);
+    return text;
 }
 
 } // namespace devhost

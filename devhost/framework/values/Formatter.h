@@ -10,6 +10,6 @@ namespace devhost
 /// Formats like vprintf, whatever the length of the result. A null format, and one that the C library
 /// refuses, give the empty text; a null argument of %s reads "(null)". The caller vouches that the arguments
 /// fit the format. Any thread.
-std::string FormatText(const char* pFormat, std::va_list Arguments) __attribute__((format(printf, 1, 0)));
+std::string FormatText(const char* format, std::va_list arguments) __attribute__((format(printf, 1, 0)));
 
 } // namespace devhost

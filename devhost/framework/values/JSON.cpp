@@ -1,4 +1,4 @@
-// JSON trees: searching, building, writing and tracing. Parsing is in JSONParser.
+// JSON trees: searching, building, writing and tracing. Parsing is in JsonParser.
 
 #include "host/JSON.h"
 
@@ -12,170 +12,170 @@
 namespace
 {
 
-void AppendQuoted(std::string& Out, std::string_view Text)
+void AppendQuoted(std::string& out, std::string_view text)
 {
-    Out += nlohmann::json(Text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+    out += nlohmann::json(text).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 
-void AppendValue(std::string& Out, const CJSONObject& Node, bool bHideSecrets);
+void AppendValue(std::string& out, const CJSONObject& node, bool hideSecrets);
 
-void AppendChildren(std::string& Out, const CJSONObject& Node, bool bHideSecrets)
+void AppendChildren(std::string& out, const CJSONObject& node, bool hideSecrets)
 {
-    const bool bObject = Node.Kind() == CJSONObject::KIND_OBJECT;
-    Out += bObject ? '{' : '[';
-    for (int i = 0; i < Node.NObjects(); ++i) {
+    const bool object = node.Kind() == CJSONObject::KIND_OBJECT;
+    out += object ? '{' : '[';
+    for (int i = 0; i < node.NObjects(); ++i) {
         // The children of a constant tree are only read here.
-        const CJSONObject& Child = *const_cast<CJSONObject&>(Node).Object(i);
+        const CJSONObject& child = *const_cast<CJSONObject&>(node).Object(i);
         if (i > 0)
-            Out += ',';
-        if (bObject) {
-            AppendQuoted(Out, Child.Key());
-            Out += ':';
+            out += ',';
+        if (object) {
+            AppendQuoted(out, child.Key());
+            out += ':';
         }
-        if (bHideSecrets && devhost::IsSecretName(Child.Key()))
-            Out += "\"***\"";
+        if (hideSecrets && devhost::IsSecretName(child.Key()))
+            out += "\"***\"";
         else
-            AppendValue(Out, Child, bHideSecrets);
+            AppendValue(out, child, hideSecrets);
     }
-    Out += bObject ? '}' : ']';
+    out += object ? '}' : ']';
 }
 
-void AppendValue(std::string& Out, const CJSONObject& Node, bool bHideSecrets)
+void AppendValue(std::string& out, const CJSONObject& node, bool hideSecrets)
 {
-    switch (Node.Kind()) {
+    switch (node.Kind()) {
     case CJSONObject::KIND_OBJECT:
     case CJSONObject::KIND_ARRAY:
-        AppendChildren(Out, Node, bHideSecrets);
+        AppendChildren(out, node, hideSecrets);
         return;
     case CJSONObject::KIND_STRING:
-        AppendQuoted(Out, Node.Text());
+        AppendQuoted(out, node.Text());
         return;
     case CJSONObject::KIND_NUMBER:
     case CJSONObject::KIND_BOOLEAN:
     case CJSONObject::KIND_NULL:
-        Out += Node.Text();
+        out += node.Text();
         return;
     }
 }
 
-bool IsContainer(const CJSONObject& Node)
+bool IsContainer(const CJSONObject& node)
 {
-    return Node.Kind() == CJSONObject::KIND_OBJECT || Node.Kind() == CJSONObject::KIND_ARRAY;
+    return node.Kind() == CJSONObject::KIND_OBJECT || node.Kind() == CJSONObject::KIND_ARRAY;
 }
 
 // Length and first byte tell most keys apart without a call.
-bool IsKey(std::string_view Key, std::string_view Wanted)
+bool IsKey(std::string_view key, std::string_view wanted)
 {
-    return Key.size() == Wanted.size() && (Wanted.empty() || Key[0] == Wanted[0]) && Key == Wanted;
+    return key.size() == wanted.size() && (wanted.empty() || key[0] == wanted[0]) && key == wanted;
 }
 
 // The first node under pRoot, depth first and in order, that has the key and, if asked for, a text.
-CJSONObject* Find(CJSONObject* pRoot, std::string_view Key, bool bScalarOnly, bool bSubtree)
+CJSONObject* Find(CJSONObject* root, std::string_view key, bool scalarOnly, bool subtree)
 {
-    for (int i = 0; i < pRoot->NObjects(); ++i) {
-        CJSONObject* pChild = pRoot->Object(i);
-        if (IsKey(pChild->Key(), Key) && !(bScalarOnly && IsContainer(*pChild)))
-            return pChild;
-        if (!bSubtree || pChild->NObjects() == 0)
+    for (int i = 0; i < root->NObjects(); ++i) {
+        CJSONObject* child = root->Object(i);
+        if (IsKey(child->Key(), key) && !(scalarOnly && IsContainer(*child)))
+            return child;
+        if (!subtree || child->NObjects() == 0)
             continue;
-        if (CJSONObject* pFound = Find(pChild, Key, bScalarOnly, bSubtree))
-            return pFound;
+        if (CJSONObject* found = Find(child, key, scalarOnly, subtree))
+            return found;
     }
     return nullptr;
 }
 
 } // namespace
 
-CHTTPBuf::CHTTPBuf(int iInitialBytes)
+CHTTPBuf::CHTTPBuf(int initialBytes)
 {
-    if (iInitialBytes > 0)
-        m_Bytes.reserve(static_cast<std::size_t>(iInitialBytes));
+    if (initialBytes > 0)
+        m_Bytes.reserve(static_cast<std::size_t>(initialBytes));
 }
 
-CJSONObject::CJSONObject(int iKind)
-    : m_eKind(iKind >= KIND_OBJECT && iKind <= KIND_NULL ? static_cast<KIND>(iKind) : KIND_OBJECT)
+CJSONObject::CJSONObject(int kind)
+    : m_eKind(kind >= KIND_OBJECT && kind <= KIND_NULL ? static_cast<KIND>(kind) : KIND_OBJECT)
 {
 }
 
 CJSONObject::~CJSONObject() = default;
 
-CJSONObject* CJSONObject::FindNode(const char* pKey, int iContext)
+CJSONObject* CJSONObject::FindNode(const char* key, int context)
 {
-    return pKey ? Find(this, pKey, false, iContext != 0) : nullptr;
+    return key ? Find(this, key, false, context != 0) : nullptr;
 }
 
-int CJSONObject::FindString(const char* pKey, CQXString* pOut, int iContext)
+int CJSONObject::FindString(const char* key, CQXString* out, int context)
 {
-    const CJSONObject* pFound = pKey && pOut ? Find(this, pKey, true, iContext != 0) : nullptr;
-    if (!pFound)
+    const CJSONObject* found = key && out ? Find(this, key, true, context != 0) : nullptr;
+    if (!found)
         return 0;
-    *pOut = pFound->Text();
+    *out = found->Text();
     return 1;
 }
 
-void CJSONObject::AddObjectString(const char* pKey, const char* pValue)
+void CJSONObject::AddObjectString(const char* key, const char* value)
 {
-    Append(KIND_STRING, pKey ? pKey : "", pValue ? pValue : "");
+    Append(KIND_STRING, key ? key : "", value ? value : "");
 }
 
-CJSONObject* CJSONObject::AddObjectStruct(const char* pKey)
+CJSONObject* CJSONObject::AddObjectStruct(const char* key)
 {
-    return Append(KIND_OBJECT, pKey ? pKey : "", {});
+    return Append(KIND_OBJECT, key ? key : "", {});
 }
 
-CJSONObject* CJSONObject::Append(KIND eKind, std::string_view Key, std::string_view Text)
+CJSONObject* CJSONObject::Append(KIND kind, std::string_view key, std::string_view text)
 {
-    auto pChild = std::make_unique<CJSONObject>(eKind);
-    pChild->m_cbKey = static_cast<std::uint32_t>(Key.size());
-    pChild->m_KeyAndText.reserve(Key.size() + Text.size());
-    pChild->m_KeyAndText.append(Key).append(Text);
+    auto child = std::make_unique<CJSONObject>(kind);
+    child->m_cbKey = static_cast<std::uint32_t>(key.size());
+    child->m_KeyAndText.reserve(key.size() + text.size());
+    child->m_KeyAndText.append(key).append(text);
     if (!m_pChildren)
         m_pChildren = std::make_unique<Children>();
-    m_pChildren->Added.push_back(std::move(pChild));
+    m_pChildren->Added.push_back(std::move(child));
     return m_pChildren->Added.back().get();
 }
 
-void CJSONObject::Write(CHTTPBuf* pBuffer, int /*iEscape*/, JSON_WRITE_FORMAT /*eFormat*/) const
+void CJSONObject::Write(CHTTPBuf* buffer, int /*iEscape*/, JSON_WRITE_FORMAT /*eFormat*/) const
 {
-    if (!pBuffer)
+    if (!buffer)
         return;
-    std::string Text;
-    AppendValue(Text, *this, false);
-    pBuffer->Append(Text);
+    std::string text;
+    AppendValue(text, *this, false);
+    buffer->Append(text);
 }
 
 CJSONObject* CJSONObject::CreateCopy() const
 {
-    std::unique_ptr<CJSONObject> pCopy(new CJSONObject);
-    CopyTo(pCopy.get());
-    return pCopy.release();
+    std::unique_ptr<CJSONObject> copy(new CJSONObject);
+    CopyTo(copy.get());
+    return copy.release();
 }
 
-void CJSONObject::CopyTo(CJSONObject* pCopy) const
+void CJSONObject::CopyTo(CJSONObject* copy) const
 {
-    pCopy->m_eKind = m_eKind;
-    pCopy->m_cbKey = m_cbKey;
-    pCopy->m_KeyAndText = m_KeyAndText;
+    copy->m_eKind = m_eKind;
+    copy->m_cbKey = m_cbKey;
+    copy->m_KeyAndText = m_KeyAndText;
     if (NObjects() == 0)
         return;
-    pCopy->m_pChildren = std::make_unique<Children>();
-    pCopy->m_pChildren->nCopied = NObjects();
-    pCopy->m_pChildren->pCopied.reset(new CJSONObject[static_cast<std::size_t>(NObjects())]);
-    const CJSONObject* pOwn = m_pChildren->pCopied.get();
-    CJSONObject* pNext = pCopy->m_pChildren->pCopied.get();
+    copy->m_pChildren = std::make_unique<Children>();
+    copy->m_pChildren->nCopied = NObjects();
+    copy->m_pChildren->pCopied.reset(new CJSONObject[static_cast<std::size_t>(NObjects())]);
+    const CJSONObject* own = m_pChildren->pCopied.get();
+    CJSONObject* next = copy->m_pChildren->pCopied.get();
     for (int i = 0; i < m_pChildren->nCopied; ++i)
-        pOwn[i].CopyTo(pNext++);
-    for (const auto& pChild : m_pChildren->Added)
-        pChild->CopyTo(pNext++);
+        own[i].CopyTo(next++);
+    for (const auto& child : m_pChildren->Added)
+        child->CopyTo(next++);
 }
 
-void CJSONObject::Trace(CTraceProducer* pProducer) const
+void CJSONObject::Trace(CTraceProducer* producer) const
 {
     // The driver hands over every tree, so the switch is asked here: a reply of a large house in the log at
     // every poll would bury all else.
-    if (!pProducer || !pProducer->TraceEnabled())
+    if (!producer || !producer->TraceEnabled())
         return;
-    std::string Text;
-    AppendValue(Text, *this, true);
-    pProducer->Trace(Text.c_str());
+    std::string text;
+    AppendValue(text, *this, true);
+    producer->Trace(text.c_str());
 }

@@ -25,8 +25,8 @@ constexpr std::size_t kMaxJsonDepth = 64; // of nested objects and arrays
 /// kept; numbers keep their spelling; U+0000 becomes U+FFFD, because texts end at a NUL and a cut id must not
 /// equal another one. Null when the text is no JSON, passes a bound, is not valid UTF-8, or has a number
 /// beyond the range of a double. Any thread.
-/// @param pPassed takes the bound that the text passes, for people; stays as it is when the text passes none.
+/// @param passed takes the bound that the text passes, for people; stays as it is when the text passes none.
 /// @throws std::bad_alloc
-std::unique_ptr<CJSONObject> ParseJson(std::string_view Text, std::string* pPassed = nullptr);
+std::unique_ptr<CJSONObject> ParseJson(std::string_view text, std::string* passed = nullptr);
 
 } // namespace devhost

@@ -9,31 +9,31 @@ CQXObList::~CQXObList()
         Unlink(m_pHead);
 }
 
-CQXPos* CQXObList::AddTail(void* pItem)
+CQXPos* CQXObList::AddTail(void* item)
 {
-    return InsertBefore(nullptr, pItem);
+    return InsertBefore(nullptr, item);
 }
 
-CQXPos* CQXObList::InsertBefore(CQXPos* pPos, void* pItem)
+CQXPos* CQXObList::InsertBefore(CQXPos* pos, void* item)
 {
-    auto* pNew = new CQXPos;
-    pNew->m_pItem = pItem;
-    pNew->m_pNext = pPos;
-    pNew->m_pPrevious = pPos ? pPos->m_pPrevious : m_pTail;
-    (pNew->m_pPrevious ? pNew->m_pPrevious->m_pNext : m_pHead) = pNew;
-    (pPos ? pPos->m_pPrevious : m_pTail) = pNew;
+    auto* created = new CQXPos;
+    created->m_pItem = item;
+    created->m_pNext = pos;
+    created->m_pPrevious = pos ? pos->m_pPrevious : m_pTail;
+    (created->m_pPrevious ? created->m_pPrevious->m_pNext : m_pHead) = created;
+    (pos ? pos->m_pPrevious : m_pTail) = created;
     ++m_iCount;
-    return pNew;
+    return created;
 }
 
-void* CQXObList::Unlink(CQXPos* pPos)
+void* CQXObList::Unlink(CQXPos* pos)
 {
-    (pPos->m_pPrevious ? pPos->m_pPrevious->m_pNext : m_pHead) = pPos->m_pNext;
-    (pPos->m_pNext ? pPos->m_pNext->m_pPrevious : m_pTail) = pPos->m_pPrevious;
+    (pos->m_pPrevious ? pos->m_pPrevious->m_pNext : m_pHead) = pos->m_pNext;
+    (pos->m_pNext ? pos->m_pNext->m_pPrevious : m_pTail) = pos->m_pPrevious;
     --m_iCount;
-    void* pItem = pPos->m_pItem;
-    delete pPos;
-    return pItem;
+    void* item = pos->m_pItem;
+    delete pos;
+    return item;
 }
 
 void* CQXObList::RemoveHead()
@@ -41,74 +41,74 @@ void* CQXObList::RemoveHead()
     return m_pHead ? Unlink(m_pHead) : nullptr;
 }
 
-int CQXObList::Remove(void* pItem)
+int CQXObList::Remove(void* item)
 {
-    for (CQXPos* pPos = m_pHead; pPos; pPos = pPos->m_pNext) {
-        if (pPos->m_pItem == pItem) {
-            Unlink(pPos);
+    for (CQXPos* pos = m_pHead; pos; pos = pos->m_pNext) {
+        if (pos->m_pItem == item) {
+            Unlink(pos);
             return 1;
         }
     }
     return 0;
 }
 
-void* CQXObList::RemoveAt(CQXPos*& pPos)
+void* CQXObList::RemoveAt(CQXPos*& pos)
 {
-    if (!pPos)
+    if (!pos)
         return nullptr;
-    CQXPos* pRemoved = pPos;
-    pPos = pRemoved->m_pNext;
-    return Unlink(pRemoved);
+    CQXPos* removed = pos;
+    pos = removed->m_pNext;
+    return Unlink(removed);
 }
 
-void* CQXObList::GetNext(CQXPos*& pPos) const
+void* CQXObList::GetNext(CQXPos*& pos) const
 {
-    if (!pPos)
+    if (!pos)
         return nullptr;
-    void* pItem = pPos->m_pItem;
-    pPos = pPos->m_pNext;
-    return pItem;
+    void* item = pos->m_pItem;
+    pos = pos->m_pNext;
+    return item;
 }
 
-void* CQXObList::GetAt(CQXPos* pPos) const
+void* CQXObList::GetAt(CQXPos* pos) const
 {
-    return pPos ? pPos->m_pItem : nullptr;
+    return pos ? pos->m_pItem : nullptr;
 }
 
-CQXPos* CQXObList::FindIndex(int iIndex) const
+CQXPos* CQXObList::FindIndex(int index) const
 {
-    if (iIndex < 0 || iIndex >= m_iCount)
+    if (index < 0 || index >= m_iCount)
         return nullptr;
-    CQXPos* pPos = m_pHead;
-    while (iIndex-- > 0)
-        pPos = pPos->m_pNext;
-    return pPos;
+    CQXPos* pos = m_pHead;
+    while (index-- > 0)
+        pos = pos->m_pNext;
+    return pos;
 }
 
-void CTSObList::AddTail(void* pItem)
+void CTSObList::AddTail(void* item)
 {
-    const std::lock_guard Lock(m_Mutex);
-    m_Items.push_back(pItem);
+    const std::lock_guard lock(m_Mutex);
+    m_Items.push_back(item);
 }
 
 void* CTSObList::RemoveHead()
 {
-    const std::lock_guard Lock(m_Mutex);
+    const std::lock_guard lock(m_Mutex);
     if (m_Items.empty())
         return nullptr;
-    void* pItem = m_Items.front();
+    void* item = m_Items.front();
     m_Items.pop_front();
-    return pItem;
+    return item;
 }
 
 int CTSObList::IsEmpty() const
 {
-    const std::lock_guard Lock(m_Mutex);
+    const std::lock_guard lock(m_Mutex);
     return m_Items.empty() ? 1 : 0;
 }
 
 int CTSObList::GetCount() const
 {
-    const std::lock_guard Lock(m_Mutex);
+    const std::lock_guard lock(m_Mutex);
     return static_cast<int>(m_Items.size());
 }

@@ -4,18 +4,18 @@
 
 int CQXMSG::GetInt()
 {
-    const int* pValue = m_iNext < m_Items.size() ? std::get_if<int>(&m_Items[m_iNext]) : nullptr;
-    if (!pValue)
+    const int* value = m_iNext < m_Items.size() ? std::get_if<int>(&m_Items[m_iNext]) : nullptr;
+    if (!value)
         return -1;
     ++m_iNext;
-    return *pValue;
+    return *value;
 }
 
 CQXString CQXMSG::GetString()
 {
-    const CQXString* pValue = m_iNext < m_Items.size() ? std::get_if<CQXString>(&m_Items[m_iNext]) : nullptr;
-    if (!pValue)
+    const CQXString* value = m_iNext < m_Items.size() ? std::get_if<CQXString>(&m_Items[m_iNext]) : nullptr;
+    if (!value)
         return {};
     ++m_iNext;
-    return *pValue;
+    return *value;
 }

@@ -25,135 +25,135 @@ char FoldAscii(char c)
 
 // A copy of a text with its terminator in a buffer that std::free releases; null when memory has run out.
 template <class Char>
-Char* CopyToBuffer(const std::basic_string<Char>& Text)
+Char* CopyToBuffer(const std::basic_string<Char>& text)
 {
-    const std::size_t cb = (Text.size() + 1) * sizeof(Char);
-    auto* pBuffer = static_cast<Char*>(std::malloc(cb));
-    if (pBuffer)
-        std::memcpy(pBuffer, Text.c_str(), cb);
-    return pBuffer;
+    const std::size_t size = (text.size() + 1) * sizeof(Char);
+    auto* buffer = static_cast<Char*>(std::malloc(size));
+    if (buffer)
+        std::memcpy(buffer, text.c_str(), size);
+    return buffer;
 }
 
 // Marks every occurrence, overlapping ones too, so that no part of a secret survives next to another one.
-void MarkOccurrences(std::string_view Text, std::string_view Secret, std::vector<bool>& Marked)
+void MarkOccurrences(std::string_view text, std::string_view secret, std::vector<bool>& marked)
 {
-    std::size_t iMarkedEnd = 0;
-    for (std::size_t i = Text.find(Secret); i != std::string_view::npos; i = Text.find(Secret, i + 1)) {
-        for (std::size_t j = std::max(i, iMarkedEnd); j < i + Secret.size(); ++j)
-            Marked[j] = true;
-        iMarkedEnd = i + Secret.size();
+    std::size_t markedEnd = 0;
+    for (std::size_t i = text.find(secret); i != std::string_view::npos; i = text.find(secret, i + 1)) {
+        for (std::size_t j = std::max(i, markedEnd); j < i + secret.size(); ++j)
+            marked[j] = true;
+        markedEnd = i + secret.size();
     }
 }
 
 } // namespace
 
-CQXString::CQXString(const char* pText) : m_Text(pText ? pText : "") {}
+CQXString::CQXString(const char* text) : m_Text(text ? text : "") {}
 
-CQXString::CQXString(const wchar_t* pText) : m_Text(pText ? boost::nowide::narrow(pText) : std::string()) {}
+CQXString::CQXString(const wchar_t* text) : m_Text(text ? boost::nowide::narrow(text) : std::string()) {}
 
-CQXString& CQXString::operator=(const char* pText)
+CQXString& CQXString::operator=(const char* text)
 {
     // The text may lie inside this string, which std::string::assign bears.
-    m_Text.assign(pText ? pText : "");
+    m_Text.assign(text ? text : "");
     return *this;
 }
 
-CQXString& CQXString::operator+=(const char* pText)
+CQXString& CQXString::operator+=(const char* text)
 {
-    if (pText)
-        m_Text.append(pText);
+    if (text)
+        m_Text.append(text);
     return *this;
 }
 
-CQXString& CQXString::operator+=(const CQXString& sText)
+CQXString& CQXString::operator+=(const CQXString& text)
 {
-    m_Text.append(sText.m_Text);
+    m_Text.append(text.m_Text);
     return *this;
 }
 
-void CQXString::Format(const char* pFormat, ...)
+void CQXString::Format(const char* format, ...)
 {
-    std::va_list Arguments;
-    va_start(Arguments, pFormat);
-    std::string Text = devhost::FormatText(pFormat, Arguments);
-    va_end(Arguments);
-    m_Text = std::move(Text);
+    std::va_list arguments;
+    va_start(arguments, format);
+    std::string text = devhost::FormatText(format, arguments);
+    va_end(arguments);
+    m_Text = std::move(text);
 }
 
-int CQXString::Compare(const char* pOther) const
+int CQXString::Compare(const char* other) const
 {
-    return m_Text.compare(pOther ? pOther : "");
+    return m_Text.compare(other ? other : "");
 }
 
-int CQXString::CompareNoCase(const char* pOther) const
+int CQXString::CompareNoCase(const char* other) const
 {
-    const std::string_view Other(pOther ? pOther : "");
-    const std::size_t cbCommon = std::min(m_Text.size(), Other.size());
-    for (std::size_t i = 0; i < cbCommon; ++i) {
-        const int iDifference = static_cast<unsigned char>(FoldAscii(m_Text[i])) -
-                                static_cast<unsigned char>(FoldAscii(Other[i]));
-        if (iDifference != 0)
-            return iDifference;
+    const std::string_view Other(other ? other : "");
+    const std::size_t commonSize = std::min(m_Text.size(), Other.size());
+    for (std::size_t i = 0; i < commonSize; ++i) {
+        const int difference = static_cast<unsigned char>(FoldAscii(m_Text[i])) -
+                               static_cast<unsigned char>(FoldAscii(Other[i]));
+        if (difference != 0)
+            return difference;
     }
     return m_Text.size() == Other.size() ? 0 : m_Text.size() < Other.size() ? -1 : 1;
 }
 
-void CQXString::TrimRight(const char* pChars)
+void CQXString::TrimRight(const char* chars)
 {
     // Values from the cloud rarely have anything to trim, so the common case is one look at the last byte.
-    const std::string_view Chars(pChars ? pChars : "");
-    std::size_t cb = m_Text.size();
-    while (cb > 0 && std::find(Chars.begin(), Chars.end(), m_Text[cb - 1]) != Chars.end())
-        --cb;
-    m_Text.resize(cb);
+    const std::string_view Chars(chars ? chars : "");
+    std::size_t size = m_Text.size();
+    while (size > 0 && std::find(Chars.begin(), Chars.end(), m_Text[size - 1]) != Chars.end())
+        --size;
+    m_Text.resize(size);
 }
 
-CQXString CQXString::IntegerToString(int iValue)
+CQXString CQXString::IntegerToString(int value)
 {
-    return std::to_string(iValue).c_str();
+    return std::to_string(value).c_str();
 }
 
-CQXString CQXString::Obfuscate(CQXString* pText, CQXObList* pSecrets)
+CQXString CQXString::Obfuscate(CQXString* text, CQXObList* secrets)
 {
-    if (!pText)
+    if (!text)
         return {};
-    if (!pSecrets)
+    if (!secrets)
         return kHidden;
-    const std::string& Text = pText->m_Text;
-    std::vector<bool> Marked(Text.size(), false);
-    for (CQXPos* pPos = pSecrets->GetHeadPosition(); pPos;) {
-        const auto* pSecret = static_cast<const CQXString*>(pSecrets->GetNext(pPos));
-        if (pSecret && !pSecret->m_Text.empty())
-            MarkOccurrences(Text, pSecret->m_Text, Marked);
+    const std::string& clear = text->m_Text;
+    std::vector<bool> marked(clear.size(), false);
+    for (CQXPos* pos = secrets->GetHeadPosition(); pos;) {
+        const auto* secret = static_cast<const CQXString*>(secrets->GetNext(pos));
+        if (secret && !secret->m_Text.empty())
+            MarkOccurrences(clear, secret->m_Text, marked);
     }
-    CQXString sResult;
-    for (std::size_t i = 0; i < Text.size(); ++i) {
-        if (!Marked[i])
-            sResult.m_Text += Text[i];
-        else if (i == 0 || !Marked[i - 1])
-            sResult.m_Text += kHidden;
+    CQXString result;
+    for (std::size_t i = 0; i < clear.size(); ++i) {
+        if (!marked[i])
+            result.m_Text += clear[i];
+        else if (i == 0 || !marked[i - 1])
+            result.m_Text += kHidden;
     }
-    return sResult;
+    return result;
 }
 
-char* CQXString::ConvertTochar(const wchar_t* pText)
+char* CQXString::ConvertTochar(const wchar_t* text)
 {
-    return pText ? CopyToBuffer(boost::nowide::narrow(pText)) : nullptr;
+    return text ? CopyToBuffer(boost::nowide::narrow(text)) : nullptr;
 }
 
-wchar_t* CQXString::ConvertTowchar_t(const char* pText)
+wchar_t* CQXString::ConvertTowchar_t(const char* text)
 {
-    return pText ? CopyToBuffer(boost::nowide::widen(pText)) : nullptr;
+    return text ? CopyToBuffer(boost::nowide::widen(text)) : nullptr;
 }
 
 char* CQXString::DetachOwnership()
 {
-    char* pBuffer = CopyToBuffer(m_Text);
+    char* buffer = CopyToBuffer(m_Text);
     m_Text.clear();
-    return pBuffer;
+    return buffer;
 }
 
-void CQXString::Free(void* pBuffer)
+void CQXString::Free(void* buffer)
 {
-    std::free(pBuffer);
+    std::free(buffer);
 }

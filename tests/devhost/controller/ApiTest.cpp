@@ -11,9 +11,9 @@ using devhost::ApiResponse;
 using nlohmann::json;
 
 // What is stored into a lock's status page: the answers to its two choosers.
-std::string StatusPage(const std::string& Choosers)
+std::string StatusPage(const std::string& choosers)
 {
-    return R"({"items":[{"string":""},{"string":""},{"string":""},)" + Choosers + "]}";
+    return R"({"items":[{"string":""},{"string":""},{"string":""},)" + choosers + "]}";
 }
 
 class ApiTest : public SystemTest
@@ -22,43 +22,43 @@ protected:
     void SetUp() override
     {
         Restart();
-        m_pAccount = &AddInterface();
-        m_pLock = &AddLock(*m_pAccount, "Front door");
-        devhost::ConfiguratorApi::Options Options;
-        Options.AuthorizeBase = "https://127.0.0.1:8443";
-        Options.pLog = &m_Log;
-        m_pApi = std::make_unique<devhost::ConfiguratorApi>(*m_pSystem, std::move(Options));
+        m_account = &AddInterface();
+        m_lock = &AddLock(*m_account, "Front door");
+        devhost::ConfiguratorApi::Options options;
+        options.authorizeBase = "https://127.0.0.1:8443";
+        options.log = &m_log;
+        m_api = std::make_unique<devhost::ConfiguratorApi>(*m_system, std::move(options));
     }
 
     // A request like "GET /api/v1/locks".
-    ApiResponse Ask(const std::string& MethodAndTarget, const std::string& Body = "")
+    ApiResponse Ask(const std::string& methodAndTarget, const std::string& body = "")
     {
-        const std::size_t Space = MethodAndTarget.find(' ');
-        auto Request = devhost::ParseTarget(MethodAndTarget.substr(Space + 1));
-        Request->Method = MethodAndTarget.substr(0, Space);
-        Request->Body = Body;
-        return m_pApi->Serve(*Request);
+        const std::size_t space = methodAndTarget.find(' ');
+        auto request = devhost::ParseTarget(methodAndTarget.substr(space + 1));
+        request->method = methodAndTarget.substr(0, space);
+        request->body = body;
+        return m_api->Serve(*request);
     }
-    json AskJson(const std::string& Request) { return json::parse(Ask(Request).Body); }
-    std::string LockPath() const { return "/api/v1/locks/" + std::to_string(m_pLock->ID()); }
-    std::string AccountPath() const { return "/api/v1/interfaces/" + std::to_string(m_pAccount->BridgeID()); }
+    json AskJson(const std::string& request) { return json::parse(Ask(request).body); }
+    std::string LockPath() const { return "/api/v1/locks/" + std::to_string(m_lock->ID()); }
+    std::string AccountPath() const { return "/api/v1/interfaces/" + std::to_string(m_account->BridgeID()); }
 
-    FakeInterface* m_pAccount = nullptr;
-    FakeLock* m_pLock = nullptr;
-    devhost::DiagnosticLog m_Log{{}};
-    std::unique_ptr<devhost::ConfiguratorApi> m_pApi;
+    FakeInterface* m_account = nullptr;
+    FakeLock* m_lock = nullptr;
+    devhost::DiagnosticLog m_log{{}};
+    std::unique_ptr<devhost::ConfiguratorApi> m_api;
 };
 
 } // namespace
 
-TEST(RequestGuard, LetsInOnlyWhatNoForeignPageCanSend)
+TEST(RequestGuardTest, LetsInOnlyWhatNoForeignPageCanSend)
 {
     // clang-format off
     struct {
-        std::string Host;
-        int Status; // 0: let in
-        std::string Origin = "", Method = "GET", Type = "", Path = "/x", Site = "";
-    } const Rows[] = {
+        std::string host;
+        int status; // 0: let in
+        std::string origin = "", method = "GET", type = "", path = "/x", site = "";
+    } const rows[] = {
         {"127.0.0.1:8080", 0}, {"LOCALHOST:8080", 0}, {"[::1]:8080", 0}, {"127.0.0.1:8081", 421},
         {"127.0.0.1", 421}, {"", 421}, {"127.0.0.1:8080@evil.example:8080", 421},
         {"localhost:8080", 0, "http://localhost:8080"}, {"localhost:8080", 403, "https://localhost:8080"},
@@ -73,54 +73,54 @@ TEST(RequestGuard, LetsInOnlyWhatNoForeignPageCanSend)
         {"localhost:8080", 0, "", "GET", "", "/oauth/redirect", "cross-site"},
     };
     // clang-format on
-    for (const auto& Row : Rows) {
-        const auto Refusal = devhost::CheckRequest(
-            {Row.Method, Row.Path, Row.Host, Row.Origin, Row.Site, Row.Type, !Row.Type.empty()}, 8080);
-        EXPECT_EQ(Refusal ? Refusal->Status : 0, Row.Status)
-            << "row " << &Row - Rows << ", host " << Row.Host;
+    for (const auto& row : rows) {
+        const auto refusal = devhost::CheckRequest(
+            {row.method, row.path, row.host, row.origin, row.site, row.type, !row.type.empty()}, 8080);
+        EXPECT_EQ(refusal ? refusal->status : 0, row.status)
+            << "row " << &row - rows << ", host " << row.host;
     }
 }
 
 TEST_F(ApiTest, BadRequestsAreAnsweredWithWhatIsWrongAndChangeNothing)
 {
-    const std::string Lock = "PUT " + LockPath(), Account = "PUT " + AccountPath();
-    const std::string Command = "POST " + LockPath() + "/commands", User = "PUT /api/v1/users/0";
-    const auto Deep = [](std::size_t n) { return std::string(n, '[') + std::string(n, ']'); };
+    const std::string lock = "PUT " + LockPath(), account = "PUT " + AccountPath();
+    const std::string command = "POST " + LockPath() + "/commands", user = "PUT /api/v1/users/0";
+    const auto deep = [](std::size_t n) { return std::string(n, '[') + std::string(n, ']'); };
     const std::string kNone = "404 not_found", kBody = "400 bad_body", kUser = "400 bad_user";
     // clang-format off
-    const std::string Rows[][3] = {
+    const std::string rows[][3] = {
         {"GET /api/v1/nothing", "", kNone}, {"GET /api/v1/locks/-1", "", kNone},
         {"GET /api/v1/locks/99999999999", "", kNone}, {"DELETE /api/v1/users/0", "", kNone},
         {"PUT /api/v1/status", "{}", "405 method_not_allowed"},
-        {Command, "[]", "400 bad_json"}, {Command, R"({"command":)" + Deep(31) + "}", "400 bad_body"},
-        {Command, R"({"command":)" + Deep(32) + "}", "400 bad_json"},
-        {Command, R"({"command":)" + Deep(32'000) + "}", "400 bad_json"},
-        {Command, std::string("{}\0x", 4), "400 bad_json"}, {Command, "{}", "400 bad_command"},
-        {Command, R"({"command":1})", kBody}, {Command, R"({"command":"unlock"})", kUser},
-        {Command, R"({"user":0,"command":"unlock"})", kUser},
-        {Command, R"({"user":31,"command":"unlock"})", kUser},
-        {Command, R"({"user":1e99,"command":"unlock"})", kUser},
-        {Command, R"({"command":"unlock","user":7})", "409 no_user"},
-        {Command, R"({"command":"lock"})", "409 refused"}, {Command, R"({"command":"lock","x":1})", kBody},
-        {Lock + "/users/31", R"({"enabled":true})", kNone}, {Lock + "/users/3", R"({"enabled":1})", kBody},
-        {Lock + "/status-page", R"({"items":[{"int":1}]})", kBody}, {Lock + "/status-page", "{}", kBody},
-        {Lock + "/status-page", StatusPage(R"({"int":0},{"int":4294967296})"), kBody},
-        {Lock + "/status-page", StatusPage(R"({"int":2},{"int":0})"), "400 bad_page"},
-        {Account + "/page", R"({"properties":{"2001":2}})", "400 bad_page"},
-        {Account + "/page", R"({"properties":{"x":0}})", kBody}, {Account + "/page", "{}", kBody},
-        {Account + "/page", R"({"properties":{},"list":0})", kBody},
-        {Account + "/page", R"({"properties":{"2001":-1}})", kBody},
-        {Account + "/extended-page", R"({"selected":0})", "409 no_page"},
+        {command, "[]", "400 bad_json"}, {command, R"({"command":)" + deep(31) + "}", "400 bad_body"},
+        {command, R"({"command":)" + deep(32) + "}", "400 bad_json"},
+        {command, R"({"command":)" + deep(32'000) + "}", "400 bad_json"},
+        {command, std::string("{}\0x", 4), "400 bad_json"}, {command, "{}", "400 bad_command"},
+        {command, R"({"command":1})", kBody}, {command, R"({"command":"unlock"})", kUser},
+        {command, R"({"user":0,"command":"unlock"})", kUser},
+        {command, R"({"user":31,"command":"unlock"})", kUser},
+        {command, R"({"user":1e99,"command":"unlock"})", kUser},
+        {command, R"({"command":"unlock","user":7})", "409 no_user"},
+        {command, R"({"command":"lock"})", "409 refused"}, {command, R"({"command":"lock","x":1})", kBody},
+        {lock + "/users/31", R"({"enabled":true})", kNone}, {lock + "/users/3", R"({"enabled":1})", kBody},
+        {lock + "/status-page", R"({"items":[{"int":1}]})", kBody}, {lock + "/status-page", "{}", kBody},
+        {lock + "/status-page", StatusPage(R"({"int":0},{"int":4294967296})"), kBody},
+        {lock + "/status-page", StatusPage(R"({"int":2},{"int":0})"), "400 bad_page"},
+        {account + "/page", R"({"properties":{"2001":2}})", "400 bad_page"},
+        {account + "/page", R"({"properties":{"x":0}})", kBody}, {account + "/page", "{}", kBody},
+        {account + "/page", R"({"properties":{},"list":0})", kBody},
+        {account + "/page", R"({"properties":{"2001":-1}})", kBody},
+        {account + "/extended-page", R"({"selected":0})", "409 no_page"},
         {"POST " + AccountPath() + "/actions/20004", "", "409 no_action"},
         {"POST /api/v1/interfaces", R"({"type":99})", "400 bad_type"},
         {"PUT /api/v1/users/30", R"({"name":"A","pin":"1234"})", kNone},
-        {User, R"({"name":"A","pin":"123"})", kUser}, {User, R"({"name":"A","pin":"12a4"})", kUser},
-        {User, R"({"name":"A","pin":"12345678901234567"})", kUser},
-        {User, R"({"name":"A\r\nB","pin":"1234"})", kUser}, {User, R"({"name":"A ","pin":"1234"})", kUser},
-        {User, R"({"name":"A","pin":"1234","email":"no address"})", kUser},
-        {User, R"({"name":"Eve","pin":"4321"})", "409 duplicate_user"},
-        {User, R"({"name":"A","pin":"8765"})", "409 duplicate_user"},
-        {User, R"({"name":"A","pin":"1234","Email":""})", kBody}, {"POST /api/v1/save", R"({"x":0})", kBody},
+        {user, R"({"name":"A","pin":"123"})", kUser}, {user, R"({"name":"A","pin":"12a4"})", kUser},
+        {user, R"({"name":"A","pin":"12345678901234567"})", kUser},
+        {user, R"({"name":"A\r\nB","pin":"1234"})", kUser}, {user, R"({"name":"A ","pin":"1234"})", kUser},
+        {user, R"({"name":"A","pin":"1234","email":"no address"})", kUser},
+        {user, R"({"name":"Eve","pin":"4321"})", "409 duplicate_user"},
+        {user, R"({"name":"A","pin":"8765"})", "409 duplicate_user"},
+        {user, R"({"name":"A","pin":"1234","Email":""})", kBody}, {"POST /api/v1/save", R"({"x":0})", kBody},
         {"PUT /api/v1/trace-switches", R"({"Fake":1})", kBody},
         {"PUT /api/v1/trace-switches", R"({"Fake":true,"Nobody":true})", "400 bad_producer"},
         {"GET /api/v1/traces?since=x", "", "400 bad_parameter"},
@@ -128,21 +128,21 @@ TEST_F(ApiTest, BadRequestsAreAnsweredWithWhatIsWrongAndChangeNothing)
         {"POST /oauth/redirect", "{}", "405 method_not_allowed"},
     };
     // clang-format on
-    EXPECT_EQ(Ask(Account + "/page", R"({"properties":{"2001":1}})").Status, 409) << "not shown yet";
-    ASSERT_EQ(Ask("PUT /api/v1/users/9", R"({"name":"Eve","pin":"8765"})").Status, 200);
-    m_pLock->RegisterLockSecured(1);
-    m_pLock->Slots.clear();
-    const json Before = AskJson("GET /api/v1/locks");
+    EXPECT_EQ(Ask(account + "/page", R"({"properties":{"2001":1}})").status, 409) << "not shown yet";
+    ASSERT_EQ(Ask("PUT /api/v1/users/9", R"({"name":"Eve","pin":"8765"})").status, 200);
+    m_lock->RegisterLockSecured(1);
+    m_lock->slots.clear();
+    const json before = AskJson("GET /api/v1/locks");
     Ask("GET " + AccountPath() + "/page");
-    for (const auto& [Request, Body, Expected] : Rows) {
-        const ApiResponse Answer = Ask(Request, Body);
-        const std::string Code = json::parse(Answer.Body)["error"]["code"];
-        EXPECT_EQ(std::to_string(Answer.Status) + " " + Code, Expected) << Request << " " << Body;
-        EXPECT_EQ(Answer.Body.find("json."), std::string::npos) << "a library's words: " << Answer.Body;
+    for (const auto& [request, body, expected] : rows) {
+        const ApiResponse answer = Ask(request, body);
+        const std::string code = json::parse(answer.body)["error"]["code"];
+        EXPECT_EQ(std::to_string(answer.status) + " " + code, expected) << request << " " << body;
+        EXPECT_EQ(answer.body.find("json."), std::string::npos) << "a library's words: " << answer.body;
     }
-    EXPECT_EQ(AskJson("GET /api/v1/locks"), Before);
-    EXPECT_EQ(m_pLock->Commands, std::vector<std::string>());
-    EXPECT_EQ(m_pLock->Slots, std::vector<int>());
+    EXPECT_EQ(AskJson("GET /api/v1/locks"), before);
+    EXPECT_EQ(m_lock->commands, std::vector<std::string>());
+    EXPECT_EQ(m_lock->slots, std::vector<int>());
 }
 
 TEST_F(ApiTest, CommandsPagesAndActionsReachTheDriver)
@@ -150,125 +150,125 @@ TEST_F(ApiTest, CommandsPagesAndActionsReachTheDriver)
     Ask("PUT /api/v1/users/2", R"({"name":"Ann","pin":"1234"})");
     Ask("POST " + LockPath() + "/commands", R"({"command":"unlock","user":3})");
     Ask("POST " + LockPath() + "/commands", R"({"command":"lock"})");
-    EXPECT_EQ(m_pLock->Commands, (std::vector<std::string>{"1271/3", "1270/0"}));
+    EXPECT_EQ(m_lock->commands, (std::vector<std::string>{"1271/3", "1270/0"}));
 
-    EXPECT_EQ(Ask("PUT " + LockPath() + "/status-page", StatusPage(R"({"int":1},{"int":0})")).Status, 200);
-    EXPECT_EQ(m_pLock->Commands.back(), "page");
+    EXPECT_EQ(Ask("PUT " + LockPath() + "/status-page", StatusPage(R"({"int":1},{"int":0})")).status, 200);
+    EXPECT_EQ(m_lock->commands.back(), "page");
 
-    int House = -1, Builds = 0;
-    m_pAccount->OnBuild = [&] { ++Builds; };
-    m_pAccount->OnStore = [&](int Selected) { House = Selected; };
+    int house = -1, builds = 0;
+    m_account->onBuild = [&] { ++builds; };
+    m_account->onStore = [&](int selected) { house = selected; };
     EXPECT_TRUE(AskJson("GET /api/v1/interfaces")["interfaces"][0]["master"].is_null());
-    EXPECT_EQ(Builds, 0) << "a page asks the cloud, and a list shows no page";
+    EXPECT_EQ(builds, 0) << "a page asks the cloud, and a list shows no page";
     Ask("GET " + AccountPath() + "/page");
     EXPECT_EQ(AskJson("GET " + AccountPath())["master"], true);
-    EXPECT_EQ(Builds, 1);
-    EXPECT_EQ(Ask("PUT " + AccountPath() + "/page", R"({"properties":{"2001":1}})").Status, 200);
-    EXPECT_EQ(House, 1);
+    EXPECT_EQ(builds, 1);
+    EXPECT_EQ(Ask("PUT " + AccountPath() + "/page", R"({"properties":{"2001":1}})").status, 200);
+    EXPECT_EQ(house, 1);
     EXPECT_EQ(AskJson("GET " + AccountPath() + "/extended-page")["master"], true);
-    EXPECT_EQ(Ask("PUT " + AccountPath() + "/extended-page", R"({"selected":2})").Status, 400);
-    EXPECT_EQ(Ask("PUT " + AccountPath() + "/extended-page", R"({"selected":0})").Status, 200);
-    EXPECT_EQ(m_pAccount->ExtendedChoice, 0);
+    EXPECT_EQ(Ask("PUT " + AccountPath() + "/extended-page", R"({"selected":2})").status, 400);
+    EXPECT_EQ(Ask("PUT " + AccountPath() + "/extended-page", R"({"selected":0})").status, 200);
+    EXPECT_EQ(m_account->extendedChoice, 0);
 
     EXPECT_EQ(AskJson("POST " + AccountPath() + "/actions/20003")["result"], 1);
     EXPECT_EQ(AskJson("POST " + AccountPath() + "/actions/20002")["browser_url"],
               "https://127.0.0.1:8443/authorize?state=1");
     EXPECT_EQ(AskJson("POST /api/v1/restart")["restarts"], 1);
     EXPECT_EQ(AskJson("GET /api/v1/status")["save"]["kept_aside"], json::array());
-    EXPECT_EQ(m_pAccount->Inits, 2);
+    EXPECT_EQ(m_account->inits, 2);
 }
 
 TEST_F(ApiTest, AnAnswerToAListThatHasChangedIsRefused)
 {
-    m_pAccount->OnStore = [&](int Selected) { m_pAccount->ExtendedChoice = Selected; };
+    m_account->onStore = [&](int selected) { m_account->extendedChoice = selected; };
     const std::string kPages[][2] = {{"/page", R"("properties":{"2001":1})"},
                                      {"/extended-page", R"("selected":1)"}};
-    for (const auto& Row : kPages) {
-        const std::string &Page = Row[0], &Answer = Row[1];
-        SCOPED_TRACE(Page);
-        const auto Get = [&] { return AskJson("GET " + AccountPath() + Page)["list"].dump(); };
-        const auto Put = [&](const std::string& Named) {
-            return Ask("PUT " + AccountPath() + Page, "{" + Answer + Named + "}").Status;
+    for (const auto& row : kPages) {
+        const std::string &page = row[0], &answer = row[1];
+        SCOPED_TRACE(page);
+        const auto get = [&] { return AskJson("GET " + AccountPath() + page)["list"].dump(); };
+        const auto put = [&](const std::string& named) {
+            return Ask("PUT " + AccountPath() + page, "{" + answer + named + "}").status;
         };
-        m_pAccount->Houses = {"Lake House", "Cabin"};
-        const std::string First = Get();
-        m_pAccount->Houses = {"Cabin", "Flat"};
-        m_pAccount->ExtendedChoice = -1;
-        EXPECT_EQ(Put(""), 409);
-        m_pSystem->Pages().Open(m_pAccount->BridgeID(), *m_pAccount); // as after a notice
-        EXPECT_EQ(Put(""), 409) << "a page that was built again was not seen yet";
-        const std::string Second = Get();
-        EXPECT_EQ(Put(",\"list\":" + First), 409) << "shown since, but to somebody else";
-        EXPECT_EQ(m_pAccount->ExtendedChoice, -1);
-        EXPECT_EQ(Put(",\"list\":" + Second), 200);
-        EXPECT_EQ(m_pAccount->ExtendedChoice, 1);
+        m_account->houses = {"Lake House", "Cabin"};
+        const std::string first = get();
+        m_account->houses = {"Cabin", "Flat"};
+        m_account->extendedChoice = -1;
+        EXPECT_EQ(put(""), 409);
+        m_system->Pages().Open(m_account->BridgeID(), *m_account); // as after a notice
+        EXPECT_EQ(put(""), 409) << "a page that was built again was not seen yet";
+        const std::string second = get();
+        EXPECT_EQ(put(",\"list\":" + first), 409) << "shown since, but to somebody else";
+        EXPECT_EQ(m_account->extendedChoice, -1);
+        EXPECT_EQ(put(",\"list\":" + second), 200);
+        EXPECT_EQ(m_account->extendedChoice, 1);
     }
 }
 
 TEST_F(ApiTest, SecretsAreShownOnlyWhenAskedFor)
 {
-    ASSERT_EQ(Ask("PUT /api/v1/users/0", R"({"name":"A","pin":"4711"})").Status, 200);
+    ASSERT_EQ(Ask("PUT /api/v1/users/0", R"({"name":"A","pin":"4711"})").status, 200);
     const std::string kRows[][2] = {
         {"/api/v1/users", "4711"}, {"/api/v1/users/0", "4711"}, {LockPath() + "/status-page", "778899"}};
-    for (const auto& [Target, Secret] : kRows) {
-        EXPECT_EQ(Ask("GET " + Target).Body.find(Secret), std::string::npos) << Target;
-        EXPECT_NE(Ask("GET " + Target + "?secrets=1").Body.find(Secret), std::string::npos) << Target;
+    for (const auto& [target, secret] : kRows) {
+        EXPECT_EQ(Ask("GET " + target).body.find(secret), std::string::npos) << target;
+        EXPECT_NE(Ask("GET " + target + "?secrets=1").body.find(secret), std::string::npos) << target;
     }
 }
 
 TEST_F(ApiTest, AFollowerThatAsksForNoEntriesIsNotSentBack)
 {
     for (int i = 0; i < 3; ++i)
-        m_Log.OnTrace("Fake", "line");
+        m_log.OnTrace("Fake", "line");
     EXPECT_EQ(AskJson("GET /api/v1/traces?limit=0")["last"], 3);
     EXPECT_EQ(AskJson("GET /api/v1/traces?since=2&limit=0")["last"], 2) << "the third was not read yet";
 }
 
 TEST_F(ApiTest, ChangesOfUsersAreReportedToInstalledLocksAndRightsEndWithTheUser)
 {
-    FakeInterface& Other = AddInterface();
-    FakeLock& Orphan = AddLock(Other, "Shed");
-    Ask("DELETE /api/v1/interfaces/" + std::to_string(Other.BridgeID()));
+    FakeInterface& other = AddInterface();
+    FakeLock& orphan = AddLock(other, "Shed");
+    Ask("DELETE /api/v1/interfaces/" + std::to_string(other.BridgeID()));
 
     Ask("PUT /api/v1/users/2", R"({"name":"Ann","email":"ann@example.com","pin":"1234"})");
     Ask("PUT " + LockPath() + "/users/3", R"({"enabled":true})");
-    EXPECT_EQ(m_pLock->IsUserEnabled(3), 1) << "the user at slot 2 is user 3";
+    EXPECT_EQ(m_lock->IsUserEnabled(3), 1) << "the user at slot 2 is user 3";
     Ask("PUT /api/v1/users/2", R"({"name":"Anna"})");
     EXPECT_EQ(AskJson("GET /api/v1/users/2?secrets=1")["pin"], "1234") << "what is left out stays";
     Ask("DELETE /api/v1/users/2");
-    EXPECT_EQ(m_pLock->Slots, (std::vector<int>{2, 2, 2, 2}));
-    EXPECT_EQ(m_pLock->IsUserEnabled(3), 0);
-    EXPECT_TRUE(Orphan.Slots.empty()) << "a lock without an account has no cloud to tell";
+    EXPECT_EQ(m_lock->slots, (std::vector<int>{2, 2, 2, 2}));
+    EXPECT_EQ(m_lock->IsUserEnabled(3), 0);
+    EXPECT_TRUE(orphan.slots.empty()) << "a lock without an account has no cloud to tell";
 }
 
 TEST_F(ApiTest, TheRedirectHandsACodeOverOnceAndExplainsEveryRefusal)
 {
-    const auto NewState = [&] { return "&state=" + m_pAccount->NewState(); };
-    const std::string Used = NewState();
+    const auto newState = [&] { return "&state=" + m_account->NewState(); };
+    const std::string used = newState();
     // clang-format off
     struct {
-        std::string Query;
-        int Status;
-        const char* Says;
-    } const Rows[] = {
-        {"code=abc%2F1" + Used, 200, "Authorised"}, {"code=abc" + Used, 400, "used already"},
-        {"code=abc", 400, "no state"}, {NewState(), 400, "no authorisation code"},
-        {"code=a%0D%0Ab" + NewState(), 400, "no code has"}, {"code=a%C3%A9" + NewState(), 400, "no code has"},
-        {"code=" + std::string(2049, 'a') + NewState(), 400, "2048"},
-        {"code=a%26grant_type" + NewState(), 400, "&#38;"}, {"code=a=b" + NewState(), 400, "holds &#34;="},
-        {"code=a+b" + NewState(), 400, "form"}, {"code=a%2Bb" + NewState(), 400, "form"},
-        {"code=a%25b" + NewState(), 400, "form"}, {"code=a%3Bb" + NewState(), 400, "form"},
-        {"code=~%21%3A%23" + NewState(), 200, "Authorised"},
-        {"code=a&code=b" + NewState(), 400, "twice"},
-        {"error=access_denied" + NewState(), 403, "access_denied"},
-        {"error=%3Cscript%3E" + NewState(), 400, "&#60;script&#62;"},
+        std::string query;
+        int status;
+        const char* says;
+    } const rows[] = {
+        {"code=abc%2F1" + used, 200, "Authorised"}, {"code=abc" + used, 400, "used already"},
+        {"code=abc", 400, "no state"}, {newState(), 400, "no authorisation code"},
+        {"code=a%0D%0Ab" + newState(), 400, "no code has"}, {"code=a%C3%A9" + newState(), 400, "no code has"},
+        {"code=" + std::string(2049, 'a') + newState(), 400, "2048"},
+        {"code=a%26grant_type" + newState(), 400, "&#38;"}, {"code=a=b" + newState(), 400, "holds &#34;="},
+        {"code=a+b" + newState(), 400, "form"}, {"code=a%2Bb" + newState(), 400, "form"},
+        {"code=a%25b" + newState(), 400, "form"}, {"code=a%3Bb" + newState(), 400, "form"},
+        {"code=~%21%3A%23" + newState(), 200, "Authorised"},
+        {"code=a&code=b" + newState(), 400, "twice"},
+        {"error=access_denied" + newState(), 403, "access_denied"},
+        {"error=%3Cscript%3E" + newState(), 400, "&#60;script&#62;"},
     };
     // clang-format on
-    for (const auto& Row : Rows) {
-        const ApiResponse Answer = Ask("GET /oauth/redirect?" + Row.Query);
-        EXPECT_EQ(Answer.Status, Row.Status) << Row.Query;
-        EXPECT_NE(Answer.Body.find(Row.Says), std::string::npos) << Row.Query << "\n" << Answer.Body;
-        EXPECT_EQ(Answer.Body.find("<script"), std::string::npos);
+    for (const auto& row : rows) {
+        const ApiResponse answer = Ask("GET /oauth/redirect?" + row.query);
+        EXPECT_EQ(answer.status, row.status) << row.query;
+        EXPECT_NE(answer.body.find(row.says), std::string::npos) << row.query << "\n" << answer.body;
+        EXPECT_EQ(answer.body.find("<script"), std::string::npos);
     }
-    EXPECT_EQ(m_pAccount->Codes, (std::vector<std::string>{"abc/1", "~!:#"}));
+    EXPECT_EQ(m_account->codes, (std::vector<std::string>{"abc/1", "~!:#"}));
 }

@@ -22,178 +22,178 @@ namespace
 using Connection = boost::asio::ip::tcp::iostream;
 
 // All that comes before the next blank line; until the end when there is none.
-std::string ReadBlock(Connection& Stream)
+std::string ReadBlock(Connection& stream)
 {
-    std::string Block;
-    for (std::string Line; std::getline(Stream, Line) && !Line.empty() && Line != "\r";)
-        Block += Line + "\n";
-    return Block;
+    std::string block;
+    for (std::string line; std::getline(stream, line) && !line.empty() && line != "\r";)
+        block += line + "\n";
+    return block;
 }
 
-bool IsForNoOtherPage(const std::string& Reply)
+bool IsForNoOtherPage(const std::string& reply)
 {
-    return Reply.find("frame-ancestors 'none'") < Reply.size() &&
-           Reply.find("Cross-Origin-Resource-Policy: same-origin") < Reply.size();
+    return reply.find("frame-ancestors 'none'") < reply.size() &&
+           reply.find("Cross-Origin-Resource-Policy: same-origin") < reply.size();
 }
 
-devhost::ApiResponse Echo(const devhost::ApiRequest& Request)
+devhost::ApiResponse Echo(const devhost::ApiRequest& request)
 {
-    if (Request.Path == "/throw")
+    if (request.path == "/throw")
         throw 1;
-    return {200, "text/plain", Request.Method + " " + Request.Path + " " + Request.Body, {}};
+    return {200, "text/plain", request.method + " " + request.path + " " + request.body, {}};
 }
 
 class HttpServerTest : public testing::Test
 {
 protected:
-    HttpServerTest() { m_Server.Start(); }
+    HttpServerTest() { m_server.Start(); }
 
-    devhost::HttpServer m_Server{"127.0.0.1", 0, Echo};
-    const std::string m_Port = std::to_string(m_Server.Port());
-    const std::string m_Host = "Host: localhost:" + m_Port + "\r\n";
-    const std::string m_Follow = "GET /api/v1/events HTTP/1.1\r\n" + m_Host + "\r\n";
+    devhost::HttpServer m_server{"127.0.0.1", 0, Echo};
+    const std::string m_port = std::to_string(m_server.Port());
+    const std::string m_host = "Host: localhost:" + m_port + "\r\n";
+    const std::string m_follow = "GET /api/v1/events HTTP/1.1\r\n" + m_host + "\r\n";
 };
 
 } // namespace
 
 TEST_F(HttpServerTest, ListensOnLoopbackOnly)
 {
-    for (const char* pAddress : {"0.0.0.0", "127.0.0.2", "::", "example.com"})
-        EXPECT_THROW(devhost::HttpServer(pAddress, 0, Echo), std::runtime_error) << pAddress;
-    EXPECT_THROW(devhost::HttpServer("127.0.0.1", m_Server.Port(), Echo), std::runtime_error);
+    for (const char* address : {"0.0.0.0", "127.0.0.2", "::", "example.com"})
+        EXPECT_THROW(devhost::HttpServer(address, 0, Echo), std::runtime_error) << address;
+    EXPECT_THROW(devhost::HttpServer("127.0.0.1", m_server.Port(), Echo), std::runtime_error);
 }
 
 TEST_F(HttpServerTest, AnswersGoodAndBadRequestsAndGoesOn)
 {
-    const std::string Json = m_Host + "Content-Type: application/json\r\n",
-                      Put = "PUT /a HTTP/1.1\r\n" + Json, Evil = "Origin: http://evil.example\r\n";
-    const std::string End = "Connection: close\r\n\r\n", Large(65536, 'x');
-    const std::string Chunked = "Transfer-Encoding: chunked\r\n";
+    const std::string json = m_host + "Content-Type: application/json\r\n",
+                      put = "PUT /a HTTP/1.1\r\n" + json, evil = "Origin: http://evil.example\r\n";
+    const std::string end = "Connection: close\r\n\r\n", large(65536, 'x');
+    const std::string chunked = "Transfer-Encoding: chunked\r\n";
     struct {
-        const char* Name;
-        std::string Request;
-        const char* Status;
-    } const Rows[] = {
-        {"good", "GET /a HTTP/1.1\r\n" + m_Host + End, "200"},
-        {"two hosts", "GET /a HTTP/1.1\r\n" + m_Host + m_Host + End, "400"},
-        {"foreign page", "POST /a HTTP/1.1\r\n" + Json + Evil + "Content-Length: 2\r\n" + End + "{}", "403"},
-        {"events for a foreign page", "GET /api/v1/events HTTP/1.1\r\n" + m_Host + Evil + End, "403"},
-        {"foreign picture", "GET /a HTTP/1.1\r\n" + m_Host + "Sec-Fetch-Site: cross-site\r\n" + End, "403"},
-        {"largest body", Put + "Content-Length: 65536\r\n" + End + Large, "200"},
-        {"chunked", Put + Chunked + End + "2\r\n{}\r\n0\r\n\r\n", "200"},
-        {"unknown encoding", Put + "Transfer-Encoding: gzip\r\n" + End, "501"},
-        {"two encodings", Put + "Transfer-Encoding: gzip, chunked\r\n" + End + "0\r\n\r\n", "501"},
-        {"chunked in 1.0", "PUT /a HTTP/1.0\r\n" + Json + Chunked + End + "0\r\n\r\n", "501"},
-        {"exception", "GET /throw HTTP/1.1\r\n" + m_Host + End, "500"},
-        {"too large body", Put + "Content-Length: 65537\r\n\r\n", "413"},
-        {"too large headers", "GET /a HTTP/1.1\r\n" + m_Host + "X: " + Large + "\r\n\r\n", "431"},
+        const char* name;
+        std::string request;
+        const char* status;
+    } const rows[] = {
+        {"good", "GET /a HTTP/1.1\r\n" + m_host + end, "200"},
+        {"two hosts", "GET /a HTTP/1.1\r\n" + m_host + m_host + end, "400"},
+        {"foreign page", "POST /a HTTP/1.1\r\n" + json + evil + "Content-Length: 2\r\n" + end + "{}", "403"},
+        {"events for a foreign page", "GET /api/v1/events HTTP/1.1\r\n" + m_host + evil + end, "403"},
+        {"foreign picture", "GET /a HTTP/1.1\r\n" + m_host + "Sec-Fetch-Site: cross-site\r\n" + end, "403"},
+        {"largest body", put + "Content-Length: 65536\r\n" + end + large, "200"},
+        {"chunked", put + chunked + end + "2\r\n{}\r\n0\r\n\r\n", "200"},
+        {"unknown encoding", put + "Transfer-Encoding: gzip\r\n" + end, "501"},
+        {"two encodings", put + "Transfer-Encoding: gzip, chunked\r\n" + end + "0\r\n\r\n", "501"},
+        {"chunked in 1.0", "PUT /a HTTP/1.0\r\n" + json + chunked + end + "0\r\n\r\n", "501"},
+        {"exception", "GET /throw HTTP/1.1\r\n" + m_host + end, "500"},
+        {"too large body", put + "Content-Length: 65537\r\n\r\n", "413"},
+        {"too large headers", "GET /a HTTP/1.1\r\n" + m_host + "X: " + large + "\r\n\r\n", "431"},
         {"no HTTP", "rubbish\r\n\r\n", "400"},
-        {"bad escape", "GET /a?x=%zz HTTP/1.1\r\n" + m_Host + End, "400"},
+        {"bad escape", "GET /a?x=%zz HTTP/1.1\r\n" + m_host + end, "400"},
     };
-    for (const auto& Row : Rows) {
-        Connection Stream("127.0.0.1", m_Port);
-        Stream << Row.Request << std::flush;
-        const std::string Reply(std::istreambuf_iterator<char>(Stream), {});
-        EXPECT_EQ(Reply.substr(0, 12), std::string("HTTP/1.1 ") + Row.Status) << Row.Name << "\n" << Reply;
-        EXPECT_TRUE(IsForNoOtherPage(Reply)) << Row.Name;
+    for (const auto& row : rows) {
+        Connection stream("127.0.0.1", m_port);
+        stream << row.request << std::flush;
+        const std::string reply(std::istreambuf_iterator<char>(stream), {});
+        EXPECT_EQ(reply.substr(0, 12), std::string("HTTP/1.1 ") + row.status) << row.name << "\n" << reply;
+        EXPECT_TRUE(IsForNoOtherPage(reply)) << row.name;
     }
 }
 
 TEST_F(HttpServerTest, PeersThatDoNothingKeepNobodyOut)
 {
-    std::list<Connection> Peers;
-    const auto Ask = [&](const std::string& Text) {
-        Peers.emplace_back("127.0.0.1", m_Port) << Text << std::flush;
-        return Text.ends_with("\r\n\r\n") ? ReadBlock(Peers.back()).substr(9, 3) : "";
+    std::list<Connection> peers;
+    const auto ask = [&](const std::string& text) {
+        peers.emplace_back("127.0.0.1", m_port) << text << std::flush;
+        return text.ends_with("\r\n\r\n") ? ReadBlock(peers.back()).substr(9, 3) : "";
     };
-    std::string Events;
+    std::string events;
     for (int i = 0; i < 33; ++i)
-        Events = Ask(m_Follow);
-    EXPECT_EQ(Events, "503");
-    Ask("GET /half"); // and never the rest
-    Connection& Oldest = Peers.back();
+        events = ask(m_follow);
+    EXPECT_EQ(events, "503");
+    ask("GET /half"); // and never the rest
+    Connection& oldest = peers.back();
     for (int i = 0; i < 70; ++i)
-        Ask("GET /");
-    EXPECT_EQ(Ask("GET / HTTP/1.1\r\n" + m_Host + "\r\n"), "200");
-    EXPECT_EQ(ReadBlock(Oldest), "");
-    m_Server.Publish("lock", "{}");
-    EXPECT_EQ(ReadBlock(Peers.front()), "event: lock\ndata: {}\n");
+        ask("GET /");
+    EXPECT_EQ(ask("GET / HTTP/1.1\r\n" + m_host + "\r\n"), "200");
+    EXPECT_EQ(ReadBlock(oldest), "");
+    m_server.Publish("lock", "{}");
+    EXPECT_EQ(ReadBlock(peers.front()), "event: lock\ndata: {}\n");
 }
 
 TEST_F(HttpServerTest, SendsEventsInOrderAndStopsWithOpenConnections)
 {
-    Connection Listener("127.0.0.1", m_Port), Idle("127.0.0.1", m_Port);
-    Listener << m_Follow << std::flush;
-    const std::string Head = ReadBlock(Listener);
-    EXPECT_NE(Head.find("text/event-stream"), std::string::npos);
-    EXPECT_TRUE(IsForNoOtherPage(Head));
-    m_Server.Publish("lock", R"({"id":1})");
-    m_Server.Publish("lock", R"({"id":2})");
-    EXPECT_EQ(ReadBlock(Listener), "event: lock\ndata: {\"id\":1}\n");
-    EXPECT_EQ(ReadBlock(Listener), "event: lock\ndata: {\"id\":2}\n");
-    m_Server.Stop();
-    EXPECT_EQ(ReadBlock(Listener), "");
+    Connection listener("127.0.0.1", m_port), idle("127.0.0.1", m_port);
+    listener << m_follow << std::flush;
+    const std::string head = ReadBlock(listener);
+    EXPECT_NE(head.find("text/event-stream"), std::string::npos);
+    EXPECT_TRUE(IsForNoOtherPage(head));
+    m_server.Publish("lock", R"({"id":1})");
+    m_server.Publish("lock", R"({"id":2})");
+    EXPECT_EQ(ReadBlock(listener), "event: lock\ndata: {\"id\":1}\n");
+    EXPECT_EQ(ReadBlock(listener), "event: lock\ndata: {\"id\":2}\n");
+    m_server.Stop();
+    EXPECT_EQ(ReadBlock(listener), "");
 }
 
 TEST_F(HttpServerTest, AReaderThatNeverReadsIsDisconnected)
 {
-    for (const std::size_t cbEvent : {10u, 60'000u}) { // too many, too large
-        Connection Reader("127.0.0.1", m_Port);
-        Reader.socket().set_option(boost::asio::socket_base::receive_buffer_size(4096));
-        Reader << m_Follow << std::flush;
-        ReadBlock(Reader);
-        pollfd Reset{Reader.socket().native_handle(), 0, 0};
-        for (int i = 0; i < 200 && poll(&Reset, 1, 0) == 0; ++i) {
-            for (std::size_t cb = 0; cb < 100'000; cb += cbEvent)
-                m_Server.Publish("lock", std::string(cbEvent, '1'));
+    for (const std::size_t eventSize : {10u, 60'000u}) { // too many, too large
+        Connection reader("127.0.0.1", m_port);
+        reader.socket().set_option(boost::asio::socket_base::receive_buffer_size(4096));
+        reader << m_follow << std::flush;
+        ReadBlock(reader);
+        pollfd reset{reader.socket().native_handle(), 0, 0};
+        for (int i = 0; i < 200 && poll(&reset, 1, 0) == 0; ++i) {
+            for (std::size_t size = 0; size < 100'000; size += eventSize)
+                m_server.Publish("lock", std::string(eventSize, '1'));
         }
-        EXPECT_EQ(poll(&Reset, 1, 10'000), 1) << cbEvent;
+        EXPECT_EQ(poll(&reset, 1, 10'000), 1) << eventSize;
     }
 }
 
-TEST(Program, ASignalDuringTheStartEndsItWithASave)
+TEST(ProgramTest, ASignalDuringTheStartEndsItWithASave)
 {
-    const std::string Folder = testing::TempDir() + "vestara-program-" + std::to_string(getpid());
-    for (const int Signal : {SIGTERM, SIGHUP}) {
-        devhost::Settings Settings;
-        Settings.Driver = std::string(FAKE_LIBRARY_DIR) + "/libfake_good.so";
-        Settings.StateDir = Folder;
-        Settings.ListenAddress = "localhost";
-        devhost::Program Program(Settings);
-        raise(Signal);
-        EXPECT_EQ(Program.Run(), 0);
-        EXPECT_TRUE(std::filesystem::exists(Folder + "/configuration")) << Signal;
-        std::filesystem::remove_all(Folder);
+    const std::string folder = testing::TempDir() + "vestara-program-" + std::to_string(getpid());
+    for (const int signal : {SIGTERM, SIGHUP}) {
+        devhost::Settings settings;
+        settings.driver = std::string(FAKE_LIBRARY_DIR) + "/libfake_good.so";
+        settings.stateDir = folder;
+        settings.listenAddress = "localhost";
+        devhost::Program program(settings);
+        raise(signal);
+        EXPECT_EQ(program.Run(), 0);
+        EXPECT_TRUE(std::filesystem::exists(folder + "/configuration")) << signal;
+        std::filesystem::remove_all(folder);
     }
 }
 
-TEST(MainLoop, EveryWakeCountsInARoundAndARoundTakesSoManyOnly)
+TEST(MainLoopTest, EveryWakeCountsInARoundAndARoundTakesSoManyOnly)
 {
-    devhost::MainLoop Loop;
+    devhost::MainLoop loop;
     for (int i = 0; i < devhost::MainLoop::kMaxWakes + 2; ++i)
-        EXPECT_EQ(Loop.Wake(), 1);
-    std::vector<int> Rounds;
-    Loop.Run([&](int nWakes) {
-        Rounds.push_back(nWakes);
-        if (Rounds.size() == 3)
-            Loop.RequestExit();
+        EXPECT_EQ(loop.Wake(), 1);
+    std::vector<int> rounds;
+    loop.Run([&](int wakeCount) {
+        rounds.push_back(wakeCount);
+        if (rounds.size() == 3)
+            loop.RequestExit();
     });
-    EXPECT_EQ(Rounds, (std::vector{devhost::MainLoop::kMaxWakes, 2, 0}));
+    EXPECT_EQ(rounds, (std::vector{devhost::MainLoop::kMaxWakes, 2, 0}));
 }
 
-TEST(MainLoop, CallsRunOnTheLoopsThreadAndFailOnceItIsClosed)
+TEST(MainLoopTest, CallsRunOnTheLoopsThreadAndFailOnceItIsClosed)
 {
-    devhost::MainLoop Loop;
-    const auto Host = std::this_thread::get_id();
-    std::thread Asker([&] {
-        EXPECT_EQ(Loop.Call([] { return std::this_thread::get_id(); }), Host);
-        EXPECT_THROW(Loop.Call([]() -> int { throw std::out_of_range("x"); }), std::out_of_range);
-        EXPECT_EQ(Loop.Wake(), 1);
-        Loop.RequestExit();
+    devhost::MainLoop loop;
+    const auto host = std::this_thread::get_id();
+    std::thread asker([&] {
+        EXPECT_EQ(loop.Call([] { return std::this_thread::get_id(); }), host);
+        EXPECT_THROW(loop.Call([]() -> int { throw std::out_of_range("x"); }), std::out_of_range);
+        EXPECT_EQ(loop.Wake(), 1);
+        loop.RequestExit();
     });
-    Loop.Run([](int) {});
-    Asker.join();
-    Loop.Close();
-    EXPECT_THROW(Loop.Call([] { return 1; }), devhost::LoopClosed);
-    EXPECT_EQ(Loop.Wake(), 0);
+    loop.Run([](int) {});
+    asker.join();
+    loop.Close();
+    EXPECT_THROW(loop.Call([] { return 1; }), devhost::LoopClosed);
+    EXPECT_EQ(loop.Wake(), 0);
 }

@@ -12,21 +12,21 @@
 namespace
 {
 
-void ExpectRefusal(const std::string& Path, const std::string& Message)
+void ExpectRefusal(const std::string& path, const std::string& message)
 {
     try {
-        const devhost::PluginLibrary Library(Path);
-        ADD_FAILURE() << Path << " was accepted";
+        const devhost::PluginLibrary library(path);
+        ADD_FAILURE() << path << " was accepted";
     } catch (const devhost::PluginError& Error) {
-        EXPECT_NE(std::string(Error.what()).find(Message), std::string::npos) << Error.what();
+        EXPECT_NE(std::string(Error.what()).find(message), std::string::npos) << Error.what();
     }
 }
 
 } // namespace
 
-TEST(PluginLibrary, RefusesWhatIsWrongOrCutShortWithAMessageThatNamesIt)
+TEST(PluginLibraryTest, RefusesWhatIsWrongOrCutShortWithAMessageThatNamesIt)
 {
-    const std::string Folder = FAKE_LIBRARY_DIR;
+    const std::string folder = FAKE_LIBRARY_DIR;
     const char* const kRows[][2] = {{"libfake_no_component.so", "CreateSystemComponent is missing"},
                                     {"libfake_wrong_signature.so", "0x08000091"},
                                     {"libfake_refuses.so", "DllMain did not return 1"},
@@ -34,17 +34,17 @@ TEST(PluginLibrary, RefusesWhatIsWrongOrCutShortWithAMessageThatNamesIt)
                                     {"libfake_throws.so", "unknown type"},
                                     {"nowhere.so", "No such file"},
                                     {".", "no file"}};
-    for (const auto& [pLibrary, pMessage] : kRows)
-        ExpectRefusal(Folder + "/" + pLibrary, pMessage);
+    for (const auto& [library, message] : kRows)
+        ExpectRefusal(folder + "/" + library, message);
 
-    const std::string Cut = testing::TempDir() + "vestara-cut-" + std::to_string(getpid()) + ".so";
-    const std::string Good = Folder + "/libfake_good.so";
-    const std::uintmax_t Size = std::filesystem::file_size(Good);
-    for (const std::uintmax_t Left :
-         {std::uintmax_t{0}, std::uintmax_t{63}, std::uintmax_t{64}, Size / 2, Size - 1}) {
-        std::filesystem::copy_file(Good, Cut);
-        std::filesystem::resize_file(Cut, Left);
-        ExpectRefusal(Cut, Left < 64 ? "too short" : "cut short");
-        std::filesystem::remove(Cut);
+    const std::string cut = testing::TempDir() + "vestara-cut-" + std::to_string(getpid()) + ".so";
+    const std::string good = folder + "/libfake_good.so";
+    const std::uintmax_t size = std::filesystem::file_size(good);
+    for (const std::uintmax_t left :
+         {std::uintmax_t{0}, std::uintmax_t{63}, std::uintmax_t{64}, size / 2, size - 1}) {
+        std::filesystem::copy_file(good, cut);
+        std::filesystem::resize_file(cut, left);
+        ExpectRefusal(cut, left < 64 ? "too short" : "cut short");
+        std::filesystem::remove(cut);
     }
 }

@@ -11,57 +11,57 @@ using DoorLockTest = SystemTest;
 TEST_F(DoorLockTest, AnErrorStaysUntilTheStateChangesOrACommandIsGiven)
 {
     Restart();
-    FakeLock& Front = AddLock(AddInterface(), "Front door");
+    FakeLock& front = AddLock(AddInterface(), "Front door");
     // clang-format off
     struct {
-        const char* Name;
-        void (*Step)(CDoorLock&);
-        const char* Error;
-    } const Rows[] = {
-        {"the same state again", [](auto& Lock) { Lock.RegisterLockSecured(1); }, "Offline"},
-        {"unknown state", [](auto& Lock) { Lock.RegisterUnknownState(); }, "Offline"},
-        {"a command given up", [](auto& Lock) { Lock.RegisterWorking(0); }, "Offline"},
-        {"another state", [](auto& Lock) { Lock.RegisterLockUnsecured(1); }, ""},
-        {"a command", [](auto& Lock) { Lock.RegisterWorking(1); }, ""},
+        const char* name;
+        void (*step)(CDoorLock&);
+        const char* error;
+    } const rows[] = {
+        {"the same state again", [](auto& lock) { lock.RegisterLockSecured(1); }, "Offline"},
+        {"unknown state", [](auto& lock) { lock.RegisterUnknownState(); }, "Offline"},
+        {"a command given up", [](auto& lock) { lock.RegisterWorking(0); }, "Offline"},
+        {"another state", [](auto& lock) { lock.RegisterLockUnsecured(1); }, ""},
+        {"a command", [](auto& lock) { lock.RegisterWorking(1); }, ""},
     };
     // clang-format on
-    for (const auto& Row : Rows) {
-        Front.RegisterLockSecured(1);
-        Front.RegisterErrorState("Offline");
-        Row.Step(Front);
-        EXPECT_STREQ(Front.ErrorText(), Row.Error) << Row.Name;
+    for (const auto& row : rows) {
+        front.RegisterLockSecured(1);
+        front.RegisterErrorState("Offline");
+        row.step(front);
+        EXPECT_STREQ(front.ErrorText(), row.error) << row.name;
     }
 }
 
 TEST_F(DoorLockTest, AReportEndsWorkingAndRepetitionsKeepTheUserOfTheChange)
 {
     Restart();
-    FakeLock& Front = AddLock(AddInterface(), "Front door");
-    Front.RegisterWorking(1);
-    Front.RegisterLockUnsecured(103);
-    EXPECT_EQ(Front.Working(), 0);
-    Front.RegisterLockUnsecured(1); // the next poll
-    EXPECT_EQ(Front.LastUser(), 103);
-    Front.RegisterLockSecured(1);
-    Front.RegisterLockUnsecured(1); // by hand
-    EXPECT_EQ(Front.LastUser(), 1);
+    FakeLock& front = AddLock(AddInterface(), "Front door");
+    front.RegisterWorking(1);
+    front.RegisterLockUnsecured(103);
+    EXPECT_EQ(front.Working(), 0);
+    front.RegisterLockUnsecured(1); // the next poll
+    EXPECT_EQ(front.LastUser(), 103);
+    front.RegisterLockSecured(1);
+    front.RegisterLockUnsecured(1); // by hand
+    EXPECT_EQ(front.LastUser(), 1);
 }
 
 TEST_F(DoorLockTest, TheUserCodesFlagIsReadAndWrittenAsOneOrZero)
 {
     Restart();
-    FakeLock& Front = AddLock(AddInterface(), "Front door");
-    const auto Record = [&](int Flag) {
-        devhost::MemoryFile File;
-        Front.EnableUserCodes(Flag);
-        Front.WriteData(&File, 1500);
-        return File.Bytes();
+    FakeLock& front = AddLock(AddInterface(), "Front door");
+    const auto record = [&](int flag) {
+        devhost::MemoryFile file;
+        front.EnableUserCodes(flag);
+        front.WriteData(&file, 1500);
+        return file.Bytes();
     };
-    const std::string Off = Record(0);
-    std::string Changed = Record(1);
-    EXPECT_EQ(Record(7), Changed);
-    *std::ranges::mismatch(Changed, Off).in1 = 7;
-    devhost::MemoryFile File(Changed);
-    ASSERT_EQ(Front.ReadData(&File, 1500), 1);
-    EXPECT_EQ(Front.UserCodesEnabled(), 1);
+    const std::string off = record(0);
+    std::string changed = record(1);
+    EXPECT_EQ(record(7), changed);
+    *std::ranges::mismatch(changed, off).in1 = 7;
+    devhost::MemoryFile file(changed);
+    ASSERT_EQ(front.ReadData(&file, 1500), 1);
+    EXPECT_EQ(front.UserCodesEnabled(), 1);
 }

@@ -7,7 +7,7 @@
 namespace
 {
 
-TEST(SecretFilter, HidesSecretsInEveryFormThatLinesHave)
+TEST(SecretFilterTest, HidesSecretsInEveryFormThatLinesHave)
 {
     // clang-format off
     const char* const kRows[][2] = {
@@ -42,17 +42,17 @@ TEST(SecretFilter, HidesSecretsInEveryFormThatLinesHave)
         {"User's PinCode changed from [1234] to [5678]", "User's PinCode changed from [***] to [***]"},
     };
     // clang-format on
-    devhost::SecretFilter Filter;
-    Filter.SetKnownSecrets({"1234"});
-    for (const auto& [pLine, pHidden] : kRows)
-        EXPECT_EQ(Filter.Hide(pLine), pHidden);
-    for (const char* pLine :
+    devhost::SecretFilter filter;
+    filter.SetKnownSecrets({"1234"});
+    for (const auto& [line, hidden] : kRows)
+        EXPECT_EQ(filter.Hide(line), hidden);
+    for (const char* line :
          {R"({"token_type":"Bearer","expires_in":7200})", "pin=", "a code without a value, and pin",
           "Received new RefreshToken: [***]", "Got new AccessToken [64:%s]", ""})
-        EXPECT_EQ(Filter.Hide(pLine), pLine);
+        EXPECT_EQ(filter.Hide(line), line);
 }
 
-TEST(SecretFilter, HidesKnownSecretsAndShortOnesOnlyByThemselves)
+TEST(SecretFilterTest, HidesKnownSecretsAndShortOnesOnlyByThemselves)
 {
     const char* const kRows[][2] = {{"User [1234] 1234, (1234)", "User [***] ***, (***)"},
                                     {"12345 01234 a1234 1234_", "12345 01234 a1234 1234_"},
@@ -60,33 +60,33 @@ TEST(SecretFilter, HidesKnownSecretsAndShortOnesOnlyByThemselves)
                                     {"x123456789012y", "x***y"},
                                     {"1234-5", "***"},
                                     {"1234-5-99991234567890121234", "*********"}};
-    devhost::SecretFilter Filter;
-    Filter.SetKnownSecrets({"", "1234", "1234-5", "5-9999", "123456789012"});
-    for (const auto& [pLine, pHidden] : kRows)
-        EXPECT_EQ(Filter.Hide(pLine), pHidden);
+    devhost::SecretFilter filter;
+    filter.SetKnownSecrets({"", "1234", "1234-5", "5-9999", "123456789012"});
+    for (const auto& [line, hidden] : kRows)
+        EXPECT_EQ(filter.Hide(line), hidden);
 }
 
-TEST(SecretFilter, BearsLongLines)
+TEST(SecretFilterTest, BearsLongLines)
 {
-    const devhost::SecretFilter Filter;
-    EXPECT_EQ(Filter.Hide("\"code\":\"" + std::string(4000000, '\\')), "\"code\":\"***");
-    EXPECT_EQ(Filter.Hide(std::string(4000000, '[')).size(), 4000000u);
+    const devhost::SecretFilter filter;
+    EXPECT_EQ(filter.Hide("\"code\":\"" + std::string(4000000, '\\')), "\"code\":\"***");
+    EXPECT_EQ(filter.Hide(std::string(4000000, '[')).size(), 4000000u);
 }
 
-TEST(SecretFilter, TakesTimeLinearInTheLine)
+TEST(SecretFilterTest, TakesTimeLinearInTheLine)
 {
-    devhost::SecretFilter Filter;
-    Filter.SetKnownSecrets({"1234"});
-    const auto Start = std::chrono::steady_clock::now();
+    devhost::SecretFilter filter;
+    filter.SetKnownSecrets({"1234"});
+    const auto start = std::chrono::steady_clock::now();
     const std::pair<const char*, std::size_t> kRows[] = {
         {"1234 ", 8000000}, {"pin=1234&", 250000}, {"[\"[\\\"", 250000}, {"{\"a\":\"", 250000}};
-    for (const auto& [pPart, nBytes] : kRows) {
-        std::string Line;
-        while (Line.size() < nBytes)
-            Line += pPart;
-        EXPECT_EQ(Filter.Hide(Line).find("1234"), std::string::npos);
+    for (const auto& [part, byteCount] : kRows) {
+        std::string line;
+        while (line.size() < byteCount)
+            line += part;
+        EXPECT_EQ(filter.Hide(line).find("1234"), std::string::npos);
     }
-    EXPECT_LT(std::chrono::steady_clock::now() - Start, std::chrono::seconds(60))
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(60))
         << "it takes about a second, and minutes when what follows is moved or read again for each part";
 }
 

@@ -18,28 +18,28 @@ class HttpExchangeTest : public testing::Test
 protected:
     HttpExchangeTest()
     {
-        devhost::TheFramework().pTransport = &m_Cloud;
-        devhost::TheFramework().pDiagnostics = &m_Journal;
+        devhost::TheFramework().transport = &m_cloud;
+        devhost::TheFramework().diagnostics = &m_journal;
     }
     ~HttpExchangeTest() override { devhost::TheFramework() = {}; }
 
     // Makes a connection and an exchange over it; what was reported meanwhile, or "page".
-    std::string Exchange(const std::string& Request)
+    std::string Exchange(const std::string& request)
     {
-        CHTTPConnectionSSL Connection(0);
-        Connection.CreateConnection("api.cloud.example", 443, 1000, 0);
-        const std::unique_ptr<CHTMLPage> pPage(
-            DoHTTPExchangeWithConnection(&Connection, Request.c_str(), CQXString(), 0, 0));
-        return pPage ? "page" : Report();
+        CHTTPConnectionSSL connection(0);
+        connection.CreateConnection("api.cloud.example", 443, 1000, 0);
+        const std::unique_ptr<CHTMLPage> page(
+            DoHTTPExchangeWithConnection(&connection, request.c_str(), CQXString(), 0, 0));
+        return page ? "page" : Report();
     }
     std::string Report()
     {
-        const auto Reports = m_Journal.TakeReports();
-        return Reports.size() == 1 ? Reports[0] : std::to_string(Reports.size()) + " reports";
+        const auto reports = m_journal.TakeReports();
+        return reports.size() == 1 ? reports[0] : std::to_string(reports.size()) + " reports";
     }
 
-    support::ScriptedCloud m_Cloud;
-    support::Journal m_Journal;
+    support::ScriptedCloud m_cloud;
+    support::Journal m_journal;
 };
 
 TEST_F(HttpExchangeTest, ARequestThatTheCloudHasWrittenIntoIsNotSent)
@@ -55,7 +55,7 @@ TEST_F(HttpExchangeTest, ARequestThatTheCloudHasWrittenIntoIsNotSent)
     const std::string kLine = "its request line is broken", kLength = "its length is wrong";
     // clang-format off
     const struct {
-        std::string Request, Fault; // no fault: it is sent
+        std::string request, fault; // no fault: it is sent
     } kRows[] = {
         {kBearer + "azAZ09-._~+/==" + kNext, ""}, {kPut + "2" + kType + "{}\r\n", ""}, {kPut + "0\r\n\r\n\r\n\r\n", ""},
         {"GET  HTTP/1.1\r\n" + kAccept + kHost + "\r\n", ""}, {" HTTP/1.1\r\n" + kAccept + kHost + "\r\n", ""},
@@ -70,12 +70,12 @@ TEST_F(HttpExchangeTest, ARequestThatTheCloudHasWrittenIntoIsNotSent)
         {kStart + kHost, "its head has no end"},
     };
     // clang-format on
-    for (const auto& Row : kRows) {
-        m_Cloud.Reply(200, "{}");
-        EXPECT_EQ(Exchange(Row.Request),
-                  Row.Fault.empty() ? "page" : "http 3: a request was not sent: " + Row.Fault)
-            << Row.Request;
-        EXPECT_EQ(m_Cloud.TakeRequests().size(), Row.Fault.empty() ? 1u : 0u) << Row.Request;
+    for (const auto& row : kRows) {
+        m_cloud.Reply(200, "{}");
+        EXPECT_EQ(Exchange(row.request),
+                  row.fault.empty() ? "page" : "http 3: a request was not sent: " + row.fault)
+            << row.request;
+        EXPECT_EQ(m_cloud.TakeRequests().size(), row.fault.empty() ? 1u : 0u) << row.request;
     }
 }
 
@@ -90,21 +90,21 @@ struct Exhausted : devhost::Transport, support::Journal {
 
 TEST_F(HttpExchangeTest, AnExceptionOrABodyBeyondABoundIsARefusal)
 {
-    const auto ReadJson = [] {
-        auto* pPage = new CHTMLPage("HTTP/1.1 200 OK\r\n\r\n", std::string(65, '['));
-        return CHTMLPage::HTMLPageToJSON(pPage);
+    const auto readJson = [] {
+        auto* page = new CHTMLPage("HTTP/1.1 200 OK\r\n\r\n", std::string(65, '['));
+        return CHTMLPage::HTMLPageToJSON(page);
     };
-    m_Cloud.OnRequest = [](const std::string&) { throw std::bad_alloc(); };
+    m_cloud.onRequest = [](const std::string&) { throw std::bad_alloc(); };
     EXPECT_EQ(Exchange("GET / HTTP/1.1\r\n\r\n"), "http 1: an exchange was given up: std::bad_alloc");
-    Exhausted Host;
-    devhost::TheFramework().pTransport = &Host;
+    Exhausted host;
+    devhost::TheFramework().transport = &host;
     EXPECT_EQ(CHTTPConnectionSSL(0).CreateConnection("x", 443, 1000, 0), 0);
     EXPECT_EQ(Report(), "http 1: a connection was given up: std::bad_alloc");
 
-    EXPECT_EQ(ReadJson(), nullptr);
+    EXPECT_EQ(readJson(), nullptr);
     EXPECT_EQ(Report(), "http 2: a reply was not taken for JSON: more than 64 levels");
-    devhost::TheFramework().pDiagnostics = &Host;
-    EXPECT_EQ(ReadJson(), nullptr);
+    devhost::TheFramework().diagnostics = &host;
+    EXPECT_EQ(readJson(), nullptr);
 }
 
 } // namespace

@@ -15,29 +15,29 @@ const std::string kChunked = kEncoding + "chunked\r\n\r\n";
 
 // What a reader makes of the bytes in pieces of the given size, and of the end of the stream after them: the
 // body in "|", "..." when more must come, or "!" when there is no reply.
-std::string Read(const std::string& Bytes, std::size_t cbPiece, bool bEnd)
+std::string Read(const std::string& bytes, std::size_t pieceSize, bool end)
 {
-    HttpReplyReader Reader;
-    for (std::size_t i = 0; i < Bytes.size(); i += cbPiece)
-        Reader.Feed(std::string_view(Bytes).substr(i, cbPiece));
-    if (bEnd)
-        Reader.EndOfStream();
-    EXPECT_EQ(Reader.Current() == State::Failed, !Reader.Failure().empty());
-    if (Reader.Current() != State::Complete)
-        return Reader.Current() == State::Failed ? "!" : "...";
-    devhost::HttpReply Reply = Reader.Take();
-    EXPECT_NE(Bytes.find(Reply.Head), std::string::npos);
-    EXPECT_TRUE(Reply.Head.starts_with("HTTP/1.1 20"));
-    EXPECT_EQ(Reply.Head.find("\r\n\r\n"), Reply.Head.size() - 4);
-    return "|" + Reply.Body + "|";
+    HttpReplyReader reader;
+    for (std::size_t i = 0; i < bytes.size(); i += pieceSize)
+        reader.Feed(std::string_view(bytes).substr(i, pieceSize));
+    if (end)
+        reader.EndOfStream();
+    EXPECT_EQ(reader.Current() == State::Failed, !reader.Failure().empty());
+    if (reader.Current() != State::Complete)
+        return reader.Current() == State::Failed ? "!" : "...";
+    devhost::HttpReply reply = reader.Take();
+    EXPECT_NE(bytes.find(reply.head), std::string::npos);
+    EXPECT_TRUE(reply.head.starts_with("HTTP/1.1 20"));
+    EXPECT_EQ(reply.head.find("\r\n\r\n"), reply.head.size() - 4);
+    return "|" + reply.body + "|";
 }
 
-TEST(HttpReplyReader, ReadsFramesAndRefusesContradictions)
+TEST(HttpReplyReaderTest, ReadsFramesAndRefusesContradictions)
 {
     // clang-format off
     const struct {
-        std::string Bytes, Result;
-        bool bEnd = false;
+        std::string bytes, result;
+        bool end = false;
     } kRows[] = {
         {kLength + "5\r\nX: y\r\n\r\nhello", "|hello|"}, {kLength + "0\r\n\r\n", "||"},
         {kLength + "5, 5\r\n\r\nhello.", "|hello|"}, {k204 + "\r\n", "||"},
@@ -63,53 +63,53 @@ TEST(HttpReplyReader, ReadsFramesAndRefusesContradictions)
         {"HTTP/1.1 101 Switching\r\nUpgrade: x\r\n\r\n", "!"}, {k200 + "Bad name : x\r\n\r\n", "!"},
     };
     // clang-format on
-    for (const auto& Row : kRows) {
-        for (const std::size_t cbPiece : {1U, 3U, 1U << 20})
-            EXPECT_EQ(Read(Row.Bytes, cbPiece, Row.bEnd), Row.Result) << cbPiece << " of " << Row.Bytes;
+    for (const auto& row : kRows) {
+        for (const std::size_t pieceSize : {1U, 3U, 1U << 20})
+            EXPECT_EQ(Read(row.bytes, pieceSize, row.end), row.result) << pieceSize << " of " << row.bytes;
     }
 }
 
-TEST(HttpReplyReader, LimitsAreExact)
+TEST(HttpReplyReaderTest, LimitsAreExact)
 {
-    for (const std::size_t nOver : {0U, 1U}) {
-        const std::size_t cbHead = HttpReplyReader::kMaxHeadBytes + nOver;
-        const std::string Body(HttpReplyReader::kMaxBodyBytes + nOver, 'x');
-        std::string Chunks = kChunked;
+    for (const std::size_t over : {0U, 1U}) {
+        const std::size_t headSize = HttpReplyReader::kMaxHeadBytes + over;
+        const std::string body(HttpReplyReader::kMaxBodyBytes + over, 'x');
+        std::string chunks = kChunked;
         for (std::size_t i = 0; i < HttpReplyReader::kMaxBodyBytes; i += 65536)
-            Chunks += "10000\r\n" + Body.substr(0, 65536) + "\r\n";
-        std::string Informational;
-        for (std::size_t i = 0; i < HttpReplyReader::kMaxInformational + nOver; ++i)
-            Informational += "HTTP/1.1 100 Continue\r\n\r\n";
+            chunks += "10000\r\n" + body.substr(0, 65536) + "\r\n";
+        std::string informational;
+        for (std::size_t i = 0; i < HttpReplyReader::kMaxInformational + over; ++i)
+            informational += "HTTP/1.1 100 Continue\r\n\r\n";
         const std::string kRows[] = {
-            k204 + "X: " + std::string(cbHead - k204.size() - 7, 'x') + "\r\n\r\n",
-            kLength + std::to_string(Body.size()) + "\r\n\r\n" + Body,
-            k200 + "\r\n" + Body,
-            Chunks + (nOver > 0 ? "1\r\nx\r\n" : "") + "0\r\n\r\n",
-            Informational + k204 + "\r\n",
+            k204 + "X: " + std::string(headSize - k204.size() - 7, 'x') + "\r\n\r\n",
+            kLength + std::to_string(body.size()) + "\r\n\r\n" + body,
+            k200 + "\r\n" + body,
+            chunks + (over > 0 ? "1\r\nx\r\n" : "") + "0\r\n\r\n",
+            informational + k204 + "\r\n",
         };
-        for (const std::string& Row : kRows)
-            EXPECT_EQ(Read(Row, 16384, true) == "!", nOver > 0) << Row.substr(0, 60);
+        for (const std::string& row : kRows)
+            EXPECT_EQ(Read(row, 16384, true) == "!", over > 0) << row.substr(0, 60);
     }
-    const std::string Endless(100000, 'x');
-    EXPECT_EQ(Read("HTTP/1.1 200 " + Endless, 16384, false), "!");
-    EXPECT_EQ(Read(kChunked + "5;" + Endless, 16384, false), "!");
+    const std::string endless(100000, 'x');
+    EXPECT_EQ(Read("HTTP/1.1 200 " + endless, 16384, false), "!");
+    EXPECT_EQ(Read(kChunked + "5;" + endless, 16384, false), "!");
 }
 
-TEST(HtmlPage, ReadsTheStatusLineStrictly)
+TEST(HtmlPageTest, ReadsTheStatusLineStrictly)
 {
-    const auto Expect = [](const char* pHead, int iExpected, const char* pReason) {
-        int iCode = -1;
-        CQXString sReason("unchanged");
-        CHTMLPage(pHead, "HTTP/1.1 500 In the body\r\n").ParseResponseCode(&iCode, &sReason);
-        EXPECT_EQ(iCode, iExpected) << pHead;
-        EXPECT_STREQ(sReason, pReason) << pHead;
+    const auto expect = [](const char* head, int expected, const char* expectedReason) {
+        int code = -1;
+        CQXString reason("unchanged");
+        CHTMLPage(head, "HTTP/1.1 500 In the body\r\n").ParseResponseCode(&code, &reason);
+        EXPECT_EQ(code, expected) << head;
+        EXPECT_STREQ(reason, expectedReason) << head;
     };
-    Expect("HTTP/1.1 204 \r\n\r\n", 204, "");
-    Expect("HTTP/1.0 099 %s\r\nA: b\r\n\r\n", 99, "%s");
-    for (const char* pHead : {"HTTP/1.1 204\r\n\r\n", "HTTP/1.1 2000 OK\r\n\r\n", "HTTP/1.1 2x0 OK\r\n\r\n",
-                              "HTTP/1.1  20 OK\r\n\r\n", "HTTP/1.x 200 OK\r\n\r\n", "HTTP/2.0 200 OK\r\n\r\n",
-                              "HTTP/1.1 200 OK", ""})
-        Expect(pHead, -1, "unchanged");
+    expect("HTTP/1.1 204 \r\n\r\n", 204, "");
+    expect("HTTP/1.0 099 %s\r\nA: b\r\n\r\n", 99, "%s");
+    for (const char* head : {"HTTP/1.1 204\r\n\r\n", "HTTP/1.1 2000 OK\r\n\r\n", "HTTP/1.1 2x0 OK\r\n\r\n",
+                             "HTTP/1.1  20 OK\r\n\r\n", "HTTP/1.x 200 OK\r\n\r\n", "HTTP/2.0 200 OK\r\n\r\n",
+                             "HTTP/1.1 200 OK", ""})
+        expect(head, -1, "unchanged");
 }
 
 } // namespace

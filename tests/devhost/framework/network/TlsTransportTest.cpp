@@ -38,89 +38,89 @@ enum class End { Close, Cut, Hold };
 
 // What the server does with each connection: shake hands, read a request, send the reply, and end so.
 struct Script {
-    cloudsim::Identity Server;
-    std::string Reply; // empty: one that says whether the handshake was "full" or "resumed"
-    End eEnd = End::Hold;
-    int iMaxVersion = 0; // 0: any
+    cloudsim::Identity server;
+    std::string reply; // empty: one that says whether the handshake was "full" or "resumed"
+    End end = End::Hold;
+    int maxVersion = 0; // 0: any
     // Called before the reply, with the server name that was asked for and the request.
-    std::function<void(const std::string&)> OnRequest{};
-    std::optional<cloudsim::Identity> Later{}; // from the second connection on; it knows no older sessions
+    std::function<void(const std::string&)> onRequest{};
+    std::optional<cloudsim::Identity> later{}; // from the second connection on; it knows no older sessions
 };
 
 class TlsServer
 {
 public:
-    explicit TlsServer(Script Plan) : m_Script(std::move(Plan))
+    explicit TlsServer(Script plan) : m_script(std::move(plan))
     {
-        Use(m_Script.Server);
-        SSL_CTX_set_max_proto_version(m_Context.native_handle(), m_Script.iMaxVersion);
-        asio::co_spawn(m_Io, Serve(), asio::detached);
-        m_Thread = std::thread([this] { m_Io.run(); });
+        Use(m_script.server);
+        SSL_CTX_set_max_proto_version(m_context.native_handle(), m_script.maxVersion);
+        asio::co_spawn(m_io, Serve(), asio::detached);
+        m_thread = std::thread([this] { m_io.run(); });
     }
     ~TlsServer()
     {
-        m_Io.stop();
-        m_Thread.join();
+        m_io.stop();
+        m_thread.join();
     }
 
     // Takes the alternative names out of the certificate, so that its common name is the only one.
-    void DropAlternativeNames(const cloudsim::Identity& Authority)
+    void DropAlternativeNames(const cloudsim::Identity& authority)
     {
-        asio::ssl::context Signer(asio::ssl::context::tls_server);
-        Signer.use_private_key(asio::buffer(Authority.keyPem), asio::ssl::context::pem);
-        X509* pOwn = SSL_CTX_get0_certificate(m_Context.native_handle());
-        X509_EXTENSION_free(X509_delete_ext(pOwn, X509_get_ext_by_NID(pOwn, NID_subject_alt_name, -1)));
-        ASSERT_GT(X509_sign(pOwn, SSL_CTX_get0_privatekey(Signer.native_handle()), EVP_sha256()), 0);
+        asio::ssl::context signer(asio::ssl::context::tls_server);
+        signer.use_private_key(asio::buffer(authority.keyPem), asio::ssl::context::pem);
+        X509* own = SSL_CTX_get0_certificate(m_context.native_handle());
+        X509_EXTENSION_free(X509_delete_ext(own, X509_get_ext_by_NID(own, NID_subject_alt_name, -1)));
+        ASSERT_GT(X509_sign(own, SSL_CTX_get0_privatekey(signer.native_handle()), EVP_sha256()), 0);
     }
-    int Port() const { return m_Acceptor.local_endpoint().port(); }
+    int Port() const { return m_acceptor.local_endpoint().port(); }
 
 private:
-    void Use(const cloudsim::Identity& Server)
+    void Use(const cloudsim::Identity& server)
     {
-        m_Context.use_certificate_chain(asio::buffer(Server.certificatePem));
-        m_Context.use_private_key(asio::buffer(Server.keyPem), asio::ssl::context::pem);
+        m_context.use_certificate_chain(asio::buffer(server.certificatePem));
+        m_context.use_private_key(asio::buffer(server.keyPem), asio::ssl::context::pem);
     }
 
     asio::awaitable<void> Serve()
     {
-        for (int nBefore = 0;; ++nBefore) {
-            tcp::socket Socket = co_await m_Acceptor.async_accept(asio::use_awaitable);
-            if (nBefore > 0 && m_Script.Later) {
-                unsigned char Keys[80];
-                RAND_bytes(Keys, sizeof Keys);
-                SSL_CTX_set_tlsext_ticket_keys(m_Context.native_handle(), Keys, sizeof Keys);
-                Use(*m_Script.Later);
+        for (int countBefore = 0;; ++countBefore) {
+            tcp::socket socket = co_await m_acceptor.async_accept(asio::use_awaitable);
+            if (countBefore > 0 && m_script.later) {
+                unsigned char keys[80];
+                RAND_bytes(keys, sizeof keys);
+                SSL_CTX_set_tlsext_ticket_keys(m_context.native_handle(), keys, sizeof keys);
+                Use(*m_script.later);
             }
             // What fails here is seen at the client, which goes away or refuses the certificate.
-            asio::co_spawn(m_Io, Talk({std::move(Socket), m_Context}), asio::detached);
+            asio::co_spawn(m_io, Talk({std::move(socket), m_context}), asio::detached);
         }
     }
 
-    asio::awaitable<void> Talk(asio::ssl::stream<tcp::socket> Stream)
+    asio::awaitable<void> Talk(asio::ssl::stream<tcp::socket> stream)
     {
-        co_await Stream.async_handshake(asio::ssl::stream_base::server, asio::use_awaitable);
-        std::string Request;
-        co_await asio::async_read_until(Stream, asio::dynamic_buffer(Request), "\r\n\r\n",
+        co_await stream.async_handshake(asio::ssl::stream_base::server, asio::use_awaitable);
+        std::string request;
+        co_await asio::async_read_until(stream, asio::dynamic_buffer(request), "\r\n\r\n",
                                         asio::use_awaitable);
-        const char* pName = SSL_get_servername(Stream.native_handle(), TLSEXT_NAMETYPE_host_name);
-        if (m_Script.OnRequest)
-            m_Script.OnRequest(std::string(pName ? pName : "") + "|" + Request);
-        std::string Reply = m_Script.Reply;
-        if (Reply.empty())
-            Reply.append("HTTP/1.1 200 OK\r\n\r\n")
-                .append(SSL_session_reused(Stream.native_handle()) ? "resumed" : "full");
-        co_await asio::async_write(Stream, asio::buffer(Reply), asio::use_awaitable);
-        if (m_Script.eEnd == End::Hold)
-            co_await Stream.lowest_layer().async_wait(tcp::socket::wait_read, asio::use_awaitable);
-        if (m_Script.eEnd == End::Close)
-            co_await Stream.async_shutdown(asio::use_awaitable);
+        const char* name = SSL_get_servername(stream.native_handle(), TLSEXT_NAMETYPE_host_name);
+        if (m_script.onRequest)
+            m_script.onRequest(std::string(name ? name : "") + "|" + request);
+        std::string reply = m_script.reply;
+        if (reply.empty())
+            reply.append("HTTP/1.1 200 OK\r\n\r\n")
+                .append(SSL_session_reused(stream.native_handle()) ? "resumed" : "full");
+        co_await asio::async_write(stream, asio::buffer(reply), asio::use_awaitable);
+        if (m_script.end == End::Hold)
+            co_await stream.lowest_layer().async_wait(tcp::socket::wait_read, asio::use_awaitable);
+        if (m_script.end == End::Close)
+            co_await stream.async_shutdown(asio::use_awaitable);
     }
 
-    Script m_Script;
-    asio::io_context m_Io{1};
-    asio::ssl::context m_Context{asio::ssl::context::tls_server};
-    tcp::acceptor m_Acceptor{m_Io, tcp::endpoint(asio::ip::address_v4::loopback(), 0)};
-    std::thread m_Thread;
+    Script m_script;
+    asio::io_context m_io{1};
+    asio::ssl::context m_context{asio::ssl::context::tls_server};
+    tcp::acceptor m_acceptor{m_io, tcp::endpoint(asio::ip::address_v4::loopback(), 0)};
+    std::thread m_thread;
 };
 
 class TlsTransportTest : public testing::Test
@@ -128,200 +128,202 @@ class TlsTransportTest : public testing::Test
 protected:
     TlsTransportTest()
     {
-        devhost::TheFramework().pDiagnostics = &m_Journal;
-        std::ofstream(m_CaFile) << m_Authority.CertificatePem();
+        devhost::TheFramework().diagnostics = &m_journal;
+        std::ofstream(m_caFile) << m_authority.CertificatePem();
     }
     ~TlsTransportTest() override
     {
         devhost::TheFramework() = {};
-        std::filesystem::remove(m_CaFile);
+        std::filesystem::remove(m_caFile);
     }
 
     // A transport that trusts the authority and reaches its hosts at the port of this machine.
-    devhost::TlsTransport Transport(int iPort, std::chrono::milliseconds ExchangeTimeout = 30s,
-                                    const char* pAddress = "127.0.0.1",
-                                    std::chrono::seconds ResumeFor = 1h) const
+    devhost::TlsTransport Transport(int port, std::chrono::milliseconds exchangeTimeout = 30s,
+                                    const char* address = "127.0.0.1",
+                                    std::chrono::seconds resumeFor = 1h) const
     {
-        std::vector<ConnectTo> Routes;
-        for (const char* pHost : {"api.cloud.example", "other.example", "192.0.2.1"})
-            Routes.push_back({pHost, 443, pAddress, iPort});
-        return devhost::TlsTransport({m_CaFile, Routes, ExchangeTimeout, ResumeFor});
+        std::vector<ConnectTo> routes;
+        for (const char* host : {"api.cloud.example", "other.example", "192.0.2.1"})
+            routes.push_back({host, 443, address, port});
+        return devhost::TlsTransport({m_caFile, routes, exchangeTimeout, resumeFor});
     }
 
     // The body of a reply over a connection of its own, or why there is none.
-    std::string Get(devhost::TlsTransport& Client, const char* pHost = kHost)
+    std::string Get(devhost::TlsTransport& client, const char* host = kHost)
     {
-        const auto pConnection = Client.Connect(pHost, 443, 30s);
-        const auto Reply = pConnection ? pConnection->Exchange(kRequest) : std::nullopt;
-        return Reply ? Reply->Body : LastLine();
+        const auto connection = client.Connect(host, 443, 30s);
+        const auto reply = connection ? connection->Exchange(kRequest) : std::nullopt;
+        return reply ? reply->body : LastLine();
     }
 
     // The last line of the log, which is empty afterwards.
     std::string LastLine()
     {
-        const auto Lines = m_Journal.Take();
-        return Lines.empty() ? "" : Lines.back();
+        const auto lines = m_journal.Take();
+        return lines.empty() ? "" : lines.back();
     }
 
-    cloudsim::CertificateAuthority m_Authority = cloudsim::CertificateAuthority::Create("Test authority");
-    cloudsim::Identity m_Identity = m_Authority.Issue({"other.example", "api.cloud.example"});
-    cloudsim::Identity m_Stranger =
+    cloudsim::CertificateAuthority m_authority = cloudsim::CertificateAuthority::Create("Test authority");
+    cloudsim::Identity m_identity = m_authority.Issue({"other.example", "api.cloud.example"});
+    cloudsim::Identity m_stranger =
         cloudsim::CertificateAuthority::Create("Stranger").Issue({"api.cloud.example"});
-    std::string m_CaFile = testing::TempDir() + "devhost-ca-" + std::to_string(getpid());
-    support::Journal m_Journal;
+    std::string m_caFile = testing::TempDir() + "devhost-ca-" + std::to_string(getpid());
+    support::Journal m_journal;
 };
 
 TEST_F(TlsTransportTest, ExchangesWithWhomTheCertificateNamesOrSaysWhyNot)
 {
-    const auto For = [&](const char* pName) { return Script{m_Authority.Issue({pName}), "", End::Close}; };
+    const auto scriptFor = [&](const char* name) {
+        return Script{m_authority.Issue({name}), "", End::Close};
+    };
     const std::string k200 = "HTTP/1.1 200 OK\r\n", kFive = k200 + "Content-Length: 5\r\n\r\n";
     constexpr const char* kAddress = "192.0.2.1";
     // clang-format off
     const struct {
-        const char* pName;
-        Script Plan;
-        const char *pResult, *pHost = kHost;
+        const char* name;
+        Script plan;
+        const char *result, *host = kHost;
     } kRows[] = {
-        {"length", {m_Identity, kFive + "hello"}, "hello"},
-        {"short", {m_Identity, kFive + "hel", End::Close}, "cut short"},
-        {"to the end", {m_Identity, k200 + "\r\nhello", End::Close}, "hello"},
-        {"cut at the end", {m_Identity, k200 + "\r\nhel", End::Cut}, "the connection was cut"},
-        {"TLS 1.1", {m_Identity, k200, End::Close, TLS1_1_VERSION}, "the handshake failed"},
-        {"unknown authority", {m_Stranger, k200}, "cannot be trusted (unable to get local"},
-        {"wildcard", For("*.cloud.example"), "full"}, {"another name", For("other.example"), kOtherName},
-        {"start of a label", For("a*.cloud.example"), kOtherName},
-        {"end of a label", For("*pi.cloud.example"), kOtherName},
-        {"address", For(kAddress), "full", kAddress}, {"another address", For("192.0.2.2"), kOtherName, kAddress},
+        {"length", {m_identity, kFive + "hello"}, "hello"},
+        {"short", {m_identity, kFive + "hel", End::Close}, "cut short"},
+        {"to the end", {m_identity, k200 + "\r\nhello", End::Close}, "hello"},
+        {"cut at the end", {m_identity, k200 + "\r\nhel", End::Cut}, "the connection was cut"},
+        {"TLS 1.1", {m_identity, k200, End::Close, TLS1_1_VERSION}, "the handshake failed"},
+        {"unknown authority", {m_stranger, k200}, "cannot be trusted (unable to get local"},
+        {"wildcard", scriptFor("*.cloud.example"), "full"}, {"another name", scriptFor("other.example"), kOtherName},
+        {"start of a label", scriptFor("a*.cloud.example"), kOtherName},
+        {"end of a label", scriptFor("*pi.cloud.example"), kOtherName},
+        {"address", scriptFor(kAddress), "full", kAddress}, {"another address", scriptFor("192.0.2.2"), kOtherName, kAddress},
     };
     // clang-format on
-    for (const auto& Row : kRows) {
-        TlsServer Server(Row.Plan);
-        devhost::TlsTransport Client = Transport(Server.Port());
-        EXPECT_THAT(Get(Client, Row.pHost), HasSubstr(Row.pResult)) << Row.pName;
-        EXPECT_EQ(LastLine(), "") << Row.pName;
+    for (const auto& row : kRows) {
+        TlsServer server(row.plan);
+        devhost::TlsTransport client = Transport(server.Port());
+        EXPECT_THAT(Get(client, row.host), HasSubstr(row.result)) << row.name;
+        EXPECT_EQ(LastLine(), "") << row.name;
     }
-    TlsServer Server(For("api.cloud.example"));
-    Server.DropAlternativeNames(m_Authority.Own());
-    devhost::TlsTransport Client = Transport(Server.Port());
-    EXPECT_THAT(Get(Client), HasSubstr(kOtherName));
+    TlsServer server(scriptFor("api.cloud.example"));
+    server.DropAlternativeNames(m_authority.Own());
+    devhost::TlsTransport client = Transport(server.Port());
+    EXPECT_THAT(Get(client), HasSubstr(kOtherName));
 }
 
 TEST_F(TlsTransportTest, ResumesTheSessionsOfAPeerOfAThreadAndOfATransport)
 {
-    for (const int iVersion : {TLS1_2_VERSION, TLS1_3_VERSION}) {
-        SCOPED_TRACE(iVersion);
-        TlsServer Server({m_Identity, "", End::Close, iVersion});
-        devhost::TlsTransport Client = Transport(Server.Port());
-        for (const char* pHandshake : {"full", "resumed", "resumed"})
-            EXPECT_EQ(Get(Client), pHandshake);
-        EXPECT_EQ(Get(Client, "other.example"), "full");
+    for (const int version : {TLS1_2_VERSION, TLS1_3_VERSION}) {
+        SCOPED_TRACE(version);
+        TlsServer server({m_identity, "", End::Close, version});
+        devhost::TlsTransport client = Transport(server.Port());
+        for (const char* handshake : {"full", "resumed", "resumed"})
+            EXPECT_EQ(Get(client), handshake);
+        EXPECT_EQ(Get(client, "other.example"), "full");
         for (int i = 0; i < 2; ++i) {
             std::thread([&] {
-                EXPECT_EQ(Get(Client), "full") << "the sessions of a thread end with it";
-                EXPECT_EQ(Get(Client), "resumed");
+                EXPECT_EQ(Get(client), "full") << "the sessions of a thread end with it";
+                EXPECT_EQ(Get(client), "resumed");
             }).join();
         }
-        EXPECT_EQ(Get(Client), "resumed");
-        devhost::TlsTransport OtherTrust = Transport(Server.Port());
-        EXPECT_EQ(Get(OtherTrust), "full");
-        devhost::TlsTransport Never = Transport(Server.Port(), 30s, "127.0.0.1", 0s);
+        EXPECT_EQ(Get(client), "resumed");
+        devhost::TlsTransport otherTrust = Transport(server.Port());
+        EXPECT_EQ(Get(otherTrust), "full");
+        devhost::TlsTransport never = Transport(server.Port(), 30s, "127.0.0.1", 0s);
         for (int i = 0; i < 2; ++i)
-            EXPECT_EQ(Get(Never), "full");
+            EXPECT_EQ(Get(never), "full");
     }
 }
 
 TEST_F(TlsTransportTest, AServerThatRefusesTheSessionIsVerifiedAnew)
 {
     const std::pair<cloudsim::Identity, const char*> kRows[] = {
-        {m_Identity, "full"},
-        {m_Authority.Issue({"third.example"}), kOtherName},
-        {m_Stranger, "cannot be trusted"},
+        {m_identity, "full"},
+        {m_authority.Issue({"third.example"}), kOtherName},
+        {m_stranger, "cannot be trusted"},
     };
-    for (const int iVersion : {TLS1_2_VERSION, TLS1_3_VERSION}) {
-        for (const auto& [Later, pResult] : kRows) {
-            TlsServer Server({m_Identity, "", End::Close, iVersion, {}, Later});
-            devhost::TlsTransport Client = Transport(Server.Port());
-            EXPECT_EQ(Get(Client), "full");
-            EXPECT_THAT(Get(Client), HasSubstr(pResult));
+    for (const int version : {TLS1_2_VERSION, TLS1_3_VERSION}) {
+        for (const auto& [later, result] : kRows) {
+            TlsServer server({m_identity, "", End::Close, version, {}, later});
+            devhost::TlsTransport client = Transport(server.Port());
+            EXPECT_EQ(Get(client), "full");
+            EXPECT_THAT(Get(client), HasSubstr(result));
         }
     }
 }
 
 TEST_F(TlsTransportTest, SaysWhyNobodyIsReachedAndGivesUpAPeerThatSaysNothing)
 {
-    asio::io_context Io;
-    const tcp::endpoint AnyPort(asio::ip::address_v4::loopback(), 0);
-    tcp::socket Deaf(Io, AnyPort); // the port is taken, and nobody listens
-    tcp::acceptor Silent(Io, AnyPort);
-    const auto Failure = [&](const char* pHost, int iPort, int iRoutedTo = 1,
-                             std::chrono::milliseconds Timeout = 30s) {
-        EXPECT_EQ(Transport(iRoutedTo).Connect(pHost, iPort, Timeout), nullptr);
+    asio::io_context io;
+    const tcp::endpoint anyPort(asio::ip::address_v4::loopback(), 0);
+    tcp::socket deaf(io, anyPort); // the port is taken, and nobody listens
+    tcp::acceptor silent(io, anyPort);
+    const auto failure = [&](const char* host, int port, int routedTo = 1,
+                             std::chrono::milliseconds timeout = 30s) {
+        EXPECT_EQ(Transport(routedTo).Connect(host, port, timeout), nullptr);
         return LastLine();
     };
-    EXPECT_THAT(Failure("unknown.invalid", 443), HasSubstr("tls: unknown.invalid:443: the name cannot be"));
-    EXPECT_THAT(Failure(kHost, 70000), HasSubstr("no such port"));
-    EXPECT_THAT(Failure(kHost, 443, Deaf.local_endpoint().port()), HasSubstr("Connection refused"));
-    EXPECT_THAT(Failure(kHost, 443, Silent.local_endpoint().port(), 50ms),
+    EXPECT_THAT(failure("unknown.invalid", 443), HasSubstr("tls: unknown.invalid:443: the name cannot be"));
+    EXPECT_THAT(failure(kHost, 70000), HasSubstr("no such port"));
+    EXPECT_THAT(failure(kHost, 443, deaf.local_endpoint().port()), HasSubstr("Connection refused"));
+    EXPECT_THAT(failure(kHost, 443, silent.local_endpoint().port(), 50ms),
                 HasSubstr("handshake failed: timed out"));
     EXPECT_THROW(devhost::TlsTransport({"/dev/null", {}}), std::runtime_error) << "no authority to trust";
 
-    TlsServer Server({m_Identity, "HTTP/1.1 200 OK\r\n"});
-    devhost::TlsTransport Client = Transport(Server.Port(), 50ms);
-    const auto pConnection = Client.Connect(kHost, 443, 30s);
-    ASSERT_NE(pConnection, nullptr) << LastLine();
-    EXPECT_FALSE(pConnection->Exchange(kRequest));
+    TlsServer server({m_identity, "HTTP/1.1 200 OK\r\n"});
+    devhost::TlsTransport client = Transport(server.Port(), 50ms);
+    const auto connection = client.Connect(kHost, 443, 30s);
+    ASSERT_NE(connection, nullptr) << LastLine();
+    EXPECT_FALSE(connection->Exchange(kRequest));
     EXPECT_THAT(LastLine(), HasSubstr("reading the reply failed: timed out"));
-    EXPECT_FALSE(pConnection->Exchange(kRequest)); // a connection that failed stays closed
+    EXPECT_FALSE(connection->Exchange(kRequest)); // a connection that failed stays closed
 }
 
 TEST_F(TlsTransportTest, AWorkerThatIsAskedToStopFinishesWithinItsGraceOnly)
 {
-    for (const bool bFinishes : {true, false}) {
-        SCOPED_TRACE(bFinishes);
-        std::promise<void> MayReply;
-        devhost::WorkerStop Stop(bFinishes ? 24h : 0ms);
-        const auto StopDuring = [&](const std::string& Request) {
-            EXPECT_EQ(Request, std::string(kHost) + "|" + kRequest);
-            Stop.RequestStop();
-            if (!bFinishes)
-                MayReply.get_future().wait();
+    for (const bool finishes : {true, false}) {
+        SCOPED_TRACE(finishes);
+        std::promise<void> mayReply;
+        devhost::WorkerStop stop(finishes ? 24h : 0ms);
+        const auto stopDuring = [&](const std::string& request) {
+            EXPECT_EQ(request, std::string(kHost) + "|" + kRequest);
+            stop.RequestStop();
+            if (!finishes)
+                mayReply.get_future().wait();
         };
-        TlsServer Server({m_Identity, "HTTP/1.1 204 No Content\r\n\r\n", End::Close, 0, StopDuring});
+        TlsServer server({m_identity, "HTTP/1.1 204 No Content\r\n\r\n", End::Close, 0, stopDuring});
         // No address to the parser, so it is looked up; the resolver knows it without any file or server.
-        devhost::TlsTransport Client = Transport(Server.Port(), 24h, "127.1");
-        const auto Worker = std::async(std::launch::async, [&] {
-            const devhost::WorkerStop::Scope Scope(Stop);
-            auto pConnection = Client.Connect(kHost, 443, 30s);
-            ASSERT_NE(pConnection, nullptr) << LastLine();
-            EXPECT_EQ(pConnection->Exchange(kRequest).has_value(), bFinishes) << LastLine();
-            pConnection.reset();
+        devhost::TlsTransport client = Transport(server.Port(), 24h, "127.1");
+        const auto worker = std::async(std::launch::async, [&] {
+            const devhost::WorkerStop::Scope scope(stop);
+            auto connection = client.Connect(kHost, 443, 30s);
+            ASSERT_NE(connection, nullptr) << LastLine();
+            EXPECT_EQ(connection->Exchange(kRequest).has_value(), finishes) << LastLine();
+            connection.reset();
             // One that only begins after the request is treated alike.
-            EXPECT_EQ(Client.Connect(kHost, 443, 30s) != nullptr, bFinishes) << LastLine();
-            EXPECT_THAT(LastLine(), HasSubstr(bFinishes ? "" : "stopped"));
+            EXPECT_EQ(client.Connect(kHost, 443, 30s) != nullptr, finishes) << LastLine();
+            EXPECT_THAT(LastLine(), HasSubstr(finishes ? "" : "stopped"));
         });
-        Worker.wait();
-        MayReply.set_value();
+        worker.wait();
+        mayReply.set_value();
     }
 }
 
-TEST(WorkerStop, CallsEachWakeFunctionOnce)
+TEST(WorkerStopTest, CallsEachWakeFunctionOnce)
 {
-    devhost::WorkerStop Stop;
-    std::string Calls;
-    const devhost::WorkerStop::Wake Early(&Stop, [&] { Calls += "early "; });
+    devhost::WorkerStop stop;
+    std::string calls;
+    const devhost::WorkerStop::Wake early(&stop, [&] { calls += "early "; });
     {
-        const devhost::WorkerStop::Wake Gone(&Stop, [&] { Calls += "gone "; });
+        const devhost::WorkerStop::Wake gone(&stop, [&] { calls += "gone "; });
     }
-    const devhost::WorkerStop::Wake None(nullptr, [&] { Calls += "none "; });
-    EXPECT_FALSE(Stop.WaitFor(0ms));
-    Stop.RequestStop();
-    Stop.RequestStop();
-    const devhost::WorkerStop::Wake Late(&Stop, [&] { Calls += "late "; });
-    EXPECT_EQ(Calls, "early late ");
-    EXPECT_TRUE(Stop.WaitFor(24h));
+    const devhost::WorkerStop::Wake none(nullptr, [&] { calls += "none "; });
+    EXPECT_FALSE(stop.WaitFor(0ms));
+    stop.RequestStop();
+    stop.RequestStop();
+    const devhost::WorkerStop::Wake late(&stop, [&] { calls += "late "; });
+    EXPECT_EQ(calls, "early late ");
+    EXPECT_TRUE(stop.WaitFor(24h));
 }
 
-TEST(ConnectTo, ParsesRoutesAndNamesWhatIsWrong)
+TEST(ConnectToTest, ParsesRoutesAndNamesWhatIsWrong)
 {
     const char* const kRows[][2] = {
         {"api.example:443:127.0.0.1:8443", "api.example 443 127.0.0.1 8443"},
@@ -332,15 +334,15 @@ TEST(ConnectTo, ParsesRoutesAndNamesWhatIsWrong)
         {"api.example:0:127.0.0.1:8443", "\"0\" is no port"},
         {"api.example:443:127.0.0.1:65536", "\"65536\" is no port"},
     };
-    for (const auto& [pText, pResult] : kRows) {
-        std::string Result;
+    for (const auto& [text, expected] : kRows) {
+        std::string result;
         try {
-            const auto [Host, Port, Address, AddressPort] = ConnectTo::Parse(pText);
-            Result = Host + " " + std::to_string(Port) + " " + Address + " " + std::to_string(AddressPort);
-        } catch (const std::invalid_argument& Error) {
-            Result = Error.what();
+            const auto [host, port, address, addressPort] = ConnectTo::Parse(text);
+            result = host + " " + std::to_string(port) + " " + address + " " + std::to_string(addressPort);
+        } catch (const std::invalid_argument& error) {
+            result = error.what();
         }
-        EXPECT_THAT(Result, HasSubstr(pResult)) << pText;
+        EXPECT_THAT(result, HasSubstr(expected)) << text;
     }
 }
 

@@ -13,23 +13,23 @@ namespace
 {
 
 // A sound line of a kind with these fields.
-std::string Record(const std::string& Kind, const std::vector<int>& Numbers,
-                   const std::vector<const char*>& Texts = {})
+std::string Record(const std::string& kind, const std::vector<int>& numbers,
+                   const std::vector<const char*>& texts = {})
 {
-    devhost::MemoryFile File;
-    for (const int Number : Numbers)
-        File.WriteInt(Number);
-    for (const char* pText : Texts)
-        File.WriteString(pText);
-    return devhost::RecordLine{Kind, File.Bytes()}.Format() + "\n";
+    devhost::MemoryFile file;
+    for (const int number : numbers)
+        file.WriteInt(number);
+    for (const char* text : texts)
+        file.WriteString(text);
+    return devhost::RecordLine{kind, file.Bytes()}.Format() + "\n";
 }
 
 // The text with its first line of a kind changed.
-std::string Changed(const std::string& Text, const std::string& Kind,
-                    const std::function<std::string(std::string)>& Change)
+std::string Changed(const std::string& text, const std::string& kind,
+                    const std::function<std::string(std::string)>& change)
 {
-    const std::size_t Start = ("\n" + Text).find("\n" + Kind + " "), End = Text.find('\n', Start) + 1;
-    return Text.substr(0, Start) + Change(Text.substr(Start, End - Start)) + Text.substr(End);
+    const std::size_t start = ("\n" + text).find("\n" + kind + " "), end = text.find('\n', start) + 1;
+    return text.substr(0, start) + change(text.substr(start, end - start)) + text.substr(end);
 }
 
 class ConfigurationTest : public SystemTest
@@ -38,17 +38,17 @@ protected:
     // Two accounts, each with a lock, and a user.
     void SetUp() override
     {
-        auto [First, Second] = RestartWithTwo();
-        First.Token = "one\ntwo %s \xff";
-        AddLock(First, "Front door").LockState(CDoorLock::STATE_IN_TRANSIT);
-        FakeLock& Back = AddLock(Second, "Back door");
-        Back.RegisterLockSecured(1);
-        Back.RegisterBatteryLevel(55);
-        Back.RegisterSignalStrength(71);
-        Back.EnableUser(3, 1);
-        ASSERT_FALSE(m_pSystem->Security().SetUser(2, {"Ann", "ann@example.com", "1234"}));
-        m_pSystem->SetTrace("Fake", true);
-        ASSERT_EQ(m_pSystem->Save(), "");
+        auto [first, second] = RestartWithTwo();
+        first.token = "one\ntwo %s \xff";
+        AddLock(first, "Front door").LockState(CDoorLock::STATE_IN_TRANSIT);
+        FakeLock& back = AddLock(second, "Back door");
+        back.RegisterLockSecured(1);
+        back.RegisterBatteryLevel(55);
+        back.RegisterSignalStrength(71);
+        back.EnableUser(3, 1);
+        ASSERT_FALSE(m_system->Security().SetUser(2, {"Ann", "ann@example.com", "1234"}));
+        m_system->SetTrace("Fake", true);
+        ASSERT_EQ(m_system->Save(), "");
     }
 };
 
@@ -56,142 +56,142 @@ protected:
 
 TEST_F(ConfigurationTest, EverythingComesBackLinkedAndANameThatTheCloudCutsIsTold)
 {
-    const auto Seen = [&] {
-        const CUser& User = *m_pSystem->Security().GetUserAtDoorLockSlot(2);
-        return nlohmann::json{InterfaceJson(*m_pSystem, *Interface(0).NetworkBridge()),
-                              InterfaceJson(*m_pSystem, *Interface(1).NetworkBridge()),
-                              devhost::LockJson(Lock(1)), devhost::UserJson(2, User, true),
-                              m_pSystem->IDs().Next()};
+    const auto seen = [&] {
+        const CUser& user = *m_system->Security().GetUserAtDoorLockSlot(2);
+        return nlohmann::json{InterfaceJson(*m_system, *Interface(0).NetworkBridge()),
+                              InterfaceJson(*m_system, *Interface(1).NetworkBridge()),
+                              devhost::LockJson(Lock(1)), devhost::UserJson(2, user, true),
+                              m_system->Ids().Next()};
     };
-    m_pSystem->Traces().Store("Removed", true);
-    ASSERT_FALSE(m_pSystem->Security().SetUser(3, {"Bob ", "", "4321"}));
-    const auto Before = Seen();
-    ASSERT_EQ(m_pSystem->Save(), "");
+    m_system->Traces().Store("Removed", true);
+    ASSERT_FALSE(m_system->Security().SetUser(3, {"Bob ", "", "4321"}));
+    const auto before = seen();
+    ASSERT_EQ(m_system->Save(), "");
     Restart();
-    EXPECT_FALSE(m_pSystem->Traces().Switches().contains("Removed"));
-    ASSERT_EQ(m_pSystem->NBridges(), 2);
-    ASSERT_EQ(m_pSystem->NDoorLock(COMPONENT_FILTER_ALL), 2);
-    EXPECT_EQ(Seen(), Before);
+    EXPECT_FALSE(m_system->Traces().Switches().contains("Removed"));
+    ASSERT_EQ(m_system->NBridges(), 2);
+    ASSERT_EQ(m_system->NDoorLock(COMPONENT_FILTER_ALL), 2);
+    EXPECT_EQ(seen(), before);
     EXPECT_EQ(Interface(0).Client(0), &Lock(0));
     EXPECT_EQ(Interface(1).Client(0), &Lock(1));
-    EXPECT_STREQ(Interface(0).Token, "one\ntwo %s \xff");
-    EXPECT_EQ(Interface(0).Inits, 1);
+    EXPECT_STREQ(Interface(0).token, "one\ntwo %s \xff");
+    EXPECT_EQ(Interface(0).inits, 1);
     EXPECT_EQ(Interface(0).TraceEnabled(), 1);
     EXPECT_EQ(Lock(0).State(), CDoorLock::STATE_UNKNOWN) << "a pending command does not survive";
-    EXPECT_STREQ(m_pSystem->Security().GetUserAtDoorLockSlot(3)->Name(), "Bob ");
-    const auto Told = m_Journal.Take();
-    ASSERT_EQ(Told.size(), 1u);
-    EXPECT_NE(Told[0].find("slot 3 is kept, but its name must not end in a blank"), std::string::npos);
+    EXPECT_STREQ(m_system->Security().GetUserAtDoorLockSlot(3)->Name(), "Bob ");
+    const auto told = m_journal.Take();
+    ASSERT_EQ(told.size(), 1u);
+    EXPECT_NE(told[0].find("slot 3 is kept, but its name must not end in a blank"), std::string::npos);
 }
 
 TEST_F(ConfigurationTest, DamageSpoilsOnlyWhatItHitsAndTheFileIsKeptAside)
 {
-    const std::string Sound = *m_Store.Text;
-    const auto Flip = [](std::string s) { return s.replace(s.size() - 2, 1, 1, '~'); };
-    const auto By = [](std::string New) { return [New](const std::string&) { return New; }; };
+    const std::string sound = *m_store.text;
+    const auto flip = [](std::string s) { return s.replace(s.size() - 2, 1, 1, '~'); };
+    const auto by = [](std::string New) { return [New](const std::string&) { return New; }; };
     // clang-format off
     struct {
-        const char* Name;
-        const char* Kind;
-        std::function<std::string(std::string)> Change;
-        int Bridges, Locks;
-        bool User;
-    } const Rows[] = {
-        {"a byte of a lock", "component", Flip, 2, 1, true},
-        {"a byte of an account", "bridge", Flip, 1, 2, true},
+        const char* name;
+        const char* kind;
+        std::function<std::string(std::string)> change;
+        int bridges, locks;
+        bool user;
+    } const rows[] = {
+        {"a byte of a lock", "component", flip, 2, 1, true},
+        {"a byte of an account", "bridge", flip, 1, 2, true},
         {"the kind of a record", "user", [](auto s) { return "x" + s; }, 2, 2, false},
         {"a length", "user", [](auto s) { return s.insert(5, "9"); }, 2, 2, false},
-        {"the first line", "configuration", By(std::string(5000, '\0') + "\n"), 2, 2, true},
-        {"no last line", "end", By(""), 2, 2, true},
-        {"a lock left out", "component", By(""), 2, 1, true},
+        {"the first line", "configuration", by(std::string(5000, '\0') + "\n"), 2, 2, true},
+        {"no last line", "end", by(""), 2, 2, true},
+        {"a lock left out", "component", by(""), 2, 1, true},
         {"an account twice", "bridge", [](auto s) { return s + s; }, 2, 2, true},
-        {"a lock that ends early", "component", By(Record("component", {kFakeLockType, 3})), 2, 1, true},
-        {"an id of nothing", "component", By(Record("component", {kFakeLockType, -1})), 2, 1, true},
-        {"a PIN of letters", "user", By(Record("user", {2}, {"Ann", "", "abcd"})), 2, 2, false},
+        {"a lock that ends early", "component", by(Record("component", {kFakeLockType, 3})), 2, 1, true},
+        {"an id of nothing", "component", by(Record("component", {kFakeLockType, -1})), 2, 1, true},
+        {"a PIN of letters", "user", by(Record("user", {2}, {"Ann", "", "abcd"})), 2, 2, false},
     };
     // clang-format on
-    for (const auto& Row : Rows) {
-        SCOPED_TRACE(Row.Name);
-        const std::string Damaged = Changed(Sound, Row.Kind, Row.Change);
-        m_Store.Text = Damaged;
-        m_Store.Aside.clear();
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        const std::string damaged = Changed(sound, row.kind, row.change);
+        m_store.text = damaged;
+        m_store.aside.clear();
         Restart();
-        EXPECT_EQ(m_pSystem->NBridges(), Row.Bridges);
-        EXPECT_EQ(m_pSystem->NDoorLock(COMPONENT_FILTER_ALL), Row.Locks);
-        EXPECT_EQ(m_pSystem->Security().GetUserAtDoorLockSlot(2) != nullptr, Row.User);
-        const auto Reports = m_Journal.TakeReports();
-        EXPECT_TRUE(!Reports.empty() && Reports[0].starts_with("configuration "));
-        EXPECT_TRUE(m_Store.Aside.empty()) << "not before there is a new one";
+        EXPECT_EQ(m_system->NBridges(), row.bridges);
+        EXPECT_EQ(m_system->NDoorLock(COMPONENT_FILTER_ALL), row.locks);
+        EXPECT_EQ(m_system->Security().GetUserAtDoorLockSlot(2) != nullptr, row.user);
+        const auto reports = m_journal.TakeReports();
+        EXPECT_TRUE(!reports.empty() && reports[0].starts_with("configuration "));
+        EXPECT_TRUE(m_store.aside.empty()) << "not before there is a new one";
         // New ids are above every one that was read, even if the line with the next id is lost.
         const unsigned New = CIDServer::Instance()->NewID();
-        EXPECT_GT(New, Interface(Row.Bridges - 1).BridgeID());
-        EXPECT_GT(New, Lock(Row.Locks - 1).ID());
-        for (int Save = 0; Save < 2; ++Save) {
-            EXPECT_EQ(m_pSystem->Save(), "");
-            EXPECT_EQ(m_Store.Aside, std::vector<std::string>{Damaged});
-            const auto Shown = devhost::SaveJson(m_pSystem->Saving());
-            EXPECT_EQ(Shown["damaged"], true);
-            EXPECT_EQ(Shown["kept_aside"].size(), 1u);
+        EXPECT_GT(New, Interface(row.bridges - 1).BridgeID());
+        EXPECT_GT(New, Lock(row.locks - 1).ID());
+        for (int save = 0; save < 2; ++save) {
+            EXPECT_EQ(m_system->Save(), "");
+            EXPECT_EQ(m_store.aside, std::vector<std::string>{damaged});
+            const auto shown = devhost::SaveJson(m_system->Saving());
+            EXPECT_EQ(shown["damaged"], true);
+            EXPECT_EQ(shown["kept_aside"].size(), 1u);
         }
     }
 }
 
 TEST_F(ConfigurationTest, RecordsOfTypesThatNoLibraryMakesSurviveASave)
 {
-    const std::string Foreign = Record("component", {4711, 99}, {"of another library"});
-    m_Store.Text = Changed(*m_Store.Text, "component", [&](const auto&) { return Foreign; });
-    for (const char* pRound : {"first load", "load of what was saved"}) {
-        SCOPED_TRACE(pRound);
+    const std::string foreign = Record("component", {4711, 99}, {"of another library"});
+    m_store.text = Changed(*m_store.text, "component", [&](const auto&) { return foreign; });
+    for (const char* round : {"first load", "load of what was saved"}) {
+        SCOPED_TRACE(round);
         Restart();
-        EXPECT_EQ(m_pSystem->NDoorLock(COMPONENT_FILTER_ALL), 1);
-        EXPECT_EQ(m_pSystem->Save(), "");
-        EXPECT_NE(m_Store.Text->find(Foreign), std::string::npos);
+        EXPECT_EQ(m_system->NDoorLock(COMPONENT_FILTER_ALL), 1);
+        EXPECT_EQ(m_system->Save(), "");
+        EXPECT_NE(m_store.text->find(foreign), std::string::npos);
         EXPECT_GT(CIDServer::Instance()->NewID(), 99u);
-        EXPECT_TRUE(m_Store.Aside.empty()) << "nothing was damaged or missing";
+        EXPECT_TRUE(m_store.aside.empty()) << "nothing was damaged or missing";
     }
 }
 
 TEST_F(ConfigurationTest, AFailedSaveKeepsTheOldTextAndIsTriedAgainLater)
 {
-    support::ManualClock Clock;
+    support::ManualClock clock;
     Restart();
-    const std::string Old = *m_Store.Text;
-    const int Saves = m_Store.Saves;
-    Interface(0).Writable = 0;
-    m_pSystem->NotifyWrite();
+    const std::string old = *m_store.text;
+    const int saves = m_store.saves;
+    Interface(0).writable = 0;
+    m_system->NotifyWrite();
     for (int i = 0; i < 3; ++i)
-        m_pSystem->RunOnce();
-    EXPECT_EQ(*m_Store.Text, Old);
-    EXPECT_EQ(m_Journal.TakeReports().size(), 1u) << "one report, not one a round";
-    EXPECT_NE(m_pSystem->Saving().LastError, "");
-    Interface(0).Writable = 1;
-    Clock.Advance(29999);
-    m_pSystem->RunOnce();
-    EXPECT_EQ(m_Store.Saves, Saves);
-    Clock.Advance(1);
-    m_pSystem->RunOnce();
-    m_pSystem->RunOnce();
-    EXPECT_EQ(m_Store.Saves, Saves + 1);
+        m_system->RunOnce();
+    EXPECT_EQ(*m_store.text, old);
+    EXPECT_EQ(m_journal.TakeReports().size(), 1u) << "one report, not one a round";
+    EXPECT_NE(m_system->Saving().lastError, "");
+    Interface(0).writable = 1;
+    clock.Advance(29999);
+    m_system->RunOnce();
+    EXPECT_EQ(m_store.saves, saves);
+    clock.Advance(1);
+    m_system->RunOnce();
+    m_system->RunOnce();
+    EXPECT_EQ(m_store.saves, saves + 1);
 }
 
-TEST(FileStore, ReplacesWholeFilesForTheirOwnerOnlyAndKeepsDamagedOnes)
+TEST(FileStoreTest, ReplacesWholeFilesForTheirOwnerOnlyAndKeepsDamagedOnes)
 {
-    std::string Pattern = std::filesystem::temp_directory_path() / "vestara-store-XXXXXX";
-    const std::filesystem::path Folder = mkdtemp(Pattern.data()), Path = Folder / "configuration";
-    devhost::FileStore Store(Path);
-    EXPECT_EQ(Store.Load(), std::nullopt);
-    std::ofstream(Path.string() + ".new") << "left by an interrupted save";
-    EXPECT_EQ(Store.Save("first"), "");
-    EXPECT_EQ(Store.KeepAside(), "");
-    EXPECT_EQ(Store.KeepAside(), "");
-    const std::string Aside = Path.string() + ".damaged-";
-    EXPECT_EQ(Store.KeptAside(), (std::vector<std::string>{Aside + "1", Aside + "2"}));
-    EXPECT_EQ(Store.Save(std::string("se\0cond", 7)), "");
-    EXPECT_EQ(Store.Load(), std::string("se\0cond", 7));
-    EXPECT_EQ(devhost::FileStore(Aside + "1").Load(), "first");
-    EXPECT_EQ(std::filesystem::status(Path).permissions(), std::filesystem::perms(0600));
-    EXPECT_FALSE(std::filesystem::exists(Path.string() + ".new"));
-    EXPECT_NE(devhost::FileStore(Folder / "no" / "configuration").Save("x"), "");
-    EXPECT_THROW(devhost::FileStore(Folder).Load(), std::runtime_error);
-    std::filesystem::remove_all(Folder);
+    std::string pattern = std::filesystem::temp_directory_path() / "vestara-store-XXXXXX";
+    const std::filesystem::path folder = mkdtemp(pattern.data()), path = folder / "configuration";
+    devhost::FileStore store(path);
+    EXPECT_EQ(store.Load(), std::nullopt);
+    std::ofstream(path.string() + ".new") << "left by an interrupted save";
+    EXPECT_EQ(store.Save("first"), "");
+    EXPECT_EQ(store.KeepAside(), "");
+    EXPECT_EQ(store.KeepAside(), "");
+    const std::string aside = path.string() + ".damaged-";
+    EXPECT_EQ(store.KeptAside(), (std::vector<std::string>{aside + "1", aside + "2"}));
+    EXPECT_EQ(store.Save(std::string("se\0cond", 7)), "");
+    EXPECT_EQ(store.Load(), std::string("se\0cond", 7));
+    EXPECT_EQ(devhost::FileStore(aside + "1").Load(), "first");
+    EXPECT_EQ(std::filesystem::status(path).permissions(), std::filesystem::perms(0600));
+    EXPECT_FALSE(std::filesystem::exists(path.string() + ".new"));
+    EXPECT_NE(devhost::FileStore(folder / "no" / "configuration").Save("x"), "");
+    EXPECT_THROW(devhost::FileStore(folder).Load(), std::runtime_error);
+    std::filesystem::remove_all(folder);
 }

@@ -22,206 +22,206 @@ void RestartInPlace()
 
 TEST_F(SystemTest, IdleCallsMayRestartTheSystemAndRemoveComponents)
 {
-    const auto Accounts = RestartWithTwo();
-    FakeInterface &First = Accounts.first, &Second = Accounts.second;
-    AddLock(First, "a");
-    AddLock(First, "b");
-    FakeLock& Remover = AddLock(Second, "c");
-    FakeLock& Neighbour = AddLock(Second, "d");
-    FakeLock& Last = AddLock(Second, "e");
-    First.OnIdle = [&] {
-        First.OnIdle = [] {};
-        m_pSystem->OnSystemExit1("test", 1, 0);
+    const auto accounts = RestartWithTwo();
+    FakeInterface &first = accounts.first, &second = accounts.second;
+    AddLock(first, "a");
+    AddLock(first, "b");
+    FakeLock& remover = AddLock(second, "c");
+    FakeLock& neighbour = AddLock(second, "d");
+    FakeLock& last = AddLock(second, "e");
+    first.onIdle = [&] {
+        first.onIdle = [] {};
+        m_system->OnSystemExit1("test", 1, 0);
         Family()->DeleteComponent(Family()->Component(1), nullptr);
         Family()->DeleteComponent(Family()->Component(0), nullptr);
-        m_pSystem->OnSystemInit();
-        EXPECT_EQ(Second.Idles, 0) << "no idle call may run inside the restart";
-        m_pSystem->OnPostSystemInit();
+        m_system->OnSystemInit();
+        EXPECT_EQ(second.idles, 0) << "no idle call may run inside the restart";
+        m_system->OnPostSystemInit();
     };
-    Remover.OnIdle = [&] {
-        Family()->DeleteComponent(&Neighbour, nullptr);
-        Family()->DeleteComponent(&Remover, nullptr);
+    remover.onIdle = [&] {
+        Family()->DeleteComponent(&neighbour, nullptr);
+        Family()->DeleteComponent(&remover, nullptr);
     };
-    m_pSystem->RunOnce();
-    EXPECT_EQ(First.Idles, 1);
-    EXPECT_EQ(Second.Idles, 1);
-    EXPECT_EQ(Last.Idles, 1);
-    EXPECT_EQ(First.Inits, 2);
-    EXPECT_EQ(First.NClients(), 0);
-    EXPECT_EQ(m_pSystem->NDoorLock(COMPONENT_FILTER_ALL), 1);
-    EXPECT_EQ(m_pSystem->Events().Count(), 1u);
+    m_system->RunOnce();
+    EXPECT_EQ(first.idles, 1);
+    EXPECT_EQ(second.idles, 1);
+    EXPECT_EQ(last.idles, 1);
+    EXPECT_EQ(first.inits, 2);
+    EXPECT_EQ(first.NClients(), 0);
+    EXPECT_EQ(m_system->NDoorLock(COMPONENT_FILTER_ALL), 1);
+    EXPECT_EQ(m_system->Events().Count(), 1u);
 
-    std::thread([&] { m_pSystem->OnSystemExit1("worker", 1, 0); }).join();
-    EXPECT_TRUE(m_pSystem->IdleCallsOn());
-    EXPECT_EQ(m_Journal.TakeReports().size(), 1u) << "refused";
+    std::thread([&] { m_system->OnSystemExit1("worker", 1, 0); }).join();
+    EXPECT_TRUE(m_system->IdleCallsOn());
+    EXPECT_EQ(m_journal.TakeReports().size(), 1u) << "refused";
 }
 
 TEST_F(SystemTest, RestartAndRemovalJoinWorkersThatSleep)
 {
-    devhost::WorkerSleeper Sleeper;
-    devhost::TheFramework().pSleeper = &Sleeper;
-    const auto Accounts = RestartWithTwo(true);
-    FakeInterface &First = Accounts.first, &Second = Accounts.second;
-    const auto AwaitRuns = [](FakeInterface& Account, int Runs) {
-        while (Account.Runs < Runs || Account.Running == 0)
+    devhost::WorkerSleeper sleeper;
+    devhost::TheFramework().sleeper = &sleeper;
+    const auto accounts = RestartWithTwo(true);
+    FakeInterface &first = accounts.first, &second = accounts.second;
+    const auto awaitRuns = [](FakeInterface& account, int runs) {
+        while (account.runs < runs || account.running == 0)
             std::this_thread::yield();
     };
-    AwaitRuns(First, 1);
-    AwaitRuns(Second, 1);
-    m_pSystem->OnSystemExit1("test", 1, 0);
-    EXPECT_EQ(First.Running + Second.Running, 0);
-    First.OnRun = [] { throw 1; }; // ends that worker, and nothing else
-    m_pSystem->OnSystemInit();
-    m_pSystem->OnPostSystemInit();
-    AwaitRuns(First, 2);
-    AwaitRuns(Second, 2);
+    awaitRuns(first, 1);
+    awaitRuns(second, 1);
+    m_system->OnSystemExit1("test", 1, 0);
+    EXPECT_EQ(first.running + second.running, 0);
+    first.onRun = [] { throw 1; }; // ends that worker, and nothing else
+    m_system->OnSystemInit();
+    m_system->OnPostSystemInit();
+    awaitRuns(first, 2);
+    awaitRuns(second, 2);
 
-    int LastIdles = 0;
-    First.OnIdle = [&] {
-        if (LastIdles++ == 0)
-            First.OnRun = [] {}; // its worker is joined
+    int lastIdles = 0;
+    first.onIdle = [&] {
+        if (lastIdles++ == 0)
+            first.onRun = [] {}; // its worker is joined
         RestartInPlace();
     };
-    EXPECT_TRUE(m_pSystem->RemoveInterface(First.BridgeID()));
-    EXPECT_GT(LastIdles, 0) << "its last reply may hold what its siblings need";
+    EXPECT_TRUE(m_system->RemoveInterface(first.BridgeID()));
+    EXPECT_GT(lastIdles, 0) << "its last reply may hold what its siblings need";
     EXPECT_EQ(
-        m_Journal.TakeReports(),
+        m_journal.TakeReports(),
         std::vector<std::string>{"worker 1: the worker ended by an error: an exception of an unknown type"});
-    Second.OnIdle = [&] {
-        EXPECT_EQ(Second.Running, 0);
-        Second.Token = "last-reply";
+    second.onIdle = [&] {
+        EXPECT_EQ(second.running, 0);
+        second.token = "last-reply";
         RestartInPlace();
     };
-    EXPECT_EQ(m_pSystem->Stop(), "");
-    EXPECT_EQ(Second.Running, 0);
-    EXPECT_FALSE(m_pSystem->IdleCallsOn());
-    EXPECT_NE(m_Store.Text.value_or("").find("last-reply"), std::string::npos);
-    m_pSystem.reset(); // before the sleeper
+    EXPECT_EQ(m_system->Stop(), "");
+    EXPECT_EQ(second.running, 0);
+    EXPECT_FALSE(m_system->IdleCallsOn());
+    EXPECT_NE(m_store.text.value_or("").find("last-reply"), std::string::npos);
+    m_system.reset(); // before the sleeper
 }
 
 TEST_F(SystemTest, LocksJoinOneListOnceAndLeaveItWithTheirAccountOrTheirLife)
 {
-    const auto Accounts = RestartWithTwo();
-    FakeInterface &First = Accounts.first, &Second = Accounts.second;
-    FakeLock& Lock = AddLock(First, "a");
-    FakeLock& Kept = AddLock(Second, "b");
-    First.AddClient(&Lock);
-    First.AddClient(nullptr);
-    Second.RemoveClient(&Lock);
-    EXPECT_EQ(First.NClients(), 1) << "only its own list lets a client go";
-    const std::string State = First.NewState();
-    ASSERT_TRUE(m_pSystem->RemoveInterface(First.BridgeID()));
-    EXPECT_FALSE(m_pSystem->RemoveInterface(12345));
-    EXPECT_EQ(Lock.Bridge(), nullptr);
-    EXPECT_EQ(Kept.Bridge(), Second.NetworkBridge());
-    EXPECT_EQ(m_pSystem->Events().Count(), 1u);
-    EXPECT_EQ(m_pSystem->TakeOAuthState(State), nullptr);
+    const auto accounts = RestartWithTwo();
+    FakeInterface &first = accounts.first, &second = accounts.second;
+    FakeLock& lock = AddLock(first, "a");
+    FakeLock& kept = AddLock(second, "b");
+    first.AddClient(&lock);
+    first.AddClient(nullptr);
+    second.RemoveClient(&lock);
+    EXPECT_EQ(first.NClients(), 1) << "only its own list lets a client go";
+    const std::string state = first.NewState();
+    ASSERT_TRUE(m_system->RemoveInterface(first.BridgeID()));
+    EXPECT_FALSE(m_system->RemoveInterface(12345));
+    EXPECT_EQ(lock.Bridge(), nullptr);
+    EXPECT_EQ(kept.Bridge(), second.NetworkBridge());
+    EXPECT_EQ(m_system->Events().Count(), 1u);
+    EXPECT_EQ(m_system->TakeOAuthState(state), nullptr);
 
-    FakeInterface& Third = AddInterface();
-    Third.AddClient(&Lock); // claimed, and then by yet another one
-    Second.AddClient(&Lock);
-    EXPECT_EQ(Third.NClients(), 0);
-    EXPECT_EQ(Second.Client(1), &Lock);
-    EXPECT_EQ(Second.Client(2), nullptr);
-    EXPECT_EQ(Second.Client(-1), nullptr);
-    Family()->DeleteComponent(&Lock, nullptr);
-    EXPECT_EQ(Second.NClients(), 1);
+    FakeInterface& third = AddInterface();
+    third.AddClient(&lock); // claimed, and then by yet another one
+    second.AddClient(&lock);
+    EXPECT_EQ(third.NClients(), 0);
+    EXPECT_EQ(second.Client(1), &lock);
+    EXPECT_EQ(second.Client(2), nullptr);
+    EXPECT_EQ(second.Client(-1), nullptr);
+    Family()->DeleteComponent(&lock, nullptr);
+    EXPECT_EQ(second.NClients(), 1);
 }
 
 TEST_F(SystemTest, AClientListGrowsAndShrinksInOrderUnderAWalkOfAnotherThread)
 {
     Restart();
-    FakeInterface& Account = AddInterface();
-    std::list<CBridgeClient> Clients;
+    FakeInterface& account = AddInterface();
+    std::list<CBridgeClient> clients;
     std::atomic<bool> Done{false};
     std::thread Walker([&] { // for the race detector
         while (!Done) {
-            for (int i = 0; i < Account.NClients(); ++i)
-                Account.Client(i);
+            for (int i = 0; i < account.NClients(); ++i)
+                account.Client(i);
         }
     });
     for (int i = 0; i < 40; ++i)
-        Account.AddClient(&Clients.emplace_back(kFakeInterfaceType, 0));
-    Clients.pop_front();
-    Clients.erase(std::next(Clients.begin(), 20));
-    Clients.pop_back();
+        account.AddClient(&clients.emplace_back(kFakeInterfaceType, 0));
+    clients.pop_front();
+    clients.erase(std::next(clients.begin(), 20));
+    clients.pop_back();
     Done = true;
     Walker.join();
-    ASSERT_EQ(Account.NClients(), 37);
-    for (int i = 0; const CBridgeClient& Left : Clients)
-        EXPECT_EQ(Account.Client(i++), &Left);
+    ASSERT_EQ(account.NClients(), 37);
+    for (int i = 0; const CBridgeClient& left : clients)
+        EXPECT_EQ(account.Client(i++), &left);
 }
 
 TEST_F(SystemTest, OAuthStatesAreRandomBoundAndUsedOnce)
 {
-    const auto Accounts = RestartWithTwo();
-    FakeInterface &First = Accounts.first, &Second = Accounts.second;
-    EXPECT_TRUE(m_pSystem->GetOAuthState(12345).IsEmpty()) << "no bridge, no state";
-    const std::string Oldest = First.NewState();
-    const std::string Other = Second.NewState();
-    EXPECT_GE(Oldest.size(), 32u);
-    EXPECT_NE(Oldest, Other);
-    std::string Kept = First.NewState();
+    const auto accounts = RestartWithTwo();
+    FakeInterface &first = accounts.first, &second = accounts.second;
+    EXPECT_TRUE(m_system->GetOAuthState(12345).IsEmpty()) << "no bridge, no state";
+    const std::string oldest = first.NewState();
+    const std::string other = second.NewState();
+    EXPECT_GE(oldest.size(), 32u);
+    EXPECT_NE(oldest, other);
+    std::string kept = first.NewState();
     for (int i = 0; i < 15; ++i)
-        First.NewState();
-    EXPECT_EQ(m_pSystem->TakeOAuthState(Oldest), nullptr) << "pushed out by newer ones of its bridge";
-    EXPECT_EQ(m_pSystem->TakeOAuthState(Kept), First.NetworkBridge());
-    EXPECT_EQ(m_pSystem->TakeOAuthState(Other), Second.NetworkBridge());
-    EXPECT_EQ(m_pSystem->TakeOAuthState(Other), nullptr) << "used";
+        first.NewState();
+    EXPECT_EQ(m_system->TakeOAuthState(oldest), nullptr) << "pushed out by newer ones of its bridge";
+    EXPECT_EQ(m_system->TakeOAuthState(kept), first.NetworkBridge());
+    EXPECT_EQ(m_system->TakeOAuthState(other), second.NetworkBridge());
+    EXPECT_EQ(m_system->TakeOAuthState(other), nullptr) << "used";
 }
 
 TEST_F(SystemTest, APageOutlivesTheRestartThatStoringItLeadsTo)
 {
     Restart();
-    FakeInterface& Account = AddInterface();
-    int Stored = -1;
-    Account.OnStore = [&](int Selected) {
-        Stored = Selected;
+    FakeInterface& account = AddInterface();
+    int stored = -1;
+    account.onStore = [&](int selected) {
+        stored = selected;
         RestartInPlace();
-        m_pSystem->Pages().Open(Account.BridgeID(), Account); // another build meanwhile
+        m_system->Pages().Open(account.BridgeID(), account); // another build meanwhile
     };
-    const auto pPage = m_pSystem->Pages().Open(Account.BridgeID(), Account);
+    const auto page = m_system->Pages().Open(account.BridgeID(), account);
     using Values = devhost::PropertyPage::Values;
-    for (const Values& Refused : {Values{{2001, 2}}, Values{{2001, std::string("Cabin")}},
+    for (const Values& refused : {Values{{2001, 2}}, Values{{2001, std::string("Cabin")}},
                                   Values{{2000, std::string("x")}}, Values{{4711, 0}}})
-        EXPECT_TRUE(pPage->Store(Account, Refused)) << Refused.begin()->first;
-    EXPECT_EQ(Stored, -1);
-    EXPECT_FALSE(pPage->Store(Account, {{2001, 1}}));
-    EXPECT_EQ(Stored, 1);
-    pPage->Refresh();
-    EXPECT_EQ(pPage->Set().Property(2001)->Choices().size(), 2u) << "cleared before it is filled again";
+        EXPECT_TRUE(page->Store(account, refused)) << refused.begin()->first;
+    EXPECT_EQ(stored, -1);
+    EXPECT_FALSE(page->Store(account, {{2001, 1}}));
+    EXPECT_EQ(stored, 1);
+    page->Refresh();
+    EXPECT_EQ(page->Set().Property(2001)->Choices().size(), 2u) << "cleared before it is filled again";
 }
 
 TEST_F(SystemTest, PagesThatChangeEachOtherAreBuiltAfterTheirNoticeAtABoundedRateAndThenClosed)
 {
-    support::ManualClock Clock;
-    const auto Accounts = RestartWithTwo();
-    FakeInterface &First = Accounts.first, &Second = Accounts.second;
-    int Builds = 0;
-    for (FakeInterface* pAccount : {&First, &Second}) {
-        m_pSystem->Pages().Open(pAccount->BridgeID(), *pAccount);
-        pAccount->OnBuild = [&] {
-            ++Builds;
-            m_pSystem->NotifyConfigChanged("test", 1); // as if the sibling's list had been emptied
+    support::ManualClock clock;
+    const auto accounts = RestartWithTwo();
+    FakeInterface &first = accounts.first, &second = accounts.second;
+    int builds = 0;
+    for (FakeInterface* account : {&first, &second}) {
+        m_system->Pages().Open(account->BridgeID(), *account);
+        account->onBuild = [&] {
+            ++builds;
+            m_system->NotifyConfigChanged("test", 1); // as if the sibling's list had been emptied
         };
     }
-    First.OnIdle = [&] {
-        First.OnIdle = [] {};
-        m_pSystem->NotifyConfigChanged("test", 1);
+    first.onIdle = [&] {
+        first.onIdle = [] {};
+        m_system->NotifyConfigChanged("test", 1);
     };
-    Clock.Advance(devhost::OpenPages::kRebuildMs);
-    m_pSystem->RunOnce();
-    EXPECT_EQ(Builds, 0) << "not in the round of the notice, which may still be changing what they show";
-    const auto Run = [&](int Rounds) {
-        for (int Round = 0; Round < Rounds; ++Round) {
-            m_pSystem->RunOnce();
-            Clock.Advance(50);
+    clock.Advance(devhost::OpenPages::kRebuildMs);
+    m_system->RunOnce();
+    EXPECT_EQ(builds, 0) << "not in the round of the notice, which may still be changing what they show";
+    const auto run = [&](int rounds) {
+        for (int round = 0; round < rounds; ++round) {
+            m_system->RunOnce();
+            clock.Advance(50);
         }
     };
-    Run(100);
-    EXPECT_EQ(Builds, 2) << "once each in five seconds";
-    Run(2);
-    EXPECT_EQ(Builds, 4);
-    Run(10000);
-    EXPECT_LE(Builds, 2 * 24) << "pages that nobody looks at are closed after two minutes";
+    run(100);
+    EXPECT_EQ(builds, 2) << "once each in five seconds";
+    run(2);
+    EXPECT_EQ(builds, 4);
+    run(10000);
+    EXPECT_LE(builds, 2 * 24) << "pages that nobody looks at are closed after two minutes";
 }

@@ -10,94 +10,94 @@
 namespace
 {
 
-TEST(QXObList, InsertsAndRemovesAtEveryPosition)
+TEST(QXObListTest, InsertsAndRemovesAtEveryPosition)
 {
-    char Letters[] = "ABCDE";
-    const auto Show = [](const CQXObList& List) {
-        std::string Text;
-        for (CQXPos* pPos = List.GetHeadPosition(); pPos;)
-            Text += *static_cast<char*>(List.GetNext(pPos));
-        EXPECT_EQ(static_cast<int>(Text.size()), List.GetCount());
-        return Text;
+    char letters[] = "ABCDE";
+    const auto show = [](const CQXObList& list) {
+        std::string text;
+        for (CQXPos* pos = list.GetHeadPosition(); pos;)
+            text += *static_cast<char*>(list.GetNext(pos));
+        EXPECT_EQ(static_cast<int>(text.size()), list.GetCount());
+        return text;
     };
     for (int i = 0; i <= 3; ++i) {
-        CQXObList List;
-        for (int iLetter = 0; iLetter < 3; ++iLetter)
-            List.AddTail(&Letters[iLetter]);
-        List.InsertBefore(List.FindIndex(i), &Letters[3]); // 3 is behind the end
-        EXPECT_EQ(Show(List),
-                  std::string(Letters, Letters + i) + "D" + std::string(Letters + i, Letters + 3));
-        CQXPos* pPos = List.FindIndex(i);
-        EXPECT_EQ(List.RemoveAt(pPos), &Letters[3]);
-        EXPECT_EQ(List.GetAt(pPos), i < 3 ? &Letters[i] : nullptr) << "the position is the next one's";
-        List.AddTail(&Letters[4]);
-        EXPECT_EQ(Show(List), "ABCE") << i;
-        pPos = List.FindIndex(-1);
-        EXPECT_EQ(List.RemoveAt(pPos), nullptr);
+        CQXObList list;
+        for (int letterIndex = 0; letterIndex < 3; ++letterIndex)
+            list.AddTail(&letters[letterIndex]);
+        list.InsertBefore(list.FindIndex(i), &letters[3]); // 3 is behind the end
+        EXPECT_EQ(show(list),
+                  std::string(letters, letters + i) + "D" + std::string(letters + i, letters + 3));
+        CQXPos* pos = list.FindIndex(i);
+        EXPECT_EQ(list.RemoveAt(pos), &letters[3]);
+        EXPECT_EQ(list.GetAt(pos), i < 3 ? &letters[i] : nullptr) << "the position is the next one's";
+        list.AddTail(&letters[4]);
+        EXPECT_EQ(show(list), "ABCE") << i;
+        pos = list.FindIndex(-1);
+        EXPECT_EQ(list.RemoveAt(pos), nullptr);
     }
 }
 
-TEST(QXMSG, AnItemOfTheOtherTypeStays)
+TEST(QXMSGTest, AnItemOfTheOtherTypeStays)
 {
-    CQXMSG Message;
-    Message.PutInt(5);
-    Message.PutString("five");
-    EXPECT_TRUE(Message.GetString().IsEmpty());
-    EXPECT_EQ(Message.GetInt(), 5);
-    EXPECT_EQ(Message.GetInt(), -1);
-    EXPECT_STREQ(Message.GetString(), "five");
+    CQXMSG message;
+    message.PutInt(5);
+    message.PutString("five");
+    EXPECT_TRUE(message.GetString().IsEmpty());
+    EXPECT_EQ(message.GetInt(), 5);
+    EXPECT_EQ(message.GetInt(), -1);
+    EXPECT_STREQ(message.GetString(), "five");
 }
 
-TEST(QXString, BuffersBelongToTheCaller)
+TEST(QXStringTest, BuffersBelongToTheCaller)
 {
     CQXString s("x");
-    char* pText = s.DetachOwnership();
+    char* text = s.DetachOwnership();
     EXPECT_TRUE(s.IsEmpty());
-    EXPECT_STREQ(pText, "x");
-    CQXString::Free(pText);
+    EXPECT_STREQ(text, "x");
+    CQXString::Free(text);
 
-    const char* const pUtf8 = "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x94\x92";
-    wchar_t* pWide = CQXString::ConvertTowchar_t(pUtf8);
-    pText = CQXString::ConvertTochar(pWide);
-    EXPECT_STREQ(pWide, L"a\u00e9\u20ac\U0001f512");
-    EXPECT_STREQ(pText, pUtf8);
-    EXPECT_STREQ(CQXString(pWide), pUtf8);
-    CQXString::Free(pWide);
-    CQXString::Free(pText);
+    const char* const utf8 = "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x94\x92";
+    wchar_t* wide = CQXString::ConvertTowchar_t(utf8);
+    text = CQXString::ConvertTochar(wide);
+    EXPECT_STREQ(wide, L"a\u00e9\u20ac\U0001f512");
+    EXPECT_STREQ(text, utf8);
+    EXPECT_STREQ(CQXString(wide), utf8);
+    CQXString::Free(wide);
+    CQXString::Free(text);
 }
 
-TEST(QXString, FormatTakesAnyLengthAndItsOwnText)
+TEST(QXStringTest, FormatTakesAnyLengthAndItsOwnText)
 {
-    for (const std::size_t cb : {0U, 511U, 512U, 3000000U}) {
-        const std::string Long(cb, 'x');
+    for (const std::size_t size : {0U, 511U, 512U, 3000000U}) {
+        const std::string longText(size, 'x');
         CQXString s;
-        s.Format("%s", Long.c_str());
+        s.Format("%s", longText.c_str());
         s.Format("<%s>", static_cast<char*>(s));
-        EXPECT_EQ(static_cast<char*>(s), "<" + Long + ">") << cb;
+        EXPECT_EQ(static_cast<char*>(s), "<" + longText + ">") << size;
     }
     CQXString s("old");
-    const char* volatile pNull = nullptr; // volatile, or the compiler refuses what is tried here
-    s.Format("[%s] 100%% %d:%%s", pNull, -7);
+    const char* volatile null = nullptr; // volatile, or the compiler refuses what is tried here
+    s.Format("[%s] 100%% %d:%%s", null, -7);
     EXPECT_STREQ(s, "[(null)] 100% -7:%s");
 }
 
-TEST(QXString, ComparesFoldOnlyAsciiLetters)
+TEST(QXStringTest, ComparesFoldOnlyAsciiLetters)
 {
     EXPECT_EQ(CQXString("NULL").CompareNoCase("null"), 0);
     EXPECT_LT(CQXString("NULL").Compare("null"), 0);
-    for (const auto& [pLess, pMore] :
+    for (const auto& [less, more] :
          {std::pair{"a", "AB"}, {"Z", "\xC3\xA4"}, {"\xC3\x84", "\xC3\xA4"}, {"[", "{"}, {"a_", "aZ"}}) {
-        EXPECT_LT(CQXString(pLess).CompareNoCase(pMore), 0) << pLess;
-        EXPECT_GT(CQXString(pMore).CompareNoCase(pLess), 0) << pLess;
+        EXPECT_LT(CQXString(less).CompareNoCase(more), 0) << less;
+        EXPECT_GT(CQXString(more).CompareNoCase(less), 0) << less;
     }
 }
 
-TEST(QXString, ObfuscateHidesEveryByteOfEverySecret)
+TEST(QXStringTest, ObfuscateHidesEveryByteOfEverySecret)
 {
     const struct {
-        const char* pText;
-        std::vector<CQXString> Secrets;
-        const char* pResult;
+        const char* text;
+        std::vector<CQXString> secrets;
+        const char* result;
     } kRows[] = {
         {"a secret b secret", {"secret"}, "a *** b ***"},
         {"abc", {"", "x"}, "abc"},
@@ -105,12 +105,12 @@ TEST(QXString, ObfuscateHidesEveryByteOfEverySecret)
         {"abcde", {"abc", "cde"}, "***"},    // overlapping
         {"aaaa b", {"aa"}, "*** b"},         // overlapping itself
     };
-    for (const auto& Row : kRows) {
-        CQXObList List;
-        for (const CQXString& Secret : Row.Secrets)
-            List.AddTail(const_cast<CQXString*>(&Secret));
-        CQXString s(Row.pText);
-        EXPECT_STREQ(CQXString::Obfuscate(&s, &List), Row.pResult) << Row.pText;
+    for (const auto& row : kRows) {
+        CQXObList list;
+        for (const CQXString& secret : row.secrets)
+            list.AddTail(const_cast<CQXString*>(&secret));
+        CQXString s(row.text);
+        EXPECT_STREQ(CQXString::Obfuscate(&s, &list), row.result) << row.text;
     }
     CQXString s("all of it");
     EXPECT_STREQ(CQXString::Obfuscate(&s, nullptr), "***");
