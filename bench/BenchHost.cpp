@@ -5,7 +5,7 @@
 #include "devhost/framework/record/MemoryFile.h"
 #include "devhost/framework/seams/Framework.h"
 #include "devhost/framework/values/JsonParser.h"
-#include "support/TestHost.h"
+#include "tests/support/TestHost.h"
 
 #include <cstdarg>
 #include <cstdio>

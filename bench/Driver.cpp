@@ -5,7 +5,7 @@
 #include "devhost/framework/diagnostics/DiagnosticLog.h"
 #include "devhost/framework/values/JsonParser.h"
 #include "host/JSON.h"
-#include "support/Clock.h"
+#include "tests/support/Clock.h"
 
 #include <benchmark/benchmark.h>
 

@@ -79,6 +79,7 @@ int CVestaraInterface::WalkCandidates(const CQXString& sID)
     const CQXString sOwnID = LocationID();
     const std::vector<CSibling> Siblings = OtherAccounts();
     std::vector<CWantedText> Served; // the texts are the siblings'
+    Served.reserve(Siblings.size());
     for (const CSibling& Other : Siblings)
         Served.emplace_back(Other.m_sLocationID);
     CQXObList& Locations = m_Locations.Live();

@@ -70,7 +70,7 @@ int CVestaraInterface::GenerateMessage(CVestaraCommand* pCommand, CQXString* pBo
     pBody->Empty();
     CJSONObject Root(CJSONObject::KIND_OBJECT);
     const CommandID eCommand = pCommand->GetCommandID();
-    const CQXString sUserID = pCommand->UserID();
+    const CQXString& sUserID = pCommand->UserID();
 
     if (eCommand == CMD_ACCESS_PERSON_CREATE) {
         // The cloud has no id for this person yet, so the command names the controller's user slot.

@@ -35,7 +35,7 @@ public:
     int CommandUser() const { return m_iCommandUser; } // what RegisterUnlockCommand was last given
 
     // Users of the controller that may use this lock, by user id.
-    int IsUserEnabled(int iUserID) const { return m_EnabledUsers.count(iUserID) ? 1 : 0; }
+    int IsUserEnabled(int iUserID) const { return m_EnabledUsers.contains(iUserID) ? 1 : 0; }
     void EnableUser(int iUserID, int bEnabled);
     const std::set<int>& EnabledUsers() const { return m_EnabledUsers; }
 

@@ -37,7 +37,7 @@ void CVestaraInterface::SetLocationIdx(int iIndex)
         return;
 
     // A negative index finds no pair: the selection stays, and the candidates are asked for again.
-    auto* pLocation = static_cast<const CLocationPair*>(Locations.GetAt(Locations.FindIndex(iIndex)));
+    const auto* pLocation = static_cast<const CLocationPair*>(Locations.GetAt(Locations.FindIndex(iIndex)));
     if (pLocation && m_sLocationID.Compare(pLocation->ID()) == 0)
         return;
     const bool bChanged = pLocation != nullptr;

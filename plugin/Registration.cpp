@@ -12,7 +12,7 @@ namespace
 CQXPos* Append(CQXObList* pList, auto pDefinition)
 {
     CQXPos* pPos = pList->AddTail(pDefinition.get());
-    pDefinition.release();
+    static_cast<void>(pDefinition.release());
     return pPos;
 }
 

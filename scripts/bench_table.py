@@ -72,8 +72,8 @@ def rows(results, library):
            "a million passes, 32,000 of them with a turn")
     for n in LOCKS:
         total, bare = results.ns(f"StatusReply/{n}"), results.ns(f"BareParse/Locks/{n}")
-        yield (f"status reply of {n:,} {'lock' if n == 1 else 'locks'} over its bare parse", total / bare, 2, "{:.2f}",
-               f"{total / 1e3:,.1f} us over {bare / 1e3:,.1f} us")
+        yield (f"status reply of {n:,} {'lock' if n == 1 else 'locks'} over its bare parse", total / bare, 2,
+               "{:.2f}", f"{total / 1e3:,.1f} us over {bare / 1e3:,.1f} us")
     for kind, name in ("Persons", "person list"), ("Accesses", "access list"):
         for n in ENTRIES:
             total, bare = results.ns(f"{kind}Reply/{n}"), results.ns(f"BareParse/{kind}/{n}")
@@ -82,9 +82,11 @@ def rows(results, library):
     for name, what in WORST.items():
         real, cpu = results.ns(f"TakeWorst/{name}", "real_time"), results.ns(f"TakeWorst/{name}")
         yield f"reply of 10,000 {what}", real / 1e6, 1000, "{:.0f} ms", f"{cpu / 1e6:,.0f} ms of CPU"
-    curl, full, resumed = (results.ns(name) for name in ("CurlRequest/Full", "HostRequest/Full", "HostRequest/Resumed"))
+    requests = ("CurlRequest/Full", "HostRequest/Full", "HostRequest/Resumed")
+    curl, full, resumed = (results.ns(name) for name in requests)
     yield ("request over TLS, resumed, over libcurl's", resumed / curl, 0.5, "{:.2f}",
-           f"{resumed / 1e3:,.0f} us of CPU over {curl / 1e3:,.0f} us; {full / 1e3:,.0f} us with a full handshake")
+           f"{resumed / 1e3:,.0f} us of CPU over {curl / 1e3:,.0f} us; "
+           f"{full / 1e3:,.0f} us with a full handshake")
     growth = math.log(results.ns("StatusReply/1000") / results.ns("StatusReply/10")) / math.log(100)
     yield "growth from 10 to 1,000 locks: exponent", growth, 1.1, "{:.2f}", ""
     yield "request assembled: status poll", results.ns("RequestAssembly/0") / 1e3, 5, "{:.2f} us", ""
@@ -94,8 +96,10 @@ def rows(results, library):
     yield "library, table of initialisers", initialisers(library), 8, "{:.0f} bytes", "8: the C runtime's own"
     yield ("memory a lock, host's part included", results.count("LockMemory", "bytes") / KIB, 4, "{:.2f} KB",
            "mean of 1,000 locks")
-    yield "memory a person", results.count("PersonMemory", "bytes") / KIB, 1, "{:.2f} KB", "mean of 1,000 persons"
-    yield "memory grown over a million polls", results.count("PollGrowth", "bytes"), 0, "{:.0f} bytes", "one lock"
+    yield ("memory a person", results.count("PersonMemory", "bytes") / KIB, 1, "{:.2f} KB",
+           "mean of 1,000 persons")
+    yield ("memory grown over a million polls", results.count("PollGrowth", "bytes"), 0, "{:.0f} bytes",
+           "one lock")
 
 
 def main():

@@ -1,7 +1,7 @@
-"""The tour: the driver at work against the cloud simulator, each step seen in the development host's own state.
+"""The tour: the driver at work against the cloud simulator, each step seen in the host's own state.
 
-Exit status: 0 when every step was seen, 1 when one was not, 2 for wrong options, 128 and the signal's number when
-a signal ends the tour, as Ctrl-C (130) and the terminal's end (129) do.
+Exit status: 0 when every step was seen, 1 when one was not, 2 for wrong options, 128 and the signal's number
+when a signal ends the tour, as Ctrl-C (130) and the terminal's end (129) do.
 """
 
 import argparse
@@ -158,7 +158,8 @@ class Tour:
         location = next(place["id"] for place in self.cloud("locations") if place["name"] == house)
         there = sum(lock["location_id"] == location for lock in self.cloud("locks"))
         if there != 2:
-            raise StepFailed(f"the tour wants a first house with two locks, and {house} of the fixture has {there}")
+            raise StepFailed("the tour wants a first house with two locks, "
+                             f"and {house} of the fixture has {there}")
         wait_for("two installed locks", lambda: len(self.locks()) == 2, 40)
         name = wait_for("the interface named after its house", lambda: self.interface_named(house), 20)
         self.screen.seen(f"the interface is now called: {name}")
@@ -314,7 +315,8 @@ class Tour:
         self.screen.step("The PIN is changed")
         changed = self.see_traces(["User's PinCode changed from", "ProcessingResponse [9]"])
         self.api.put(f"/users/{USER['slot']}", {"pin": USER["new_pin"]})
-        wait_for("the new PIN in the cloud", lambda: self.person_named(USER["name"])["pin"] == USER["new_pin"], 30)
+        wait_for("the new PIN in the cloud",
+                 lambda: self.person_named(USER["name"])["pin"] == USER["new_pin"], 30)
         wait_for("the host's side of it", changed, 30)
         if self.enter_pin(front, USER["pin"]) or not self.enter_pin(front, USER["new_pin"]):
             raise StepFailed("the lock does not follow the change of the PIN")
@@ -336,7 +338,8 @@ class Tour:
 
     def empty_slot(self):
         self.screen.step("The slot is emptied")
-        deleted = self.see_traces([f"No user found at index [{USER['slot']}] - removing from cloud", "] Deleted"])
+        deleted = self.see_traces([f"No user found at index [{USER['slot']}] - removing from cloud",
+                                   "] Deleted"])
         self.api.delete(f"/users/{USER['slot']}")
         wait_for("the person gone from the cloud", lambda: not self.person_named(USER["name"]), 30)
         wait_for("the host's side of it", deleted, 30)
@@ -394,8 +397,8 @@ def port_number(text):
 
 def options():
     """The command line. The help is that of the script `run`, which can give it before there is a Python."""
-    parser = argparse.ArgumentParser(prog="run", usage="./run [options]; ./run --help lists them", add_help=False,
-                                     allow_abbrev=False)
+    parser = argparse.ArgumentParser(prog="run", usage="./run [options]; ./run --help lists them",
+                                     add_help=False, allow_abbrev=False)
     parser.add_argument("--tour", action="store_true")
     for name in ("--host-port", "--sim-port", "--admin-port"):
         parser.add_argument(name, type=port_number, default=0)
@@ -415,7 +418,8 @@ def check_port(option, port):
             probe.listen()
         except OSError as error:
             taken = error.errno == errno.EADDRINUSE
-            raise WrongOption(f"{option} {port}: " + ("another program has this port" if taken else error.strerror),
+            why = "another program has this port" if taken else error.strerror
+            raise WrongOption(f"{option} {port}: {why}",
                               f"give another port, or leave {option} out to take a free one.") from error
 
 
@@ -428,7 +432,8 @@ def owner_of(path):
 
 
 def check_folder(folder, text, advice):
-    """Makes the folder when it is missing; WrongOption with the text and the reason when files cannot be put there."""
+    """Makes the folder when it is missing; WrongOption with the text and the reason when no files can be put
+    there."""
     try:
         os.makedirs(folder, exist_ok=True)
         tempfile.TemporaryFile(dir=folder).close()
@@ -438,7 +443,8 @@ def check_folder(folder, text, advice):
 
 
 def check_options(args):
-    """Raises WrongOption for a value that the programs could not use, so that the complaint names the option given."""
+    """Raises WrongOption for a value that the programs could not use, so that the complaint names the option
+    given."""
     ports = {}
     for option, port in (("--host-port", args.host_port), ("--sim-port", args.sim_port),
                          ("--admin-port", args.admin_port)):
@@ -451,8 +457,8 @@ def check_options(args):
     try:
         open(args.fixture, "rb").close()
     except OSError as error:
-        raise WrongOption(f"--fixture {args.fixture}: {error.strerror}", "give a JSON file, or leave --fixture out.") \
-            from error
+        raise WrongOption(f"--fixture {args.fixture}: {error.strerror}",
+                          "give a JSON file, or leave --fixture out.") from error
     if args.state_dir:
         check_folder(args.state_dir, f"--state-dir {args.state_dir}",
                      "give a folder that you may write to, or leave --state-dir out.")
@@ -477,7 +483,7 @@ def claim(folder):
 
 
 def state_folder(args):
-    """The folder of this run, claimed. Of the runs that had none given the oldest go, unless one is still up."""
+    """The folder of this run, claimed. Of the runs that had none given the oldest go, unless one is up."""
     if args.state_dir:
         folder = os.path.abspath(args.state_dir)
         if claim(folder) is None:

@@ -45,7 +45,8 @@ class Program:
         self._log = open(log_path, "ab")
         try:
             self.process = subprocess.Popen(
-                command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=self._log, start_new_session=True
+                command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=self._log,
+                start_new_session=True
             )
         except OSError as error:
             self._log.close()
@@ -61,7 +62,8 @@ class Program:
             return json.loads(lines[0])
         except (IndexError, ValueError) as error:
             self.stop()
-            raise StepFailed(f"{self.name} did not get ready; its last words:\n{self.last_words()}") from error
+            raise StepFailed(
+                f"{self.name} did not get ready; its last words:\n{self.last_words()}") from error
 
     def last_words(self, count=8):
         with open(self.log_path, encoding="utf-8", errors="replace") as log:
@@ -87,8 +89,8 @@ class Program:
 
 
 class JsonApi:
-    """A JSON API on loopback. Calls return the parsed reply; they raise Refused for an error reply and StepFailed for
-    none."""
+    """A JSON API on loopback. Calls return the parsed reply; they raise Refused for an error reply and
+    StepFailed for none."""
 
     def __init__(self, base):
         self.base = base
@@ -171,14 +173,16 @@ class Browser:
         return self.open(target, urllib.parse.urlencode(fields).encode())
 
 
-# Nothing that a script started outlives it, even when it is killed, and what is where comes as one line of JSON.
+# Nothing that a script started outlives it, even when it is killed, and what is where comes as one line of
+# JSON.
 END_AND_READY = ("--exit-with-parent", "--print-ready")
 
 
 class Setup:
     """One simulator and one development host that talks to it, with their folders below `state_dir`."""
 
-    def __init__(self, bin_dir, driver, state_dir, fixture, sim_port=0, admin_port=0, host_port=0, sim_options=()):
+    def __init__(self, bin_dir, driver, state_dir, fixture, sim_port=0, admin_port=0, host_port=0,
+                 sim_options=()):
         self.bin_dir = bin_dir
         self.driver = driver
         self.state_dir = state_dir
@@ -231,7 +235,7 @@ class Setup:
         return page, {item["id"]: item for item in page["properties"]}
 
     def choose_house(self, account, page, index):
-        """Answers that page with the choice of a house. Refused with 409 when its list of houses has changed."""
+        """Answers that page with the choice of a house; refused with 409 when its list has changed."""
         self.api.put(f"/interfaces/{account}/page", {"properties": {str(HOUSE): index}, "list": page["list"]})
 
     def authorise(self, account):

@@ -7,6 +7,7 @@
 #include "cloudsim/model/Paths.h"
 #include "cloudsim/model/Replies.h"
 #include "cloudsim/model/RequestChecks.h"
+#include "cloudsim/model/WorldJson.h"
 
 #include <algorithm>
 #include <charconv>
@@ -49,7 +50,7 @@ Json ReadBody(const Request& request)
     if (request.body.empty())
         return Json::object();
     const std::string_view type = request.FindHeader("Content-Type").value_or("");
-    if (type.substr(0, type.find(';')) != "application/json")
+    if (type.substr(0, type.find(';')) != kJsonMediaType)
         throw Refusal(415, "wrong_content_type", "the Content-Type header must be application/json");
     return ParseJsonBody(request);
 }
@@ -74,7 +75,7 @@ const std::vector<AdminApi::Route>& AdminApi::Routes()
 {
     static const std::vector<Route> routes = {
         {"GET",    "/admin/world",             &AdminApi::ShowWorld, "secrets"},
-        {"POST",   "/admin/save",              &AdminApi::SaveWorld},
+        {"POST",   kSavePath,                  &AdminApi::SaveWorld},
         {"POST",   "/admin/locks/*/turn",      &AdminApi::TurnKnob},
         {"POST",   "/admin/locks/*/battery",   &AdminApi::SetBattery},
         {"POST",   "/admin/locks/*/wifi",      &AdminApi::SetWifi},
@@ -153,11 +154,9 @@ Json AdminApi::SaveWorld(Call& call)
 Json AdminApi::TurnKnob(Call& call)
 {
     Lock& lock = RequireLock(call);
-    const auto state = ParseLockState(call.body.Text("state"));
-    if (!state)
-        throw FieldError("bad_value", "state", "must be \"locked\" or \"unlocked\"");
+    const LockState state = ReadLockState(call.body, "state");
     call.body.Finish();
-    cloudsim::TurnKnob(lock, *state, call.now);
+    cloudsim::TurnKnob(lock, state, call.now);
     return AdminLock(lock, false);
 }
 
@@ -246,10 +245,7 @@ Json AdminApi::AddFaults(Call& call)
 Json AdminApi::ListFaults(Call& call)
 {
     call.body.Finish();
-    Json list = Json::array();
-    for (const Fault& fault : m_faults.All())
-        list.push_back(FaultList::Write(fault));
-    return {{"faults", std::move(list)}};
+    return {{"faults", MakeArray(m_faults.All(), FaultList::Write)}};
 }
 
 Json AdminApi::ClearFaults(Call& call)

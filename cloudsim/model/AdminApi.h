@@ -8,10 +8,14 @@
 #include "cloudsim/model/World.h"
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace cloudsim
 {
+
+// The route that saves the world; the server answers it when a file is named.
+inline constexpr std::string_view kSavePath = "/admin/save";
 
 // The routes by which a test or a demonstration changes the world behind the cloud's back. They need no
 // token, so the server offers them on loopback only; requests must name a loopback host, and a request with a

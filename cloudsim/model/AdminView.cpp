@@ -2,35 +2,19 @@
 // AdminApi.cpp.
 #include "cloudsim/model/AdminView.h"
 
+#include "cloudsim/model/WorldJson.h"
+
 namespace cloudsim
 {
 namespace
 {
-
-Json Status(const LockStatus& status)
-{
-    return {{"state", ToText(status.state)},
-            {"power_level", status.powerLevel},
-            {"wifi_level", status.wifiLevel}};
-}
-
-Json Person(const AccessPerson& person, bool withSecrets)
-{
-    Json json = {
-        {"id", person.id}, {"name", person.name}, {"email", person.email ? Json(*person.email) : Json()}};
-    if (withSecrets)
-        json["pin"] = person.pin;
-    return json;
-}
 
 Json Tokens(const World& world, bool withSecrets)
 {
     Json json = {{"access_count", world.accessTokens.size()}, {"refresh_count", world.refreshTokens.size()}};
     if (!withSecrets)
         return json;
-    json["access"] = Json::array();
-    for (const AccessToken& token : world.accessTokens)
-        json["access"].push_back({{"token", token.token}, {"expires_at", FormatTimestamp(token.expiresAt)}});
+    json["access"] = MakeArray(world.accessTokens, AccessTokenJson);
     json["refresh"] = world.refreshTokens;
     return json;
 }
@@ -43,12 +27,12 @@ Json AdminLock(const Lock& lock, bool withSecrets)
                  {"name", lock.name},
                  {"location_id", lock.locationId},
                  {"serial_number", lock.serialNumber},
-                 {"physical", Status(lock.physical)},
-                 {"reported", Status(lock.reported)},
+                 {"physical", StatusJson(lock.physical)},
+                 {"reported", StatusJson(lock.reported)},
                  {"online", lock.online},
                  {"alive", lock.alive},
                  {"missed_heartbeats", lock.missedHeartbeats},
-                 {"pending", lock.pending ? Json(ToText(*lock.pending)) : Json()},
+                 {"pending", PendingJson(lock)},
                  {"heartbeat_interval", lock.heartbeatInterval.count()},
                  {"connected_at", FormatTimestamp(lock.connectedAt)},
                  {"updated_at", FormatTimestamp(lock.updatedAt)},
@@ -62,19 +46,11 @@ Json AdminWorld(const World& world, bool withSecrets, TimePoint now)
 {
     Json json = {{"time", FormatTimestamp(now)},
                  {"account", {{"name", world.accountName}, {"email", world.accountEmail}}}};
-    json["locations"] = Json::array();
-    for (const Location& location : world.locations)
-        json["locations"].push_back({{"id", location.id}, {"name", location.name}});
-    json["locks"] = Json::array();
-    for (const Lock& lock : world.locks)
-        json["locks"].push_back(AdminLock(lock, withSecrets));
-    json["access_persons"] = Json::array();
-    for (const AccessPerson& person : world.persons)
-        json["access_persons"].push_back(Person(person, withSecrets));
-    json["accesses"] = Json::array();
-    for (const Access& access : world.accesses)
-        json["accesses"].push_back(
-            {{"id", access.id}, {"access_person_id", access.personId}, {"accessible_id", access.lockId}});
+    json["locations"] = MakeArray(world.locations, LocationJson);
+    json["locks"] = MakeArray(world.locks, [=](const Lock& lock) { return AdminLock(lock, withSecrets); });
+    json["access_persons"] =
+        MakeArray(world.persons, [=](const AccessPerson& person) { return PersonJson(person, withSecrets); });
+    json["accesses"] = MakeArray(world.accesses, AccessJson);
     json["tokens"] = Tokens(world, withSecrets);
     return json;
 }

@@ -52,7 +52,7 @@ Response Cloud::Handle(const Request& request, TimePoint now)
 
 Response Cloud::HandleUnreadable(const Refusal& refusal, TimePoint now)
 {
-    const Response response = ErrorReply(refusal);
+    Response response = ErrorReply(refusal);
     m_log.Add("", "", response, now);
     return response;
 }

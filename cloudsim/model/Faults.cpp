@@ -3,6 +3,7 @@
 
 #include "cloudsim/model/Replies.h"
 
+#include <algorithm>
 #include <array>
 
 namespace cloudsim
@@ -22,16 +23,18 @@ constexpr std::array<KindName, 7> kKindNames = {{{FaultKind::Status, "status"},
                                                  {FaultKind::Truncate, "truncate"},
                                                  {FaultKind::BadJson, "bad_json"},
                                                  {FaultKind::Body, "body"}}};
+static_assert(std::ranges::is_sorted(kKindNames, {}, &KindName::kind) &&
+              kKindNames.size() == static_cast<std::size_t>(FaultKind::Body) + 1);
 
 FaultKind ReadKind(ObjectReader& reader)
 {
     const std::string text = reader.Text("kind");
-    for (const KindName& entry : kKindNames) {
-        if (entry.name == text)
-            return entry.kind;
-    }
-    throw FieldError("bad_value", reader.Path("kind"),
-                     "must be status, close, delay, cut, truncate, bad_json or body");
+    if (const auto known = std::ranges::find(kKindNames, text, &KindName::name); known != kKindNames.end())
+        return known->kind;
+    std::string names;
+    for (const KindName& entry : kKindNames)
+        names.append(names.empty() ? "" : &entry == &kKindNames.back() ? " or " : ", ").append(entry.name);
+    throw FieldError("bad_value", reader.Path("kind"), "must be " + names);
 }
 
 } // namespace
@@ -60,13 +63,8 @@ Fault FaultList::Read(const Json& json, const std::string& path)
 
 Json FaultList::Write(const Fault& fault)
 {
-    std::string_view kind;
-    for (const KindName& entry : kKindNames) {
-        if (entry.kind == fault.kind)
-            kind = entry.name;
-    }
     return {{"match", {{"method", fault.method ? Json(*fault.method) : Json()}, {"path", fault.pathPrefix}}},
-            {"kind", kind},
+            {"kind", kKindNames[static_cast<std::size_t>(fault.kind)].name},
             {"status", fault.status},
             {"delay_ms", fault.delay.count()},
             {"body", fault.body},

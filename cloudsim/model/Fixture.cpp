@@ -3,6 +3,7 @@
 
 #include "cloudsim/model/Json.h"
 #include "cloudsim/model/PersonRules.h"
+#include "cloudsim/model/WorldJson.h"
 
 #include <algorithm>
 #include <set>
@@ -15,7 +16,7 @@ namespace
 // Ids stand in paths as they are, so only letters that need no encoding are allowed.
 std::string ReadId(ObjectReader& reader, std::string_view key)
 {
-    const std::string id = reader.Text(key);
+    std::string id = reader.Text(key);
     const bool plain = std::ranges::all_of(id, [](char c) {
         return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' ||
                c == '_';
@@ -33,14 +34,6 @@ std::string ReadFilledText(ObjectReader& reader, std::string_view key)
     return text;
 }
 
-LockState ReadState(ObjectReader& reader, std::string_view key)
-{
-    const auto state = ParseLockState(reader.Text(key));
-    if (!state)
-        throw FieldError("bad_value", reader.Path(key), "must be \"locked\" or \"unlocked\"");
-    return *state;
-}
-
 TimePoint ReadTime(ObjectReader& reader, std::string_view key, TimePoint absent)
 {
     const auto text = reader.OptionalText(key);
@@ -54,7 +47,7 @@ TimePoint ReadTime(ObjectReader& reader, std::string_view key, TimePoint absent)
 
 LockStatus ReadStatus(ObjectReader& reader)
 {
-    return {.state = ReadState(reader, "state"),
+    return {.state = ReadLockState(reader, "state"),
             .powerLevel = static_cast<int>(reader.Integer("power_level", 0, 100)),
             .wifiLevel = static_cast<int>(reader.Integer("wifi_level", 0, 100))};
 }
@@ -84,7 +77,7 @@ Lock ReadLock(ObjectReader& reader, TimePoint now)
     lock.alive = reader.Boolean("alive", true);
     lock.missedHeartbeats = static_cast<int>(reader.Integer("missed_heartbeats", 0, 1000000, 0));
     if (reader.OptionalText("pending"))
-        lock.pending = ReadState(reader, "pending");
+        lock.pending = ReadLockState(reader, "pending");
     lock.connectedAt = ReadTime(reader, "connected_at", now);
     lock.updatedAt = ReadTime(reader, "updated_at", lock.connectedAt);
     lock.nextHeartbeat = ReadTime(reader, "next_heartbeat_at", lock.connectedAt + lock.heartbeatInterval);
@@ -202,44 +195,21 @@ Json SaveLock(const Lock& lock)
             {"state", ToText(lock.physical.state)},
             {"power_level", lock.physical.powerLevel},
             {"wifi_level", lock.physical.wifiLevel},
-            {"reported",
-             {{"state", ToText(lock.reported.state)},
-              {"power_level", lock.reported.powerLevel},
-              {"wifi_level", lock.reported.wifiLevel}}},
+            {"reported", StatusJson(lock.reported)},
             {"online", lock.online},
             {"alive", lock.alive},
             {"missed_heartbeats", lock.missedHeartbeats},
-            {"pending", lock.pending ? Json(ToText(*lock.pending)) : Json()},
+            {"pending", PendingJson(lock)},
             {"connected_at", FormatTimestamp(lock.connectedAt)},
             {"updated_at", FormatTimestamp(lock.updatedAt)},
             {"next_heartbeat_at", FormatTimestamp(lock.nextHeartbeat)}};
 }
 
-template <typename Item, typename Save>
-Json SaveList(const std::vector<Item>& items, Save save)
-{
-    Json list = Json::array();
-    for (const Item& item : items)
-        list.push_back(save(item));
-    return list;
-}
-
-Json savePerson(const AccessPerson& person)
-{
-    return {{"id", person.id},
-            {"name", person.name},
-            {"email", person.email ? Json(*person.email) : Json()},
-            {"pin", person.pin}};
-}
-
 Json SaveTokens(const World& world)
 {
-    const auto saveAccess = [](const AccessToken& token) {
-        return Json{{"token", token.token}, {"expires_at", FormatTimestamp(token.expiresAt)}};
-    };
     const auto saveRefresh = [](const std::string& token) { return Json{{"token", token}}; };
-    return {{"access", SaveList(world.accessTokens, saveAccess)},
-            {"refresh", SaveList(world.refreshTokens, saveRefresh)}};
+    return {{"access", MakeArray(world.accessTokens, AccessTokenJson)},
+            {"refresh", MakeArray(world.refreshTokens, saveRefresh)}};
 }
 
 } // namespace
@@ -257,18 +227,12 @@ World LoadWorld(std::string_view text, TimePoint now)
 
 std::string SaveWorld(const World& world)
 {
-    const auto saveLocation = [](const Location& location) {
-        return Json{{"id", location.id}, {"name", location.name}};
-    };
-    const auto saveAccess = [](const Access& access) {
-        return Json{
-            {"id", access.id}, {"access_person_id", access.personId}, {"accessible_id", access.lockId}};
-    };
+    const auto savePerson = [](const AccessPerson& person) { return PersonJson(person, true); };
     const Json document = {{"account", {{"name", world.accountName}, {"email", world.accountEmail}}},
-                           {"locations", SaveList(world.locations, saveLocation)},
-                           {"locks", SaveList(world.locks, SaveLock)},
-                           {"access_persons", SaveList(world.persons, savePerson)},
-                           {"accesses", SaveList(world.accesses, saveAccess)},
+                           {"locations", MakeArray(world.locations, LocationJson)},
+                           {"locks", MakeArray(world.locks, SaveLock)},
+                           {"access_persons", MakeArray(world.persons, savePerson)},
+                           {"accesses", MakeArray(world.accesses, AccessJson)},
                            {"tokens", SaveTokens(world)}};
     return document.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
 }

@@ -1,72 +1,53 @@
-// Encodes and decodes the texts of forms, addresses and HTML; what the fields mean is left to the callers.
+// Decodes forms and addresses by Boost.URL and escapes texts for HTML; what the fields mean is left to the
+// callers.
 #include "cloudsim/model/Forms.h"
 
 #include "cloudsim/model/Refusal.h"
 
 #include <algorithm>
-#include <charconv>
-#include <cstdint>
+#include <boost/url/authority_view.hpp>
+#include <boost/url/grammar/hexdig_chars.hpp>
+#include <boost/url/url.hpp>
 
 namespace cloudsim
 {
 namespace
 {
 
-bool IsUnreserved(char letter)
+namespace urls = boost::urls;
+
+// The text with an escape for each percent sign that begins none: Boost.URL takes no other.
+std::string EscapeLonePercents(std::string_view text)
 {
-    return (letter >= 'a' && letter <= 'z') || (letter >= 'A' && letter <= 'Z') ||
-           (letter >= '0' && letter <= '9') ||
-           std::string_view("-._~").find(letter) != std::string_view::npos;
+    std::string escaped;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        escaped += text[i];
+        const bool beginsEscape = text.size() - i > 2 && urls::grammar::hexdig_chars(text[i + 1]) &&
+                                  urls::grammar::hexdig_chars(text[i + 2]);
+        if (text[i] == '%' && !beginsEscape)
+            escaped += "25";
+    }
+    return escaped;
 }
 
 } // namespace
 
-std::string PercentDecode(std::string_view text)
-{
-    std::string decoded;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        std::uint8_t byte = 0;
-        if (text[i] == '%' && i + 2 < text.size()) {
-            const char* digits = text.data() + i + 1;
-            const auto [end, error] = std::from_chars(digits, digits + 2, byte, 16);
-            if (error == std::errc{} && end == digits + 2) {
-                decoded += static_cast<char>(byte);
-                i += 2;
-                continue;
-            }
-        }
-        decoded += text[i];
-    }
-    return decoded;
-}
-
-std::string PercentEncode(std::string_view text)
-{
-    static constexpr char digits[] = "0123456789ABCDEF";
-    std::string encoded;
-    for (char letter : text) {
-        if (IsUnreserved(letter)) {
-            encoded += letter;
-            continue;
-        }
-        const auto byte = static_cast<unsigned char>(letter);
-        encoded += {'%', digits[byte >> 4], digits[byte & 15]};
-    }
-    return encoded;
-}
-
 FormFields ParseForm(std::string_view text)
 {
     FormFields fields;
-    while (!text.empty()) {
-        const std::string_view part = text.substr(0, text.find('&'));
-        text.remove_prefix(std::min(text.size(), part.size() + 1));
-        const auto equals = part.find('=');
-        if (equals == std::string_view::npos)
+    if (text.empty())
+        return fields;
+    // A form may end with the sign that separates its fields, but not consist of it.
+    if (text.size() > 1 && text.ends_with('&'))
+        text.remove_suffix(1);
+    urls::url form;
+    form.set_encoded_query(EscapeLonePercents(text));
+    const urls::encoding_opts plusStays(false); // else a plus sign would become a blank
+    for (const urls::param& field : form.params(plusStays)) {
+        if (!field.has_value)
             throw Refusal(400, "malformed_form", "a form field has no '='");
-        const std::string name = PercentDecode(part.substr(0, equals));
-        if (!fields.emplace(name, PercentDecode(part.substr(equals + 1))).second)
-            throw Refusal(400, "duplicate_field", "form field '" + name.substr(0, 64) + "' comes twice");
+        if (!fields.emplace(field.key, field.value).second)
+            throw Refusal(400, "duplicate_field", "form field '" + field.key.substr(0, 64) + "' comes twice");
     }
     return fields;
 }
@@ -100,13 +81,12 @@ std::string EscapeHtml(std::string_view text)
 
 std::string_view HostWithoutPort(std::string_view authority)
 {
-    const auto colon = authority.find(':', authority.starts_with('[') ? authority.find(']') : 0);
-    if (colon == std::string_view::npos)
-        return authority;
-    const std::string_view port = authority.substr(colon + 1);
-    const bool isNumber = !port.empty() && port.size() <= 5 &&
-                          std::ranges::all_of(port, [](char digit) { return digit >= '0' && digit <= '9'; });
-    return isNumber ? authority.substr(0, colon) : std::string_view();
+    const auto parsed = urls::parse_authority(authority);
+    // The grammar of addresses also knows users, and ports of no digit and of many.
+    if (!parsed || parsed->has_userinfo() ||
+        (parsed->has_port() && (parsed->port().empty() || parsed->port().size() > 5)))
+        return {};
+    return parsed->encoded_host();
 }
 
 bool IsLoopbackHost(std::string_view host)

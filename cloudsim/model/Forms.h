@@ -10,21 +10,16 @@ namespace cloudsim
 // Name/value pairs of a query or a form body.
 using FormFields = std::map<std::string, std::string, std::less<>>;
 
-// Replaces "%41" by its byte. Other percent signs and the plus sign stay: controllers insert their values as
-// they are, so both may be part of a value.
-std::string PercentDecode(std::string_view text);
-
-// Encodes everything outside RFC 3986's unreserved characters (section 2.3).
-std::string PercentEncode(std::string_view text);
-
-// Splits "a=1&b=2" and decodes names and values. Throws Refusal (400) for a part without "=" and for a name
-// that comes twice.
+// Splits "a=1&b=2" and decodes names and values. Percent signs that begin no escape and plus signs stay:
+// controllers insert their values as they are, so both may be part of a value. Throws Refusal (400) for a
+// part without "=" and for a name that comes twice.
 FormFields ParseForm(std::string_view text);
 
 // Escapes a text for use in HTML content and quoted attribute values.
 std::string EscapeHtml(std::string_view text);
 
-// The host of "host" or "host:port"; an IPv6 address keeps its brackets. Empty when the port is no number.
+// The host of "host" or "host:port"; an IPv6 address keeps its brackets. Empty for any other text, and for a
+// port that is no number of up to five digits.
 std::string_view HostWithoutPort(std::string_view authority);
 
 // True for 127.0.0.1, [::1] and localhost.

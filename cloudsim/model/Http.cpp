@@ -16,11 +16,6 @@ namespace
 
 namespace http = boost::beast::http;
 
-bool SameName(std::string_view left, std::string_view right)
-{
-    return boost::beast::iequals({left.data(), left.size()}, {right.data(), right.size()});
-}
-
 Refusal ParseError(const boost::beast::error_code& error)
 {
     if (error == http::error::header_limit)
@@ -52,7 +47,7 @@ std::optional<std::string_view> Request::Query() const
 std::optional<std::string_view> Request::FindHeader(std::string_view name) const
 {
     for (const Header& header : headers) {
-        if (SameName(header.name, name))
+        if (boost::beast::iequals(header.name, name))
             return header.value;
     }
     return std::nullopt;
@@ -60,8 +55,8 @@ std::optional<std::string_view> Request::FindHeader(std::string_view name) const
 
 std::size_t Request::CountHeader(std::string_view name) const
 {
-    return static_cast<std::size_t>(
-        std::ranges::count_if(headers, [name](const Header& header) { return SameName(header.name, name); }));
+    return static_cast<std::size_t>(std::ranges::count_if(
+        headers, [name](const Header& header) { return boost::beast::iequals(header.name, name); }));
 }
 
 RequestReader::RequestReader() : m_parser(std::make_unique<Parser>())
@@ -125,9 +120,9 @@ std::string SerializeReply(const Response& response)
 {
     if (response.closeWithoutReply)
         return {};
-    const auto reason = http::obsolete_reason(http::int_to_status(static_cast<unsigned>(response.status)));
-    std::string bytes = "HTTP/1.1 " + std::to_string(response.status) + " " +
-                        std::string(reason.data(), reason.size()) + "\r\n";
+    const std::string reason =
+        http::obsolete_reason(http::int_to_status(static_cast<unsigned>(response.status)));
+    std::string bytes = "HTTP/1.1 " + std::to_string(response.status) + " " + reason + "\r\n";
     for (const Header& header : response.headers)
         bytes += header.name + ": " + header.value + "\r\n";
     // RFC 9110 section 8.6: a 204 reply carries no Content-Length.

@@ -14,8 +14,8 @@
 namespace cloudsim
 {
 
-inline constexpr std::size_t kMaxHeaderBytes = 16 * 1024;
-inline constexpr std::size_t kMaxBodyBytes = 1024 * 1024;
+inline constexpr std::size_t kMaxHeaderBytes = std::size_t{16} * 1024;
+inline constexpr std::size_t kMaxBodyBytes = std::size_t{1024} * 1024;
 
 struct Header {
     std::string name;

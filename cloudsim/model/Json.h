@@ -18,6 +18,16 @@ using Json = nlohmann::ordered_json;
 // Serialises without a throw; bytes that are no UTF-8 become the replacement character.
 std::string ToText(const Json& value);
 
+// The array of what the function makes of each item.
+template <typename Items, typename Make>
+Json MakeArray(const Items& items, Make make)
+{
+    Json list = Json::array();
+    for (const auto& item : items)
+        list.push_back(make(item));
+    return list;
+}
+
 // Arrays and objects may be nested this deep. What the routes and fixtures take needs five levels; copying,
 // comparing and writing a document recurse, so that an unbounded one would exhaust the stack.
 inline constexpr int kMaxJsonDepth = 64;

@@ -6,6 +6,8 @@
 #include "cloudsim/model/RequestChecks.h"
 
 #include <algorithm>
+#include <boost/url/encode.hpp>
+#include <boost/url/rfc/unreserved_chars.hpp>
 
 namespace cloudsim
 {
@@ -43,7 +45,8 @@ void CheckClient(const FormFields& fields)
 std::string Redirect(const std::string& redirectUri, const std::string& outcome, const std::string& state)
 {
     const char separator = redirectUri.find('?') == std::string::npos ? '?' : '&';
-    return redirectUri + separator + outcome + "&state=" + PercentEncode(state);
+    return redirectUri + separator + outcome +
+           "&state=" + boost::urls::encode(state, boost::urls::unreserved_chars);
 }
 
 template <typename Entries>
@@ -145,7 +148,7 @@ Response OAuthService::Token(const Request& request, TimePoint now)
     RequireMethod(request, "POST");
     RequirePlainTarget(request);
     RequireHost(request, m_options.oauthHost);
-    RequireAccept(request, "application/json");
+    RequireAccept(request, kJsonMediaType);
     RequireBody(request, kFormType);
     ForgetExpired(now);
     const FormFields fields = ParseForm(request.body);

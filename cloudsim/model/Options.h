@@ -16,8 +16,8 @@ inline constexpr std::string_view kClientSecret =
 
 // How the cloud behaves; fixed while it runs.
 struct Options {
-    std::string oauthHost = VESTARA_CLOUDSIM_OAUTH_HOST;
-    std::string apiHost = VESTARA_CLOUDSIM_API_HOST;
+    std::string oauthHost = VESTARA_OAUTH_HOST;
+    std::string apiHost = VESTARA_API_HOST;
     std::chrono::seconds tokenLifetime{7200};
     bool autoApprove = false;              // the authorize page redirects at once
     std::vector<std::string> redirectUris; // allowed besides loopback http addresses

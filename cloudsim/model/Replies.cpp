@@ -1,6 +1,8 @@
 // Builds the kinds of replies that the handlers give; when to give which is left to them.
 #include "cloudsim/model/Replies.h"
 
+#include "cloudsim/model/RequestChecks.h"
+
 namespace cloudsim
 {
 
@@ -8,7 +10,7 @@ Response JsonReply(int status, const Json& body)
 {
     Response response;
     response.status = status;
-    response.headers = {{"Content-Type", "application/json"}, {"Cache-Control", "no-store"}};
+    response.headers = {{"Content-Type", std::string(kJsonMediaType)}, {"Cache-Control", "no-store"}};
     response.body = ToText(body);
     return response;
 }

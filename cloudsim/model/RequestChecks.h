@@ -11,6 +11,7 @@
 namespace cloudsim
 {
 
+inline constexpr std::string_view kJsonMediaType = "application/json";
 inline constexpr std::string_view kRestMediaType = "application/vnd.vestara.v1+json";
 
 // The value of a header that must be there exactly once. status and code are those of the refusal.

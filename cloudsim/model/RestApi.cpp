@@ -62,7 +62,7 @@ Response RestApi::Handle(const Request& request, TimePoint now)
         if (route.method == "GET" || route.method == "DELETE")
             RequireNoBody(request);
         else
-            RequireBody(request, "application/json");
+            RequireBody(request, kJsonMediaType);
         return (this->*route.handler)(request, *ids);
     }
     if (allowed.empty())

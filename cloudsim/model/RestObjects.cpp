@@ -12,7 +12,7 @@ Json LocationObject(const Location& location)
 
 Json DeviceObject(const Lock& lock)
 {
-    return {{"type", "lock"},
+    return {{"type", kLockType},
             {"id", lock.id},
             {"attributes",
              {{"name", lock.name},
@@ -31,7 +31,7 @@ Json DeviceObject(const Lock& lock)
 
 Json PersonObject(const AccessPerson& person)
 {
-    return {{"type", "access_user"},
+    return {{"type", kPersonType},
             {"id", person.id},
             {"attributes",
              {{"name", person.name},
@@ -45,7 +45,7 @@ Json AccessObject(const Access& access)
             {"id", access.id},
             {"attributes",
              {{"accessible_id", access.lockId},
-              {"accessible_type", "lock"},
+              {"accessible_type", kLockType},
               {"access_person_id", access.personId}}}};
 }
 

@@ -3,10 +3,15 @@
 #include "cloudsim/model/Json.h"
 #include "cloudsim/model/World.h"
 
+#include <string_view>
 #include <vector>
 
 namespace cloudsim
 {
+
+// The types of objects that requests name too.
+inline constexpr std::string_view kLockType = "lock";
+inline constexpr std::string_view kPersonType = "access_user";
 
 // The objects of the REST API. Readers search an object depth first and take the first match, so "type" and
 // "id" come before the nested attributes, and the attributes hold no "id" or "type" of their own.
@@ -19,10 +24,7 @@ Json AccessObject(const Access& access);
 template <typename Item, typename MakeObject>
 Json ListObject(const std::vector<Item>& items, MakeObject makeObject)
 {
-    Json data = Json::array();
-    for (const Item& item : items)
-        data.push_back(makeObject(item));
-    return {{"data", std::move(data)}, {"meta", {{"count", items.size()}}}};
+    return {{"data", MakeArray(items, makeObject)}, {"meta", {{"count", items.size()}}}};
 }
 
 } // namespace cloudsim

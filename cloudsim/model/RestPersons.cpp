@@ -20,8 +20,8 @@ PersonFields ReadPerson(const Request& request, bool isNew)
     const Json body = ParseJsonBody(request);
     try {
         ObjectReader document(body, "");
-        if (isNew && document.Text("type") != "access_user")
-            throw FieldError("bad_value", "type", "must be \"access_user\"");
+        if (isNew && document.Text("type") != kPersonType)
+            throw FieldError("bad_value", "type", "must be \"" + std::string(kPersonType) + "\"");
         ObjectReader attributes = document.Object("attributes");
         PersonFields fields = ReadPersonFields(attributes, isNew);
         attributes.Finish();
@@ -39,8 +39,9 @@ std::string ReadGrantedLock(const Request& request)
         ObjectReader document(body, "");
         ObjectReader attributes = document.Object("attributes");
         std::string lockId = attributes.Text("accessible_id");
-        if (attributes.Text("accessible_type") != "lock")
-            throw FieldError("bad_value", attributes.Path("accessible_type"), "must be \"lock\"");
+        if (attributes.Text("accessible_type") != kLockType)
+            throw FieldError("bad_value", attributes.Path("accessible_type"),
+                             "must be \"" + std::string(kLockType) + "\"");
         attributes.Finish();
         document.Finish();
         return lockId;

@@ -13,10 +13,10 @@ std::string_view ToText(LockState state)
 
 std::optional<LockState> ParseLockState(std::string_view text)
 {
-    if (text == "locked")
-        return LockState::Locked;
-    if (text == "unlocked")
-        return LockState::Unlocked;
+    for (const LockState state : {LockState::Locked, LockState::Unlocked}) {
+        if (ToText(state) == text)
+            return state;
+    }
     return std::nullopt;
 }
 

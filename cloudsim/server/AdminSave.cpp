@@ -43,7 +43,7 @@ std::optional<std::string> ReadPath(const Request& request)
 Response HandleAdminWithFiles(Cloud& cloud, const Request& request, const std::filesystem::path& folder,
                               TimePoint now)
 try {
-    if (request.method != "POST" || request.Path() != "/admin/save")
+    if (request.method != "POST" || request.Path() != kSavePath)
         return cloud.HandleAdmin(request, now);
     const auto path = ReadPath(request);
     // The model checks who asks before anything is written.

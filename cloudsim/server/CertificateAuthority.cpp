@@ -31,7 +31,7 @@ using CertificatePointer = std::unique_ptr<X509, Releaser<X509_free>>;
 using ExtensionPointer = std::unique_ptr<X509_EXTENSION, Releaser<X509_EXTENSION_free>>;
 using NamesPointer = std::unique_ptr<GENERAL_NAMES, Releaser<GENERAL_NAMES_free>>;
 
-constexpr long kSecondsPerDay = 24 * 60 * 60;
+constexpr long kSecondsPerDay = 24L * 60 * 60;
 constexpr long kAuthorityDays = 3650;
 constexpr long kServerDays = 825;
 constexpr long kRenewDays = 30;

@@ -5,6 +5,7 @@
 #include "cloudsim/model/Replies.h"
 #include "cloudsim/server/AdminSave.h"
 
+#include <boost/algorithm/hex.hpp>
 #include <boost/asio/awaitable.hpp>
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
@@ -20,6 +21,7 @@
 #include <boost/beast/ssl/ssl_stream.hpp>
 #include <chrono>
 #include <future>
+#include <iterator>
 #include <openssl/rand.h>
 #include <spdlog/spdlog.h>
 #include <thread>
@@ -42,13 +44,11 @@ constexpr std::size_t kMaxConnections = 64;         // of both ports together; m
 
 std::string SecureRandom(std::size_t byteCount)
 {
-    static constexpr char digits[] = "0123456789abcdef";
     std::vector<unsigned char> bytes(byteCount);
     if (RAND_bytes(bytes.data(), static_cast<int>(bytes.size())) != 1)
         throw std::runtime_error("no random numbers");
     std::string text;
-    for (unsigned char byte : bytes)
-        text += {digits[byte >> 4], digits[byte & 15]};
+    boost::algorithm::hex_lower(bytes, std::back_inserter(text));
     return text;
 }
 

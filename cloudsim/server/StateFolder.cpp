@@ -53,7 +53,7 @@ Identity ReadIdentity(const std::filesystem::path& folder, const std::string& na
 CertificateAuthority LoadOrCreateAuthority(const std::filesystem::path& folder)
 {
     if (!std::filesystem::exists(folder / "ca.pem")) {
-        const auto authority = CertificateAuthority::Create(kAuthorityName);
+        auto authority = CertificateAuthority::Create(kAuthorityName);
         SaveIdentity(folder, "ca", authority.Own());
         return authority;
     }
@@ -126,7 +126,7 @@ ServerIdentity LoadOrCreateIdentity(const std::filesystem::path& folder,
 
 ServerIdentity MakeIdentity(const std::vector<std::string>& names)
 {
-    const auto authority = CertificateAuthority::Create(kAuthorityName);
+    auto authority = CertificateAuthority::Create(kAuthorityName);
     return {authority.Issue(names), authority.CertificatePem(), {}};
 }
 

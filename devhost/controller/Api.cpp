@@ -3,6 +3,9 @@
 
 #include "devhost/controller/Api.h"
 
+#include <boost/algorithm/string/split.hpp>
+#include <boost/url/url.hpp>
+
 #include <charconv>
 
 namespace devhost
@@ -11,15 +14,13 @@ namespace devhost
 namespace
 {
 
+namespace urls = boost::urls;
+
 std::vector<std::string> Split(std::string_view path)
 {
     std::vector<std::string> parts;
-    while (!path.empty()) {
-        path.remove_prefix(path.front() == '/' ? 1 : 0);
-        const std::size_t End = std::min(path.find('/'), path.size());
-        parts.emplace_back(path.substr(0, End));
-        path.remove_prefix(End);
-    }
+    path.remove_prefix(path.starts_with('/') ? 1 : 0);
+    boost::algorithm::split(parts, path, [](char c) { return c == '/'; });
     return parts;
 }
 
@@ -41,27 +42,6 @@ std::optional<std::map<std::string, std::string>> Match(const std::vector<std::s
             return std::nullopt;
     }
     return values;
-}
-
-std::optional<std::string> Decode(std::string_view Encoded)
-{
-    std::string Out;
-    for (std::size_t i = 0; i < Encoded.size(); ++i) {
-        if (Encoded[i] == '+') {
-            Out += ' ';
-        } else if (Encoded[i] != '%') {
-            Out += Encoded[i];
-        } else {
-            const std::string_view Hex = Encoded.substr(i + 1, 2);
-            unsigned char Byte = 0;
-            const auto [end, error] = std::from_chars(Hex.data(), Hex.data() + Hex.size(), Byte, 16);
-            if (Hex.size() != 2 || error != std::errc() || end != Hex.data() + 2)
-                return std::nullopt;
-            Out += static_cast<char>(Byte);
-            i += 2;
-        }
-    }
-    return Out;
 }
 
 // A value that is nested deeper is copied and written by calls that are nested as deep, on a stack of unknown
@@ -108,18 +88,18 @@ std::optional<ApiRequest> ParseTarget(std::string_view target)
     const std::size_t mark = std::min(target.find('?'), target.size());
     request.path = target.substr(0, mark);
     target.remove_prefix(std::min(mark + 1, target.size()));
-    while (!target.empty()) {
-        const std::size_t End = std::min(target.find('&'), target.size());
-        const std::string_view Pair = target.substr(0, End);
-        target.remove_prefix(std::min(End + 1, target.size()));
-        const std::size_t Equals = std::min(Pair.find('='), Pair.size());
-        auto name = Decode(Pair.substr(0, Equals));
-        auto value = Decode(Pair.substr(std::min(Equals + 1, Pair.size())));
-        if (!name || !value)
-            return std::nullopt;
-        if (!request.query.emplace(*name, *value).second)
-            request.duplicateQuery = true;
-    }
+    if (target.empty())
+        return request;
+    // The sign that separates parameters may also end them.
+    if (target.ends_with('&'))
+        target.remove_suffix(1);
+    const auto encoded = urls::make_pct_string_view(target);
+    if (!encoded)
+        return std::nullopt;
+    urls::url query;
+    query.set_encoded_query(*encoded);
+    for (const urls::param& parameter : query.params())
+        request.duplicateQuery |= !request.query.emplace(parameter.key, parameter.value).second;
     return request;
 }
 
@@ -130,7 +110,7 @@ std::string Text(const nlohmann::json& value)
 
 ApiResponse ErrorResponse(int status, const std::string& code, const std::string& message)
 {
-    return {status, "application/json", Text({{"error", {{"code", code}, {"message", message}}}}), {}};
+    return {status, kJsonType, Text({{"error", {{"code", code}, {"message", message}}}}), {}};
 }
 
 ApiResponse MethodNotAllowed(const std::string& path, const std::string& allow)
@@ -168,7 +148,7 @@ try {
             continue;
         }
         const ApiCall call{request, std::move(*values), ParseBody(request)};
-        return {200, "application/json", Text(candidate.handler(call)), {}};
+        return {200, kJsonType, Text(candidate.handler(call)), {}};
     }
     if (allow.empty())
         return ErrorResponse(404, "not_found", "there is nothing at " + request.path);

@@ -26,9 +26,12 @@ struct ApiRequest {
     std::string Parameter(const std::string& name) const;
 };
 
+/// The type of all bodies but those of pages and of the event stream.
+inline constexpr const char* kJsonType = "application/json";
+
 struct ApiResponse {
     int status = 200;
-    std::string contentType = "application/json";
+    std::string contentType = kJsonType;
     std::string body;
     std::string allow; ///< for status 405
 };

@@ -26,11 +26,11 @@ json Done()
     return {{"ok", true}};
 }
 
-std::string TextMember(const json& body, const char* name, const std::string& Default)
+std::string TextMember(const json& body, const char* name, const std::string& fallback)
 {
     const auto found = body.find(name);
     if (found == body.end())
-        return Default;
+        return fallback;
     if (!found->is_string())
         throw ApiError(400, "bad_body", std::string("\"") + name + "\" must be a text");
     return found->get<std::string>();

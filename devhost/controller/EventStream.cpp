@@ -24,7 +24,7 @@ using boost::system::error_code;
 
 constexpr std::chrono::seconds kWriteTime{30};
 constexpr std::chrono::seconds kKeepAlive{15};
-constexpr std::size_t kBytesPerWrite = 64 * 1024;
+constexpr std::size_t kBytesPerWrite = std::size_t{64} * 1024;
 
 } // namespace
 

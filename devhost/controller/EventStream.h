@@ -22,7 +22,7 @@ public:
     /// How far a reader may fall behind. A round may change all locks of a large system at once, and a reader
     /// that merely was not woken yet must not be taken for one that does not read.
     static constexpr std::size_t kMaxEventsBehind = 10'000;
-    static constexpr std::size_t kMaxBytesBehind = 4 * 1024 * 1024;
+    static constexpr std::size_t kMaxBytesBehind = std::size_t{4} * 1024 * 1024;
 
     explicit EventStream(boost::asio::io_context& context) : m_context(context) {}
 

@@ -17,7 +17,7 @@ namespace devhost
 class HttpServer
 {
 public:
-    static constexpr std::size_t kMaxBody = 64 * 1024;
+    static constexpr std::size_t kMaxBody = std::size_t{64} * 1024;
     static constexpr const char* kEventsPath = "/api/v1/events";
 
     /// Serves one request that passed the guard. Called on the server's thread, and may block. What it throws

@@ -4,9 +4,9 @@
 
 #include "devhost/framework/diagnostics/ExceptionText.h"
 
+#include <spdlog/fmt/fmt.h>
+
 #include <algorithm>
-#include <array>
-#include <cstdio>
 #include <cstring>
 #include <dlfcn.h>
 #include <fstream>
@@ -18,13 +18,6 @@ namespace devhost
 
 namespace
 {
-
-std::string Hexadecimal(std::uint32_t Value)
-{
-    std::array<char, 11> Text{};
-    std::snprintf(Text.data(), Text.size(), "0x%08x", Value);
-    return Text.data();
-}
 
 template <class Function>
 Function As(void* symbol)
@@ -83,6 +76,11 @@ void CheckFile(const std::filesystem::path& path)
 
 } // namespace
 
+std::string PluginLibrary::SignatureText(std::uint32_t signature)
+{
+    return fmt::format("0x{:08x}", signature);
+}
+
 void PluginLibrary::Unload::operator()(void* handle) const
 {
     dlclose(handle);
@@ -107,7 +105,7 @@ PluginLibrary::PluginLibrary(const std::filesystem::path& path)
     }
     // DllMain is the only entry point with C++ linkage, so it is found by its decorated name.
     auto* dllMain = As<int (*)(int, unsigned, void*)>(Symbol("_Z7DllMainijPv"));
-    auto* pSignature = As<std::uint32_t (*)()>(Symbol("GetLibSignature"));
+    auto* getSignature = As<std::uint32_t (*)()>(Symbol("GetLibSignature"));
     m_entryPoints.loadDeviceInterfaces =
         As<decltype(m_entryPoints.loadDeviceInterfaces)>(Symbol("LoadDeviceInterfaces"));
     m_entryPoints.createDeviceInterface =
@@ -122,7 +120,7 @@ PluginLibrary::PluginLibrary(const std::filesystem::path& path)
     try {
         result = dllMain(0, 0, nullptr);
         if (result == 1)
-            signature = pSignature();
+            signature = getSignature();
     } catch (...) {
         throw PluginError(m_path.string() + " failed to start: " + ExceptionText());
     }
@@ -130,7 +128,7 @@ PluginLibrary::PluginLibrary(const std::filesystem::path& path)
         throw PluginError(m_path.string() + " refused to start: DllMain did not return 1");
     if (signature != kSignature)
         throw PluginError(m_path.string() + " does not fit this host: GetLibSignature returned " +
-                          Hexadecimal(signature) + " where " + Hexadecimal(kSignature) + " is needed");
+                          SignatureText(signature) + " where " + SignatureText() + " is needed");
 }
 
 } // namespace devhost

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <memory>
 #include <stdexcept>
+#include <string>
 
 namespace devhost
 {
@@ -25,6 +26,8 @@ class PluginLibrary
 public:
     /// The one signature that this host accepts.
     static constexpr std::uint32_t kSignature = 0x08000090;
+    /// A signature as it is shown, such as "0x08000090".
+    static std::string SignatureText(std::uint32_t signature = kSignature);
 
     /// Looks at the file, loads the library with all its symbols resolved, looks up the six entry points,
     /// calls DllMain and checks the signature, in this order.

@@ -2,6 +2,7 @@
 
 #include "devhost/controller/Program.h"
 
+#include "devhost/controller/RequestGuard.h"
 #include "devhost/framework/diagnostics/ExceptionText.h"
 #include "devhost/framework/seams/Framework.h"
 
@@ -16,9 +17,6 @@ namespace
 {
 
 using nlohmann::json;
-
-constexpr const char* kSignatureText = "0x08000090";
-static_assert(PluginLibrary::kSignature == 0x08000090);
 
 TlsOptions MakeTlsOptions(const Settings& wanted)
 {
@@ -84,7 +82,7 @@ void Program::PlugIn()
     the.redirectUri = [port = m_server->Port(), address = m_address](int schema) {
         const std::string base =
             schema == OAUTH_REDIRECT_LEGACY ? "http://localhost:" + std::to_string(port) : address;
-        return base + "/oauth/redirect";
+        return base + kRedirectPath;
     };
 }
 
@@ -99,7 +97,7 @@ void Program::StartSystem()
 
     ConfiguratorApi::Options api;
     api.libraryPath = m_library->Path().string();
-    api.signature = kSignatureText;
+    api.signature = PluginLibrary::SignatureText();
     api.listen = m_address;
     api.authorizeBase = m_settings.authorizeBase;
     api.log = &m_log;
@@ -154,14 +152,14 @@ void Program::PrintReady() const
 {
     if (m_settings.printReady)
         std::cout << Text({{"api", m_address},
-                           {"signature", kSignatureText},
+                           {"signature", PluginLibrary::SignatureText()},
                            {"library", m_library->Path().string()},
                            {"interfaces", m_system->NBridges()},
                            {"locks", m_system->NDoorLock(COMPONENT_FILTER_ALL)}})
                   << std::endl;
     else
         std::cout << "vestara-devhost is ready: " << m_address << " (driver " << m_library->Path().string()
-                  << ", signature " << kSignatureText << ")" << std::endl;
+                  << ", signature " << PluginLibrary::SignatureText() << ")" << std::endl;
 }
 
 void Program::Round(int wakeCount)

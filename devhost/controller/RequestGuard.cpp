@@ -2,7 +2,12 @@
 
 #include "devhost/controller/RequestGuard.h"
 
+#include <boost/beast/core/string.hpp>
+#include <boost/url/authority_view.hpp>
+
 #include <algorithm>
+#include <array>
+#include <string_view>
 
 namespace devhost
 {
@@ -10,41 +15,36 @@ namespace devhost
 namespace
 {
 
-std::string Lower(std::string Text)
-{
-    std::ranges::transform(Text, Text.begin(),
-                           [](char c) { return static_cast<char>(c >= 'A' && c <= 'Z' ? c + 32 : c); });
-    return Text;
-}
+constexpr std::array<std::string_view, 3> kOurNames = {"127.0.0.1", "localhost", "[::1]"};
 
-bool IsOurHost(const std::string& host, std::uint16_t port)
+bool IsOurHost(std::string_view host, std::uint16_t port)
 {
-    const std::size_t Colon = host.rfind(':');
-    if (Colon == std::string::npos || host.substr(Colon + 1) != std::to_string(port))
+    const auto authority = boost::urls::parse_authority(host);
+    if (!authority || authority->has_userinfo() || authority->port() != std::to_string(port))
         return false;
-    const std::string Name = Lower(host.substr(0, Colon));
-    return Name == "127.0.0.1" || Name == "localhost" || Name == "[::1]";
+    const std::string_view name = authority->encoded_host();
+    return std::ranges::any_of(kOurNames,
+                               [name](std::string_view ours) { return boost::beast::iequals(name, ours); });
 }
 
-bool IsOurOrigin(const std::string& origin, std::uint16_t port)
+bool IsOurOrigin(std::string_view origin, std::uint16_t port)
 {
-    static const std::string kScheme = "http://";
+    constexpr std::string_view kScheme = "http://";
     return origin.starts_with(kScheme) && IsOurHost(origin.substr(kScheme.size()), port);
 }
 
 // Fetch Metadata Request Headers, section 2.3 (W3C): "none" is the user's own doing, such as an address typed
 // in. Other programs than browsers send no such header. "same-site" is another port of this machine, or a
 // page of any other local program.
-bool IsOurFetch(const std::string& fetchSite)
+bool IsOurFetch(std::string_view fetchSite)
 {
     return fetchSite.empty() || fetchSite == "same-origin" || fetchSite == "none";
 }
 
-bool IsJson(const std::string& contentType)
+bool IsJson(std::string_view contentType)
 {
-    std::string type = Lower(contentType.substr(0, contentType.find(';')));
-    type.erase(type.find_last_not_of(" \t") + 1);
-    return type == "application/json";
+    const std::string_view type = contentType.substr(0, contentType.find(';'));
+    return boost::beast::iequals(type.substr(0, type.find_last_not_of(" \t") + 1), kJsonType);
 }
 
 } // namespace

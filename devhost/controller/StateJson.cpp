@@ -3,11 +3,10 @@
 #include "devhost/controller/StateJson.h"
 
 #include <boost/crc.hpp>
+#include <spdlog/fmt/chrono.h>
 
 #include <algorithm>
-#include <array>
-#include <cstdio>
-#include <ctime>
+#include <chrono>
 
 namespace devhost
 {
@@ -39,16 +38,9 @@ const char* StateName(int state)
 // The time in UTC with milliseconds, as RFC 3339 writes it.
 std::string TimeText(std::chrono::system_clock::time_point time)
 {
-    const auto Since = time.time_since_epoch();
-    const std::time_t Seconds = std::chrono::duration_cast<std::chrono::seconds>(Since).count();
-    const auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(Since).count() % 1000;
-    std::tm Parts{};
-    gmtime_r(&Seconds, &Parts);
-    std::array<char, 24> text{};
-    std::strftime(text.data(), text.size(), "%FT%T", &Parts);
-    std::array<char, 8> Fraction{};
-    std::snprintf(Fraction.data(), Fraction.size(), ".%03dZ", static_cast<int>(ms));
-    return std::string(text.data()) + Fraction.data();
+    const auto seconds = std::chrono::floor<std::chrono::seconds>(time);
+    const auto ms = std::chrono::floor<std::chrono::milliseconds>(time - seconds);
+    return fmt::format("{:%FT%T}.{:03}Z", seconds, ms.count());
 }
 
 // Null for a value that was never registered.
@@ -117,27 +109,25 @@ std::string ListMark(const std::vector<std::string>& names)
     boost::crc_optimal<64, 0x42F0E1EBA9EA3693, ~0ULL, ~0ULL, true, true> crc;
     for (const std::string& name : names)
         crc.process_bytes(name.c_str(), name.size() + 1);
-    std::array<char, 17> Hex{};
-    std::snprintf(Hex.data(), Hex.size(), "%016llx", static_cast<unsigned long long>(crc.checksum()));
-    return Hex.data();
+    return fmt::format("{:016x}", crc.checksum());
 }
 
 json PageJson(const PropertyPage& page)
 {
     json properties = json::array();
     for (const auto& property : page.Set().Properties()) {
-        json Property = {{"id", property->ID()},
-                         {"label", ToText(property->Label())},
-                         {"read_only", PropertyPage::IsReadOnly(*property)}};
+        json propertyJson = {{"id", property->ID()},
+                             {"label", ToText(property->Label())},
+                             {"read_only", PropertyPage::IsReadOnly(*property)}};
         if (property->Kind() == CSystemProperty::KIND_TEXT) {
-            Property["value"] = ToText(property->Value());
+            propertyJson["value"] = ToText(property->Value());
         } else {
-            Property["selected"] = property->SelectedIndex();
-            Property["choices"] = json::array();
+            propertyJson["selected"] = property->SelectedIndex();
+            propertyJson["choices"] = json::array();
             for (const auto& choice : property->Choices())
-                Property["choices"].push_back({{"index", choice.iIndex}, {"name", ToText(choice.sName)}});
+                propertyJson["choices"].push_back({{"index", choice.iIndex}, {"name", ToText(choice.sName)}});
         }
-        properties.push_back(std::move(Property));
+        properties.push_back(std::move(propertyJson));
     }
     json actions = json::array();
     for (const auto& action : page.Set().Actions())
@@ -189,7 +179,8 @@ json MessageJson(const CQXMSG& message, bool showSecrets)
             continue;
         }
         const std::string value = ToText(std::get<CQXString>(item));
-        items.push_back({{"string", secret && !showSecrets && !value.empty() ? "***" : value}});
+        items.push_back(
+            {{"string", secret && !showSecrets && !value.empty() ? std::string(kHiddenSecret) : value}});
         secret = value == "Programming Code";
     }
     return items;

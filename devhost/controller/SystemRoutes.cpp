@@ -13,11 +13,11 @@ namespace
 
 using nlohmann::json;
 
-std::uint64_t NumberParameter(const ApiCall& call, const char* name, std::uint64_t Default)
+std::uint64_t NumberParameter(const ApiCall& call, const char* name, std::uint64_t fallback)
 {
     const std::string digits = call.request.Parameter(name);
     if (digits.empty())
-        return Default;
+        return fallback;
     std::uint64_t value = 0;
     const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
     if (error != std::errc() || end != digits.data() + digits.size())

@@ -1,7 +1,7 @@
 // The order of the registry, its refusals and its look-ups.
 
 #include "access/AccessPerson.h"
-#include "support/TestHost.h"
+#include "tests/support/TestHost.h"
 
 namespace support
 {
@@ -95,6 +95,7 @@ TEST_F(RegistryTest, DroppedPersonsCountAsGoneAndLiveUntilTheHostThreadLooksAgai
     EXPECT_EQ(std::string(held->Name()), "Ann");
     list.Remove(held);
     list.Append(std::move(created));
+    list.Remove(nullptr); // nobody of the list
     EXPECT_FALSE(list.WithName("Ann") || list.IsEmpty());
     EXPECT_TRUE(list.WithID("p4"));
 }

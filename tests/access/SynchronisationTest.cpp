@@ -1,7 +1,7 @@
 // Pushing, pulling, granting and revoking a slot: what is queued, what is said, and the registry afterwards.
 
 #include "access/AccessPerson.h"
-#include "support/TestHost.h"
+#include "tests/support/TestHost.h"
 
 namespace support
 {
@@ -49,6 +49,9 @@ TEST_F(SynchronisationTest, EachCallHasItsEffectsInOrder)
         {"push that takes over another slot's person", Call::Push, {{7, "p1", "Ann", "0042",
          "ann@x.example"}}, 1, {updating,
          "~trace: Failed to Update AccessPerson details or no changes to update"}, {}, {ann}},
+        {"take-over before the id is known", Call::Push, {{7, "", "Ann", "0042", "ann@x.example"}}, 0,
+         {updatingNew, "~trace: Failed to Update AccessPerson details or no changes to update",
+         "report vestarai 3358: " + kNoId + "update"}, {}, {"4||Ann|0042|ann@x.example"}},
         {"pull of an empty slot", Call::Pull, {{5, "p5", "Ann", "1", ""}}, 1,
          {"~trace: No AccessPerson found with index: [4]"}, {}, {"5|p5|Ann|1|"}},
         {"pull before the id is known", Call::Pull, {sameNew}, 0, {"report vestarai 3371: " + kNoId +
@@ -59,6 +62,8 @@ TEST_F(SynchronisationTest, EachCallHasItsEffectsInOrder)
         {"grant", Call::Grant, {otherPin}, 1, {}, {"3 13 loc-1|dev-1|p1|"}, {"4|p1|Ann|9|ann@x.example"}},
         {"grant before the id is known", Call::Grant, {sameNew}, 0, {"~trace: " + kNoId + "granting access"},
          {}, {"4||Ann|0042|ann@x.example"}},
+        {"grant of an empty slot", Call::Grant, {}, 0, {kEmpty}, {}, {}},
+        {"revoke of an empty slot", Call::Revoke, {}, 0, {kEmpty}, {}, {}},
         {"revoke reads the accesses", Call::Revoke, {same}, 1, {}, {"2 12 loc-1|dev-1|p1|"}, {ann}},
         {"revoke before the id is known", Call::Revoke, {sameNew}, 0, {"report vestarai 3406: " + kNoId +
          "revokin access"}, {}, {"4||Ann|0042|ann@x.example"}},
@@ -96,6 +101,8 @@ TEST_F(SynchronisationTest, UpdateTiesAPersonToTheFirstSlotWithItsNameAndPin)
         EXPECT_EQ(account.UpdateAccessPerson(account.AccessPersonByID("p"), nullptr, "n%s", "", "0", "e"), 1);
         EXPECT_EQ(Persons(account), Lines{after});
     }
+    EXPECT_EQ(AddAccount().UpdateAccessPerson(nullptr, nullptr, "", "", "", ""), 0);
+    EXPECT_EQ(m_journal.TakeReports(), Lines{"vestarai 3419: AccessPerson NULL - cannot update"});
 }
 
 } // namespace support

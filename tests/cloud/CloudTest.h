@@ -2,7 +2,7 @@
 // What the tests of the cloud side share: sending a command, and processing a reply whose effects are
 // compared whole.
 
-#include "support/AccountTest.h"
+#include "tests/support/AccountTest.h"
 
 namespace support
 {

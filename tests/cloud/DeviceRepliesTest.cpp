@@ -1,6 +1,6 @@
 // Device lists: what is installed, skipped and routed to which account; single devices: what a lock is told.
 
-#include "cloud/CloudTest.h"
+#include "tests/cloud/CloudTest.h"
 
 namespace support
 {

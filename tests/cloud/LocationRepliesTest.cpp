@@ -1,7 +1,7 @@
 // The list of candidate locations: what is offered, what other accounts have taken, and the walk that says
 // so.
 
-#include "cloud/CloudTest.h"
+#include "tests/cloud/CloudTest.h"
 
 namespace support
 {

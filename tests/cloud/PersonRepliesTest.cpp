@@ -1,6 +1,6 @@
 // Replies about access persons and their accesses: the registry afterwards, and the requests that follow.
 
-#include "cloud/CloudTest.h"
+#include "tests/cloud/CloudTest.h"
 
 namespace support
 {
@@ -38,8 +38,8 @@ TEST_F(PersonRepliesTest, KeepTheRegistryInStep)
     } const rows[] = {
         {7, {}, R"({"meta":{},"data":[)" + Person("p1", "Ann", "0001", "a@b") + "," +
          Person("p2", "Cy", "3", "NuLL") + "]}", 1, {}, {"4|p1|Ann|0001|a@b", "-1|p2|Cy|3|"}},
-        {7, {{"x", "X"}, {"p2", "Old"}}, R"({"x":{"meta":0},"data":[)" + Person("p2", "New %s", "9", "n@x") +
-         "]}", 1, {}, {"-1|x|X|1111|", "-1|p2|New %s|9|n@x"}},
+        {7, {{"x", "X"}, {"p2", "Old"}}, R"({"x":{"meta":0,"data":[{"type":"x"},)" + Person("p2", "New %s",
+         "9", "n@x") + "]}}", 1, {}, {"-1|x|X|1111|", "-1|p2|New %s|9|n@x"}},
         // A namesake stays as it is.
         {7, {{"p1", "Ann"}}, R"({"meta":0,"data":[{"type":"x"},)" + Person("p2", "Ann", "9", "n") + "]}", 1,
          {"trace: Found existing AccessPerson with matching name"}, {"4|p1|Ann|1111|"}},
@@ -74,16 +74,18 @@ TEST_F(PersonRepliesTest, CreatedPersonIsGrantedTheLocksOfItsUser)
     AddLock(account, "dev-1", "A").EnableUser(user, 1);
     AddLock(account, "dev-2", "B").EnableUser(user + 1, 1);
     AddLock(account, "dev-3", "C").EnableUser(user, 1);
+    AddLock(account, "dev-4", "D").EnableUser(user, 1);
     AddPerson(account, 4, "", "Ann");
     AddPerson(account, 7, "", "Nobody");
     const auto create = [&](const char* slot, const std::string& createdList, const Lines& effects) {
         Expect(account, CMD_ACCESS_PERSON_CREATE, R"({"data":)" + createdList + "}", 1, effects, "", slot);
     };
     create("7", Person("p7", "Nobody"), {"report vestarai 1421: User is NULL"});
-    create("4", Person("", "Ann"), Lines(2, "report vestarai 1431: GrantAccess failed"));
+    create("4", Person("", "Ann"), Lines(3, "report vestarai 1431: GrantAccess failed"));
     EXPECT_EQ(Queued(account), Lines{});
     create("4", Person("p1", "Ann"), {});
-    EXPECT_EQ(Queued(account), (Lines{"3 13 loc-1|dev-1|p1|", "3 13 loc-1|dev-3|p1|"}));
+    EXPECT_EQ(Queued(account),
+              (Lines{"3 13 loc-1|dev-1|p1|", "3 13 loc-1|dev-3|p1|", "3 13 loc-1|dev-4|p1|"}));
 }
 
 TEST_F(PersonRepliesTest, AccessListLeadsToARevocationForEachMatch)

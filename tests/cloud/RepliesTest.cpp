@@ -1,6 +1,6 @@
 // The queues between the two threads, the frame of the reply processing, and replies that are hostile.
 
-#include "cloud/CloudTest.h"
+#include "tests/cloud/CloudTest.h"
 
 namespace support
 {
@@ -19,6 +19,9 @@ TEST_F(RepliesTest, QueuesKeepOrderAndDuplicatesAndReturnWhatIsQueued)
     EXPECT_EQ(Queued(account), (Lines{"2 3 l|d|u|a", "4 14 |||"}));
     EXPECT_EQ(account.NextResponse()->GetCommandID(), CMD_LOCATION_GET);
 
+    CQXString text;
+    EXPECT_EQ(account.ParseData(ParseJson(R"({"k":"v "})").get(), "k", &text), 1);
+    EXPECT_EQ(Str(text), "v");
     EXPECT_TRUE(account.GetAttribute(static_cast<Attributes>(29)).IsEmpty());
     EXPECT_EQ(m_journal.TakeReports(), Lines{"vestarai 3137: Unknown Attribute: 29"});
 }

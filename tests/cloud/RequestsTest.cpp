@@ -2,7 +2,7 @@
 // of secrets.
 
 #include "cloud/CloudConstants.h"
-#include "cloud/CloudTest.h"
+#include "tests/cloud/CloudTest.h"
 
 namespace support
 {
@@ -46,7 +46,7 @@ TEST_F(RequestsTest, GoOutByteForByte)
     } const rows[] = {
         // The method decides on the form, the command on the path.
         {0, 0, token("/oauth/token", codeForm)},
-        {1, 16, token("/devices/%s/lock", refreshForm)},
+        {1, 11, token("/access_persons/%s/accesses", refreshForm)},
         {2, 2, plain("GET /locations")},
         {2, 3, plain("GET /locations/loc-1")},
         {2, 4, plain("GET /devices")},

@@ -1,6 +1,6 @@
 // The send cycle by the outcome of the exchange: what is traced, counted, queued and dropped, in which order.
 
-#include "cloud/CloudTest.h"
+#include "tests/cloud/CloudTest.h"
 
 namespace support
 {

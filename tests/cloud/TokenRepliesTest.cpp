@@ -1,6 +1,6 @@
 // What a token reply changes, in which order it says so, and what it leaves alone.
 
-#include "cloud/CloudTest.h"
+#include "tests/cloud/CloudTest.h"
 
 namespace support
 {
@@ -19,11 +19,11 @@ TEST_F(TokenRepliesTest, EachShapeHasItsEffectsInOrder)
         int notifyConfig;
         // clang-format off
     } const rows[] = {
-        {0, R"({"access_token":"a-%s","refresh_token":"r%n ","expires_in":60})",
+        {0, R"({"access_token":"a-%s","refresh_token":"r%n~ ","expires_in":60})",
          {"~trace: Got new AccessToken [4:%s]", "NotifyWrite",
-          "~trace: ClientBroadcast message: [1] to [0] clients", "~trace: Got RefreshToken [3:%s]",
+          "~trace: ClientBroadcast message: [1] to [0] clients", "~trace: Got RefreshToken [4:%s]",
           "~trace: Received new RefreshToken: [***]", "~trace: Old RefreshToken: [***]", "NotifyWrite",
-          "~trace: Token expires in [60]", "NotifyWrite"}, "a-%s|r%n|60", true, 1},
+          "~trace: Token expires in [60]", "NotifyWrite"}, "a-%s|r%n~|60", true, 1},
         {1, R"({"x":{"expires_in":"60s"},"refresh_token":"new1","access_token":"ACCESS-1"})",
          {"NotifyWrite", "NotifyWrite", checked}, "ACCESS-1|new1|60", true, 0},
         {0, R"({"access_token":"access-1","refresh_token":"refresh-1","expires_in":60})",

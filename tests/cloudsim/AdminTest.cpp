@@ -12,12 +12,12 @@ TEST_F(AdminTest, SecretsAreShownInTheWorldWhenAskedForAndNeverInTheLog)
 {
     const std::string open = Admin("GET /admin/world").body;
     const std::string full = Admin("GET /admin/world?secrets=1").body;
-    for (const std::string& secret : {std::string("\"1234\""), std::string("111222"), accessToken}) {
+    for (const std::string& secret : {std::string("\"1234\""), std::string("111222"), m_accessToken}) {
         EXPECT_THAT(open, Not(HasSubstr(secret)));
         EXPECT_THAT(full, HasSubstr(secret));
     }
     Get("/devices");
-    Get("/devices?token=" + accessToken);
+    Get("/devices?token=" + m_accessToken);
     const std::string entry = R"({"time":"2026-03-01T12:00:00Z","method":"GET","path":"/devices",)";
     EXPECT_EQ(Admin("GET /admin/requests?limit=2").body,
               R"({"requests":[)" + entry + R"("status":200,"errorcode":null},)" + entry +
@@ -27,11 +27,11 @@ TEST_F(AdminTest, SecretsAreShownInTheWorldWhenAskedForAndNeverInTheLog)
 TEST_F(AdminTest, RevokedTokensAndDeletedLocksAreGone)
 {
     Expect(Admin("DELETE /admin/locks/front"), "200");
-    EXPECT_TRUE(cloud.CurrentWorld().accesses.empty());
+    EXPECT_TRUE(m_cloud.CurrentWorld().accesses.empty());
     EXPECT_EQ(Admin("POST /admin/tokens/revoke").body, R"({"access":1,"refresh":0})");
     Expect(Get("/devices"), "401 invalid_token");
     EXPECT_EQ(Admin("POST /admin/tokens/revoke", R"({"refresh":true})").body, R"({"access":0,"refresh":1})");
-    EXPECT_TRUE(cloud.CurrentWorld().refreshTokens.empty());
+    EXPECT_TRUE(m_cloud.CurrentWorld().refreshTokens.empty());
 }
 
 TEST_F(AdminTest, WrongAdminRequestsAreRefusedAndNamed)
@@ -89,7 +89,7 @@ TEST_F(AdminTest, FaultsHitMatchingRequestsInOrderAndRunOut)
     Expect(Get("/devices/front"), "500 injected_fault");
     EXPECT_FALSE(Json::accept(Get("/devices").body));
     EXPECT_EQ(Get("/devices").body, whole.substr(0, whole.size() / 2));
-    const std::string replaced = cloud.HandleRaw(Bytes("GET /devices"), now);
+    const std::string replaced = m_cloud.HandleRaw(Bytes("GET /devices"), m_now);
     EXPECT_THAT(replaced,
                 testing::AllOf(StartsWith("HTTP/1.1 201 Created\r\n"), testing::EndsWith("\r\n\r\n[1]")));
     Expect(Write("PUT /devices/front/unlock"), "503 injected_fault");
@@ -110,7 +110,7 @@ TEST_F(AdminTest, WorldIsSavedIntoItsFolderOnly)
         const std::string body = R"({"path":")" + path + R"("})";
         Request request = AdminRequest("POST /admin/save", body);
         request.headers[0].value = host;
-        return HandleAdminWithFiles(cloud, request, folder, now);
+        return HandleAdminWithFiles(m_cloud, request, folder, m_now);
     };
     for (const std::string path : {"", "..", "../w", "ca-key.pem", "w\\u0000"})
         Expect(save(path), "422 bad_value path", path);

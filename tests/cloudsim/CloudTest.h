@@ -79,14 +79,14 @@ protected:
     std::string Bytes(const std::string& line, const std::string& rest = "\r\n") const
     {
         return line + " HTTP/1.1\r\nAccept: application/vnd.vestara.v1+json\r\nAuthorization: Bearer " +
-               accessToken + "\r\nHost: " VESTARA_CLOUDSIM_API_HOST "\r\n" + rest;
+               m_accessToken + "\r\nHost: " VESTARA_API_HOST "\r\n" + rest;
     }
     Response Send(const std::string& bytes)
     {
         const auto parsed = ParseRawRequest(bytes);
         if (const auto* refusal = std::get_if<Refusal>(&parsed))
-            return cloud.HandleUnreadable(*refusal, now);
-        return cloud.Handle(std::get<Request>(parsed), now);
+            return m_cloud.HandleUnreadable(*refusal, m_now);
+        return m_cloud.Handle(std::get<Request>(parsed), m_now);
     }
     Response Get(const std::string& path) { return Send(Bytes("GET " + path)); }
     Response Delete(const std::string& path) { return Send(Bytes("DELETE " + path)); }
@@ -99,18 +99,18 @@ protected:
     Response Admin(const std::string& line, const std::string& body = "",
                    const std::vector<Header>& headers = kAdminHeaders)
     {
-        return cloud.HandleAdmin(AdminRequest(line, body, headers), now);
+        return m_cloud.HandleAdmin(AdminRequest(line, body, headers), m_now);
     }
 
-    const Lock& FirstLock() const { return cloud.CurrentWorld().locks.at(0); }
-    std::string WholeWorld() const { return SaveWorld(cloud.CurrentWorld()); }
+    const Lock& FirstLock() const { return m_cloud.CurrentWorld().locks.at(0); }
+    std::string WholeWorld() const { return SaveWorld(m_cloud.CurrentWorld()); }
 
-    std::string drawn; // the last random text
-    Cloud cloud{SmallWorld(), {}, [this, random = SeededRandom(1)](std::size_t count) mutable {
-                    return drawn = random(count);
-                }};
-    TimePoint now = kStart;
-    std::string accessToken = "access-1";
+    std::string m_drawn; // the last random text
+    Cloud m_cloud{SmallWorld(), {}, [this, random = SeededRandom(1)](std::size_t count) mutable {
+                      return m_drawn = random(count);
+                  }};
+    TimePoint m_now = kStart;
+    std::string m_accessToken = "access-1";
 };
 
 } // namespace cloudsim::test

@@ -11,14 +11,14 @@ TEST_F(FixtureTest, SavedWorldGoesOnWhereItWas)
 {
     Admin("POST /admin/locks/back/online", R"({"online":false})");
     Admin("POST /admin/locks/front/battery", R"({"level":9})");
-    now += 20s;
+    m_now += 20s;
     Admin("POST /admin/locks/front/wifi", R"({"level":3})");
     Write("PUT /devices/front/unlock");
-    const World loaded = LoadWorld(WholeWorld(), now + 1h);
+    const World loaded = LoadWorld(WholeWorld(), m_now + 1h);
     EXPECT_EQ(SaveWorld(loaded), WholeWorld());
 
     Cloud second(loaded, {}, SeededRandom(2));
-    const std::string reply = second.HandleRaw(Bytes("GET /devices/front"), now + 20s);
+    const std::string reply = second.HandleRaw(Bytes("GET /devices/front"), m_now + 20s);
     EXPECT_THAT(reply, HasSubstr(R"("state":"unlocked","power_level":9)"));
     EXPECT_EQ(second.CurrentWorld().locks[1].missedHeartbeats, 2);
 }

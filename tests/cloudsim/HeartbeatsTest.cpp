@@ -27,23 +27,23 @@ TEST_F(HeartbeatsTest, LastCommandAndNewLevelsShowAtTheNextHeartbeat)
     Write("PUT /devices/front/lock");
     const std::string answer = Write("PUT /devices/front/unlock").body;
     EXPECT_EQ(answer, Get("/devices/front").body);
-    now += 20s - 1ms;
+    m_now += 20s - 1ms;
     EXPECT_EQ(Device(), "locked 80 60 12:00:00 12:00:00");
-    now += 1ms;
+    m_now += 1ms;
     EXPECT_EQ(Device(), "unlocked 15 7 12:00:20 12:00:20");
-    now += 25s;
+    m_now += 25s;
     EXPECT_EQ(Device(), "unlocked 15 7 12:00:40 12:00:20") << "no news at this one";
     EXPECT_EQ(Device("back"), "locked 70 50 12:00:40 12:00:00");
 }
 
 TEST_F(HeartbeatsTest, KnobWakesTheLockAndShiftsItsHeartbeatButAPendingCommandHasTheLastWord)
 {
-    now += 5s;
+    m_now += 5s;
     Admin("POST /admin/locks/front/turn", R"({"state":"unlocked"})");
     EXPECT_EQ(Device(), "unlocked 80 60 12:00:05 12:00:05");
-    now += 15s;
+    m_now += 15s;
     EXPECT_EQ(Device(), "unlocked 80 60 12:00:05 12:00:05");
-    now += 5s;
+    m_now += 5s;
     EXPECT_EQ(Device(), "unlocked 80 60 12:00:25 12:00:05");
     Write("PUT /devices/front/unlock");
     Admin("POST /admin/locks/front/turn", R"({"state":"locked"})");
@@ -56,14 +56,14 @@ TEST_F(HeartbeatsTest, OfflineLockDiesAtItsThirdMissedHeartbeatAndComesBack)
     Admin("POST /admin/locks/front/online", R"({"online":false})");
     Admin("POST /admin/locks/front/turn", R"({"state":"unlocked"})");
     Write("PUT /devices/front/lock");
-    now += 60s - 1ms;
+    m_now += 60s - 1ms;
     EXPECT_EQ(Device(), "locked 80 60 12:00:00 12:00:00");
-    now += 1ms;
+    m_now += 1ms;
     EXPECT_EQ(Device(), "dead locked 80 60 12:00:00 12:01:00");
     EXPECT_EQ(FirstLock().physical.state, LockState::Unlocked);
     Admin("POST /admin/locks/front/online", R"({"online":true})");
     EXPECT_EQ(Device(), "dead locked 80 60 12:00:00 12:01:00");
-    now += 20s;
+    m_now += 20s;
     EXPECT_EQ(Device(), "locked 80 60 12:01:20 12:01:20");
     EXPECT_EQ(FirstLock().physical.state, LockState::Locked);
 }

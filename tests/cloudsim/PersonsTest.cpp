@@ -11,7 +11,7 @@ TEST_F(PersonsTest, PersonLivesFromCreationToDeletion)
     const Response created =
         Write("POST /access_persons",
               R"({"type":"access_user","attributes":{"name":"Bo","email":"b@x","pin":"777777"}})");
-    const std::string id = drawn, path = "/access_persons/" + id;
+    const std::string id = m_drawn, path = "/access_persons/" + id;
     EXPECT_EQ(created.body, R"({"data":{"type":"access_user","id":")" + id +
                                 R"(","attributes":{"name":"Bo","pin":"777777","email":"b@x"}}})");
     const std::string renamed = R"({"attributes":{"name":"Bob","pin":"777777"}})";
@@ -22,7 +22,7 @@ TEST_F(PersonsTest, PersonLivesFromCreationToDeletion)
 
     const std::string grant = R"({"attributes":{"accessible_id":"back","accessible_type":"lock"}})";
     const std::string granted = Write("POST " + path + "/accesses", grant).body;
-    const std::string accessId = drawn;
+    const std::string accessId = m_drawn;
     const std::string access = R"({"type":"access_person_access","id":")" + accessId +
                                R"(","attributes":{"accessible_id":"back","accessible_type":"lock",)"
                                R"("access_person_id":")" +
@@ -32,7 +32,7 @@ TEST_F(PersonsTest, PersonLivesFromCreationToDeletion)
     Expect(Delete("/access_persons/alex/accesses/" + accessId), "404 unknown_access");
     Expect(Delete(path), "204");
     Expect(Delete(path), "404 unknown_access_person");
-    EXPECT_EQ(cloud.CurrentWorld().accesses.size(), 1U);
+    EXPECT_EQ(m_cloud.CurrentWorld().accesses.size(), 1U);
 }
 
 } // namespace cloudsim::test

@@ -16,7 +16,7 @@ namespace asio = boost::asio;
 using asio::ip::tcp;
 using Error = boost::system::error_code;
 
-constexpr const char* kApi = VESTARA_CLOUDSIM_API_HOST;
+constexpr const char* kApi = VESTARA_API_HOST;
 const std::string kRequest = "GET /x HTTP/1.1\r\n\r\n";
 const std::string kReply = "HTTP/1.1 404 Not Found\r\nContent-Type: application/json\r\n"
                            "Cache-Control: no-store\r\nContent-Length: 74\r\nConnection: close\r\n\r\n"
@@ -36,7 +36,7 @@ protected:
         asio::ssl::stream<tcp::socket> stream(io, context);
         stream.set_verify_mode(asio::ssl::verify_peer);
         stream.set_verify_callback(asio::ssl::host_name_verification(name));
-        stream.next_layer().connect({asio::ip::address_v4::loopback(), server.HttpsPort()});
+        stream.next_layer().connect({asio::ip::address_v4::loopback(), m_server.HttpsPort()});
         Error error;
         stream.handshake(asio::ssl::stream_base::client, error);
         if (error)
@@ -47,30 +47,30 @@ protected:
         return error == asio::error::eof ? reply : reply + "[" + error.message() + "]";
     }
 
-    ServerIdentity identity = MakeIdentity(CertificateNames({}));
-    Server server{{}, SmallWorld(), identity};
+    ServerIdentity m_identity = MakeIdentity(CertificateNames({}));
+    Server m_server{{}, SmallWorld(), m_identity};
 };
 
 TEST_F(ServerTest, OneCertificateConvincesBothHostsClientsAndBrowsersAndNobodyElse)
 {
-    for (const char* name : {VESTARA_CLOUDSIM_OAUTH_HOST, kApi, "localhost", "127.0.0.1"})
-        EXPECT_EQ(Exchange(name, identity.authorityPem), kReply) << name;
+    for (const char* name : {VESTARA_OAUTH_HOST, kApi, "localhost", "127.0.0.1"})
+        EXPECT_EQ(Exchange(name, m_identity.authorityPem), kReply) << name;
     const std::string huge = "GET / HTTP/1.1\r\nX: " + std::string(100000, 'x');
-    EXPECT_THAT(Exchange(kApi, identity.authorityPem, huge), StartsWith("HTTP/1.1 431 "));
-    EXPECT_EQ(Exchange("other.example", identity.authorityPem), "[no handshake]");
+    EXPECT_THAT(Exchange(kApi, m_identity.authorityPem, huge), StartsWith("HTTP/1.1 431 "));
+    EXPECT_EQ(Exchange("other.example", m_identity.authorityPem), "[no handshake]");
     EXPECT_EQ(Exchange(kApi, MakeIdentity({"x"}).authorityPem), "[no handshake]");
 }
 
 TEST_F(ServerTest, FaultsReachTheWire)
 {
-    server.WithCloud([](Cloud& cloud) {
+    m_server.WithCloud([](Cloud& cloud) {
         const std::string faults = R"([{"kind":"cut"},{"kind":"close"},{"kind":"delay","delay_ms":1}])";
         Expect(cloud.HandleAdmin(AdminRequest("POST /admin/faults", faults), kStart), "200");
     });
-    EXPECT_EQ(Exchange(kApi, identity.authorityPem),
+    EXPECT_EQ(Exchange(kApi, m_identity.authorityPem),
               kReply.substr(0, kReply.size() - 37) + "[stream truncated]");
-    EXPECT_EQ(Exchange(kApi, identity.authorityPem), "[stream truncated]");
-    EXPECT_EQ(Exchange(kApi, identity.authorityPem), kReply);
+    EXPECT_EQ(Exchange(kApi, m_identity.authorityPem), "[stream truncated]");
+    EXPECT_EQ(Exchange(kApi, m_identity.authorityPem), kReply);
 }
 
 } // namespace cloudsim::test

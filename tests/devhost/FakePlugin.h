@@ -141,7 +141,7 @@ public:
             message->PutString("No");
         }
     }
-    void SetExtendedConfig(CQXMSG*) override { commands.push_back("page"); }
+    void SetExtendedConfig(CQXMSG*) override { commands.emplace_back("page"); }
     using CDoorLock::LockState;
 
     std::function<void()> onIdle = [] {};

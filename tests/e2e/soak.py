@@ -1,9 +1,10 @@
 """Soak: many hands on one host at once, and a cloud that misbehaves, for a given time.
 
-Meant for programs built with the thread checker; any other build is soaked for crashes and hangs. Several threads
-press everything that the host's API and the simulator's admin offer, while requests are refused, tokens are withdrawn
-and replies are harmed; between rounds the host ends and starts again. It fails when a program reports, crashes, ends
-with another status than 0 or does not answer in time. The seed fixes what each hand does, not how they meet.
+Meant for programs built with the thread checker; any other build is soaked for crashes and hangs. Several
+threads press everything that the host's API and the simulator's admin offer, while requests are refused,
+tokens are withdrawn and replies are harmed; between rounds the host ends and starts again. It fails when a
+program reports, crashes, ends with another status than 0 or does not answer in time. The seed fixes what each
+hand does, not how they meet.
 """
 
 import argparse
@@ -30,15 +31,15 @@ TOKEN_LIFETIME_S = 604
 ROUND_S = 15
 # What a program that reported something ends with; the reports themselves are counted at the end.
 REPORTED = 66
-# personality(2): the thread checker's map of the address space has no room for all places that Linux may choose.
+# personality(2): the thread checker's map of the address space has no room for all places that Linux takes.
 ADDR_NO_RANDOMIZE = 0x40000
 
 
 def world(persons):
     """A fixture with enough persons that their list is worked on for as long as a request takes."""
-    locks = [{"id": f"lock-{h}-{i}", "name": f"Door {h}.{i}", "location_id": f"house-{h}", "power_source": "battery",
+    locks = [{"id": f"lock-{h}-{i}", "name": f"Door {h}.{i}", "location_id": f"house-{h}",
               "serial_number": f"S-{h}-{i}", "programming_code": f"{h}{i}4711", "heartbeat_interval": 2 + i,
-              "state": "locked", "power_level": 50, "wifi_level": 50}
+              "state": "locked", "power_source": "battery", "power_level": 50, "wifi_level": 50}
              for h in range(HOUSES) for i in range(LOCKS_OF_A_HOUSE)]
     return {"account": {"name": "Owner", "email": "owner@house.example"}, "locks": locks,
             "locations": [{"id": f"house-{i}", "name": f"House {i}"} for i in range(HOUSES)],
@@ -64,8 +65,8 @@ class Soak:
         self.setup.start_host(options=("--trace",), timeout_s=60)
         self.bring_up()
         self.stop.clear()
-        hands = [threading.Thread(target=self.work, args=(hand, random.Random(f"{self.seed}/{number}/{hand.__name__}")))
-                 for hand in self.hands]
+        hands = [threading.Thread(target=self.work, args=(
+            hand, random.Random(f"{self.seed}/{number}/{hand.__name__}"))) for hand in self.hands]
         for hand in hands:
             hand.start()
         self.stop.wait(seconds)
@@ -100,7 +101,7 @@ class Soak:
         return [account["id"] for account in self.setup.api.get("/interfaces")["interfaces"]]
 
     def bring_up(self):
-        """Two accounts, tokens and installed locks before the hands begin, whatever the round before left behind."""
+        """Two accounts, tokens and installed locks before the hands begin, whatever was left behind."""
         while len(self.accounts_of_host()) < 2:
             self.setup.api.post("/interfaces")
 
@@ -149,15 +150,15 @@ class Soak:
         base = f"/locks/{lock}"
         kind = rng.random()
         if kind < 0.5:
-            body = {"command": "unlock", "user": rng.randint(1, USERS)} if rng.random() < 0.5 else {"command": "lock"}
-            self.setup.api.post(f"{base}/commands", body)
+            unlock = {"command": "unlock", "user": rng.randint(1, USERS)}
+            self.setup.api.post(f"{base}/commands", unlock if rng.random() < 0.5 else {"command": "lock"})
         elif kind < 0.8:
             self.setup.api.get(f"{base}/status-page")
             items = [{"string": ""}] * 3 + [{"int": rng.randrange(2)}, {"int": rng.randrange(5)}]
             self.setup.api.put(f"{base}/status-page", {"items": items})
         else:
-            self.setup.admin.post(f"/admin/locks/lock-{rng.randrange(HOUSES)}-{rng.randrange(LOCKS_OF_A_HOUSE)}"
-                                  "/turn", {"state": rng.choice(["locked", "unlocked"])})
+            lock = f"lock-{rng.randrange(HOUSES)}-{rng.randrange(LOCKS_OF_A_HOUSE)}"
+            self.setup.admin.post(f"/admin/locks/{lock}/turn", {"state": rng.choice(["locked", "unlocked"])})
 
     def users(self, rng):
         slot = rng.randrange(USERS)
@@ -169,9 +170,10 @@ class Soak:
             self.setup.api.put(f"/locks/{lock}/users/{slot + 1}", {"enabled": rng.random() < 0.6})
         else:
             # Some take over a person that the cloud has already.
-            name = f"Person {rng.randrange(4)}{slot}" if rng.random() < 0.5 else f"User {slot}.{rng.randrange(9)}"
-            self.setup.api.put(f"/users/{slot}", {"name": name, "email": f"u{slot}@house.example",
-                                                  "pin": f"{slot + 1}{rng.randrange(10 ** 6):06}"})
+            known = rng.random() < 0.5
+            self.setup.api.put(f"/users/{slot}", {
+                "name": f"Person {rng.randrange(4)}{slot}" if known else f"User {slot}.{rng.randrange(9)}",
+                "email": f"u{slot}@house.example", "pin": f"{slot + 1}{rng.randrange(10 ** 6):06}"})
 
     def accounts(self, rng):
         accounts = self.accounts_of_host()
@@ -197,7 +199,8 @@ class Soak:
             {"kind": "delay", "delay_ms": rng.randrange(1500)}, {"kind": "body", "body": '{"data":[]}'}]
         paths = ["/devices", "/access_persons", "/locations", "/oauth/token"]
         for fault in rng.choices(storm, k=rng.randint(1, 4)):
-            self.setup.admin.post("/admin/faults", [{**fault, "match": {"path": rng.choice(paths)}, "count": 1}])
+            harm = {**fault, "match": {"path": rng.choice(paths)}, "count": 1}
+            self.setup.admin.post("/admin/faults", [harm])
         self.stop.wait(rng.random() * 3)
         self.setup.admin.delete("/admin/faults")
 
@@ -205,7 +208,8 @@ class Soak:
         self.setup.admin.post("/admin/tokens/revoke", {"refresh": rng.random() < 0.1})
 
     def reader(self, rng):
-        for path in ("/status", "/locks", "/users", "/counters", "/interfaces", "/traces?limit=5", "/trace-switches"):
+        for path in ("/status", "/locks", "/users", "/counters", "/interfaces", "/traces?limit=5",
+                     "/trace-switches"):
             self.setup.api.get(path)
         if rng.random() < 0.05:
             self.setup.api.put("/trace-switches", {"*": rng.random() < 0.7})
@@ -217,7 +221,7 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__)
     for name in ("--bin", "--driver", "--state-dir"):
         parser.add_argument(name, required=True)
-    parser.add_argument("--duration", type=int, default=600, help="seconds of work, starts and stops not counted")
+    parser.add_argument("--duration", type=int, default=600, help="seconds of work without starts and stops")
     parser.add_argument("--persons", type=int, default=300, help="access persons of the cloud")
     parser.add_argument("--seed", type=int, default=random.SystemRandom().randrange(1 << 32))
     args = parser.parse_args()
@@ -228,8 +232,10 @@ def main():
     folder.mkdir(parents=True)
     fixture = folder / "world.json"
     fixture.write_text(json.dumps(world(args.persons)), encoding="utf-8")
-    ctypes.CDLL(None).personality(ADDR_NO_RANDOMIZE)  # where it is not allowed, nothing is lost on most machines
-    os.environ["TSAN_OPTIONS"] = f"log_path={folder}/checker halt_on_error=0 exitcode={REPORTED} history_size=7"
+    # Where it is not allowed, nothing is lost on most machines.
+    ctypes.CDLL(None).personality(ADDR_NO_RANDOMIZE)
+    options = {"log_path": f"{folder}/checker", "halt_on_error": 0, "exitcode": REPORTED, "history_size": 7}
+    os.environ["TSAN_OPTIONS"] = " ".join(f"{name}={value}" for name, value in options.items())
 
     failure = None
     try:

@@ -1,6 +1,6 @@
 // Authorisation, refresh, and several accounts: master, shared tokens, names, broadcasts, removal.
 
-#include "support/AccountTest.h"
+#include "tests/support/AccountTest.h"
 
 namespace support
 {
@@ -50,10 +50,16 @@ TEST_F(AccountsTest, AuthorizeAddressIsRebuiltAndTheCodeStaysWhereItArrived)
     other.ProcessAuthCode("code%n");
     EXPECT_EQ(Str(Probe(other).AuthCode()), "code%n");
     EXPECT_EQ(Queued(master), Lines{"0 0 |||"});
+
+    TakeEffects();
+    m_system->AddInterface(kVestaraInterfaceType);
+    EXPECT_EQ(TakeEffects().at(0), "GetOAuthState 0") << "built before there is a bridge, too";
 }
 
 TEST_F(AccountsTest, TokenCheckAsksEverySiblingAndBelievesTheLast)
 {
+    CBridge stranger(99, 134);
+    m_system->strangers = {nullptr, &stranger};
     CVestaraInterface* accounts[] = {&AddAccount(), &AddAccount(), &AddAccount()}; // the first is the master
     CVestaraInterface& caller = *accounts[1];
     const std::string failed = "trace: TokenShare failed - Access or Refresh Token missing";
@@ -131,6 +137,8 @@ TEST_F(AccountsTest, BroadcastTellsChangesOnly)
 
 TEST_F(AccountsTest, NobodyKeepsAPointerToAMasterThatWasUninstalled)
 {
+    CBridge stranger(99, 134);
+    m_system->strangers = {nullptr, &stranger};
     CVestaraInterface& master = AddReadyAccount();
     CVestaraInterface& second = AddAccount();
     Offer(master, {"a"});
@@ -151,6 +159,10 @@ TEST_F(AccountsTest, NobodyKeepsAPointerToAMasterThatWasUninstalled)
         EXPECT_EQ(Probe(*account).MasterPointer(), nullptr);
     EXPECT_EQ(third.MasterInterface(), &third);
     EXPECT_EQ(second.MasterInterface(), &third);
+    Probe(second).Master() = 1;
+    Probe(third).MasterPointer() = nullptr;
+    EXPECT_EQ(third.MasterInterface(), &third) << "a master looks for no other";
+    Probe(second).Master() = 0;
 
     Offer(third, {"a"});
     second.UnInstall();

@@ -1,6 +1,6 @@
 // Finding, installing, claiming and removing locks.
 
-#include "support/AccountTest.h"
+#include "tests/support/AccountTest.h"
 
 namespace support
 {
@@ -16,12 +16,15 @@ TEST_F(InstallationTest, LockIsFoundAmongOwnClientsThenInTheFamily)
     family.components = {nullptr, &loose};
     m_system->family = [&](int number) { return number == 25 ? &family : nullptr; };
     EXPECT_EQ(account.FindDoorLock("a-house-front"), &own);
+    EXPECT_EQ(AddAccount().NextDoorLock(nullptr), nullptr);
     EXPECT_EQ(account.FindDoorLock(""), nullptr);
     EXPECT_EQ(m_journal.TakeReports(), Lines{"vestarai 2679: DeviceID is missing - cannot locate DoorLock"});
     EXPECT_EQ(account.FindDoorLock("loose"), &loose);
     EXPECT_EQ(account.FindDoorLock("b-house-front"), nullptr);
     const std::string gap = "vestarai 2708: Failed to locate SysComp";
     EXPECT_EQ(m_journal.TakeReports(), (Lines{gap, gap}));
+    account.RemoveAllDevices(0);
+    EXPECT_EQ(TakeEffects(), (Lines{"a-house-front UnInstall", "DeleteComponent"}));
 }
 
 TEST_F(InstallationTest, NewLockIsInitialisedBeforeItHasABridge)
@@ -29,7 +32,20 @@ TEST_F(InstallationTest, NewLockIsInitialisedBeforeItHasABridge)
     CVestaraInterface& account = AddReadyAccount();
     ScriptedFamily family(m_journal);
     m_system->family = [&](int) { return &family; };
-    EXPECT_EQ(account.AddNewDoorLock("dev-1", "Front"), 0) << "refused without a report of its own";
+    struct NoLock : CSystemComponent, CBridgeClient {
+        explicit NoLock(CSystemComponentDef* type) : CSystemComponent(type), CBridgeClient(133, 0) {}
+    };
+    CSystemComponentDef type(nullptr, kPortivoType, "", "", 0, 0);
+    CSystemComponent noClient(&type);
+    NoLock noLock(&type);
+    for (const auto& [created, reports] :
+         {std::pair<CSystemComponent*, Lines>{nullptr, {}},
+          {&noClient, {"vestarai 2769: Failed to create bridge - could not install device"}},
+          {&noLock, {"vestarai 2781: Failed to create device - could not install device"}}}) {
+        family.created = created;
+        EXPECT_EQ(account.AddNewDoorLock("dev-1", "Front"), 0);
+        EXPECT_EQ(m_journal.TakeReports(), reports);
+    }
     m_journal.Take();
     RecordingLock lock(m_journal);
     family.created = &lock;

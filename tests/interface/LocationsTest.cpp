@@ -1,6 +1,6 @@
 // Choosing a location, discovery, and the list of candidates.
 
-#include "support/AccountTest.h"
+#include "tests/support/AccountTest.h"
 
 #include <climits>
 
@@ -46,6 +46,10 @@ TEST_F(LocationsTest, OtherIndexesChooseNothing)
     }
     EXPECT_EQ(Str(account.LocationID()), "a");
     EXPECT_EQ(Candidates(account), (Lines{"a", "b"}));
+    DropQueued(account);
+    account.RemoveAllLocations();
+    account.SetLocationIdx(-1);
+    EXPECT_EQ(Queued(account), Lines{}) << "without candidates nothing is asked for";
 }
 
 TEST_F(LocationsTest, DiscoveryStartsFromScratch)

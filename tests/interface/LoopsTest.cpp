@@ -1,6 +1,6 @@
 // The worker's turns and their pace, the host's idle call and its timers.
 
-#include "support/AccountTest.h"
+#include "tests/support/AccountTest.h"
 
 namespace support
 {
@@ -26,6 +26,10 @@ TEST_F(LoopsTest, PaceFollowsTheCubeOfWhatWaits)
         account.RemoveAllObjects();
         EXPECT_EQ(Probe(account).RunDelay(), r.delayMs) << "draining is no reason for another pace";
     }
+    CVestaraInterface& idle = AddAccount();
+    idle.TraceEnabled(1);
+    EXPECT_EQ(idle.AdjustTickRate(), 0);
+    EXPECT_EQ(TakeEffects(), Lines{}) << "an idle pace stays as it is, and untold";
 }
 
 TEST_F(LoopsTest, TurnComesWhenMoreThanTheDelayHasPassedAndSendsOneCommand)

@@ -1,6 +1,6 @@
 // The configuration pages in every state of the account.
 
-#include "support/AccountTest.h"
+#include "tests/support/AccountTest.h"
 
 namespace support
 {
@@ -31,9 +31,15 @@ TEST_F(PagesTest, PropertyPageIsBuiltMarkedAndStored)
         EXPECT_EQ(set.Property(1023)->AttribBits() + set.Property(1024)->AttribBits(), 8);
         house.SelectChoice(0);
         m_journal.Take();
+        EXPECT_EQ(account->UpdateProperty(set.Property(1023), PROPERTY_UPDATE_BUILD, &set, 0, 0), 0);
         account->IFaceDoPropertyExchange(&set, PROPERTYSET_DDX_STORE);
         EXPECT_EQ(Str(account->LocationID()), "a");
         EXPECT_EQ(TakeEffects(), (Lines{"NotifyWrite", "NotifyWrite"})) << "the choice, then the page";
+        Offer(*account, {"a", "b"});
+        CQXMSG page;
+        page.PutInt(1);
+        account->SetExtBridgeConfig(&page);
+        EXPECT_EQ(Str(account->LocationID()), "b");
     }
 }
 
@@ -113,13 +119,19 @@ TEST_F(PagesTest, ExtendedPageTracesItsChoicesCountedFromOne)
 
 TEST_F(PagesTest, ResetActionDropsTheAccount)
 {
-    CVestaraInterface& account = Serve("loc-1");
-    EXPECT_EQ(account.ExecuteAction(20002, nullptr), 0);
-    EXPECT_EQ(account.ExecuteAction(20003, nullptr), 1);
-    EXPECT_EQ(TakeEffects(),
-              (Lines{"trace: Resetting...", "trace: Cleaning up Token/Identifiers and removing thermostats",
-                     "NotifyWrite", "NotifyWrite"}));
-    EXPECT_EQ(Str(account.NetworkBridge()->Name()), "Vestara Interface");
+    for (const char* token : {"access-1", ""}) {
+        CVestaraInterface& account = Serve("loc-1");
+        Probe(account).AccessToken() = token;
+        account.AddCommand(METHOD_READ, CMD_LOCATIONS_LIST, "", "", "", "");
+        EXPECT_EQ(account.ExecuteAction(20002, nullptr), 0);
+        EXPECT_EQ(account.ExecuteAction(20003, nullptr), 1);
+        const Lines cleanUp{"trace: Cleaning up Token/Identifiers and removing thermostats", "NotifyWrite"};
+        EXPECT_EQ(TakeEffects(),
+                  Lines{"trace: Resetting..."} + (*token ? cleanUp : Lines{}) + Lines{"NotifyWrite"});
+        EXPECT_EQ(Str(account.NetworkBridge()->Name()), "Vestara Interface");
+        EXPECT_EQ(account.NCommands(), 0) << "with and without a token";
+        EXPECT_EQ(account.CanAccept(1084) * 10 + account.CanAccept(1085), 10);
+    }
 }
 
 } // namespace support

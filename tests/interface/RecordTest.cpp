@@ -1,7 +1,6 @@
 // The account's record, read and written over a stream that fails at each step.
 
-#include "support/AccountTest.h"
-#include "support/FailingFile.h"
+#include "tests/support/AccountTest.h"
 
 #include <algorithm>
 

@@ -1,7 +1,7 @@
 #pragma once
 // A recording lock under a ready account.
 
-#include "support/AccountTest.h"
+#include "tests/support/AccountTest.h"
 
 namespace support
 {

@@ -1,7 +1,6 @@
 // The lock object: its interface, record, names, housekeeping, page and user slots.
 
-#include "lock/LockTest.h"
-#include "support/FailingFile.h"
+#include "tests/lock/LockTest.h"
 
 #include <climits>
 
@@ -36,6 +35,8 @@ TEST_F(PortivoTest, InterfaceIsCachedWhileThereIsABridge)
     m_lock.OnPostSystemInit();
     EXPECT_EQ(TakeEffects(), Lines{"dev-1 RegisterEventServer"});
     EXPECT_EQ(CPortivoProbe::CachedInterface(m_lock), &m_account);
+    EXPECT_EQ(m_lock.ComponentFlags(), 0x50000000u);
+    EXPECT_EQ(m_lock.ConnectionType(), 4);
     EXPECT_EQ(m_lock.UnInstall(), 1);
     EXPECT_EQ(m_account.NClients(), 0);
 }
@@ -71,11 +72,13 @@ TEST_F(PortivoTest, NewNameIsSavedAtOnceAndToldByHousekeeping)
     m_lock.DeviceName("");
     m_lock.DeviceName("Front");
     EXPECT_EQ(TakeEffects(), Lines{});
-    m_lock.DeviceName("front%s");
-    EXPECT_EQ(TakeEffects(), Lines{"NotifyWrite"});
-    EXPECT_EQ(Str(m_lock.TraceName()), "Portivo (front%s)");
-    EXPECT_EQ(idleAfter(3000), Lines{});
-    EXPECT_EQ(idleAfter(1), Lines{"NotifyConfigChanged portivo 274"});
+    for (const std::string name : {"front%s", "back"}) {
+        m_lock.DeviceName(name.c_str());
+        EXPECT_EQ(TakeEffects(), Lines{"NotifyWrite"});
+        EXPECT_EQ(Str(m_lock.TraceName()), "Portivo (" + name + ")");
+        EXPECT_EQ(idleAfter(3000), Lines{});
+        EXPECT_EQ(idleAfter(1), Lines{"NotifyConfigChanged portivo 274"});
+    }
     EXPECT_EQ(idleAfter(3001), Lines{});
 
     CPortivoProbe::WriteStatePending(m_lock) = 1;
@@ -127,9 +130,11 @@ TEST_F(PortivoTest, UserSlotOutsideOfTheTableIsRefused)
     SetUser(29, "Ann");
     m_lock.EnableUser(30, 1);
     EXPECT_EQ(m_lock.SendHardwareSlotConfig(29, nullptr), 1);
-    EXPECT_EQ(m_lock.SendHardwareSlotConfig(28, nullptr), 1) << "nobody to remove";
-    EXPECT_EQ(Queued(m_account), Lines{"3 8 loc-1|dev-1|29|"});
     m_journal.Take();
+    m_lock.TraceEnabled(1);
+    EXPECT_EQ(m_lock.SendHardwareSlotConfig(28, nullptr), 1) << "nobody to remove";
+    EXPECT_EQ(TakeEffects(), Lines{"trace: No user found at index [28] - removing from cloud"});
+    EXPECT_EQ(Queued(m_account), Lines{"3 8 loc-1|dev-1|29|"});
     for (const int slot : {-1, 30, INT_MAX}) {
         m_lock.SetBridge(m_account.NetworkBridge());
         EXPECT_EQ(m_lock.SendHardwareSlotConfig(slot, nullptr), 0);

@@ -1,6 +1,6 @@
 // What the cloud's attributes do to the lock, and the commands that give them their meaning.
 
-#include "lock/LockTest.h"
+#include "tests/lock/LockTest.h"
 
 #include <climits>
 
@@ -103,9 +103,8 @@ TEST_F(StatusTest, CommandsAreQueuedUnlessTheStateIsThereAlready)
         int stateAfter, lastCommand, unlockUser;
         std::uint32_t unlockTimerMs;
     };
-    const Lines lock{"trace: Sending LOCK command - Mark Working", "dev-1 Working 1", "3 16 loc-1|dev-1||"},
-        unlock{"trace: Sending UNLOCK command - Mark Working", "dev-1 Working 1", "3 17 loc-1|dev-1||"};
-    m_lock.TraceEnabled(1);
+    const Lines lock{"~trace: Sending LOCK command - Mark Working", "dev-1 Working 1", "3 16 loc-1|dev-1||"},
+        unlock{"~trace: Sending UNLOCK command - Mark Working", "dev-1 Working 1", "3 17 loc-1|dev-1||"};
     for (const Row& r :
          {Row{1270, 9, 1, {}, 1, 7, 8, 500}, Row{1271, 3, 2, {}, 2, 7, 8, 500},
           Row{1269, 3, 0, {}, 0, 7, 8, 500}, Row{1270, 9, 0, lock, 3, 1, 8, 500},
@@ -116,13 +115,15 @@ TEST_F(StatusTest, CommandsAreQueuedUnlessTheStateIsThereAlready)
         CPortivoProbe::UnlockUser(m_lock) = 8;
         CPortivoProbe::UnlockTimer(m_lock).SetElapsed(500);
         CPortivoProbe::WorkingTimer(m_lock).SetElapsed(500);
+        const bool tracing = r.unlockUser != 2;
+        m_lock.TraceEnabled(tracing);
         m_lock.SetBridge(nullptr);
         EXPECT_EQ(m_lock.ExecuteCommand(r.command, r.argument), 0) << "nothing could be sent";
         EXPECT_EQ(m_lock.State(), r.state);
 
         m_lock.SetBridge(m_account.NetworkBridge());
         EXPECT_EQ(m_lock.ExecuteCommand(r.command, r.argument), r.effects.empty() ? 0 : 1);
-        EXPECT_EQ(TakeEffects() + Queued(m_account), r.effects);
+        EXPECT_EQ(TakeEffects() + Queued(m_account), WithTracing(tracing, r.effects));
         EXPECT_EQ(m_lock.State(), r.stateAfter);
         EXPECT_EQ(CPortivoProbe::LastCommand(m_lock), r.lastCommand);
         EXPECT_EQ(CPortivoProbe::UnlockUser(m_lock), r.unlockUser);

@@ -1,6 +1,6 @@
 // Definitions and creation through the entry points.
 
-#include "support/TestHost.h"
+#include "tests/support/TestHost.h"
 
 namespace support
 {

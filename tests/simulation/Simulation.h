@@ -4,7 +4,7 @@
 #include "cloudsim/model/Cloud.h"
 #include "cloudsim/model/Fixture.h"
 #include "devhost/framework/network/HttpReplyReader.h"
-#include "support/TestHost.h"
+#include "tests/support/TestHost.h"
 
 #include <algorithm>
 #include <chrono>
@@ -94,7 +94,6 @@ protected:
         return found;
     }
 
-    bool m_reachable = true; ///< false: no reply comes
     /// Its ids and tokens can be predicted: id-1, id-2 and so on.
     cloudsim::Cloud m_model{cloudsim::LoadWorld(kLakeHouse, Now()), {}, [n = 0](std::size_t) mutable {
                                 return "id-" + std::to_string(++n);
@@ -112,8 +111,6 @@ private:
     void Answer(const std::string& request)
     {
         m_cloud.TakeRequests();
-        if (!m_reachable)
-            return;
         const std::string reply = m_model.HandleRaw(request, Now());
         m_exchanges.push_back(request.substr(0, request.find(" HTTP/")));
         devhost::HttpReplyReader reader;

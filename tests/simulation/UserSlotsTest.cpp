@@ -1,7 +1,7 @@
 // Users of the controller on their way to the cloud: what the changes of a slot send one after the other, and
 // what both sides know afterwards.
 
-#include "simulation/Simulation.h"
+#include "tests/simulation/Simulation.h"
 
 namespace support
 {

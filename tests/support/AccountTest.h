@@ -1,11 +1,26 @@
 #pragma once
 // What the tests of the account interface and of the lock share.
 
-#include "support/RecordingLock.h"
-#include "support/TestHost.h"
+#include "devhost/framework/record/MemoryFile.h"
+#include "tests/support/RecordingLock.h"
+#include "tests/support/TestHost.h"
+
+#include <limits>
 
 namespace support
 {
+
+/// A record in memory whose stream breaks after a given number of items.
+class FailingFile : public devhost::MemoryFile
+{
+public:
+    int left = std::numeric_limits<int>::max(); ///< calls that still succeed
+
+    int WriteInt(int i) override { return left-- > 0 ? MemoryFile::WriteInt(i) : 0; }
+    int WriteString(const CQXString& s) override { return left-- > 0 ? MemoryFile::WriteString(s) : 0; }
+    int ReadInt(int* p) override { return left-- > 0 ? MemoryFile::ReadInt(p) : 0; }
+    int ReadString(CQXString* p) override { return left-- > 0 ? MemoryFile::ReadString(p) : 0; }
+};
 
 class AccountTest : public DriverTest
 {

@@ -1,6 +1,6 @@
 // Redirects the C library's clocks to the hand-moved one; what reads them is left unchanged.
 
-#include "support/Clock.h"
+#include "tests/support/Clock.h"
 
 #include <ctime>
 

@@ -2,7 +2,7 @@
 // A lock that notes in the journal what is registered with it, and a family that hands out what a test gives
 // it.
 
-#include "support/TestHost.h"
+#include "tests/support/TestHost.h"
 
 namespace support
 {

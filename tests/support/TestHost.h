@@ -9,9 +9,9 @@
 #include "interface/LocationPair.h"
 #include "interface/VestaraInterface.h"
 #include "lock/Portivo.h"
-#include "support/Clock.h"
-#include "support/Journal.h"
-#include "support/ScriptedCloud.h"
+#include "tests/support/Clock.h"
+#include "tests/support/Journal.h"
+#include "tests/support/ScriptedCloud.h"
 
 #include <functional>
 #include <gtest/gtest.h>
@@ -31,7 +31,11 @@ class SharedTextProbe
 {
 public:
     explicit SharedTextProbe(CSharedText& shared) : m_text(shared) {}
-    void operator=(const char* text) { m_text.Set(text); }
+    SharedTextProbe& operator=(const char* text)
+    {
+        m_text.Set(text);
+        return *this;
+    }
     operator CQXString() const { return m_text.Get(); }
 
 private:
@@ -141,6 +145,13 @@ public:
     {
         return family ? family(number) : System::FamilyByFamily(number);
     }
+    int NBridges() override { return System::NBridges() + static_cast<int>(strangers.size()); }
+    CBridge* Bridge(int i) override
+    {
+        const auto place = static_cast<std::size_t>(i);
+        return place < strangers.size() ? strangers[place]
+                                        : System::Bridge(i - static_cast<int>(strangers.size()));
+    }
     void NotifyWrite() override { m_journal.Add("NotifyWrite"), System::NotifyWrite(); }
     void NotifyConfigChanged(const char* source, int line) override
     {
@@ -153,6 +164,7 @@ public:
     }
     CQXString GetOAuthState(unsigned bridgeId) override
     {
+        m_journal.Add("GetOAuthState " + std::to_string(bridgeId));
         return oauthState.empty() ? System::GetOAuthState(bridgeId) : CQXString(oauthState.c_str());
     }
     void OnSystemExit1(const char* source, int line, int reserved) override
@@ -165,6 +177,7 @@ public:
     void OnPostSystemInit() override { m_journal.Add("OnPostSystemInit"), System::OnPostSystemInit(); }
 
     std::string oauthState; ///< when set, the state that the driver is given: addresses become predictable
+    std::vector<CBridge*> strangers; ///< what stands in front of the accounts' bridges; null for a gap
     std::function<CSystemFamily*(int)> family; ///< when set, what stands in for the system's families
 
 private:

@@ -162,8 +162,8 @@ private:
 
     void CopyJson()
     {
-        const JsonText json = HideInJson(m_text.substr(m_i), [this](std::string_view String) {
-            return m_known.Hide(Scanner(String, m_known, m_nesting + 1).Run());
+        const JsonText json = HideInJson(m_text.substr(m_i), [this](std::string_view string) {
+            return m_known.Hide(Scanner(string, m_known, m_nesting + 1).Run());
         });
         m_out += json.shown;
         m_i += json.end;
@@ -284,7 +284,7 @@ private:
     void HideArrayOrObject()
     {
         const JsonText json =
-            HideInJson(m_text.substr(m_i), [](std::string_view String) { return std::string(String); });
+            HideInJson(m_text.substr(m_i), [](std::string_view string) { return std::string(string); });
         HideUpTo(json.whole ? m_i + json.end : m_text.size());
     }
 

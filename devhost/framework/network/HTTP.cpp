@@ -19,9 +19,9 @@ namespace
 {
 
 // The numbers are fixed identities of the reports, which documents refer to.
-enum REPORT : int { REPORT_EXCEPTION = 1, REPORT_JSON_BOUND = 2, REPORT_REQUEST = 3 };
+enum ReportNumber : int { ExceptionReport = 1, JsonBoundReport = 2, RequestReport = 3 };
 
-void Report(REPORT number, const std::string& what)
+void Report(ReportNumber number, const std::string& what)
 {
     AssertWrap("http", number, what.c_str());
 }
@@ -29,7 +29,7 @@ void Report(REPORT number, const std::string& what)
 void ReportException(const char* step, const char* why) noexcept
 {
     try {
-        Report(REPORT_EXCEPTION, std::string(step) + " was given up: " + why);
+        Report(ExceptionReport, std::string(step) + " was given up: " + why);
     } catch (...) {
         // Without memory for the report there is nothing left to say it with.
     }
@@ -127,7 +127,7 @@ CJSONObject* CHTMLPage::HTMLPageToJSON(CHTMLPage*& page)
         std::string passed;
         auto tree = devhost::ParseJson(std::string_view(taken->m_Text).substr(taken->m_cbHead), &passed);
         if (!passed.empty())
-            Report(REPORT_JSON_BOUND, "a reply was not taken for JSON: " + passed);
+            Report(JsonBoundReport, "a reply was not taken for JSON: " + passed);
         return tree.release();
     });
 }
@@ -140,7 +140,7 @@ CHTMLPage* DoHTTPExchangeWithConnection(CHTTPConnectionSSL* connection, const CQ
     const std::string_view bytes(static_cast<char*>(request), static_cast<std::size_t>(request.GetLength()));
     return Guarded("an exchange", [&]() -> CHTMLPage* {
         if (const char* fault = devhost::RequestFault(bytes)) {
-            Report(REPORT_REQUEST, std::string("a request was not sent: ") + fault);
+            Report(RequestReport, std::string("a request was not sent: ") + fault);
             return nullptr;
         }
         auto reply = connection->Get()->Exchange(bytes);

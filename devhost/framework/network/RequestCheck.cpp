@@ -2,6 +2,8 @@
 
 #include "devhost/framework/network/RequestCheck.h"
 
+#include <boost/url/rfc/unreserved_chars.hpp>
+
 #include <algorithm>
 #include <charconv>
 #include <iterator>
@@ -17,11 +19,8 @@ constexpr std::string_view kHeaders[] = {
     "Accept: ", "Authorization: ", "Host: ", "Content-Length: ", "Content-Type: ",
 };
 
-bool IsTokenCharacter(char c)
-{
-    return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') ||
-           std::string_view("-._~+/").find(c) != std::string_view::npos;
-}
+// The characters of a b64token but for its padding.
+constexpr auto kTokenCharacters = boost::urls::unreserved_chars + boost::urls::grammar::lut_chars("+/");
 
 // RFC 6750, section 2.1: "Bearer" and a b64token, characters of which at least one comes before any "=".
 bool IsBearer(std::string_view value)
@@ -30,7 +29,7 @@ bool IsBearer(std::string_view value)
     if (!value.starts_with(kScheme))
         return false;
     value.remove_prefix(kScheme.size());
-    const auto padding = std::find_if_not(value.begin(), value.end(), IsTokenCharacter);
+    const auto padding = std::find_if_not(value.begin(), value.end(), kTokenCharacters);
     return padding != value.begin() && std::all_of(padding, value.end(), [](char c) { return c == '='; });
 }
 

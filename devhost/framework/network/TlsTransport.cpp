@@ -308,7 +308,7 @@ std::string TakeHost(std::string_view text, std::string_view& rest, const std::s
     const std::size_t end = rest.find(brackets ? "]:" : ":");
     if (end == std::string_view::npos)
         RefuseRoute(text, what + " is not followed by a port");
-    const std::string host(rest.substr(brackets ? 1 : 0, end - (brackets ? 1 : 0)));
+    std::string host(rest.substr(brackets ? 1 : 0, end - (brackets ? 1 : 0)));
     if (host.empty())
         RefuseRoute(text, what + " is empty");
     rest.remove_prefix(end + (brackets ? 2 : 1));

@@ -46,13 +46,13 @@ void OpenPages::RebuildDue(const std::function<CDeviceInterface*(unsigned)>& int
             due.push_back(id);
     }
     for (const unsigned id : due) {
-        CDeviceInterface* pInterface = interface(id);
-        if (!pInterface) {
+        CDeviceInterface* found = interface(id);
+        if (!found) {
             Close(id);
             continue;
         }
         const CQXTimer sinceAsked = m_pages.at(id).sinceAsked;
-        Open(id, *pInterface);
+        Open(id, *found);
         m_pages.at(id).sinceAsked = sinceAsked; // nobody asked for it now
         rebuilt(id);
     }

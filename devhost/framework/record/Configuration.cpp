@@ -18,14 +18,22 @@ namespace
 
 // Numbers of this source's reports.
 enum : int {
-    REPORT_DAMAGED = 1,
-    REPORT_CONTENT,
-    REPORT_DUPLICATE,
-    REPORT_TYPE,
-    REPORT_REFUSED,
-    REPORT_COUNT,
-    REPORT_USER
+    DamagedReport = 1,
+    ContentReport,
+    DuplicateReport,
+    TypeReport,
+    RefusedReport,
+    CountReport,
+    UserReport
 };
+
+// The kinds of records.
+constexpr const char* kHeader = "configuration";
+constexpr const char* kTrace = "trace";
+constexpr const char* kUser = "user";
+constexpr const char* kBridge = "bridge";
+constexpr const char* kComponent = "component";
+constexpr const char* kEnd = "end";
 
 std::string Line(const std::string& kind, const MemoryFile& record)
 {
@@ -53,7 +61,7 @@ std::optional<std::string> Configuration::Write(std::string* error)
         MemoryFile record;
         record.WriteString(name.c_str());
         record.WriteInt(enabled);
-        body += Line("trace", record);
+        body += Line(kTrace, record);
     }
     for (int slot = 0; slot < SecurityServer::kSlots; ++slot) {
         const CUser* user = m_system.m_security.GetUserAtDoorLockSlot(slot);
@@ -64,7 +72,7 @@ std::optional<std::string> Configuration::Write(std::string* error)
         record.WriteString(user->Name());
         record.WriteString(user->Email());
         record.WriteString(user->PIN_DoorLock());
-        body += Line("user", record);
+        body += Line(kUser, record);
     }
     for (const auto& account : m_system.m_accounts) {
         MemoryFile record;
@@ -75,7 +83,7 @@ std::optional<std::string> Configuration::Write(std::string* error)
             *error = "interface " + std::to_string(account->bridge.ID()) + " could not write its record";
             return std::nullopt;
         }
-        body += Line("bridge", record);
+        body += Line(kBridge, record);
     }
     const auto components = m_system.Components();
     for (CSystemComponent* component : components) {
@@ -86,13 +94,13 @@ std::optional<std::string> Configuration::Write(std::string* error)
             *error = "component " + std::to_string(component->ID()) + " could not write its record";
             return std::nullopt;
         }
-        body += Line("component", record);
+        body += Line(kComponent, record);
     }
     auto bridgeCount = m_system.m_accounts.size();
     auto componentCount = components.size();
     for (const std::string& kept : m_system.m_keptRecords) {
         body += kept + "\n";
-        ++(kept.starts_with("bridge ") ? bridgeCount : componentCount);
+        ++(kept.starts_with(kBridge + std::string(" ")) ? bridgeCount : componentCount);
     }
 
     MemoryFile header;
@@ -100,7 +108,7 @@ std::optional<std::string> Configuration::Write(std::string* error)
     header.WriteInt(static_cast<int>(m_system.m_ids.Next()));
     header.WriteInt(static_cast<int>(bridgeCount));
     header.WriteInt(static_cast<int>(componentCount));
-    return Line("configuration", header) + body + Line("end", MemoryFile());
+    return Line(kHeader, header) + body + Line(kEnd, MemoryFile());
 }
 
 void Configuration::Parse(std::string_view text)
@@ -111,7 +119,7 @@ void Configuration::Parse(std::string_view text)
         if (parsed)
             m_lines.push_back(*parsed);
         else
-            Fault(REPORT_DAMAGED, "line " + std::to_string(number) + " of the configuration is damaged");
+            Fault(DamagedReport, "line " + std::to_string(number) + " of the configuration is damaged");
         text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
     }
 }
@@ -121,11 +129,9 @@ bool Configuration::Read(std::string_view text)
     Parse(text);
     // By kind, so that what others refer to is there first, whatever the order of the lines.
     const std::pair<const char*, void (Configuration::*)(const RecordLine&)> readers[] = {
-        {"configuration", &Configuration::ReadHeader},
-        {"trace", &Configuration::ReadTrace},
-        {"user", &Configuration::ReadUser},
-        {"bridge", &Configuration::ReadBridge},
-        {"component", &Configuration::ReadComponent},
+        {kHeader, &Configuration::ReadHeader},       {kTrace, &Configuration::ReadTrace},
+        {kUser, &Configuration::ReadUser},           {kBridge, &Configuration::ReadBridge},
+        {kComponent, &Configuration::ReadComponent},
     };
     for (const auto& [kind, reader] : readers) {
         for (const RecordLine& record : m_lines) {
@@ -140,14 +146,14 @@ bool Configuration::Read(std::string_view text)
 void Configuration::CheckCounts()
 {
     if (!m_expectedBridges)
-        return Fault(REPORT_COUNT, "the configuration has no sound first record");
+        return Fault(CountReport, "the configuration has no sound first record");
     const bool ended = std::any_of(m_lines.begin(), m_lines.end(),
-                                   [](const RecordLine& record) { return record.kind == "end"; });
+                                   [](const RecordLine& record) { return record.kind == kEnd; });
     if (!ended || m_bridgeCount < *m_expectedBridges || m_componentCount < *m_expectedComponents)
-        Fault(REPORT_COUNT, "records are missing in the configuration: " + std::to_string(m_bridgeCount) +
-                                " of " + std::to_string(*m_expectedBridges) + " interfaces and " +
-                                std::to_string(m_componentCount) + " of " +
-                                std::to_string(*m_expectedComponents) + " components were read");
+        Fault(CountReport, "records are missing in the configuration: " + std::to_string(m_bridgeCount) +
+                               " of " + std::to_string(*m_expectedBridges) + " interfaces and " +
+                               std::to_string(m_componentCount) + " of " +
+                               std::to_string(*m_expectedComponents) + " components were read");
 }
 
 bool Configuration::NoteId(int id)
@@ -168,7 +174,7 @@ void Configuration::ReadHeader(const RecordLine& line)
     int componentCount = 0;
     if (!record.ReadInt(&m_version) || !record.ReadInt(&nextId) || !record.ReadInt(&bridgeCount) ||
         !record.ReadInt(&componentCount))
-        return Fault(REPORT_CONTENT, "the configuration's first record cannot be read");
+        return Fault(ContentReport, "the configuration's first record cannot be read");
     m_expectedBridges = bridgeCount;
     m_expectedComponents = componentCount;
     // Ids are never given out twice, also when what had the highest one was removed before the save.
@@ -182,7 +188,7 @@ void Configuration::ReadTrace(const RecordLine& line)
     CQXString name;
     int enabled = 0;
     if (!record.ReadString(&name) || !record.ReadInt(&enabled))
-        return Fault(REPORT_CONTENT, "a trace switch cannot be read");
+        return Fault(ContentReport, "a trace switch cannot be read");
     m_system.m_traces.Store(static_cast<char*>(name), enabled != 0);
 }
 
@@ -195,17 +201,17 @@ void Configuration::ReadUser(const RecordLine& line)
     CQXString pin;
     if (!record.ReadInt(&slot) || !record.ReadString(&name) || !record.ReadString(&email) ||
         !record.ReadString(&pin))
-        return Fault(REPORT_CONTENT, "a user cannot be read");
+        return Fault(ContentReport, "a user cannot be read");
     const UserData user{static_cast<char*>(name), static_cast<char*>(email), static_cast<char*>(pin)};
     const std::string who = "the user at slot " + std::to_string(slot);
     if (const auto wrong = m_system.m_security.SetUser(slot, user))
-        return Fault(REPORT_CONTENT, who + " is left out: " + *wrong);
+        return Fault(ContentReport, who + " is left out: " + *wrong);
     // Kept, because the user may have a person in the cloud, which only the installer can sort out.
     auto doubt = CheckNewName(user.name);
     if (!doubt)
         doubt = m_system.m_security.FindDuplicate(slot, user);
     if (doubt)
-        AssertWrap("configuration", REPORT_USER, (who + " is kept, but its " + *doubt).c_str());
+        AssertWrap("configuration", UserReport, (who + " is kept, but its " + *doubt).c_str());
 }
 
 void Configuration::ReadBridge(const RecordLine& line)
@@ -215,22 +221,22 @@ void Configuration::ReadBridge(const RecordLine& line)
     int type = 0;
     CQXString name;
     if (!record.ReadInt(&id) || !record.ReadInt(&type) || !record.ReadString(&name))
-        return Fault(REPORT_CONTENT, "an interface's record cannot be read");
+        return Fault(ContentReport, "an interface's record cannot be read");
     if (!NoteId(id))
-        return Fault(REPORT_DUPLICATE, "interface " + std::to_string(id) + " is left out: its id is no id");
+        return Fault(DuplicateReport, "interface " + std::to_string(id) + " is left out: its id is no id");
     System::Account* account = m_system.AttachInterface(static_cast<unsigned>(id), type);
     if (!account) {
         // Its library may be back the next time, so the record is kept, and written again as it is.
         m_system.m_keptRecords.push_back(line.Format());
         ++m_bridgeCount;
-        AssertWrap("configuration", REPORT_TYPE,
+        AssertWrap("configuration", TypeReport,
                    ("no library makes interface type " + std::to_string(type)).c_str());
         return;
     }
     ++m_bridgeCount;
     account->bridge.Name(name);
     if (!account->interface->ReadClientData(&record, m_version))
-        Fault(REPORT_REFUSED, "interface " + std::to_string(id) + " could not read its record");
+        Fault(RefusedReport, "interface " + std::to_string(id) + " could not read its record");
     // The record's own copy of the id may be another one only in a file that was tampered with.
     account->interface->BridgeID(static_cast<unsigned>(id));
 }
@@ -241,20 +247,20 @@ void Configuration::ReadComponent(const RecordLine& line)
     int type = 0;
     int id = 0;
     if (!record.ReadInt(&type) || !record.ReadInt(&id))
-        return Fault(REPORT_CONTENT, "a component's record cannot be read");
+        return Fault(ContentReport, "a component's record cannot be read");
     if (!NoteId(id))
-        return Fault(REPORT_DUPLICATE, "component " + std::to_string(id) + " is left out: its id is no id");
+        return Fault(DuplicateReport, "component " + std::to_string(id) + " is left out: its id is no id");
     SystemFamily* family = m_system.FamilyOfType(type);
     auto component = family ? m_system.CreateComponent(family->Definition(type)) : nullptr;
     if (!component) {
         m_system.m_keptRecords.push_back(line.Format());
         ++m_componentCount;
-        AssertWrap("configuration", REPORT_TYPE,
+        AssertWrap("configuration", TypeReport,
                    ("no library makes component type " + std::to_string(type)).c_str());
         return;
     }
     if (!component->ReadData(&record, m_version))
-        return Fault(REPORT_REFUSED, "component " + std::to_string(id) + " could not read its record");
+        return Fault(RefusedReport, "component " + std::to_string(id) + " could not read its record");
     component->ID(static_cast<unsigned>(id));
     m_system.m_traces.LoadStateFor(component.get());
     family->Append(std::move(component));

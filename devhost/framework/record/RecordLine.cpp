@@ -3,17 +3,21 @@
 #include "devhost/framework/record/RecordLine.h"
 
 #include <boost/crc.hpp>
+#include <boost/url/encode.hpp>
+#include <boost/url/pct_string_view.hpp>
+#include <boost/url/rfc/unreserved_chars.hpp>
+#include <spdlog/fmt/fmt.h>
 
-#include <array>
 #include <charconv>
 #include <cstdint>
-#include <cstdio>
 
 namespace devhost
 {
 
 namespace
 {
+
+namespace urls = boost::urls;
 
 std::uint32_t Checksum(std::string_view kind, std::string_view encoded)
 {
@@ -23,25 +27,12 @@ std::uint32_t Checksum(std::string_view kind, std::string_view encoded)
     return crc.checksum();
 }
 
-bool IsPlain(char c)
-{
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' ||
-           c == '.' || c == '_';
-}
-
 std::string Encode(std::string_view bytes)
 {
-    static constexpr char kHex[] = "0123456789abcdef";
-    std::string Out;
-    for (char c : bytes) {
-        if (IsPlain(c)) {
-            Out += c;
-            continue;
-        }
-        const auto Byte = static_cast<unsigned char>(c);
-        Out += {'%', kHex[Byte >> 4], kHex[Byte & 15]};
-    }
-    return Out;
+    constexpr auto kPlain = urls::unreserved_chars - urls::grammar::lut_chars('~');
+    urls::encoding_opts options;
+    options.lower_case = true;
+    return urls::encode(bytes, kPlain, options);
 }
 
 template <class T>
@@ -56,19 +47,8 @@ std::optional<T> ParseNumber(std::string_view text, int base)
 
 std::optional<std::string> Decode(std::string_view text)
 {
-    std::string Out;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (text[i] != '%') {
-            Out += text[i];
-            continue;
-        }
-        const auto Byte = ParseNumber<unsigned>(text.substr(i + 1, 2), 16);
-        if (!Byte || i + 2 >= text.size())
-            return std::nullopt;
-        Out += static_cast<char>(*Byte);
-        i += 2;
-    }
-    return Out;
+    const auto encoded = urls::make_pct_string_view(text);
+    return encoded ? std::optional(encoded->decode()) : std::nullopt;
 }
 
 // The text up to the next blank, which is taken off with it.
@@ -85,9 +65,7 @@ std::string_view TakeWord(std::string_view& text)
 std::string RecordLine::Format() const
 {
     const std::string encoded = Encode(bytes);
-    std::array<char, 16> sum{};
-    std::snprintf(sum.data(), sum.size(), "%08x", Checksum(kind, encoded));
-    return kind + " " + std::to_string(encoded.size()) + " " + sum.data() + " " + encoded;
+    return fmt::format("{} {} {:08x} {}", kind, encoded.size(), Checksum(kind, encoded), encoded);
 }
 
 std::optional<RecordLine> RecordLine::Parse(std::string_view line)

@@ -83,21 +83,21 @@ std::optional<std::string> FileStore::Load()
 
 std::string FileStore::Save(std::string_view text)
 {
-    const std::filesystem::path New = m_path.string() + ".new";
+    const std::filesystem::path newFile = m_path.string() + ".new";
     {
-        unlink(New.c_str()); // one left by an interrupted save may have another mode
-        const Descriptor fd(open(New.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+        unlink(newFile.c_str()); // one left by an interrupted save may have another mode
+        const Descriptor fd(open(newFile.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
         if (fd.Get() < 0)
-            return ErrorText("cannot create", New);
+            return ErrorText("cannot create", newFile);
         if (!WriteAll(fd.Get(), text) || fsync(fd.Get()) != 0) {
-            const std::string error = ErrorText("cannot write", New);
-            unlink(New.c_str());
+            std::string error = ErrorText("cannot write", newFile);
+            unlink(newFile.c_str());
             return error;
         }
     }
-    if (rename(New.c_str(), m_path.c_str()) != 0) {
-        const std::string error = ErrorText("cannot replace", m_path);
-        unlink(New.c_str());
+    if (rename(newFile.c_str(), m_path.c_str()) != 0) {
+        std::string error = ErrorText("cannot replace", m_path);
+        unlink(newFile.c_str());
         return error;
     }
     if (!FlushFolder(m_path.parent_path()))

@@ -2,10 +2,9 @@
 
 #include "devhost/framework/system/OAuthStates.h"
 
+#include <spdlog/fmt/fmt.h>
+
 #include <algorithm>
-#include <array>
-#include <cstdint>
-#include <cstdio>
 #include <random>
 
 namespace devhost
@@ -24,11 +23,8 @@ std::string OAuthStates::Issue(unsigned bridgeId)
     // The system's random source; throws only where the system has none, and then no state is issued.
     std::random_device random;
     std::string state;
-    for (int i = 0; i < 6; ++i) {
-        std::array<char, 9> Word{};
-        std::snprintf(Word.data(), Word.size(), "%08x", static_cast<std::uint32_t>(random()));
-        state += Word.data();
-    }
+    for (int i = 0; i < 6; ++i)
+        state += fmt::format("{:08x}", random());
     const auto isOurs = [&](const Entry& e) { return e.bridgeId == bridgeId; };
     if (std::count_if(m_entries.begin(), m_entries.end(), isOurs) >= kKeptPerBridge)
         m_entries.erase(std::find_if(m_entries.begin(), m_entries.end(), isOurs));

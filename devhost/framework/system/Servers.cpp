@@ -105,11 +105,11 @@ std::optional<std::string> SecurityServer::SetUser(int slot, const UserData& use
 
 std::optional<std::string> SecurityServer::FindDuplicate(int slot, const UserData& user) const
 {
-    for (int Other = 0; Other < kSlots; ++Other) {
-        const CUser* other = m_users[static_cast<std::size_t>(Other)].get();
-        if (!other || Other == slot)
+    for (int otherSlot = 0; otherSlot < kSlots; ++otherSlot) {
+        const CUser* other = m_users[static_cast<std::size_t>(otherSlot)].get();
+        if (!other || otherSlot == slot)
             continue;
-        const std::string who = " is that of the user at slot " + std::to_string(Other);
+        const std::string who = " is that of the user at slot " + std::to_string(otherSlot);
         if (other->Name().Compare(user.name.c_str()) == 0)
             return "name" + who;
         if (other->PIN_DoorLock().Compare(user.pin.c_str()) == 0)

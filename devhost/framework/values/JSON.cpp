@@ -33,7 +33,7 @@ void AppendChildren(std::string& out, const CJSONObject& node, bool hideSecrets)
             out += ':';
         }
         if (hideSecrets && devhost::IsSecretName(child.Key()))
-            out += "\"***\"";
+            AppendQuoted(out, devhost::kHiddenSecret);
         else
             AppendValue(out, child, hideSecrets);
     }

@@ -3,10 +3,12 @@
 
 #include "host/QXList.h"
 
+#include <utility>
+
 CQXObList::~CQXObList()
 {
-    while (m_pHead)
-        Unlink(m_pHead);
+    for (CQXPos* pos = m_pHead; pos;)
+        delete std::exchange(pos, pos->m_pNext);
 }
 
 CQXPos* CQXObList::AddTail(void* item)

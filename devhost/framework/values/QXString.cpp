@@ -6,6 +6,7 @@
 #include "host/QXList.h"
 
 #include <boost/nowide/convert.hpp>
+#include <boost/url/grammar/ci_string.hpp>
 
 #include <algorithm>
 #include <cstdlib>
@@ -17,11 +18,6 @@ namespace
 {
 
 constexpr const char* kHidden = "***";
-
-char FoldAscii(char c)
-{
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
 
 // A copy of a text with its terminator in a buffer that std::free releases; null when memory has run out.
 template <class Char>
@@ -87,23 +83,23 @@ int CQXString::Compare(const char* other) const
 
 int CQXString::CompareNoCase(const char* other) const
 {
-    const std::string_view Other(other ? other : "");
-    const std::size_t commonSize = std::min(m_Text.size(), Other.size());
+    const std::string_view text(other ? other : "");
+    const std::size_t commonSize = std::min(m_Text.size(), text.size());
     for (std::size_t i = 0; i < commonSize; ++i) {
-        const int difference = static_cast<unsigned char>(FoldAscii(m_Text[i])) -
-                               static_cast<unsigned char>(FoldAscii(Other[i]));
+        const int difference = static_cast<unsigned char>(boost::urls::grammar::to_lower(m_Text[i])) -
+                               static_cast<unsigned char>(boost::urls::grammar::to_lower(text[i]));
         if (difference != 0)
             return difference;
     }
-    return m_Text.size() == Other.size() ? 0 : m_Text.size() < Other.size() ? -1 : 1;
+    return m_Text.size() == text.size() ? 0 : m_Text.size() < text.size() ? -1 : 1;
 }
 
 void CQXString::TrimRight(const char* chars)
 {
     // Values from the cloud rarely have anything to trim, so the common case is one look at the last byte.
-    const std::string_view Chars(chars ? chars : "");
+    const std::string_view trimmed(chars ? chars : "");
     std::size_t size = m_Text.size();
-    while (size > 0 && std::find(Chars.begin(), Chars.end(), m_Text[size - 1]) != Chars.end())
+    while (size > 0 && std::find(trimmed.begin(), trimmed.end(), m_Text[size - 1]) != trimmed.end())
         --size;
     m_Text.resize(size);
 }

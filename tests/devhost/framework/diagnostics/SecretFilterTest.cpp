@@ -66,18 +66,13 @@ TEST(SecretFilterTest, HidesKnownSecretsAndShortOnesOnlyByThemselves)
         EXPECT_EQ(filter.Hide(line), hidden);
 }
 
-TEST(SecretFilterTest, BearsLongLines)
-{
-    const devhost::SecretFilter filter;
-    EXPECT_EQ(filter.Hide("\"code\":\"" + std::string(4000000, '\\')), "\"code\":\"***");
-    EXPECT_EQ(filter.Hide(std::string(4000000, '[')).size(), 4000000u);
-}
-
-TEST(SecretFilterTest, TakesTimeLinearInTheLine)
+TEST(SecretFilterTest, BearsLongLinesInTimeLinearInTheirLength)
 {
     devhost::SecretFilter filter;
     filter.SetKnownSecrets({"1234"});
     const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(filter.Hide("\"code\":\"" + std::string(4000000, '\\')), "\"code\":\"***");
+    EXPECT_EQ(filter.Hide(std::string(4000000, '[')).size(), 4000000u);
     const std::pair<const char*, std::size_t> kRows[] = {
         {"1234 ", 8000000}, {"pin=1234&", 250000}, {"[\"[\\\"", 250000}, {"{\"a\":\"", 250000}};
     for (const auto& [part, byteCount] : kRows) {

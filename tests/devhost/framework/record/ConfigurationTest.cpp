@@ -88,7 +88,7 @@ TEST_F(ConfigurationTest, DamageSpoilsOnlyWhatItHitsAndTheFileIsKeptAside)
 {
     const std::string sound = *m_store.text;
     const auto flip = [](std::string s) { return s.replace(s.size() - 2, 1, 1, '~'); };
-    const auto by = [](std::string New) { return [New](const std::string&) { return New; }; };
+    const auto by = [](std::string created) { return [created](const std::string&) { return created; }; };
     // clang-format off
     struct {
         const char* name;
@@ -123,9 +123,9 @@ TEST_F(ConfigurationTest, DamageSpoilsOnlyWhatItHitsAndTheFileIsKeptAside)
         EXPECT_TRUE(!reports.empty() && reports[0].starts_with("configuration "));
         EXPECT_TRUE(m_store.aside.empty()) << "not before there is a new one";
         // New ids are above every one that was read, even if the line with the next id is lost.
-        const unsigned New = CIDServer::Instance()->NewID();
-        EXPECT_GT(New, Interface(row.bridges - 1).BridgeID());
-        EXPECT_GT(New, Lock(row.locks - 1).ID());
+        const unsigned created = CIDServer::Instance()->NewID();
+        EXPECT_GT(created, Interface(row.bridges - 1).BridgeID());
+        EXPECT_GT(created, Lock(row.locks - 1).ID());
         for (int save = 0; save < 2; ++save) {
             EXPECT_EQ(m_system->Save(), "");
             EXPECT_EQ(m_store.aside, std::vector<std::string>{damaged});
@@ -138,7 +138,7 @@ TEST_F(ConfigurationTest, DamageSpoilsOnlyWhatItHitsAndTheFileIsKeptAside)
 
 TEST_F(ConfigurationTest, RecordsOfTypesThatNoLibraryMakesSurviveASave)
 {
-    const std::string foreign = Record("component", {4711, 99}, {"of another library"});
+    std::string foreign = Record("component", {4711, 99}, {"of another library"});
     m_store.text = Changed(*m_store.text, "component", [&](const auto&) { return foreign; });
     for (const char* round : {"first load", "load of what was saved"}) {
         SCOPED_TRACE(round);
