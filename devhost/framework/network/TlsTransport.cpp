@@ -325,6 +325,18 @@ int ParsePort(std::string_view text, std::string_view digits)
     return port;
 }
 
+// OpenSSL works out what the extensions of a certificate say when it is first asked. For those that every
+// thread's verification looks at it is asked here, so that threads only read them.
+void WorkOutTrusted(asio::ssl::context& context)
+{
+    const STACK_OF(X509_OBJECT)* trusted =
+        X509_STORE_get0_objects(SSL_CTX_get_cert_store(context.native_handle()));
+    for (int i = 0; i < sk_X509_OBJECT_num(trusted); ++i) {
+        if (X509* certificate = X509_OBJECT_get0_X509(sk_X509_OBJECT_value(trusted, i)))
+            X509_check_purpose(certificate, -1, 0);
+    }
+}
+
 } // namespace
 
 ConnectTo ConnectTo::Parse(std::string_view text)
@@ -368,6 +380,7 @@ TlsTransport::Impl::Impl(TlsOptions options)
     if (error)
         throw std::runtime_error("the CA certificates " + m_options.caFile +
                                  " cannot be used: " + error.message());
+    WorkOutTrusted(m_context);
 }
 
 std::unique_ptr<Connection> TlsTransport::Impl::Connect(const std::string& host, int port,
