@@ -70,6 +70,9 @@ TEST_F(DeviceRepliesTest, DiscoveryAloneInstallsAndUnderTheOwnerWhichIsRenamed)
            {noFamily, noFamily, "report vestarai 1278: Failed to Install [%s:dev-3]", kNotFound});
     m_system->family = nullptr;
 
+    const std::string own = R"({"data":[{"type":"lock","id":"dev-4","name":"New","location_id":"loc-1"}]})";
+    Expect(m_account, CMD_DEVICES_DISCOVER, own, 1, {"NotifyWrite", "SetMainLoopTrigger"});
+    EXPECT_EQ(m_account.FindDoorLock("dev-4")->Interface(), &m_account);
     m_sibling.NetworkBridge()->Name("old");
     Expect(m_account, CMD_DEVICES_DISCOVER, list, 1, {"NotifyWrite", "NotifyWrite", "SetMainLoopTrigger"});
     EXPECT_EQ(Str(m_sibling.NetworkBridge()->Name()), "Vestara Interface (Lake House)");

@@ -92,6 +92,15 @@ TEST_F(RequestsTest, GoOutByteForByte)
         EXPECT_NE(row.bytes.find("\r\nHost: " + sent[0].host + "\r\n"), std::string::npos) << sent[0].host;
         EXPECT_EQ(sent[0].port, 443);
     }
+    CVestaraInterface& withoutPersons = AddReadyAccount();
+    for (const int command : {8, 9}) {
+        m_cloud.Reply(204, "");
+        EXPECT_EQ(Send(withoutPersons, METHOD_WRITE, command, "loc-1", "dev-1", "4"), 1);
+    }
+    EXPECT_EQ(TakeEffects(),
+              (Lines{"report vestarai 3204: AccessPersons list has not yet been initialzied "
+                     "or there are no users",
+                     "report vestarai 2102" + noUser + "[4]", "report vestarai 2129" + noUser + "[4]"}));
 }
 
 TEST_F(RequestsTest, AreRefusedWithTheFirstThingThatIsMissing)

@@ -25,6 +25,9 @@ TEST_F(AccountsTest, RefreshFallsDueTenMinutesBeforeExpiryInUnsignedArithmetic)
         EXPECT_EQ(Queued(account), r.due ? Lines{"1 1 |||"} : Lines{});
         DropQueued(account);
     }
+    account.TraceEnabled(1);
+    account.RefreshToken();
+    EXPECT_EQ(m_journal.TakeTraces().back(), "Sending Token Refresh Command");
     Probe(account).Master() = 0;
     EXPECT_EQ(account.RefreshToken(), 0) << "only the master refreshes";
     Probe(account).Master() = 1;

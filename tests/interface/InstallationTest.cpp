@@ -75,6 +75,15 @@ TEST_F(InstallationTest, LockOfAnotherAccountIsClaimedAndForgetsIt)
     EXPECT_EQ(account.Client(0), &lock);
     EXPECT_EQ(lock.Interface(), &account);
     EXPECT_EQ(lock.BridgeID(), account.BridgeID());
+
+    for (CBridge* bridge : {account.NetworkBridge(), static_cast<CNetworkBridge*>(nullptr)}) {
+        lock.SetBridge(bridge); // its own account's, or none
+        account.TraceEnabled(0);
+        EXPECT_EQ(account.AddNewDoorLock("dev-1", ""), 1);
+        EXPECT_EQ(TakeEffects(), Lines{"NotifyWrite"});
+        EXPECT_EQ(account.NClients(), 1);
+        EXPECT_EQ(lock.Interface(), &account);
+    }
 }
 
 TEST_F(InstallationTest, RemovalTakesOwnLocksFromTheLast)
@@ -87,9 +96,14 @@ TEST_F(InstallationTest, RemovalTakesOwnLocksFromTheLast)
     AddLock(account, "dev-1", "Front");
     AddLock(account, "dev-2", "50%s");
     loaned.BridgeID(other.BridgeID());
+    CBridgeClient noLock(133, 0);
+    noLock.DeviceID("other");
+    account.AddClient(&noLock);
+    EXPECT_EQ(account.FindDoorLock("other"), nullptr);
     account.RemoveAllDevices(0);
     EXPECT_EQ(TakeEffects(),
               (Lines{"trace: Deleting DoorLock: [50%s][dev-2]", "trace: Deleting DoorLock: [Front][dev-1]"}));
+    account.RemoveClient(&noLock);
 
     // Without clients the host's locks are walked: those that bear the bridge id go.
     account.RemoveClient(&loaned);
@@ -97,6 +111,10 @@ TEST_F(InstallationTest, RemovalTakesOwnLocksFromTheLast)
     account.RemoveAllDevices(0);
     EXPECT_EQ(TakeEffects(), Lines{"trace: Deleting DoorLock: [Loaned][dev-3]"});
     EXPECT_EQ(m_system->NDoorLock(COMPONENT_FILTER_ALL), 1);
+    m_system->family = [](int) { return nullptr; };
+    other.RemoveAllDevices(0);
+    EXPECT_EQ(other.NClients(), 0);
+    EXPECT_EQ(m_system->NDoorLock(COMPONENT_FILTER_ALL), 1) << "nobody is there to delete it";
 }
 
 } // namespace support

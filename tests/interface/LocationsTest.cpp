@@ -33,16 +33,19 @@ TEST_F(LocationsTest, OtherIndexesChooseNothing)
     CVestaraInterface& account = AddReadyAccount();
     Probe(account).LocationID() = "a";
     Offer(account, {"a", "b"});
-    account.TraceEnabled(1);
-    const std::string incoming = "trace: Incoming location selection: ";
-    const std::string outside = "trace: iVal out of bounds: ";
+    const std::string incoming = "~trace: Incoming location selection: ";
+    const std::string outside = "~trace: iVal out of bounds: ";
     for (const auto& [index, effects] : {std::pair{0, Lines{incoming + "[0]"}}, // served already
                                          {2, {incoming + "[2]", outside + "[3/2]"}},
                                          {INT_MAX, {incoming + "[2147483647]", outside + "[2147483648/2]"}},
                                          {-1, {incoming + "[-1]"}}}) {
-        account.SetLocationIdx(index);
-        EXPECT_EQ(TakeEffectsButPace(), effects);
-        EXPECT_EQ(Queued(account), index < 0 ? Lines{"2 2 |||"} : Lines{});
+        for (const bool tracing : {false, true}) {
+            account.TraceEnabled(tracing);
+            DropQueued(account);
+            account.SetLocationIdx(index);
+            EXPECT_EQ(TakeEffectsButPace(), WithTracing(tracing, effects));
+            EXPECT_EQ(Queued(account), index < 0 ? Lines{"2 2 |||"} : Lines{});
+        }
     }
     EXPECT_EQ(Str(account.LocationID()), "a");
     EXPECT_EQ(Candidates(account), (Lines{"a", "b"}));

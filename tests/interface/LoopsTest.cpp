@@ -51,21 +51,27 @@ TEST_F(LoopsTest, TurnComesWhenMoreThanTheDelayHasPassedAndSendsOneCommand)
 
 TEST_F(LoopsTest, TurnWithoutATokenTellsTheLocksSlowsDownAndMakesARefreshDue)
 {
-    CVestaraInterface& account = AddAccount();
-    RecordingLock lock(m_journal, account, "dev-1");
-    Probe(account).Authorized() = 1;
-    Probe(account).StatusPollTimer().SetElapsed(20000);
-    account.TraceEnabled(1);
-    m_clock.Advance(3001);
-    RunWorker(account, 1);
-    EXPECT_EQ(
-        TakeEffects(),
-        (Lines{"report vestarai 729: Refresh Token is Empty - cannot re-authenticate", "Sleep 7000",
-               "trace: ClientBroadcast message: [0] to [1] clients", "dev-1 Error Authentication Lost",
-               "trace: Missing/bad AccessToken [0:%s] - delaying RunIdle", "trace: -- ShutDownFlag --"}));
-    EXPECT_EQ(Probe(account).RunDelay(), 10000u);
-    EXPECT_EQ(Probe(account).TokenTimer().QXTickCount(), 7200100u) << "after the broadcast's 6600000";
-    EXPECT_EQ(Probe(account).StatusPollTimer().QXTickCount(), 13000u);
+    for (const bool tracing : {false, true}) {
+        CVestaraInterface& account = AddAccount();
+        RecordingLock lock(m_journal, account, "dev-1");
+        Probe(account).Master() = 1;
+        Probe(account).Authorized() = 1;
+        Probe(account).StatusPollTimer().SetElapsed(20000);
+        account.TraceEnabled(tracing);
+        m_clock.Advance(3001);
+        RunWorker(account, 1);
+        EXPECT_EQ(
+            TakeEffects(),
+            WithTracing(tracing, {"report vestarai 729: Refresh Token is Empty - cannot re-authenticate",
+                                  "Sleep 7000", "~trace: ClientBroadcast message: [0] to [1] clients",
+                                  "dev-1 Error Authentication Lost",
+                                  "~trace: Missing/bad AccessToken [0:%s] - delaying RunIdle",
+                                  "~trace: -- ShutDownFlag --"}));
+        EXPECT_EQ(Probe(account).RunDelay(), 10000u);
+        EXPECT_EQ(Probe(account).TokenTimer().QXTickCount(), 7200100u) << "after the broadcast's 6600000";
+        EXPECT_EQ(Probe(account).StatusPollTimer().QXTickCount(), 13000u);
+        account.RemoveClient(&lock);
+    }
 }
 
 TEST_F(LoopsTest, IdleCallTakesOneReplyAndHousekeepsWhichRestartsTheSystemFromInside)
@@ -112,7 +118,7 @@ TEST_F(LoopsTest, PollsComeAtTheirThresholds)
         std::uint32_t statusAfterMs, accessAfterMs;
     };
     const std::string status = "2 4 loc-1|||", access = "2 7 |||";
-    const Lines noToken{"trace: Access Token missing"}, noPlace{"trace: Location ID missing"};
+    const Lines noToken{"~trace: Access Token missing"}, noPlace{"~trace: Location ID missing"};
     for (const Row& r :
          {Row{"t", "loc-1", 15001, 60000, {status}, {}, 0, 60000},
           Row{"t", "loc-1", 15001, 60001, {status, access}, {}, 0, 0},
@@ -120,17 +126,19 @@ TEST_F(LoopsTest, PollsComeAtTheirThresholds)
           Row{"t", "", 15001, 60001, {}, noPlace, 15001, 60001}}) {
         SCOPED_TRACE(testing::Message()
                      << "[" << r.token << "][" << r.location << "] " << r.statusMs << " " << r.accessMs);
-        CVestaraInterface& account = AddAccount();
-        Probe(account).AccessToken() = r.token;
-        Probe(account).LocationID() = r.location;
-        Probe(account).StatusPollTimer().SetElapsed(r.statusMs);
-        Probe(account).AccessPollTimer().SetElapsed(r.accessMs);
-        account.TraceEnabled(1);
-        account.OnInterfaceIdle();
-        EXPECT_EQ(Queued(account), r.queue);
-        EXPECT_EQ(TakeEffectsButPace(), r.traces);
-        EXPECT_EQ(Probe(account).StatusPollTimer().QXTickCount(), r.statusAfterMs);
-        EXPECT_EQ(Probe(account).AccessPollTimer().QXTickCount(), r.accessAfterMs);
+        for (const bool tracing : {false, true}) {
+            CVestaraInterface& account = AddAccount();
+            Probe(account).AccessToken() = r.token;
+            Probe(account).LocationID() = r.location;
+            Probe(account).StatusPollTimer().SetElapsed(r.statusMs);
+            Probe(account).AccessPollTimer().SetElapsed(r.accessMs);
+            account.TraceEnabled(tracing);
+            account.OnInterfaceIdle();
+            EXPECT_EQ(Queued(account), r.queue);
+            EXPECT_EQ(TakeEffectsButPace(), WithTracing(tracing, r.traces));
+            EXPECT_EQ(Probe(account).StatusPollTimer().QXTickCount(), r.statusAfterMs);
+            EXPECT_EQ(Probe(account).AccessPollTimer().QXTickCount(), r.accessAfterMs);
+        }
     }
 }
 

@@ -104,27 +104,28 @@ TEST_F(HeartbeatTest, PendingCommandShowsProgressAndTimesOut)
         unsigned leftS;
         bool timedOut;
     };
-    m_lock.TraceEnabled(1);
     for (const Row& r : {Row{300000, 150000, 50, 150, false}, Row{300000, 300001, 100, 0, false},
                          Row{300000, 540000, 180, 0, false}, Row{300000, 540001, 180, 0, true},
                          Row{0, 240001, 0, 0, true}, Row{43200000, 42949672, 99, 250, false},
                          Row{43200000, 42949673, 0, 250, false}, // the product wraps
                          Row{4294967000u, 239705, 0, 0, true}}) {
         SCOPED_TRACE(testing::Message() << r.elapsedMs << " of " << r.intervalMs);
+        const bool tracing = r.intervalMs != 0;
+        m_lock.TraceEnabled(tracing);
         CPortivoProbe::HeartbeatInterval(m_lock) = r.intervalMs;
         m_lock.RegisterWorking(1);
         CPortivoProbe::WorkingTimer(m_lock).SetElapsed(r.elapsedMs);
         CPortivoProbe::ProgressTimer(m_lock).SetElapsed(901);
         m_journal.Take();
         m_lock.OnComponentIdle();
-        Lines expected{"trace: Working, Heartbeat @ [" + std::to_string(r.elapsedMs / 1000) + "/" +
+        Lines expected{"~trace: Working, Heartbeat @ [" + std::to_string(r.elapsedMs / 1000) + "/" +
                            std::to_string(r.intervalMs / 1000) + "] Seconds",
                        "dev-1 Progress " + std::to_string(r.progress),
                        "dev-1 ProgressTime " + std::to_string(r.leftS)};
         if (r.timedOut)
-            expected = expected + Lines{"trace: Did not receive updated status in a timely manner",
+            expected = expected + Lines{"~trace: Did not receive updated status in a timely manner",
                                         "dev-1 Working 0", "dev-1 Unknown"};
-        EXPECT_EQ(TakeEffects(), expected);
+        EXPECT_EQ(TakeEffects(), WithTracing(tracing, expected));
 
         CPortivoProbe::ProgressTimer(m_lock).SetElapsed(900);
         m_lock.OnComponentIdle();

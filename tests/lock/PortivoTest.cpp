@@ -135,6 +135,19 @@ TEST_F(PortivoTest, UserSlotOutsideOfTheTableIsRefused)
     EXPECT_EQ(m_lock.SendHardwareSlotConfig(28, nullptr), 1) << "nobody to remove";
     EXPECT_EQ(TakeEffects(), Lines{"trace: No user found at index [28] - removing from cloud"});
     EXPECT_EQ(Queued(m_account), Lines{"3 8 loc-1|dev-1|29|"});
+
+    for (const bool tracing : {true, false}) {
+        const int slot = tracing ? 4 : 5;
+        SetUser(slot, tracing ? "Bob" : "Cy");
+        m_lock.TraceEnabled(tracing);
+        EXPECT_EQ(m_lock.SendHardwareSlotConfig(slot, nullptr), 0) << "created only now, so without an id";
+        EXPECT_EQ(
+            TakeEffects(),
+            WithTracing(tracing,
+                        {"~trace: User at index [4] not enabled for this DoorLock - revoking cloud access",
+                         "report vestarai 3406: AccessPerson missing ID - can't identify for revokin access",
+                         "report portivo 641: RevokeAccess failed"}));
+    }
     for (const int slot : {-1, 30, INT_MAX}) {
         m_lock.SetBridge(m_account.NetworkBridge());
         EXPECT_EQ(m_lock.SendHardwareSlotConfig(slot, nullptr), 0);

@@ -36,7 +36,10 @@ TEST_F(StatusTest, AttributesAreTakenOrReported)
     m_lock.TraceEnabled(1);
     Tell(ATTR_UPDATED_AT, "12%s");
     m_lock.RegisterWorking(1);
-    Tell(ATTR_UPDATED_AT, "12%s");
+    for (const bool tracing : {true, false}) {
+        m_lock.TraceEnabled(tracing);
+        Tell(ATTR_UPDATED_AT, "12%s");
+    }
     EXPECT_EQ(TakeEffects(), (Lines{"dev-1 Working 1", "trace: updated_at: [12%s]"}));
     Tell(ATTR_HEARTBEAT_INTERVAL, "4294968");
     EXPECT_EQ(CPortivoProbe::HeartbeatInterval(m_lock), 704u) << "milliseconds, which wrap";
@@ -105,17 +108,17 @@ TEST_F(StatusTest, CommandsAreQueuedUnlessTheStateIsThereAlready)
     };
     const Lines lock{"~trace: Sending LOCK command - Mark Working", "dev-1 Working 1", "3 16 loc-1|dev-1||"},
         unlock{"~trace: Sending UNLOCK command - Mark Working", "dev-1 Working 1", "3 17 loc-1|dev-1||"};
-    for (const Row& r :
-         {Row{1270, 9, 1, {}, 1, 7, 8, 500}, Row{1271, 3, 2, {}, 2, 7, 8, 500},
-          Row{1269, 3, 0, {}, 0, 7, 8, 500}, Row{1270, 9, 0, lock, 3, 1, 8, 500},
-          Row{1271, 3, 1, unlock, 3, 2, 2, 0}, Row{1271, INT_MIN, 0, unlock, 3, 2, INT_MAX, 0}}) {
+    for (const Row& r : {Row{1270, 9, 1, {}, 1, 7, 8, 500}, Row{1271, 3, 2, {}, 2, 7, 8, 500},
+                         Row{1269, 3, 0, {}, 0, 7, 8, 500}, Row{1270, 9, 0, lock, 3, 1, 8, 500},
+                         Row{1270, 3, 0, lock, 3, 1, 8, 500}, Row{1271, 3, 1, unlock, 3, 2, 2, 0},
+                         Row{1271, INT_MIN, 0, unlock, 3, 2, INT_MAX, 0}}) {
         SCOPED_TRACE(testing::Message() << r.command << " " << r.argument << " at " << r.state);
         CPortivoProbe::LockState(m_lock, r.state);
         CPortivoProbe::LastCommand(m_lock) = 7;
         CPortivoProbe::UnlockUser(m_lock) = 8;
         CPortivoProbe::UnlockTimer(m_lock).SetElapsed(500);
         CPortivoProbe::WorkingTimer(m_lock).SetElapsed(500);
-        const bool tracing = r.unlockUser != 2;
+        const bool tracing = r.argument != 3;
         m_lock.TraceEnabled(tracing);
         m_lock.SetBridge(nullptr);
         EXPECT_EQ(m_lock.ExecuteCommand(r.command, r.argument), 0) << "nothing could be sent";
