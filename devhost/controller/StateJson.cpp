@@ -35,6 +35,27 @@ const char* StateName(int state)
     }
 }
 
+const char* HealthName(AccountHealth::State state)
+{
+    switch (state) {
+    case AccountHealth::State::NeedsAuthorisation:
+        return "needs_authorisation";
+    case AccountHealth::State::Unreachable:
+        return "unreachable";
+    case AccountHealth::State::Refused:
+        return "refused";
+    case AccountHealth::State::Discovering:
+        return "discovering";
+    case AccountHealth::State::Well:
+        return "well";
+    case AccountHealth::State::Quiet:
+        return "quiet";
+    case AccountHealth::State::New:
+        break;
+    }
+    return "new";
+}
+
 // The time in UTC with milliseconds, as RFC 3339 writes it.
 std::string TimeText(std::chrono::system_clock::time_point time)
 {
@@ -87,6 +108,20 @@ json CountersJson(const CNetworkBridge& bridge)
             {"receives", bridge.NReceives()}};
 }
 
+json HealthJson(const AccountHealth::Report& health)
+{
+    const auto timeOrNull = [](const auto& time) { return time ? json(TimeText(*time)) : json(nullptr); };
+    return {{"state", HealthName(health.state)},
+            {"reason", health.reason},
+            {"since", TimeText(health.since)},
+            {"last_good", timeOrNull(health.lastGood)},
+            {"last_error", health.lastErrorTime
+                               ? json{{"time", TimeText(*health.lastErrorTime)}, {"text", health.lastError}}
+                               : json(nullptr)},
+            {"failures", health.failures},
+            {"authorised", health.authorised ? json(*health.authorised) : json(nullptr)}};
+}
+
 json InterfaceJson(System& host, CNetworkBridge& bridge)
 {
     json locks = json::array();
@@ -99,6 +134,7 @@ json InterfaceJson(System& host, CNetworkBridge& bridge)
             {"type", bridge.InterfaceType()},
             {"name", ToText(bridge.Name())},
             {"trace_name", ToText(bridge.DeviceInterface()->TraceName())},
+            {"health", HealthJson(host.Health(bridge.ID()).value_or(AccountHealth::Report{}))},
             {"counters", CountersJson(bridge)},
             {"locks", locks}};
 }

@@ -14,9 +14,10 @@ namespace devhost
 
 /// A lock: names, state, battery, signal, progress, error, users.
 nlohmann::json LockJson(CDoorLock& lock);
-/// An interface: names, counters, ids of its locks. Whether it is the master is the caller's to add.
+/// An interface: names, health, counters, ids of its locks. Whether it is the master is the caller's to add.
 nlohmann::json InterfaceJson(System& host, CNetworkBridge& bridge);
 nlohmann::json CountersJson(const CNetworkBridge& bridge);
+nlohmann::json HealthJson(const AccountHealth::Report& health);
 /// A short text that stands for the names of choices in their order; other names or another order give
 /// another one.
 std::string ListMark(const std::vector<std::string>& names);

@@ -3,8 +3,10 @@
 
 #include "host/HTTP.h"
 
+#include "devhost/framework/network/AccountHealth.h"
 #include "devhost/framework/network/RequestCheck.h"
 #include "devhost/framework/seams/Framework.h"
+#include "devhost/framework/system/WorkerStop.h"
 #include "devhost/framework/values/JsonParser.h"
 #include "host/JSON.h"
 #include "host/Trace.h"
@@ -50,6 +52,27 @@ auto Guarded(const char* step, Step run) noexcept
     return decltype(run()){};
 }
 
+// Tells the health of the worker's account that nothing came, but for what the worker's own end cut off.
+void NoteFailure(const devhost::Transport& transport)
+{
+    devhost::AccountHealth* health = devhost::AccountHealth::Current();
+    const devhost::WorkerStop* stop = devhost::WorkerStop::Current();
+    if (health && !(stop && stop->StopRequested()))
+        health->Failed(transport.LastFailure());
+}
+
+// Tells the health of the worker's account what a request came to. @param request with a well-formed head.
+void NoteReply(std::string_view request, const CHTMLPage& page)
+{
+    devhost::AccountHealth* health = devhost::AccountHealth::Current();
+    int status = 0;
+    page.ParseResponseCode(&status, nullptr);
+    const std::size_t target = request.find(' ') + 1;
+    const std::size_t end = request.find_first_of(" ?", target);
+    if (health && target != 0 && end != std::string_view::npos)
+        health->Replied(request.substr(0, target - 1), request.substr(target, end - target), status);
+}
+
 } // namespace
 
 class CHTTPConnectionSSL::Stream
@@ -87,6 +110,8 @@ int CHTTPConnectionSSL::CreateConnection(const char* host, int port, int timeout
         auto connection = transport->Connect(host, port, std::chrono::milliseconds(timeoutMs));
         if (connection)
             m_pStream = std::make_unique<Stream>(std::move(connection));
+        else
+            NoteFailure(*transport);
         return m_pStream ? 1 : 0;
     });
 }
@@ -144,7 +169,14 @@ CHTMLPage* DoHTTPExchangeWithConnection(CHTTPConnectionSSL* connection, const CQ
             return nullptr;
         }
         auto reply = connection->Get()->Exchange(bytes);
-        return reply ? new CHTMLPage(std::move(reply->head), std::move(reply->body)) : nullptr;
+        if (!reply) {
+            if (const devhost::Transport* transport = devhost::TheFramework().transport)
+                NoteFailure(*transport);
+            return nullptr;
+        }
+        auto page = std::make_unique<CHTMLPage>(std::move(reply->head), std::move(reply->body));
+        NoteReply(bytes, *page);
+        return page.release();
     });
 }
 

@@ -36,8 +36,11 @@ using Tcp = asio::ip::tcp;
 
 constexpr int kReportTooLong = 1;
 
-void Log(const std::string& peer, std::string_view what)
+thread_local std::string lastFailure;
+
+void LogFailure(const std::string& peer, std::string_view what)
 {
+    lastFailure = what;
     if (DiagnosticSink* sink = TheFramework().diagnostics)
         sink->OnTrace("tls", peer + ": " + std::string(what));
 }
@@ -130,7 +133,7 @@ bool TlsConnection::Fail(const char* step, const error_code& error) const
         what = "timed out";
     else if (error == asio::ssl::error::stream_truncated || error == asio::error::eof)
         what = "the connection was cut";
-    Log(m_peer, std::string(step) + " failed: " + what);
+    LogFailure(m_peer, std::string(step) + " failed: " + what);
     return false;
 }
 
@@ -280,10 +283,12 @@ std::optional<HttpReply> TlsConnection::Exchange(std::string_view request)
     }
     if (reader.Current() == HttpReplyReader::State::Failed) {
         const std::string what = "the reply is unusable: " + reader.Failure();
-        if (reader.BodyTooLong())
+        if (reader.BodyTooLong()) {
+            lastFailure = what;
             AssertWrap("tls", kReportTooLong, (m_peer + ": " + what).c_str());
-        else
-            Log(m_peer, what);
+        } else {
+            LogFailure(m_peer, what);
+        }
         return std::nullopt;
     }
     m_replied = true;
@@ -399,12 +404,12 @@ std::unique_ptr<Connection> TlsTransport::Impl::Connect(const std::string& host,
         }
     }
     if (addressPort < 1 || addressPort > 65535) {
-        Log(peer, "no such port");
+        LogFailure(peer, "no such port");
         return nullptr;
     }
     const LookupResult found = LookUpName(address, static_cast<std::uint16_t>(addressPort), deadline);
     if (found.endpoints.empty()) {
-        Log(peer, "the name cannot be resolved: " + found.failure);
+        LogFailure(peer, "the name cannot be resolved: " + found.failure);
         return nullptr;
     }
     auto connection = std::make_unique<TlsConnection>(m_context, std::move(peer), m_settings);
@@ -421,6 +426,11 @@ std::unique_ptr<Connection> TlsTransport::Connect(const std::string& host, int p
                                                   std::chrono::milliseconds timeout)
 {
     return m_impl->Connect(host, port, timeout);
+}
+
+std::string TlsTransport::LastFailure() const
+{
+    return lastFailure;
 }
 
 } // namespace devhost

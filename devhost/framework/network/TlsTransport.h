@@ -51,6 +51,7 @@ public:
 
     std::unique_ptr<Connection> Connect(const std::string& host, int port,
                                         std::chrono::milliseconds timeout) override;
+    std::string LastFailure() const override;
 
 private:
     class Impl;

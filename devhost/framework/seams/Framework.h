@@ -45,6 +45,9 @@ public:
     /// Null when the connection could not be made in time.
     virtual std::unique_ptr<Connection> Connect(const std::string& host, int port,
                                                 std::chrono::milliseconds timeout) = 0;
+    /// Why the last connection of the calling thread could not be made, or its last exchange brought nothing,
+    /// for people.
+    virtual std::string LastFailure() const { return "no reply came"; }
 };
 
 /// Receives trace lines and reports. Called from any thread.

@@ -170,7 +170,7 @@ System::Account* System::AttachInterface(unsigned bridgeId, int type)
             interface->SetBridge(&account->bridge);
             account->bridge.DeviceInterface(interface.get());
             account->interface = std::move(interface);
-            account->worker = std::make_unique<Worker>(*account->interface, account->bridge);
+            account->worker = std::make_unique<Worker>(*account->interface, account->bridge, account->health);
             // A driver names its traces when it knows its account; until then the log says whose lines they
             // are.
             account->interface->TraceName(definition->Name());
@@ -264,6 +264,12 @@ CNetworkBridge* System::BridgeById(unsigned bridgeId)
 {
     Account* account = AccountById(bridgeId);
     return account ? &account->bridge : nullptr;
+}
+
+std::optional<AccountHealth::Report> System::Health(unsigned bridgeId)
+{
+    const Account* account = AccountById(bridgeId);
+    return account ? std::optional(account->health.Now()) : std::nullopt;
 }
 
 CDoorLock* System::LockById(unsigned componentId)

@@ -1,6 +1,7 @@
 #pragma once
 // The system: what the development host is made of, behind the services that the driver asks for.
 
+#include "devhost/framework/network/AccountHealth.h"
 #include "devhost/framework/pages/OpenPages.h"
 #include "devhost/framework/record/Store.h"
 #include "devhost/framework/system/Family.h"
@@ -91,6 +92,8 @@ public:
     /// @return false for an unknown id.
     bool RemoveInterface(unsigned bridgeId);
     CNetworkBridge* BridgeById(unsigned bridgeId);
+    /// How an account and the cloud get on; nothing for an unknown id.
+    std::optional<AccountHealth::Report> Health(unsigned bridgeId);
     /// Null for an unknown id or a component that is no door lock.
     CDoorLock* LockById(unsigned componentId);
     /// Every component, family by family.
@@ -148,6 +151,7 @@ private:
     // A bridge with what hangs on it. The worker goes first, then the interface, then the bridge.
     struct Account {
         CNetworkBridge bridge;
+        AccountHealth health;
         std::unique_ptr<CDeviceInterface> interface;
         std::unique_ptr<Worker> worker;
         Account(unsigned id, int type) : bridge(id, type) {}

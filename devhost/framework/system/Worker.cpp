@@ -24,10 +24,11 @@ void Worker::Start()
         return;
     m_bridge.ShuttingDown(0);
     m_stop = std::make_unique<WorkerStop>();
-    m_thread = std::thread([interface = &m_interface, stop = m_stop.get(),
+    m_thread = std::thread([interface = &m_interface, stop = m_stop.get(), health = &m_health,
                             name = "account-" + std::to_string(m_bridge.ID() % 1000000)] {
         pthread_setname_np(pthread_self(), name.c_str()); // the log shows it; at most 15 characters
         const WorkerStop::Scope scope(*stop);
+        const AccountHealth::Scope watched(*health);
         try {
             interface->Run();
         } catch (...) {

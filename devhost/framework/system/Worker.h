@@ -1,6 +1,7 @@
 #pragma once
 // The worker thread of one interface.
 
+#include "devhost/framework/network/AccountHealth.h"
 #include "devhost/framework/system/WorkerStop.h"
 #include "host/DeviceInterface.h"
 
@@ -14,8 +15,11 @@ namespace devhost
 class Worker
 {
 public:
-    /// Both are borrowed and outlive the worker.
-    Worker(CDeviceInterface& interface, CNetworkBridge& bridge) : m_interface(interface), m_bridge(bridge) {}
+    /// All are borrowed and outlive the worker. @param health is told of the thread's exchanges.
+    Worker(CDeviceInterface& interface, CNetworkBridge& bridge, AccountHealth& health)
+        : m_interface(interface), m_bridge(bridge), m_health(health)
+    {
+    }
     ~Worker() { Stop(); }
     Worker(const Worker&) = delete;
     Worker& operator=(const Worker&) = delete;
@@ -32,6 +36,7 @@ public:
 private:
     CDeviceInterface& m_interface;
     CNetworkBridge& m_bridge;
+    AccountHealth& m_health;
     std::unique_ptr<WorkerStop> m_stop; // one for each thread, because a raised flag stays raised
     std::thread m_thread;
 };
