@@ -21,6 +21,7 @@ struct ApiRequest {
     std::map<std::string, std::string> query; ///< decoded
     std::string body;
     bool duplicateQuery = false; ///< a name occurs twice in the query; the first value was taken
+    bool acceptsGzip = false;    ///< RFC 9110, section 12.5.3
 
     /// The value of a query parameter; empty when it is not there.
     std::string Parameter(const std::string& name) const;
@@ -34,6 +35,11 @@ struct ApiResponse {
     std::string contentType = kJsonType;
     std::string body;
     std::string allow; ///< for status 405
+    // What only the page's files have.
+    std::string contentSecurityPolicy = {}; ///< empty: the one of all other replies
+    std::string cacheControl = {};          ///< empty: not kept
+    bool gzip = false;                      ///< the body is compressed
+    bool variesByEncoding = false;          ///< there is a compressed body and a plain one
 };
 
 /// A request that cannot be served: an HTTP status, a short code for programs and a sentence for people.

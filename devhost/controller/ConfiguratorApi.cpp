@@ -135,13 +135,23 @@ void ConfiguratorApi::AddChange(std::string method, std::string pattern, std::ve
                  });
 }
 
+json ConfiguratorApi::Snapshot()
+{
+    return {{"status", Status()}, {"interfaces", Interfaces()}, {"locks", Locks()}, {"users", Users(false)}};
+}
+
+json ConfiguratorApi::Interfaces()
+{
+    json interfaces = json::array();
+    for (int i = 0; i < m_system.NBridges(); ++i)
+        interfaces.push_back(InterfaceWithMaster(*m_system.BridgeById(m_system.Bridge(i)->ID())));
+    return interfaces;
+}
+
 void ConfiguratorApi::AddInterfaceRoutes()
 {
     m_router.Add("GET", "/api/v1/interfaces", [this](const ApiCall&) {
-        json interfaces = json::array();
-        for (int i = 0; i < m_system.NBridges(); ++i)
-            interfaces.push_back(InterfaceWithMaster(*m_system.BridgeById(m_system.Bridge(i)->ID())));
-        return json{{"interfaces", interfaces}};
+        return json{{"interfaces", Interfaces()}};
     });
     AddChange("POST", "/api/v1/interfaces", {"type"}, [this](const ApiCall& call) {
         const auto definitions = m_system.InterfaceDefinitions();
@@ -178,14 +188,17 @@ void ConfiguratorApi::AddInterfaceRoutes()
     });
 }
 
+json ConfiguratorApi::Locks()
+{
+    json locks = json::array();
+    for (int i = 0; i < m_system.NDoorLock(COMPONENT_FILTER_ALL); ++i)
+        locks.push_back(LockJson(*m_system.DoorLock(i)));
+    return locks;
+}
+
 void ConfiguratorApi::AddLockRoutes()
 {
-    m_router.Add("GET", "/api/v1/locks", [this](const ApiCall&) {
-        json locks = json::array();
-        for (int i = 0; i < m_system.NDoorLock(COMPONENT_FILTER_ALL); ++i)
-            locks.push_back(LockJson(*m_system.DoorLock(i)));
-        return json{{"locks", locks}};
-    });
+    m_router.Add("GET", "/api/v1/locks", [this](const ApiCall&) { return json{{"locks", Locks()}}; });
     m_router.Add("GET", "/api/v1/locks/{id}", [this](const ApiCall& call) { return LockJson(Lock(call)); });
     AddChange("POST", "/api/v1/locks/{id}/commands", {"command", "user"},
               [this](const ApiCall& call) { return RunCommand(call); });
@@ -269,15 +282,26 @@ json ConfiguratorApi::EnableUser(const ApiCall& call)
     return {{"enabled", enabled}, {"handled", handledCount != 0}};
 }
 
+json ConfiguratorApi::Users(bool showPins)
+{
+    json users = json::array();
+    for (int slot = 0; slot < SecurityServer::kSlots; ++slot) {
+        if (const CUser* user = m_system.Security().GetUserAtDoorLockSlot(slot))
+            users.push_back(UserJson(slot, *user, showPins));
+    }
+    return users;
+}
+
+json ConfiguratorApi::UserOrGone(int slot)
+{
+    const CUser* user = m_system.Security().GetUserAtDoorLockSlot(slot);
+    return user ? UserJson(slot, *user, false) : json{{"slot", slot}, {"gone", true}};
+}
+
 void ConfiguratorApi::AddUserRoutes()
 {
     m_router.Add("GET", "/api/v1/users", [this](const ApiCall& call) {
-        json users = json::array();
-        for (int slot = 0; slot < SecurityServer::kSlots; ++slot) {
-            if (const CUser* user = m_system.Security().GetUserAtDoorLockSlot(slot))
-                users.push_back(UserJson(slot, *user, call.Secrets()));
-        }
-        return json{{"users", users}};
+        return json{{"users", Users(call.Secrets())}};
     });
     m_router.Add("GET", "/api/v1/users/{slot}", [this](const ApiCall& call) {
         const CUser* user = m_system.Security().GetUserAtDoorLockSlot(call.Number("slot"));
@@ -308,8 +332,8 @@ json ConfiguratorApi::StoreUser(const ApiCall& call)
         throw ApiError(409, "duplicate_user", *fault);
     if (const auto fault = m_system.Security().SetUser(slot, user))
         throw ApiError(400, "bad_user", *fault);
-    if (m_options.usersChanged)
-        m_options.usersChanged();
+    if (m_options.userChanged)
+        m_options.userChanged(slot);
     m_system.NotifyWrite();
     const int handledCount = m_system.AnnounceUserSlot(slot);
     json result = UserJson(slot, *m_system.Security().GetUserAtDoorLockSlot(slot), call.Secrets());
@@ -325,10 +349,12 @@ json ConfiguratorApi::DeleteUser(const ApiCall& call)
     m_system.NotifyWrite();
     const int handledCount = m_system.AnnounceUserSlot(slot);
     // Whoever gets the slot next must not come into the rights of its last user.
-    for (int i = 0; i < m_system.NDoorLock(COMPONENT_FILTER_ALL); ++i)
+    for (int i = 0; i < m_system.NDoorLock(COMPONENT_FILTER_ALL); ++i) {
         m_system.DoorLock(i)->EnableUser(slot + 1, 0);
-    if (m_options.usersChanged)
-        m_options.usersChanged();
+        m_system.MarkLockChanged(m_system.DoorLock(i)->ID());
+    }
+    if (m_options.userChanged)
+        m_options.userChanged(slot);
     return {{"ok", true}, {"locks_handled", handledCount}};
 }
 

@@ -18,17 +18,23 @@ public:
     struct Options {
         std::string libraryPath;
         std::string signature;
-        std::string listen;                 ///< "http://127.0.0.1:PORT"
-        std::string authorizeBase;          ///< where a browser reaches the cloud's OAuth host; may be empty
-        DiagnosticLog* log = nullptr;       ///< null: no traces are shown
-        std::function<void()> shutdown;     ///< asks the program to end
-        std::function<void()> usersChanged; ///< after a user was stored or deleted; may be empty
+        std::string listen;             ///< "http://127.0.0.1:PORT"
+        std::string authorizeBase;      ///< where a browser reaches the cloud's OAuth host; may be empty
+        DiagnosticLog* log = nullptr;   ///< null: no traces are shown
+        std::function<void()> shutdown; ///< asks the program to end
+        std::function<void(int slot)> userChanged; ///< after a user was stored or deleted; may be empty
     };
 
     ConfiguratorApi(System& host, Options parts);
 
     /// Serves one request that passed the guard: a route, or the OAuth redirect.
     ApiResponse Serve(const ApiRequest& request);
+
+    /// All that the page shows, as the routes show each part: {"status","interfaces","locks","users"}.
+    nlohmann::json Snapshot();
+    nlohmann::json Interfaces();
+    /// A user as its route shows it, without the PIN, or {"slot":n,"gone":true}.
+    nlohmann::json UserOrGone(int slot);
 
 private:
     void AddChange(std::string method, std::string pattern, std::vector<std::string> members,
@@ -43,6 +49,8 @@ private:
     CDeviceInterface& Interface(const ApiCall& call) { return *Bridge(call).DeviceInterface(); }
     CDoorLock& Lock(const ApiCall& call);
     nlohmann::json InterfaceWithMaster(CNetworkBridge& shown) const;
+    nlohmann::json Locks();
+    nlohmann::json Users(bool showPins);
     nlohmann::json ShowPage(unsigned bridgeId, const PropertyPage& page);
     nlohmann::json RunAction(const ApiCall& call);
     static void CheckList(const nlohmann::json& body, const std::string& shown, const PropertyPage& present);

@@ -9,8 +9,11 @@
 #include <boost/asio/use_awaitable.hpp>
 #include <boost/asio/write.hpp>
 
+#include <spdlog/fmt/fmt.h>
+
+#include <charconv>
 #include <chrono>
-#include <deque>
+#include <random>
 #include <utility>
 
 namespace devhost
@@ -62,9 +65,27 @@ struct EventStream::Reader {
     std::size_t waitingByteCount = 0;
 };
 
+EventStream::EventStream(asio::io_context& context)
+    : m_context(context), m_idPrefix(fmt::format("{:08x}-", std::random_device()()))
+{
+}
+
+EventStream::Event EventStream::MakeEvent(const std::string& type, const std::string& data) const
+{
+    return std::make_shared<const std::string>("id: " + m_idPrefix + std::to_string(m_last) +
+                                               "\nevent: " + type + "\ndata: " + data + "\n\n");
+}
+
 void EventStream::Publish(const std::string& type, const std::string& data)
 {
-    const auto event = std::make_shared<const std::string>("event: " + type + "\ndata: " + data + "\n\n");
+    ++m_last;
+    const Event event = MakeEvent(type, data);
+    m_keptByteCount += event->size();
+    m_kept.push_back(event);
+    while (m_kept.size() > kMaxEventsKept || m_keptByteCount > kMaxBytesKept) {
+        m_keptByteCount -= m_kept.front()->size();
+        m_kept.pop_front();
+    }
     for (Reader* reader : m_readers) {
         if (reader->disconnected)
             continue;
@@ -89,11 +110,29 @@ void EventStream::Disconnect(Reader& slow)
     slow.changed.cancel();
 }
 
-asio::awaitable<void> EventStream::Serve(boost::beast::tcp_stream& stream, std::string head)
+// Whether all that came behind an event is still there; then it is put in line.
+bool EventStream::AddMissed(Reader& back, const std::string& lastEventId) const
+{
+    std::uint64_t number = 0;
+    const char* end = lastEventId.data() + lastEventId.size();
+    if (!lastEventId.starts_with(m_idPrefix) ||
+        std::from_chars(lastEventId.data() + m_idPrefix.size(), end, number).ptr != end || number > m_last ||
+        m_last - number > m_kept.size())
+        return false;
+    for (std::size_t i = m_kept.size() - (m_last - number); i < m_kept.size(); ++i)
+        back.Add(m_kept[i]);
+    return true;
+}
+
+asio::awaitable<void> EventStream::Serve(boost::beast::tcp_stream& stream, std::string head,
+                                         std::string lastEventId, std::function<std::string()> snapshot)
 {
     Reader self(m_context, stream);
     const Membership<Reader> member(m_readers, &self);
     self.Add(std::make_shared<const std::string>(std::move(head)));
+    // Changes that the state holds already may come once more behind it, which changes nothing.
+    if (!AddMissed(self, lastEventId) && snapshot)
+        self.Add(MakeEvent("snapshot", snapshot()));
     error_code error;
     while (!error && !m_stopping && !self.disconnected) {
         std::string out = self.TakeNext();

@@ -46,7 +46,10 @@ constexpr std::size_t kMaxConnections = 64;
 static_assert(EventStream::kMaxReaders < kMaxConnections, "places for requests");
 constexpr std::chrono::seconds kRequestTime{30};
 
-constexpr const char* kFetchSite = "Sec-Fetch-Site"; // not among Beast's fields
+// Not among Beast's fields.
+constexpr const char* kFetchSite = "Sec-Fetch-Site";
+constexpr const char* kLastEventId = "Last-Event-ID";
+constexpr const char* kPolicy = "Content-Security-Policy";
 
 template <class Name>
 std::string Header(const http::request<http::string_body>& request, const Name& field)
@@ -63,9 +66,21 @@ void SetCommonHeaders(Message& reply)
     reply.set(http::field::cache_control, "no-store");
     reply.set("X-Content-Type-Options", "nosniff");
     reply.set("Referrer-Policy", "no-referrer");
-    reply.set("Content-Security-Policy",
-              "default-src 'none'; style-src 'unsafe-inline'; frame-ancestors 'none'");
+    reply.set(kPolicy, "default-src 'none'; style-src 'unsafe-inline'; frame-ancestors 'none'");
     reply.set("Cross-Origin-Resource-Policy", "same-origin");
+}
+
+// A weight of zero refuses; any other weight is as good as another, since there are two choices only.
+bool AcceptsGzip(const std::string& acceptEncoding)
+{
+    for (const auto& [coding, parameters] : http::ext_list(acceptEncoding)) {
+        if (beast::iequals(coding, "gzip"))
+            return std::ranges::none_of(parameters, [](const auto& parameter) {
+                return beast::iequals(parameter.first, "q") &&
+                       std::string_view(parameter.second).find_first_not_of("0.") == std::string_view::npos;
+            });
+    }
+    return false;
 }
 
 std::string ListenAdvice(const error_code& error)
@@ -131,6 +146,8 @@ public:
     {
         asio::post(m_context, [this, type, data] { m_events.Publish(type, data); });
     }
+
+    void OnNewReader(std::function<std::string()> snapshot) { m_snapshot = std::move(snapshot); }
 
     void OnSignal(std::function<void()> function)
     {
@@ -213,7 +230,7 @@ private:
             const http::request<http::string_body> request = parser.release();
             if (!refusal && WantsEvents(request) && !m_events.IsFull()) {
                 self.readsEvents = true;
-                co_await SendEvents(stream);
+                co_await SendEvents(stream, Header(request, kLastEventId));
                 co_return;
             }
             const ApiResponse answer = refusal ? *refusal : Reply(request);
@@ -287,6 +304,7 @@ private:
                                      " readers, and takes no more");
         parsed->method = std::string(request.method_string());
         parsed->body = request.body();
+        parsed->acceptsGzip = AcceptsGzip(Header(request, http::field::accept_encoding));
         try {
             return m_serve(*parsed);
         } catch (...) {
@@ -301,13 +319,21 @@ private:
         SetCommonHeaders(response);
         if (!answer.allow.empty())
             response.set(http::field::allow, answer.allow);
+        if (!answer.contentSecurityPolicy.empty())
+            response.set(kPolicy, answer.contentSecurityPolicy);
+        if (!answer.cacheControl.empty())
+            response.set(http::field::cache_control, answer.cacheControl);
+        if (answer.gzip)
+            response.set(http::field::content_encoding, "gzip");
+        if (answer.variesByEncoding)
+            response.set(http::field::vary, "Accept-Encoding");
         response.keep_alive(keep);
         response.body() = answer.body;
         response.prepare_payload();
         return response;
     }
 
-    asio::awaitable<void> SendEvents(beast::tcp_stream& stream)
+    asio::awaitable<void> SendEvents(beast::tcp_stream& stream, std::string lastEventId)
     {
         http::response<http::empty_body> head(http::status::ok, 11);
         head.set(http::field::content_type, "text/event-stream");
@@ -315,7 +341,7 @@ private:
         head.keep_alive(false);
         std::ostringstream headText;
         headText << head;
-        co_await m_events.Serve(stream, headText.str());
+        co_await m_events.Serve(stream, headText.str(), std::move(lastEventId), m_snapshot);
     }
 
     asio::io_context m_context{1};
@@ -323,6 +349,7 @@ private:
     asio::signal_set m_signals{m_context};
     Handler m_serve;
     std::function<void()> m_onSignal;
+    std::function<std::string()> m_snapshot;
     std::uint16_t m_port = 0;
     std::thread m_thread;
 
@@ -361,6 +388,11 @@ void HttpServer::Stop()
 void HttpServer::Publish(const std::string& type, const std::string& data)
 {
     m_impl->Publish(type, data);
+}
+
+void HttpServer::OnNewReader(std::function<std::string()> snapshot)
+{
+    m_impl->OnNewReader(std::move(snapshot));
 }
 
 void HttpServer::OnSignal(std::function<void()> function)

@@ -39,6 +39,11 @@ public:
     /// @param type of the event, letters only; @param data one line of text.
     void Publish(const std::string& type, const std::string& data);
 
+    /// Sets what tells a new reader of the events the state that they change: a text of one line, sent as the
+    /// event "snapshot". Called on the server's thread, and may block; one that throws ends the stream.
+    /// Before Start.
+    void OnNewReader(std::function<std::string()> snapshot);
+
     /// Calls a function, on the server's thread, for SIGINT and SIGTERM, and for SIGHUP unless the program
     /// was started with that one ignored (nohup). Before Start: a signal that comes before the thread runs is
     /// kept until then.

@@ -28,7 +28,8 @@ ApiResponse Page(int status, const std::string& title, const std::string& explan
             "text/html; charset=utf-8",
             "<!doctype html><html lang=\"en\"><meta charset=\"utf-8\"><title>" + Escape(title) +
                 "</title><style>body{font:16px sans-serif;margin:4em auto;max-width:36em}</style><h1>" +
-                Escape(title) + "</h1><p>" + Escape(explanation) + "</p></html>\n",
+                Escape(title) + "</h1><p>" + Escape(explanation) +
+                "</p><p><a href=\"/\">Back to the configurator</a></p></html>\n",
             {}};
 }
 

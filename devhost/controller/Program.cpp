@@ -46,11 +46,14 @@ LogOptions MakeLogOptions(const Settings& wanted)
 } // namespace
 
 Program::Program(const Settings& wanted)
-    : m_settings(wanted), m_log(MakeLogOptions(wanted)), m_folder(wanted.stateDir),
+    : m_settings(wanted), m_log(MakeLogOptions(wanted)),
+      m_page(wanted.webDir.value_or(WebPage::DefaultFolder())), m_folder(wanted.stateDir),
       m_store(m_folder.ConfigurationFile()), m_transport(MakeTlsOptions(wanted))
 {
     m_server = std::make_unique<HttpServer>(m_settings.listenAddress, m_settings.listenPort,
                                             [this](const ApiRequest& request) {
+                                                if (auto file = m_page.Serve(request))
+                                                    return std::move(*file);
                                                 try {
                                                     return m_loop.Call([&] { return m_api->Serve(request); });
                                                 } catch (const LoopClosed& closed) {
@@ -59,6 +62,7 @@ Program::Program(const Settings& wanted)
                                             });
     // Before anything is loaded: a signal during the start ends the host like any other, with a save.
     m_server->OnSignal([this] { m_loop.RequestExit(); });
+    m_server->OnNewReader([this] { return m_loop.Call([this] { return Text(m_api->Snapshot()); }); });
     const bool v6 = m_settings.listenAddress.find(':') != std::string::npos;
     m_address =
         std::string("http://") + (v6 ? "[::1]" : "127.0.0.1") + ":" + std::to_string(m_server->Port());
@@ -102,7 +106,10 @@ void Program::StartSystem()
     api.authorizeBase = m_settings.authorizeBase;
     api.log = &m_log;
     api.shutdown = [this] { m_loop.RequestExit(); };
-    api.usersChanged = [this] { HideUserSecrets(); };
+    api.userChanged = [this](int slot) {
+        HideUserSecrets();
+        m_server->Publish("user", Text(m_api->UserOrGone(slot)));
+    };
     m_api = std::make_unique<ConfiguratorApi>(*m_system, std::move(api));
 
     m_log.OnNewEntry([this] { m_newLogEntry.store(true); });
@@ -171,6 +178,7 @@ void Program::Round(int wakeCount)
     m_system->RunOnce(wakeCount);
     m_log.TellCounts();
     PublishReports();
+    PublishHealth();
 }
 
 void Program::PublishReports()
@@ -182,6 +190,25 @@ void Program::PublishReports()
         if (entry.report)
             m_server->Publish("report", Text(LogEntryJson(entry)));
     }
+}
+
+// At most once a second, because failures may come in quick succession.
+void Program::PublishHealth()
+{
+    constexpr std::uint32_t kPauseMs = 1000;
+    if (m_sinceHealth.QXTickCount() < kPauseMs)
+        return;
+    m_sinceHealth.Restart();
+    std::map<unsigned, std::pair<int, AccountHealth::State>> now;
+    for (int i = 0; i < m_system->NBridges(); ++i) {
+        const unsigned id = m_system->Bridge(i)->ID();
+        const AccountHealth::Report health = m_system->Health(id).value_or(AccountHealth::Report{});
+        now[id] = {health.changes, health.state};
+        const auto shown = m_shownHealth.find(id);
+        if (shown != m_shownHealth.end() && shown->second != now[id])
+            m_server->Publish("health", Text({{"interface", id}, {"health", HealthJson(health)}}));
+    }
+    m_shownHealth = std::move(now);
 }
 
 void Program::HideUserSecrets()
@@ -202,10 +229,7 @@ void Program::OnLockChanged(unsigned componentId)
 
 void Program::OnInterfacesChanged()
 {
-    json interfaces = json::array();
-    for (int i = 0; i < m_system->NBridges(); ++i)
-        interfaces.push_back(InterfaceJson(*m_system, *m_system->BridgeById(m_system->Bridge(i)->ID())));
-    m_server->Publish("interfaces", Text({{"interfaces", interfaces}}));
+    m_server->Publish("interfaces", Text({{"interfaces", m_api->Interfaces()}}));
 }
 
 void Program::OnPageRebuilt(unsigned bridgeId)

@@ -7,6 +7,7 @@
 #include "devhost/controller/PluginLibrary.h"
 #include "devhost/controller/Settings.h"
 #include "devhost/controller/StateFolder.h"
+#include "devhost/controller/WebPage.h"
 #include "devhost/framework/diagnostics/DiagnosticLog.h"
 #include "devhost/framework/network/TlsTransport.h"
 #include "devhost/framework/record/Store.h"
@@ -14,6 +15,7 @@
 #include "devhost/framework/system/WorkerStop.h"
 
 #include <atomic>
+#include <map>
 #include <memory>
 #include <sys/types.h>
 #include <unistd.h>
@@ -40,6 +42,7 @@ private:
     void PrintReady() const;
     void Round(int wakeCount);
     void PublishReports();
+    void PublishHealth();
     void HideUserSecrets();
 
     void OnLockChanged(unsigned componentId) override;
@@ -58,7 +61,10 @@ private:
     const pid_t m_parent = getppid();
     std::atomic<bool> m_newLogEntry{false}; // set by the log as long as there is one
     std::uint64_t m_lastReport = 0;
+    std::map<unsigned, std::pair<int, AccountHealth::State>> m_shownHealth; // by account: changes and state
+    CQXTimer m_sinceHealth;
     DiagnosticLog m_log;
+    WebPage m_page;
     StateFolder m_folder;
     FileStore m_store;
     TlsTransport m_transport;

@@ -18,6 +18,7 @@ struct Settings {
     std::vector<std::string> connectTo; ///< HOST:PORT:ADDRESS:PORT
     std::string listenAddress;
     std::uint16_t listenPort = 0;
+    std::optional<std::filesystem::path> webDir; ///< nothing: where the build puts it
     std::string authorizeBase; ///< "https://127.0.0.1:8443", without a path; empty: as the driver says
     std::optional<bool> trace; ///< nothing: as saved
     std::string logFile;

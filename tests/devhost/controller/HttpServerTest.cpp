@@ -30,6 +30,11 @@ std::string ReadBlock(Connection& stream)
     return block;
 }
 
+std::string WithoutId(const std::string& event)
+{
+    return event.substr(event.find('\n') + 1);
+}
+
 bool IsForNoOtherPage(const std::string& reply)
 {
     return reply.find("frame-ancestors 'none'") < reply.size() &&
@@ -46,7 +51,11 @@ devhost::ApiResponse Echo(const devhost::ApiRequest& request)
 class HttpServerTest : public testing::Test
 {
 protected:
-    HttpServerTest() { m_server.Start(); }
+    HttpServerTest()
+    {
+        m_server.OnNewReader([] { return std::string("{}"); });
+        m_server.Start();
+    }
 
     devhost::HttpServer m_server{"127.0.0.1", 0, Echo};
     const std::string m_port = std::to_string(m_server.Port());
@@ -117,7 +126,8 @@ TEST_F(HttpServerTest, PeersThatDoNothingKeepNobodyOut)
     EXPECT_EQ(ask("GET / HTTP/1.1\r\n" + m_host + "\r\n"), "200");
     EXPECT_EQ(ReadBlock(oldest), "");
     m_server.Publish("lock", "{}");
-    EXPECT_EQ(ReadBlock(peers.front()), "event: lock\ndata: {}\n");
+    ReadBlock(peers.front()); // the snapshot
+    EXPECT_EQ(WithoutId(ReadBlock(peers.front())), "event: lock\ndata: {}\n");
 }
 
 TEST_F(HttpServerTest, SendsEventsInOrderAndStopsWithOpenConnections)
@@ -127,10 +137,27 @@ TEST_F(HttpServerTest, SendsEventsInOrderAndStopsWithOpenConnections)
     const std::string head = ReadBlock(listener);
     EXPECT_NE(head.find("text/event-stream"), std::string::npos);
     EXPECT_TRUE(IsForNoOtherPage(head));
+    EXPECT_EQ(WithoutId(ReadBlock(listener)), "event: snapshot\ndata: {}\n");
     m_server.Publish("lock", R"({"id":1})");
     m_server.Publish("lock", R"({"id":2})");
-    EXPECT_EQ(ReadBlock(listener), "event: lock\ndata: {\"id\":1}\n");
-    EXPECT_EQ(ReadBlock(listener), "event: lock\ndata: {\"id\":2}\n");
+    const std::string first = ReadBlock(listener);
+    EXPECT_EQ(WithoutId(first), "event: lock\ndata: {\"id\":1}\n");
+    EXPECT_EQ(WithoutId(ReadBlock(listener)), "event: lock\ndata: {\"id\":2}\n");
+
+    // Who comes back gets what was missed, or the state when that is not known any more.
+    const std::string id = first.substr(4, first.find('\n') - 4), start = id.substr(0, id.find('-') + 1);
+    for (const auto& [last, next] : {std::pair{id, std::string("lock\ndata: {\"id\":2}\n")},
+                                     {start + "0", "lock\ndata: {\"id\":1}\n"},
+                                     {start + "3", "snapshot\ndata: {}\n"},
+                                     {start + "1x", "snapshot\ndata: {}\n"},
+                                     {"00000000-1", "snapshot\ndata: {}\n"}}) {
+        Connection back("127.0.0.1", m_port);
+        back << "GET /api/v1/events HTTP/1.1\r\n"
+             << m_host << "Last-Event-ID: " << last << "\r\n\r\n"
+             << std::flush;
+        ReadBlock(back);
+        EXPECT_EQ(WithoutId(ReadBlock(back)), "event: " + next) << last;
+    }
     m_server.Stop();
     EXPECT_EQ(ReadBlock(listener), "");
 }
