@@ -1,0 +1,53 @@
+// Requests to the host, with the types of its description.
+
+import type { components } from "./api.gen.ts";
+
+type Schemas = components["schemas"];
+export type Events = Required<Schemas["Events"]>;
+export type Interface = Schemas["Interface"];
+export type Health = Schemas["Health"];
+export type Lock = Schemas["Lock"];
+export type User = Schemas["User"];
+export type Status = Schemas["Status"];
+export type SaveState = Schemas["SaveState"];
+export type PropertyPage = Schemas["PropertyPage"];
+export type ExtendedPage = Schemas["ExtendedPage"];
+export type ActionResult = Schemas["ActionResult"];
+export type StatusPage = Schemas["StatusPage"];
+export type StoredUser = Schemas["StoredUser"];
+export type LogEntry = Schemas["LogEntry"];
+export type Traces = Schemas["Traces"];
+export type TraceSwitches = Schemas["TraceSwitches"];
+
+/** A request that the host refused: its code for programs, and as the message what it says to people. */
+export class Refusal extends Error {
+    constructor(readonly code: string, message: string) {
+        super(message);
+    }
+}
+
+/**
+ * Sends a request to the host's API.
+ * @param path behind /api/v1
+ * @returns the reply's body
+ * @throws {Refusal} also when nobody answers, with the code "away"
+ */
+export async function ask<Reply>(method: "GET" | "POST" | "PUT" | "DELETE", path: string, body?: object): Promise<Reply> {
+    let response: Response;
+    let reply: unknown;
+    try {
+        const writes = method === "POST" || method === "PUT";
+        response = await fetch(`/api/v1${path}`, {
+            method,
+            ...(writes ? { headers: { "Content-Type": "application/json" }, body: JSON.stringify(body ?? {}) } : {}),
+        });
+        reply = await response.json();
+    } catch {
+        throw new Refusal("away", "The host does not answer. Is it still running?");
+    }
+    if (!response.ok) {
+        const { code, message } = (reply as Schemas["Error"]).error;
+        throw new Refusal(code, message.charAt(0).toUpperCase() + message.slice(1) + ".");
+    }
+    return reply as Reply;
+}

@@ -1,0 +1,120 @@
+// Locks: a card each, with its commands and the page that its driver offers.
+
+import { html, nothing, type TemplateResult } from "lit";
+import { customElement, state } from "lit/decorators.js";
+import { ask, type Lock, type StatusPage } from "./api.ts";
+import { store } from "./store.ts";
+import { attempt, badge, View } from "./view.ts";
+import { lastUser, lockWords, percent, statusAnswer, statusRows, type StatusRow } from "./words.ts";
+
+const SECRET_LABEL = "Programming Code";
+
+@customElement("locks-view")
+export class LocksView extends View {
+    @state() private user = 0;
+    @state() private opened = 0;
+
+    protected override render(): TemplateResult {
+        const { locks, users } = store.state;
+        const acting = users.find((user) => user.id === this.user) ?? users[0];
+        return html`
+            <h1>Locks</h1>
+            ${locks.length === 0 ? html`<p class="empty">There are no locks yet. They come when an account is signed in and has its
+                house: see <a href="#/accounts">Accounts</a>.</p>` : html`
+                <div class="row"><label for="acting">Unlock as</label>
+                <select id="acting" ?disabled=${users.length === 0}
+                    @change=${(event: Event) => { this.user = Number((event.target as HTMLSelectElement).value); }}>
+                    ${users.length === 0 ? html`<option>Nobody: add a user first</option>` : nothing}
+                    ${users.map((user) => html`<option value=${user.id} ?selected=${user === acting}>${user.name}</option>`)}
+                </select></div>`}
+            <div class="grid">${locks.map((lock) => this.card(lock, acting?.id))}</div>`;
+    }
+
+    private card(lock: Lock, acting: number | undefined): TemplateResult {
+        const { text, tone } = lockWords(lock);
+        const { users, interfaces } = store.state;
+        const who = lock.state === "unlocked" ? lastUser(lock, users) : "";
+        const open = this.opened === lock.id;
+        return html`
+            <section class="card" aria-labelledby="lock-${lock.id}">
+                <div class="row"><h2 id="lock-${lock.id}">${lock.name}</h2><span class="end">${badge(text, tone)}</span></div>
+                ${lock.error ? html`<p class="message bad" role="alert">${lock.error}</p>` : nothing}
+                <div class="wait">${lock.working ? html`
+                    <label for="wait-${lock.id}">Waits for the lock's next heartbeat${lock.progress_time ? `, ${lock.progress_time} s` : ", which is late"}</label>
+                    <progress id="wait-${lock.id}" max="100" value=${lock.progress ?? 0}></progress>` : html`<p class="hint">${who}</p>`}</div>
+                <dl class="facts">
+                    <div><dt>Battery</dt><dd>${percent(lock.battery)}</dd></div>
+                    <div><dt>WiFi</dt><dd>${percent(lock.signal)}</dd></div>
+                    <div><dt>Account</dt><dd>${interfaces.find((account) => account.id === lock.bridge)?.name ?? "none"}</dd></div>
+                </dl>
+                <div class="row">
+                    <button ?disabled=${lock.state === "locked"} @click=${() => this.command(lock, "lock")}>Lock</button>
+                    <button ?disabled=${acting === undefined || lock.state === "unlocked"} @click=${() => this.command(lock, "unlock", acting)}>Unlock</button>
+                    <button class="end" aria-expanded=${open} @click=${() => { this.opened = open ? 0 : lock.id; }}>
+                        ${open ? "Close" : "Settings"}</button>
+                </div>
+                ${open ? html`<lock-settings .lock=${lock}></lock-settings>` : nothing}
+            </section>`;
+    }
+
+    private command(lock: Lock, command: "lock" | "unlock", user?: number): Promise<void> {
+        return attempt(async () => {
+            store.apply("lock", await ask<Lock>("POST", `/locks/${lock.id}/commands`, { command, ...(user ? { user } : {}) }));
+            return `${lock.name}: ${command} is sent. The lock does it at its next heartbeat.`;
+        });
+    }
+}
+
+/** The page of one lock. */
+@customElement("lock-settings")
+export class LockSettings extends View {
+    static override properties = { lock: { attribute: false } };
+    declare lock: Lock;
+    @state() private rows: StatusRow[] | undefined;
+    @state() private revealed = false;
+
+    override connectedCallback(): void {
+        super.connectedCallback();
+        void this.load(false);
+    }
+
+    private load(secrets: boolean): Promise<void> {
+        return attempt(async () => {
+            this.rows = statusRows(await ask<StatusPage>("GET", `/locks/${this.lock.id}/status-page${secrets ? "?secrets=1" : ""}`));
+            this.revealed = secrets;
+            return undefined;
+        });
+    }
+
+    protected override render(): TemplateResult {
+        if (!this.rows) return html`<p class="hint" aria-busy="true">The driver builds the page…</p>`;
+        if (this.rows.length === 0) return html`<p class="hint">This lock has no settings.</p>`;
+        return html`
+            <form @submit=${(event: Event) => { event.preventDefault(); void this.store(); }}>
+                <div class="fields">${this.rows.map((row) => this.row(row))}</div>
+                <div class="row end"><button class="primary">Store</button></div>
+            </form>`;
+    }
+
+    private row(row: StatusRow): TemplateResult {
+        const id = `row-${this.lock.id}-${row.label}`;
+        if (row.entries)
+            return html`<div class="field"><label for=${id}>${row.label}</label>
+                <select id=${id} @change=${(event: Event) => { row.selected = Number((event.target as HTMLSelectElement).value); }}>
+                ${row.selected !== undefined && row.entries[row.selected] === undefined ? html`<option selected disabled>Another value</option>` : nothing}
+                ${row.entries.map((entry, index) => html`<option value=${index} ?selected=${index === row.selected}>${entry}</option>`)}
+                </select></div>`;
+        return html`<div class="field"><span class="label">${row.label}</span>
+            <span class="row"><output>${row.text || "not heard yet"}</output>
+            ${row.label === SECRET_LABEL && row.text ? html`<button type="button" aria-pressed=${this.revealed}
+                @click=${() => this.load(!this.revealed)}>${this.revealed ? "Hide" : "Reveal"}</button>` : nothing}</span></div>`;
+    }
+
+    private store(): Promise<void> {
+        return attempt(async () => {
+            await ask("PUT", `/locks/${this.lock.id}/status-page`, statusAnswer(this.rows ?? []));
+            await this.load(this.revealed);
+            return `The settings of ${this.lock.name} were stored.`;
+        });
+    }
+}

@@ -1,0 +1,51 @@
+// The page: its views, the way between them, and whether what they show is current.
+
+import { html, nothing, type TemplateResult } from "lit";
+import { customElement, state } from "lit/decorators.js";
+import "./accounts.ts";
+import "./host.ts";
+import "./locks.ts";
+import { store } from "./store.ts";
+import "./trace.ts";
+import "./users.ts";
+import { View } from "./view.ts";
+
+const VIEWS: Record<string, { name: string; view: () => TemplateResult }> = {
+    "#/locks": { name: "Locks", view: () => html`<locks-view></locks-view>` },
+    "#/users": { name: "Users", view: () => html`<users-view></users-view>` },
+    "#/accounts": { name: "Accounts", view: () => html`<accounts-view></accounts-view>` },
+    "#/trace": { name: "Trace", view: () => html`<trace-view></trace-view>` },
+    "#/host": { name: "Host", view: () => html`<host-view></host-view>` },
+};
+
+@customElement("configurator-app")
+export class ConfiguratorApp extends View {
+    @state() private address = location.hash;
+
+    override connectedCallback(): void {
+        super.connectedCallback();
+        window.addEventListener("hashchange", () => { this.address = location.hash; });
+        store.connect();
+    }
+
+    protected override willUpdate(): void {
+        const { loaded, locks } = store.state;
+        if (!loaded || this.address in VIEWS) return;
+        // Who has no locks yet has an account to set up. Decided once, so that nobody is moved away later.
+        this.address = locks.length ? "#/locks" : "#/accounts";
+        history.replaceState(null, "", this.address);
+    }
+
+    protected override render(): TemplateResult {
+        const { loaded } = store.state;
+        const address = this.address in VIEWS ? this.address : "#/locks";
+        document.title = `${VIEWS[address]?.name ?? ""} – Configurator`;
+        return html`
+            <header><nav aria-label="Views"><ul>${Object.entries(VIEWS).map(([link, { name }]) => html`
+                <li><a href=${link} aria-current=${link === address ? "page" : nothing}>${name}</a></li>`)}</ul></nav></header>
+            <div role="status" class="stale">${loaded && !store.live ? html`<p class="message warn">The host does not answer; trying again.
+                What is shown is the last that was heard.</p>` : nothing}</div>
+            <main>${loaded ? VIEWS[address]?.view() : html`<p class="hint" aria-busy="true">${store.live ? "Loading…" : "Waiting for the host…"}</p>`}</main>
+            <div id="messages" aria-live="polite"></div>`;
+    }
+}

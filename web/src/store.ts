@@ -1,0 +1,70 @@
+// The one state of the page, kept current by the host's event stream.
+
+import type { ReactiveController, ReactiveControllerHost } from "lit";
+import type { Events } from "./api.ts";
+import { EMPTY, reduce, type State } from "./state.ts";
+
+const TYPES = ["snapshot", "lock", "user", "interfaces", "health", "page", "saved", "restarted"] as const;
+const RETRY_MS = 1000;
+
+class Store {
+    state: State = EMPTY;
+    /** Whether the stream is open: what is shown is current. */
+    live = false;
+    private readonly views = new Set<() => void>();
+
+    /** Follows the events for as long as the page is open. */
+    connect(): void {
+        const stream = new EventSource("/api/v1/events");
+        for (const type of TYPES) {
+            stream.addEventListener(type, (event) => {
+                this.live = true;
+                this.apply(type, JSON.parse(event.data as string) as Events[typeof type]);
+            });
+        }
+        stream.onopen = () => this.setLive(true);
+        stream.onerror = () => {
+            this.setLive(false);
+            // The browser tries again by itself unless it was answered with an error.
+            if (stream.readyState === EventSource.CLOSED) setTimeout(() => this.connect(), RETRY_MS);
+        };
+    }
+
+    /** Takes over what an event, or a reply that tells the same, says. */
+    apply<Type extends keyof Events>(type: Type, data: Events[Type]): void {
+        this.state = reduce(this.state, type, data);
+        this.tell();
+    }
+
+    /** Calls a function after each change, until the function that is returned is called. */
+    watch(view: () => void): () => void {
+        this.views.add(view);
+        return () => this.views.delete(view);
+    }
+
+    private setLive(live: boolean): void {
+        this.live = live;
+        this.tell();
+    }
+
+    private tell(): void {
+        for (const view of this.views) view();
+    }
+}
+
+export const store = new Store();
+
+/** Renders its element anew when the state changes. */
+export class Watching implements ReactiveController {
+    private end: (() => void) | undefined;
+
+    constructor(private readonly host: ReactiveControllerHost) {
+        host.addController(this);
+    }
+    hostConnected(): void {
+        this.end = store.watch(() => this.host.requestUpdate());
+    }
+    hostDisconnected(): void {
+        this.end?.();
+    }
+}

@@ -1,0 +1,93 @@
+// What things are called on the page.
+
+import type { Health, Lock, StatusPage, User } from "./api.ts";
+
+export type Tone = "good" | "warn" | "bad" | "plain";
+
+/** The badge of an account. The reason stands beside it. */
+export function healthWords(health: Health): { text: string; tone: Tone } {
+    switch (health.state) {
+        case "new": return { text: "Not asked yet", tone: "plain" };
+        case "needs_authorisation": return { text: "Sign-in needed", tone: "bad" };
+        case "unreachable": return { text: "Cloud not reachable", tone: "bad" };
+        case "refused": return { text: "Token refused", tone: "warn" };
+        case "discovering": return { text: "Signed in", tone: "warn" };
+        case "well": return { text: "Well", tone: "good" };
+        case "quiet": return { text: "Silent", tone: "warn" };
+    }
+}
+
+/** The state of a lock, and how much it matters. */
+export function lockWords(lock: Lock): { text: string; tone: Tone } {
+    switch (lock.state) {
+        case "locked": return { text: "Locked", tone: "good" };
+        case "unlocked": return { text: "Unlocked", tone: "warn" };
+        case "in transit": return { text: "Moving", tone: "plain" };
+        case "unknown": return { text: "Unknown", tone: "plain" };
+    }
+}
+
+/** Who unlocked a lock last, empty when nobody did since the host's start. */
+export function lastUser(lock: Lock, users: readonly User[]): string {
+    if (lock.last_user === 0) return "";
+    if (lock.last_user < 100) return "by hand or by nobody in particular";
+    const id = lock.last_user - 100;
+    return `by ${users.find((user) => user.id === id)?.name ?? `user ${id}, who is gone`}`;
+}
+
+/** A percentage that may not be known yet. */
+export function percent(value: number | null): string {
+    return value === null ? "not heard yet" : `${value} %`;
+}
+
+/** How long ago something was, in the coarsest unit that says enough. */
+export function ago(time: string, now: number): string {
+    const seconds = Math.max(0, Math.round((now - Date.parse(time)) / 1000));
+    if (seconds < 60) return `${seconds} s ago`;
+    if (seconds < 3600) return `${Math.floor(seconds / 60)} min ago`;
+    if (seconds < 48 * 3600) return `${Math.floor(seconds / 3600)} h ago`;
+    return `${Math.floor(seconds / 86400)} days ago`;
+}
+
+/** "a", "a and b", "a, b and c". */
+export function listed(names: readonly string[]): string {
+    const last = names.at(-1) ?? "";
+    return names.length < 2 ? last : `${names.slice(0, -1).join(", ")} and ${last}`;
+}
+
+/** A row of a lock's page: a text, or entries of which one is selected. */
+export interface StatusRow {
+    label: string;
+    text?: string;
+    selected?: number;
+    entries?: string[];
+}
+
+/** Takes a lock's page apart. Undefined for one that is not understood. */
+export function statusRows(page: StatusPage): StatusRow[] | undefined {
+    const items = page.items.slice(1);
+    const rows: StatusRow[] = [];
+    const string = () => {
+        const item = items.shift();
+        return item && "string" in item ? item.string : undefined;
+    };
+    while (items.length > 0) {
+        const label = string();
+        const next = items[0];
+        if (label === undefined || next === undefined) return undefined;
+        if ("string" in next) {
+            rows.push({ label, text: string() ?? "" });
+            continue;
+        }
+        const [selected, count] = [items.shift(), items.shift()];
+        if (!selected || !count || !("int" in selected) || !("int" in count) || count.int > items.length) return undefined;
+        const entries = items.splice(0, count.int).map((item) => ("string" in item ? item.string : String(item.int)));
+        rows.push({ label, selected: selected.int, entries });
+    }
+    return rows;
+}
+
+/** What is stored for the rows: the selected entries; texts are not stored. */
+export function statusAnswer(rows: readonly StatusRow[]): StatusPage {
+    return { items: rows.map((row) => (row.entries ? { int: row.selected ?? 0 } : { string: "" })) };
+}

@@ -1,0 +1,161 @@
+// An installer's first hour in a real browser: the page of a host that talks to the simulator. Looks for barriers on every
+// view, and leaves pictures of the views.
+// Arguments: folder of the programs, driver library, folder to write pictures to, Chromium.
+
+import assert from "node:assert/strict";
+import { spawn } from "node:child_process";
+import { mkdirSync, mkdtempSync, readFileSync, rmSync, writeFileSync } from "node:fs";
+import { tmpdir } from "node:os";
+import { join } from "node:path";
+import { createInterface } from "node:readline";
+import { chromium } from "playwright-core";
+
+const [bin, driver, pictures, browserPath] = process.argv.slice(2);
+const source = new URL("../../", import.meta.url);
+const axe = readFileSync(new URL("../node_modules/axe-core/axe.min.js", import.meta.url), "utf8");
+const folder = mkdtempSync(join(tmpdir(), "configurator-"));
+const programs = [];
+
+/** Starts a program and gives the JSON line that it prints when it is ready. */
+async function start(name, ...options) {
+    const program = spawn(join(bin, name), [...options, "--print-ready", "--exit-with-parent"], { stdio: ["ignore", "pipe", "inherit"] });
+    programs.push(program);
+    for await (const line of createInterface({ input: program.stdout })) return { program, ...JSON.parse(line) };
+    throw new Error(`${name} did not get ready`);
+}
+
+/** Ends a program and waits for it. */
+function stop(program) {
+    const ended = new Promise((resolve) => program.on("exit", resolve));
+    program.kill("SIGTERM");
+    return ended;
+}
+
+async function until(what, probe, seconds = 20) {
+    for (const end = Date.now() + seconds * 1000; Date.now() < end; await new Promise((resolve) => setTimeout(resolve, 100)))
+        if (await probe()) return;
+    throw new Error(`not seen within ${seconds} s: ${what}`);
+}
+
+function startHost(simulator, port = 0) {
+    const cloud = (host) => ["--connect-to", `${host}:443:127.0.0.1:${simulator.https_port}`];
+    return start("vestara-devhost", "--driver", driver, "--state-dir", join(folder, "host"), "--ca-file", simulator.ca_file,
+        ...cloud(simulator.oauth_host), ...cloud(simulator.api_host), "--authorize-base", `https://127.0.0.1:${simulator.https_port}`,
+        "--listen", `127.0.0.1:${port}`);
+}
+
+/** Every view in both colours and widths: no barrier, a picture of each. */
+async function lookAround(page) {
+    for (const view of ["Accounts", "Locks", "Users", "Trace", "Host"]) {
+        await page.getByRole("link", { name: view, exact: true }).click();
+        await page.getByRole("heading", { name: view, level: 1 }).waitFor();
+        for (const colorScheme of ["light", "dark"]) {
+            await page.emulateMedia({ colorScheme });
+            for (const width of [1280, 360]) {
+                await page.setViewportSize({ width, height: width === 360 ? 740 : 860 });
+                await page.screenshot({ path: join(pictures, `${view.toLowerCase()}-${width}-${colorScheme}.png`) });
+                const wide = await page.evaluate(() => document.documentElement.scrollWidth - innerWidth);
+                assert.ok(wide <= 0, `${view} is ${wide} px wider than ${width} px`);
+                // As a function of the tool: the page's own policy lets no foreign script in.
+                const { violations } = await page.evaluate(`(() => { ${axe}; return axe.run(); })()`);
+                assert.deepEqual(violations.map(({ id, nodes }) => `${id}: ${nodes.map((node) => node.html)}`), [], `${view}, ${colorScheme}, ${width}`);
+            }
+        }
+    }
+    await page.emulateMedia({ colorScheme: "light" });
+    await page.setViewportSize({ width: 1280, height: 860 });
+}
+
+async function firstHour(browser) {
+    const world = JSON.parse(readFileSync(new URL("cloudsim/fixtures/house.json", source), "utf8"));
+    for (const lock of world.locks) lock.heartbeat_interval = 4;
+    writeFileSync(join(folder, "world.json"), JSON.stringify(world));
+    const simulator = await start("vestara-cloudsim", "--state-dir", join(folder, "cloud"), "--fixture", join(folder, "world.json"), "--https-port", "0", "--admin-port", "0");
+    const cloud = async () => (await fetch(`http://127.0.0.1:${simulator.admin_port}/admin/world`)).json();
+    let host = await startHost(simulator);
+
+    const context = await browser.newContext({ ignoreHTTPSErrors: true, viewport: { width: 1280, height: 860 } });
+    const page = await context.newPage();
+    const faults = [];
+    page.on("pageerror", (error) => faults.push(String(error)));
+    page.on("console", (message) => { if (message.type() === "error" && !message.text().startsWith("Failed to load")) faults.push(message.text()); });
+    const go = (view) => page.getByRole("link", { name: view, exact: true }).click();
+    const card = (name) => page.getByRole("region", { name, exact: true });
+    await page.goto(host.api);
+
+    // Sign in on the cloud's page, in the tab that the button opens; then a house.
+    await page.getByRole("button", { name: "Add an account" }).click();
+    const opened = context.waitForEvent("page");
+    await page.getByRole("button", { name: "Authorise" }).click();
+    const tab = await opened;
+    await tab.getByRole("button", { name: /allow/i }).click();
+    await tab.getByRole("link", { name: "Back to the configurator" }).waitFor();
+    await tab.close();
+    const house = page.getByLabel("House", { exact: true });
+    await house.getByRole("option", { name: "Lake House" }).waitFor({ state: "attached" });
+    await house.selectOption("Lake House");
+    await page.getByText("Well", { exact: true }).waitFor();
+    await go("Locks");
+    await card("Boat House").waitFor();
+
+    // A user with a right: refused without a proper PIN, then agreed with the cloud.
+    await go("Users");
+    await page.getByRole("button", { name: "Add a user" }).click();
+    await page.getByLabel("Name").fill("Ann Example");
+    await page.getByLabel("PIN").fill("12");
+    await page.getByRole("button", { name: "Store" }).click();
+    await page.getByText("Pin must have 4 to 16 digits.").waitFor();
+    await page.getByLabel("PIN").fill("471108");
+    await page.getByRole("dialog").getByRole("checkbox", { name: "Front Door" }).check();
+    await page.getByRole("button", { name: "Store" }).click();
+    await until("the cloud lets Ann in", async () => {
+        const { access_persons: persons, accesses } = await cloud();
+        const ann = persons.find(({ name }) => name === "Ann Example");
+        return accesses.some((access) => access.access_person_id === ann?.id && access.accessible_id === "lock-lake-front");
+    }, 40);
+    assert.ok(await page.getByRole("checkbox", { name: "Ann Example may use Front Door" }).isChecked());
+    await page.getByRole("button", { name: "Reveal the PIN of Ann Example" }).click();
+    await page.getByText("471108").waitFor();
+    await page.getByRole("button", { name: "Hide the PIN of Ann Example" }).click();
+
+    await go("Locks");
+    await card("Front Door").getByRole("button", { name: "Unlock" }).click();
+    await card("Front Door").getByRole("progressbar").waitFor();
+    await card("Front Door").getByText("by Ann Example").waitFor();
+    await lookAround(page);
+
+    // The host goes and comes back under the open page.
+    await go("Locks");
+    await stop(host.program);
+    await page.getByText("The host does not answer").waitFor();
+    host = await startHost(simulator, new URL(host.api).port);
+    await page.getByText("The host does not answer").waitFor({ state: "detached" });
+    await card("Front Door").getByText("84 %").waitFor();
+
+    // Reset says what goes before it goes.
+    await go("Accounts");
+    await page.getByRole("button", { name: "Reset" }).click();
+    await page.getByRole("dialog").getByText("Its locks go from this controller").waitFor();
+    await page.getByRole("dialog").getByRole("button", { name: "Cancel" }).click();
+    assert.equal((await (await fetch(`${host.api}/api/v1/locks`)).json()).locks.length, 2);
+    await page.getByRole("button", { name: "Reset" }).click();
+    await page.getByRole("dialog").getByRole("button", { name: "Reset" }).click();
+    await go("Locks");
+    await page.getByText("There are no locks yet.").waitFor();
+    assert.deepEqual(faults, []);
+}
+
+mkdirSync(pictures, { recursive: true });
+const root = process.getuid?.() === 0;
+const browser = await chromium.launch({ executablePath: browserPath, args: root ? ["--no-sandbox"] : [] });
+try {
+    await firstHour(browser);
+} catch (error) {
+    for (const page of browser.contexts().flatMap((context) => context.pages()))
+        await page.screenshot({ path: join(pictures, "failed.png") }).catch(() => {});
+    throw error;
+} finally {
+    await browser.close();
+    for (const program of programs) program.kill("SIGKILL");
+    rmSync(folder, { recursive: true, force: true });
+}

@@ -1,0 +1,67 @@
+// The page's logic without a browser: what events do to the state, words, and a lock's page taken apart.
+
+import assert from "node:assert/strict";
+import { test } from "node:test";
+import { fileURLToPath } from "node:url";
+import { build } from "esbuild";
+
+async function load(name) {
+    const entry = fileURLToPath(new URL(`../src/${name}.ts`, import.meta.url));
+    const { outputFiles } = await build({ entryPoints: [entry], bundle: true, format: "esm", write: false });
+    return import(`data:text/javascript;base64,${Buffer.from(outputFiles[0].contents).toString("base64")}`);
+}
+const { EMPTY, reduce } = await load("state");
+const { ago, lastUser, listed, percent, statusAnswer, statusRows } = await load("words");
+const { filtered, logText } = await load("log");
+
+test("events bring the state to what the host has, also when they come twice", () => {
+    const events = [
+        ["snapshot", { status: { restarts: 0, save: { error: "", pending: true } }, interfaces: [{ id: 1, health: "old" }, { id: 2 }], locks: [{ id: 7 }], users: [{ slot: 3 }] }],
+        ["lock", { id: 5, name: "new" }], ["lock", { id: 7, gone: true }],
+        ["user", { slot: 1, name: "Ann" }], ["user", { slot: 1, name: "Anna" }], ["user", { slot: 3, gone: true }],
+        ["health", { interface: 1, health: "now" }], ["health", { interface: 9, health: "of nobody" }],
+        ["page", { interface: 1, page: "p1" }], ["page", { interface: 2, page: "p2" }],
+        ["saved", { ok: false, error: "disk full" }], ["restarted", { restarts: 4 }], ["unheard-of", {}],
+    ];
+    for (const repeats of [1, 2]) {
+        let state = EMPTY;
+        for (const [type, data] of events) for (let i = 0; i < repeats; ++i) state = reduce(state, type, data);
+        assert.deepEqual(state.locks, [{ id: 5, name: "new" }]);
+        assert.deepEqual(state.users, [{ slot: 1, name: "Anna" }]);
+        assert.equal(state.interfaces[0].health, "now");
+        assert.deepEqual(state.status, { restarts: 4, save: { error: "disk full", pending: false } });
+        state = reduce(state, "interfaces", { interfaces: [{ id: 2 }] });
+        assert.deepEqual([...state.pages], [[2, "p2"]]);
+    }
+    assert.equal(EMPTY.loaded, false);
+});
+
+test("words for people", () => {
+    const users = [{ id: 3, name: "Ann" }];
+    assert.deepEqual([0, 1, 103, 104].map((last_user) => lastUser({ last_user }, users)),
+        ["", "by hand or by nobody in particular", "by Ann", "by user 4, who is gone"]);
+    assert.deepEqual([[], ["a"], ["a", "b"], ["a", "b", "c"]].map(listed), ["", "a", "a and b", "a, b and c"]);
+    assert.deepEqual([percent(null), percent(0)], ["not heard yet", "0 %"]);
+    const now = Date.parse("2026-01-10T00:00:00Z");
+    assert.deepEqual([-5, 59, 60, 3600, 48 * 3600].map((s) => ago(new Date(now - s * 1000).toISOString(), now)),
+        ["0 s ago", "59 s ago", "1 min ago", "1 h ago", "2 days ago"]);
+});
+
+test("a lock's page is taken apart, answered row by row, and refused when it is cut", () => {
+    const items = [{ int: 1 }, { string: "Serial" }, { string: "S1" }, { string: "Codes" }, { int: 1 }, { int: 2 }, { string: "Yes" }, { string: "No" }];
+    const rows = statusRows({ items });
+    assert.deepEqual(rows, [{ label: "Serial", text: "S1" }, { label: "Codes", selected: 1, entries: ["Yes", "No"] }]);
+    assert.deepEqual(statusAnswer(rows), { items: [{ string: "" }, { int: 1 }] });
+    for (const count of [2, 4, 5, 6, 7]) assert.equal(statusRows({ items: items.slice(0, count) }), undefined, String(count));
+});
+
+test("log entries are filtered, and written one a line", () => {
+    const entries = [
+        { time: "T1", thread: "t", producer: "a", report: false, text: "Hello\r\nworld" },
+        { time: "T2", thread: "t", producer: "b", report: true, line: 7, text: "no" },
+    ];
+    const texts = (filter) => filtered(entries, { producer: "", kind: "", text: "", ...filter }).map(({ time }) => time);
+    assert.deepEqual([{}, { producer: "b" }, { kind: "trace" }, { text: "WORLD" }, { kind: "report", text: "world" }].map(texts),
+        [["T1", "T2"], ["T2"], ["T1"], ["T1"], []]);
+    assert.equal(logText(entries), "T1 t a: Hello\\nworld\nT2 t b report 7: no\n");
+});
