@@ -16,6 +16,7 @@ import socket
 import sys
 import tempfile
 import time
+import urllib.request
 
 from vestara_client import Browser, Setup, StepFailed, TraceReader, wait_for
 
@@ -348,6 +349,24 @@ class Tour:
         self.screen.seen("host: the slot is empty and the deletion was handled")
         self.screen.seen("cloud: the person is gone")
 
+    def fetch_page(self):
+        """The configurator, and what it names; its address."""
+        self.screen.step("The configurator's page is there")
+        host = self.setup.host.ready["api"]
+
+        def fetch(path):
+            try:
+                with urllib.request.urlopen(host + path, timeout=30) as reply:
+                    return reply.read().decode()
+            except OSError as error:
+                raise StepFailed(f"GET {host}{path}: {error}") from error
+
+        assets = re.findall(r'(?:src|href)="(/assets/[^"]+)"', fetch("/"))
+        if not any(asset.endswith(".js") for asset in assets):
+            raise StepFailed("the page names no script")
+        size = sum(len(fetch(asset)) for asset in assets)
+        self.screen.seen(f"{host}/ with {len(assets)} files, {size // 1024} KiB")
+
     def run(self):
         self.load_library()
         self.add_account()
@@ -374,13 +393,14 @@ def short_path(path):
 
 def stay_up(setup, screen):
     screen.step("Everything stays up")
-    host = setup.host.ready["api"] + "/api/v1"
-    screen.seen(f"development host   {host}/status (JSON)")
+    host = setup.host.ready["api"]
+    screen.seen(f"configurator       {host}/")
+    screen.seen("    open it          lock and unlock, give somebody a PIN, see how the account is")
     screen.seen(f"cloud simulator    https://127.0.0.1:{setup.simulator.ready['https_port']}")
     screen.seen(f"    its admin      {setup.admin.base}/admin/world")
     screen.seen(f"    its CA         {short_path(setup.ca_file)}")
     screen.seen(f"state, logs        {short_path(setup.state_dir)}")
-    screen.seen(f"try                curl {host}/locks")
+    screen.seen(f"try                curl {host}/api/v1/locks")
     screen.seen("Ctrl-C, or closing the terminal, stops both.")
     while True:
         for program in (setup.simulator, setup.host):
@@ -404,7 +424,9 @@ def options():
         parser.add_argument(name, type=port_number, default=0)
     parser.add_argument("--state-dir")
     parser.add_argument("--fixture", default=os.path.join(ROOT, "cloudsim", "fixtures", "house.json"))
-    parser.add_argument("--check-options", action="store_true")
+    # For tests: some builds have no page, and not every machine has what replies are checked with.
+    for name in ("--check-options", "--without-page", "--check-replies"):
+        parser.add_argument(name, action="store_true")
     parser.add_argument("--bin", required=True)
     parser.add_argument("--driver", required=True)
     return parser.parse_args()
@@ -532,9 +554,16 @@ def main():
             return 0
         state_dir = state_folder(args)
         end_on((signal.SIGINT, signal.SIGTERM, signal.SIGHUP))
+        check = None
+        if args.check_replies:
+            from api_description import ApiDescription
+            check = ApiDescription().check
         setup = Setup(args.bin, os.path.abspath(args.driver), state_dir, args.fixture, args.sim_port,
-                      args.admin_port, args.host_port)
-        Tour(setup, screen).run()
+                      args.admin_port, args.host_port, check=check)
+        tour = Tour(setup, screen)
+        tour.run()
+        if not args.without_page:
+            tour.fetch_page()
         screen.step("Every step was seen")
         if not args.tour:
             is_up = True

@@ -90,10 +90,11 @@ class Program:
 
 class JsonApi:
     """A JSON API on loopback. Calls return the parsed reply; they raise Refused for an error reply and
-    StepFailed for none."""
+    StepFailed for none. `check`, when given, is called with method, path, status and parsed reply of each."""
 
-    def __init__(self, base):
+    def __init__(self, base, check=None):
         self.base = base
+        self._check = check or (lambda *reply: None)
 
     def call(self, method, path, body=None):
         data = None if body is None else json.dumps(body).encode()
@@ -101,13 +102,16 @@ class JsonApi:
         request = urllib.request.Request(self.base + path, data=data, method=method, headers=headers)
         try:
             with urllib.request.urlopen(request, timeout=30) as reply:
-                text = reply.read()
+                status, text = reply.status, reply.read()
         except urllib.error.HTTPError as error:
-            text = f"{method} {path}: {error.code} {error.read().decode(errors='replace')}"
-            raise Refused(error.code, text) from error
+            text = error.read().decode(errors="replace")
+            self._check(method, path, error.code, json.loads(text))
+            raise Refused(error.code, f"{method} {path}: {error.code} {text}") from error
         except OSError as error:
             raise StepFailed(f"{method} {path}: {error}") from error
-        return json.loads(text) if text.strip() else None
+        parsed = json.loads(text) if text.strip() else None
+        self._check(method, path, status, parsed)
+        return parsed
 
     def get(self, path):
         return self.call("GET", path)
@@ -179,10 +183,14 @@ END_AND_READY = ("--exit-with-parent", "--print-ready")
 
 
 class Setup:
-    """One simulator and one development host that talks to it, with their folders below `state_dir`."""
+    """One simulator and one development host that talks to it, with their folders below `state_dir`.
+
+    `check`, when given, looks at the host's replies, as JsonApi says.
+    """
 
     def __init__(self, bin_dir, driver, state_dir, fixture, sim_port=0, admin_port=0, host_port=0,
-                 sim_options=()):
+                 sim_options=(), check=None):
+        self.check = check
         self.bin_dir = bin_dir
         self.driver = driver
         self.state_dir = state_dir
@@ -226,7 +234,7 @@ class Setup:
             os.path.join(self.state_dir, "host-stderr.log"),
             timeout_s,
         )
-        self.api = JsonApi(self.host.ready["api"] + "/api/v1")
+        self.api = JsonApi(self.host.ready["api"] + "/api/v1", self.check)
         return self.host.ready
 
     def page(self, account):

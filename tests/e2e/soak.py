@@ -23,6 +23,7 @@ import threading
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 sys.path.insert(0, os.path.join(ROOT, "scripts"))
 
+from api_description import ApiDescription  # noqa: E402
 from vestara_client import AUTHORISE, HOUSE, RESET, STATUS, Refused, Setup, StepFailed, wait_for  # noqa: E402
 
 HOUSES, LOCKS_OF_A_HOUSE, USERS = 4, 5, 6
@@ -240,7 +241,8 @@ def main():
     failure = None
     try:
         setup = Setup(args.bin, args.driver, args.state_dir, fixture,
-                      sim_options=("--token-lifetime", str(TOKEN_LIFETIME_S), "--log-level", "warn"))
+                      sim_options=("--token-lifetime", str(TOKEN_LIFETIME_S), "--log-level", "warn"),
+                      check=ApiDescription().check)
         with contextlib.closing(setup):
             soak = Soak(setup, args.seed)
             for number, left in enumerate(range(args.duration, 0, -ROUND_S)):

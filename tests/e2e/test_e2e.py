@@ -17,6 +17,7 @@ import unittest
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 sys.path.insert(0, os.path.join(ROOT, "scripts"))
 
+from api_description import ApiDescription  # noqa: E402 (its folder is on the path only now)
 from vestara_client import (  # noqa: E402 (its folder is on the path only now)
     AUTHORISE, END_AND_READY, HOUSE, Program, Refused, Setup, TraceReader, wait_for)
 
@@ -29,7 +30,8 @@ class EndToEnd(unittest.TestCase):
     def setUp(self):
         shutil.rmtree(ARGS.state_dir, ignore_errors=True)
         self.setup = Setup(ARGS.bin, ARGS.driver, ARGS.state_dir,
-                           os.path.join(ROOT, "cloudsim", "fixtures", "house.json"))
+                           os.path.join(ROOT, "cloudsim", "fixtures", "house.json"),
+                           check=ApiDescription().check)
         self.addCleanup(self.setup.close)
 
     @property
