@@ -62,7 +62,14 @@ async function lookAround(page) {
             }
         }
     }
+    // The README's.
     await page.emulateMedia({ colorScheme: "light" });
+    await page.setViewportSize({ width: 820, height: 360 });
+    for (const view of ["Accounts", "Locks", "Users"]) {
+        await page.getByRole("link", { name: view, exact: true }).click();
+        await page.getByRole("heading", { name: view, level: 1 }).waitFor();
+        await page.screenshot({ path: join(pictures, `readme-${view.toLowerCase()}.png`) });
+    }
     await page.setViewportSize({ width: 1280, height: 860 });
 }
 
