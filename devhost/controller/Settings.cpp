@@ -61,7 +61,7 @@ std::variant<Settings, int> ParseCommandLine(int argumentCount, const char* cons
                    "http(s)://HOST[:PORT] under which a browser reaches the cloud's authorize page");
     app.add_option(
         "--web-dir", result.webDir,
-        "Folder of the configurator's page; else ../share/configurator beside the program's folder");
+        "Folder of the configurator's page; otherwise share/configurator beside the program's bin");
     app.add_flag("--trace,!--no-trace", result.trace, "Switch the traces of all producers on or off");
     app.add_option("--log-file", result.logFile, "Append traces and reports to this file");
     app.add_option("--log-size", result.logSizeMb, "Size in MB at which a log file is put aside")
