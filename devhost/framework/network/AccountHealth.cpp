@@ -13,7 +13,7 @@ namespace
 constexpr std::string_view kTokenPath = "/oauth/token";
 constexpr std::string_view kLocksPath = "/devices";
 
-thread_local AccountHealth* current = nullptr;
+thread_local AccountHealth* g_current = nullptr;
 
 std::string WithStatus(const char* what, int status)
 {
@@ -30,14 +30,14 @@ AccountHealth::AccountHealth()
 
 AccountHealth* AccountHealth::Current()
 {
-    return current;
+    return g_current;
 }
 
-AccountHealth::Scope::Scope(AccountHealth& health) : m_previous(std::exchange(current, &health)) {}
+AccountHealth::Scope::Scope(AccountHealth& health) : m_previous(std::exchange(g_current, &health)) {}
 
 AccountHealth::Scope::~Scope()
 {
-    current = m_previous;
+    g_current = m_previous;
 }
 
 AccountHealth::Report AccountHealth::Now() const

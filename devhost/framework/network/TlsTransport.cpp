@@ -36,11 +36,11 @@ using Tcp = asio::ip::tcp;
 
 constexpr int kReportTooLong = 1;
 
-thread_local std::string lastFailure;
+thread_local std::string g_lastFailure;
 
 void LogFailure(const std::string& peer, std::string_view what)
 {
-    lastFailure = what;
+    g_lastFailure = what;
     if (DiagnosticSink* sink = TheFramework().diagnostics)
         sink->OnTrace("tls", peer + ": " + std::string(what));
 }
@@ -284,7 +284,7 @@ std::optional<HttpReply> TlsConnection::Exchange(std::string_view request)
     if (reader.Current() == HttpReplyReader::State::Failed) {
         const std::string what = "the reply is unusable: " + reader.Failure();
         if (reader.BodyTooLong()) {
-            lastFailure = what;
+            g_lastFailure = what;
             AssertWrap("tls", kReportTooLong, (m_peer + ": " + what).c_str());
         } else {
             LogFailure(m_peer, what);
@@ -430,7 +430,7 @@ std::unique_ptr<Connection> TlsTransport::Connect(const std::string& host, int p
 
 std::string TlsTransport::LastFailure() const
 {
-    return lastFailure;
+    return g_lastFailure;
 }
 
 } // namespace devhost
