@@ -63,6 +63,7 @@ private:
     nlohmann::json DeleteUser(const ApiCall& call);
     nlohmann::json EnableUser(const ApiCall& call);
     nlohmann::json Status();
+    nlohmann::json Diagnostics();
     nlohmann::json Traces(const ApiCall& call);
     nlohmann::json TraceSwitches();
     nlohmann::json StoreTraceSwitches(const ApiCall& call);

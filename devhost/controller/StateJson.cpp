@@ -56,14 +56,6 @@ const char* HealthName(AccountHealth::State state)
     return "new";
 }
 
-// The time in UTC with milliseconds, as RFC 3339 writes it.
-std::string TimeText(std::chrono::system_clock::time_point time)
-{
-    const auto seconds = std::chrono::floor<std::chrono::seconds>(time);
-    const auto ms = std::chrono::floor<std::chrono::milliseconds>(time - seconds);
-    return fmt::format("{:%FT%T}.{:03}Z", seconds, ms.count());
-}
-
 // Null for a value that was never registered.
 json Registered(int value)
 {
@@ -71,6 +63,13 @@ json Registered(int value)
 }
 
 } // namespace
+
+std::string TimeText(std::chrono::system_clock::time_point time)
+{
+    const auto seconds = std::chrono::floor<std::chrono::seconds>(time);
+    const auto ms = std::chrono::floor<std::chrono::milliseconds>(time - seconds);
+    return fmt::format("{:%FT%T}.{:03}Z", seconds, ms.count());
+}
 
 json LockJson(CDoorLock& lock)
 {

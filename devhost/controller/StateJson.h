@@ -7,6 +7,9 @@
 
 #include <nlohmann/json.hpp>
 
+#include <chrono>
+#include <string>
+
 namespace devhost
 {
 
@@ -27,6 +30,8 @@ nlohmann::json ExtendedPageJson(const ExtendedPage& page);
 nlohmann::json UserJson(int slot, const CUser& user, bool showPin);
 nlohmann::json LogEntryJson(const LogEntry& entry);
 nlohmann::json SaveJson(const SaveState& state);
+/// The time in UTC with milliseconds, as RFC 3339 writes it.
+std::string TimeText(std::chrono::system_clock::time_point time);
 
 /// The typed items of a lock's page, [{"string":"..."},{"int":0}, ...].
 /// @param showSecrets false: the text after "Programming Code" is hidden.

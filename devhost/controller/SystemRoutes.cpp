@@ -25,6 +25,17 @@ std::uint64_t NumberParameter(const ApiCall& call, const char* name, std::uint64
     return value;
 }
 
+// Puts every text of a value through the filter of the log.
+void HideSecrets(json& value, const SecretFilter& filter)
+{
+    if (value.is_string())
+        value = filter.Hide(value.get_ref<const std::string&>());
+    else if (value.is_structured()) {
+        for (json& part : value)
+            HideSecrets(part, filter);
+    }
+}
+
 } // namespace
 
 json ConfiguratorApi::Status()
@@ -70,6 +81,25 @@ json ConfiguratorApi::Traces(const ApiCall& call)
     return {{"traces", lines}, {"last", last}};
 }
 
+// For somebody who is asked for help: all that the page shows and the end of the log. No part of it shows a
+// secret; the filter is for one that came as a text of another kind, or before it was known to be one.
+json ConfiguratorApi::Diagnostics()
+{
+    constexpr std::uint64_t kEntries = 1000;
+    json result = Snapshot();
+    result["version"] = VESTARA_VERSION;
+    result["time"] = TimeText(std::chrono::system_clock::now());
+    result["trace_switches"] = TraceSwitches();
+    result["log"] = json::array();
+    if (!m_options.log)
+        return result;
+    const std::uint64_t last = m_options.log->LastSequence();
+    for (const LogEntry& entry : m_options.log->EntriesSince(last - std::min(last, kEntries), kEntries))
+        result["log"].push_back(LogEntryJson(entry));
+    HideSecrets(result, m_options.log->Secrets());
+    return result;
+}
+
 json ConfiguratorApi::TraceSwitches()
 {
     json switches = json::object();
@@ -100,6 +130,7 @@ json ConfiguratorApi::StoreTraceSwitches(const ApiCall& call)
 void ConfiguratorApi::AddSystemRoutes()
 {
     m_router.Add("GET", "/api/v1/status", [this](const ApiCall&) { return Status(); });
+    m_router.Add("GET", "/api/v1/diagnostics", [this](const ApiCall&) { return Diagnostics(); });
     m_router.Add("GET", "/api/v1/traces", [this](const ApiCall& call) { return Traces(call); });
     m_router.Add("GET", "/api/v1/trace-switches", [this](const ApiCall&) { return TraceSwitches(); });
     m_router.Add("PUT", "/api/v1/trace-switches",

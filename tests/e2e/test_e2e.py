@@ -1,8 +1,10 @@
 """End-to-end cases beside the tour: the shipped library in the host, against the simulator over TLS."""
 
 import argparse
+import base64
 import contextlib
 import glob
+import json
 import os
 import pty
 import resource
@@ -110,9 +112,31 @@ class Accounts(EndToEnd):
         everything = ["Boat House", "Flat Door", "Front Door"]
         wait_for("the lock of the second house", lambda: self.names_of_locks() == everything, 60)
 
+        self.assert_diagnostics_hold_no_secret()
         self.api.delete(f"/interfaces/{first}")
         self.assertEqual(self.names_of_locks(), ["Flat Door"])
         wait_for("the second account as the new master", lambda: self.may_be_authorised(second), 20)
+
+    def assert_diagnostics_hold_no_secret(self):
+        for pin in ("73519046", "90467351"):  # a change is traced
+            self.api.put("/users/0", {"name": "Ann", "pin": pin})
+        wait_for("Ann in the cloud", lambda: any(
+            person["name"] == "Ann" for person in self.setup.admin.get("/admin/world")["access_persons"]), 30)
+        world = self.setup.admin.get("/admin/world?secrets=1")
+        secrets = [token["token"] for token in world["tokens"]["access"]] + world["tokens"]["refresh"]
+        secrets += [lock["programming_code"] for lock in world["locks"]]
+        secrets += [person["pin"] for person in world["access_persons"]] + ["73519046", "90467351"]
+        found = self.api.get("/diagnostics")
+        self.assertGreater(len(found["log"]), 100)
+        text = json.dumps(found)
+        for secret in secrets:
+            raw = secret.encode()
+            forms = {secret, raw.hex(), raw.hex().upper(), "".join(f"%{byte:02X}" for byte in raw)}
+            for shift in range(3):  # base64, wherever in a text the secret stands; its ends depend on others
+                forms.add(base64.b64encode(b"\0" * shift + raw).decode()[shift and 4:-4])
+            for form in forms:
+                if len(form) >= min(len(secret), 8):  # a shorter rest stands in any text
+                    self.assertNotIn(form, text)
 
 
 class Ending(unittest.TestCase):

@@ -42,7 +42,10 @@ export class HostView extends View {
             <div class="row">
                 <button @click=${() => this.save()}>Save now</button>
                 <button @click=${() => this.restart()}>Restart the system…</button>
-            </div>`;
+                <a class="button" href="/api/v1/diagnostics" download="diagnostics.json">Download diagnostics</a>
+            </div>
+            <p class="hint">Diagnostics are all that these views show and the end of the log, without tokens, codes and PINs: to send to
+                whoever helps.</p>`;
     }
 
     private save(): Promise<void> {
