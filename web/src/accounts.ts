@@ -2,24 +2,28 @@
 
 import { html, nothing, type TemplateResult } from "lit";
 import { customElement, state } from "lit/decorators.js";
-import { ask, Refusal, type ActionResult, type ExtendedPage, type Interface, type PropertyPage } from "./api.ts";
+import { ask, Refusal, type ActionResult, type Counters, type ExtendedPage, type Interface, type PropertyPage } from "./api.ts";
 import { store } from "./store.ts";
-import { attempt, badge, confirmed, say, View } from "./view.ts";
-import { ago, healthWords, listed } from "./words.ts";
+import { attempt, badge, confirmed, failed, say, View } from "./view.ts";
+import { ago, healthWords, listed, traffic } from "./words.ts";
 
 /** The host closes a page that was not asked for this long, and then builds it for nobody. */
 const PAGE_LIFE_MS = 110_000;
 /** How often "5 s ago" is counted on. */
 const CLOCK_MS = 5_000;
+/** The button that leads to the cloud's page; the driver's other buttons do their work at once. */
+const AUTHORISE = 20002;
 
 @customElement("accounts-view")
 export class AccountsView extends View {
     @state() private opened: number | undefined;
+    @state() private counters: Readonly<Record<string, Counters>> = {};
     private clock: ReturnType<typeof setInterval> | undefined;
 
     override connectedCallback(): void {
         super.connectedCallback();
-        this.clock = setInterval(() => this.requestUpdate(), CLOCK_MS);
+        this.clock = setInterval(() => void this.count(), CLOCK_MS);
+        void this.count();
     }
     override disconnectedCallback(): void {
         super.disconnectedCallback();
@@ -38,6 +42,13 @@ export class AccountsView extends View {
             others use its sign-in.</p>
             ${interfaces.length === 0 ? html`<p class="empty">There is no account yet. Add one, then authorise it.</p>` : nothing}
             <div class="stack">${interfaces.map((account) => this.card(account, account.id === opened))}</div>`;
+    }
+
+    /** Counts on what no event tells: times and traffic. That the host is away is said elsewhere. */
+    private async count(): Promise<void> {
+        this.counters = await ask<{ counters: Record<string, Counters> }>("GET", "/counters")
+            .then((reply) => reply.counters, () => this.counters);
+        this.requestUpdate();
     }
 
     private card(account: Interface, open: boolean): TemplateResult {
@@ -59,6 +70,7 @@ export class AccountsView extends View {
                     <div><dt>Since</dt><dd>${ago(account.health.since, Date.now())}</dd></div>
                     <div><dt>Last good request</dt><dd>${good ? ago(good, Date.now()) : "none yet"}</dd></div>
                     ${failures > 0 && error ? html`<div><dt>Failed in a row</dt><dd>${failures}, last: ${error.text}</dd></div>` : nothing}
+                    <div><dt>Traffic</dt><dd>${traffic(this.counters[account.id] ?? account.counters)}</dd></div>
                     <div><dt>Locks</dt><dd>${listed(locks.map((lock) => lock.name)) || "none"}</dd></div>
                 </dl>
                 ${open ? html`<account-settings .account=${account}></account-settings>` : nothing}
@@ -93,6 +105,7 @@ export class AccountSettings extends View {
     declare account: Interface;
     @state() private extended: ExtendedPage | undefined;
     @state() private signInUrl = "";
+    @state() private fault = "";
     private timer: ReturnType<typeof setInterval> | undefined;
     private shownHealth = "";
 
@@ -107,7 +120,8 @@ export class AccountSettings extends View {
     protected override willUpdate(): void {
         // What the page offers follows from how the account and the cloud get on.
         const health = `${this.account.id} ${this.account.health.state} ${this.account.health.authorised}`;
-        if (health !== this.shownHealth) {
+        if (!store.live) this.shownHealth = "";
+        else if (health !== this.shownHealth) {
             this.shownHealth = health;
             void this.load();
         }
@@ -117,11 +131,14 @@ export class AccountSettings extends View {
         return `/interfaces/${this.account.id}`;
     }
 
-    private load(): Promise<void> {
-        return attempt(async () => {
+    private async load(): Promise<void> {
+        try {
             this.show(await ask<PropertyPage>("GET", `${this.path}/page`));
-            return undefined;
-        });
+            this.fault = "";
+        } catch (error) {
+            if (!(error instanceof Refusal)) throw error;
+            this.fault = error.message;
+        }
     }
 
     private show(page: PropertyPage): void {
@@ -130,6 +147,7 @@ export class AccountSettings extends View {
 
     protected override render(): TemplateResult {
         const page = store.state.pages.get(this.account.id);
+        if (!page && this.fault) return failed(this.fault, () => this.load());
         if (!page) return html`<p class="hint" aria-busy="true">The driver builds the page…</p>`;
         return html`
             <div class="fields">${page.properties.map((property) => property.choices
@@ -166,8 +184,12 @@ export class AccountSettings extends View {
             </select></div>`;
     }
 
+    private names(): string[] {
+        return store.state.locks.filter((lock) => this.account.locks.includes(lock.id)).map((lock) => lock.name);
+    }
+
     private async mayLeave(what: string): Promise<boolean> {
-        const names = store.state.locks.filter((lock) => this.account.locks.includes(lock.id)).map((lock) => lock.name);
+        const names = this.names();
         return names.length === 0 || confirmed(what,
             [`The locks of the present house go from this controller, with the rights of users to them: ${listed(names)}.`], "Go on");
     }
@@ -178,7 +200,7 @@ export class AccountSettings extends View {
             try {
                 this.show(await ask<PropertyPage>("PUT", `${this.path}/page`, { properties: { [property]: index }, list: page.list }));
             } catch (error) {
-                if (error instanceof Refusal && error.code === "list_changed") await this.load();
+                await this.load(); // what is shown may not be what is any more
                 throw error;
             }
             return `${name} was chosen.`;
@@ -188,10 +210,10 @@ export class AccountSettings extends View {
     private async press(action: number, text: string): Promise<void> {
         // What has an address does its work on another page; what has none does it at once.
         await attempt(async () => {
-            const opens = text === "Authorise";
-            if (!opens && !(await confirmed(`${text} ${this.account.name}?`, [
+            const locks = this.names();
+            if (action !== AUTHORISE && !(await confirmed(`${text} ${this.account.name}?`, [
                 "The account forgets its sign-in, its house and what it still had to send.",
-                ...this.account.locks.length ? ["Its locks go from this controller, with the rights of users to them."] : [],
+                ...locks.length ? [`Its locks go from this controller, with the rights of users to them: ${listed(locks)}.`] : [],
             ], text))) return undefined;
             const result = await ask<ActionResult>("POST", `${this.path}/actions/${action}`);
             if ("browser_url" in result) {

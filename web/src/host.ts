@@ -15,9 +15,7 @@ export class HostView extends View {
 
     private load(): Promise<void> {
         return attempt(async () => {
-            const { interfaces, locks, users } = store.state;
-            const status = await ask<Status>("GET", "/status");
-            store.apply("snapshot", { status, interfaces: [...interfaces], locks: [...locks], users: [...users] });
+            store.takeStatus(await ask<Status>("GET", "/status"));
             return undefined;
         });
     }

@@ -2,9 +2,9 @@
 
 import { html, nothing, type TemplateResult } from "lit";
 import { customElement, state } from "lit/decorators.js";
-import { ask, type Lock, type StatusPage } from "./api.ts";
+import { ask, Refusal, type Lock, type StatusPage } from "./api.ts";
 import { store } from "./store.ts";
-import { attempt, badge, View } from "./view.ts";
+import { attempt, badge, failed, View } from "./view.ts";
 import { lastUser, lockWords, percent, statusAnswer, statusRows, type StatusRow } from "./words.ts";
 
 const SECRET_LABEL = "Programming Code";
@@ -72,21 +72,26 @@ export class LockSettings extends View {
     declare lock: Lock;
     @state() private rows: StatusRow[] | undefined;
     @state() private revealed = false;
+    @state() private fault = "";
 
     override connectedCallback(): void {
         super.connectedCallback();
         void this.load(false);
     }
 
-    private load(secrets: boolean): Promise<void> {
-        return attempt(async () => {
+    private async load(secrets: boolean): Promise<void> {
+        try {
             this.rows = statusRows(await ask<StatusPage>("GET", `/locks/${this.lock.id}/status-page${secrets ? "?secrets=1" : ""}`));
+            this.fault = this.rows ? "" : "The page that the lock's driver made is not understood.";
             this.revealed = secrets;
-            return undefined;
-        });
+        } catch (error) {
+            if (!(error instanceof Refusal)) throw error;
+            this.fault = error.message;
+        }
     }
 
     protected override render(): TemplateResult {
+        if (this.fault) return failed(this.fault, () => this.load(false));
         if (!this.rows) return html`<p class="hint" aria-busy="true">The driver builds the page…</p>`;
         if (this.rows.length === 0) return html`<p class="hint">This lock has no settings.</p>`;
         return html`

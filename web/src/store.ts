@@ -1,7 +1,7 @@
 // The one state of the page, kept current by the host's event stream.
 
 import type { ReactiveController, ReactiveControllerHost } from "lit";
-import type { Events } from "./api.ts";
+import type { Events, Status } from "./api.ts";
 import { EMPTY, reduce, type State } from "./state.ts";
 
 const TYPES = ["snapshot", "lock", "user", "interfaces", "health", "page", "saved", "restarted"] as const;
@@ -22,7 +22,6 @@ class Store {
                 this.apply(type, JSON.parse(event.data as string) as Events[typeof type]);
             });
         }
-        stream.onopen = () => this.setLive(true);
         stream.onerror = () => {
             this.setLive(false);
             // The browser tries again by itself unless it was answered with an error.
@@ -33,6 +32,12 @@ class Store {
     /** Takes over what an event, or a reply that tells the same, says. */
     apply<Type extends keyof Events>(type: Type, data: Events[Type]): void {
         this.state = reduce(this.state, type, data);
+        this.tell();
+    }
+
+    /** Takes over what was asked for apart from the events, which never tell it alone. */
+    takeStatus(status: Status): void {
+        this.state = { ...this.state, status };
         this.tell();
     }
 

@@ -18,6 +18,7 @@ export class TraceView extends View {
     private last = 0;
     private timer: ReturnType<typeof setInterval> | undefined;
     private asking = false;
+    private anew = true; // what comes next is all there is
 
     override connectedCallback(): void {
         super.connectedCallback();
@@ -37,11 +38,13 @@ export class TraceView extends View {
         if (this.paused || this.asking) return;
         this.asking = true;
         try {
-            const reply = await ask<Traces>("GET", `/traces?since=${this.last}&limit=${KEPT}`);
+            const reply = await ask<Traces>("GET", `/traces?since=${this.anew ? 0 : this.last}&limit=${KEPT}`);
             this.last = reply.last;
-            if (reply.traces.length > 0) this.entries = [...this.entries, ...reply.traces].slice(-KEPT);
+            if (this.anew) this.entries = reply.traces;
+            else if (reply.traces.length > 0) this.entries = [...this.entries, ...reply.traces].slice(-KEPT);
+            this.anew = false;
         } catch {
-            this.last = 0; // another start of the host counts from one; that it is away is said above
+            this.anew = true; // another start of the host counts from one; that it is away is said above
         } finally {
             this.asking = false;
         }

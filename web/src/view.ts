@@ -22,6 +22,11 @@ export function badge(text: string, tone: Tone): TemplateResult {
     return html`<span class="badge ${tone}">${text}</span>`;
 }
 
+/** What stands in the place of something that could not be loaded. */
+export function failed(why: string, again: () => void): TemplateResult {
+    return html`<p class="message bad" role="alert">${why}</p><button @click=${again}>Try again</button>`;
+}
+
 /** Says what came of something, on screen and to screen readers. An error stays until the next message. */
 export function say(text: string, tone: Tone = "plain"): void {
     const region = document.getElementById("messages");

@@ -1,6 +1,6 @@
 // What things are called on the page.
 
-import type { Health, Lock, StatusPage, User } from "./api.ts";
+import type { Counters, Health, Lock, StatusPage, User } from "./api.ts";
 
 export type Tone = "good" | "warn" | "bad" | "plain";
 
@@ -38,6 +38,11 @@ export function lastUser(lock: Lock, users: readonly User[]): string {
 /** A percentage that may not be known yet. */
 export function percent(value: number | null): string {
     return value === null ? "not heard yet" : `${value} %`;
+}
+
+/** The traffic of an account since the host's start. */
+export function traffic(counters: Counters): string {
+    return `${counters.sends} requests, ${counters.receives} replies, ${Math.ceil((counters.bytes_sent + counters.bytes_received) / 1024)} KiB`;
 }
 
 /** How long ago something was, in the coarsest unit that says enough. */

@@ -142,7 +142,7 @@ async function firstHour(browser) {
     // Reset says what goes before it goes.
     await go("Accounts");
     await page.getByRole("button", { name: "Reset" }).click();
-    await page.getByRole("dialog").getByText("Its locks go from this controller").waitFor();
+    await page.getByRole("dialog").getByText("Front Door and Boat House").waitFor();
     await page.getByRole("dialog").getByRole("button", { name: "Cancel" }).click();
     assert.equal((await (await fetch(`${host.api}/api/v1/locks`)).json()).locks.length, 2);
     await page.getByRole("button", { name: "Reset" }).click();
