@@ -94,7 +94,7 @@ class JsonApi:
 
     def __init__(self, base, check=None):
         self.base = base
-        self._check = check or (lambda *reply: None)
+        self._check = check
 
     def call(self, method, path, body=None):
         data = None if body is None else json.dumps(body).encode()
@@ -105,12 +105,14 @@ class JsonApi:
                 status, text = reply.status, reply.read()
         except urllib.error.HTTPError as error:
             text = error.read().decode(errors="replace")
-            self._check(method, path, error.code, json.loads(text))
+            if self._check:
+                self._check(method, path, error.code, json.loads(text))
             raise Refused(error.code, f"{method} {path}: {error.code} {text}") from error
         except OSError as error:
             raise StepFailed(f"{method} {path}: {error}") from error
         parsed = json.loads(text) if text.strip() else None
-        self._check(method, path, status, parsed)
+        if self._check:
+            self._check(method, path, status, parsed)
         return parsed
 
     def get(self, path):
