@@ -14,7 +14,9 @@ import signal
 import socket
 import subprocess
 import sys
+import threading
 import unittest
+import urllib.request
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 sys.path.insert(0, os.path.join(ROOT, "scripts"))
@@ -137,6 +139,48 @@ class Accounts(EndToEnd):
             for form in forms:
                 if len(form) >= min(len(secret), 8):  # a shorter rest stands in any text
                     self.assertNotIn(form, text)
+
+
+class Events(EndToEnd):
+    def follow(self, last_id=""):
+        """The events from now on, or behind one, as they come: id, type and data of each."""
+        request = urllib.request.Request(self.api.base + "/events", headers={"Last-Event-ID": last_id})
+        stream = urllib.request.urlopen(request, timeout=60)
+        events = []
+
+        def read():
+            fields = {}
+            for line in stream:
+                name, _, value = line.decode().strip().partition(": ")
+                fields[name] = value
+                if not name and "event" in fields:
+                    events.append((fields["id"], fields["event"], json.loads(fields["data"])))
+                    fields = {}
+
+        threading.Thread(target=read, daemon=True).start()
+        return events
+
+    def test_every_type_is_as_described_and_missed_ones_are_sent_again(self):
+        description = ApiDescription()
+        account = self.start_with_house()
+        events = self.follow()
+        self.api.post("/restart")
+        self.setup.admin.post("/admin/faults", [
+            {"kind": "status", "status": 503, "match": {"path": "/devices"}, "count": 1}])
+        self.setup.page(account)
+        self.api.put("/users/2", {"name": "Ann", "email": "", "pin": "4711"})
+        self.api.put(f"/locks/{self.api.get('/locks')['locks'][0]['id']}/users/3", {"enabled": True})
+        self.api.post(f"/interfaces/{account}/discover")
+        wait_for("an event of every type",
+                 lambda: {kind for _, kind, _ in events} == description.event_types, 60)
+        self.api.delete("/users/2")
+        self.api.delete(f"/interfaces/{account}")
+        wait_for("what is gone", lambda: sum("gone" in data for _, _, data in events) == 3, 20)
+        for _, kind, data in events:
+            description.check_event(kind, data)
+        missed = self.follow(events[0][0])
+        wait_for("the events behind the first", lambda: len(missed) >= len(events) - 1, 20)
+        self.assertEqual(missed[:len(events) - 1], events[1:])
 
 
 class Ending(unittest.TestCase):
