@@ -21,6 +21,8 @@ using nlohmann::json;
 constexpr int kCommandLock = 1270;
 constexpr int kCommandUnlock = 1271;
 
+constexpr const char* kActivityTable = "/api/v1/activity.csv";
+
 json Done()
 {
     return {{"ok", true}};
@@ -90,6 +92,16 @@ ApiResponse ConfiguratorApi::Serve(const ApiRequest& request)
 {
     if (request.path == kRedirectPath && request.method == "GET")
         return OAuthRedirect(request);
+    if (request.path == kActivityTable && request.method == "GET") {
+        try {
+            return {200,
+                    "text/csv; charset=utf-8",
+                    ActivityCsv(ReadActivity(request, Activity::kMaxEntries)),
+                    {}};
+        } catch (const ApiError& error) {
+            return ErrorResponse(error.status, error.code, error.what());
+        }
+    }
     // The transport serves the event stream, and leaves what is no GET.
     if (request.path == kRedirectPath || request.path == HttpServer::kEventsPath)
         return MethodNotAllowed(request.path, "GET");
@@ -135,6 +147,29 @@ void ConfiguratorApi::AddChange(std::string method, std::string pattern, std::ve
                  });
 }
 
+void ConfiguratorApi::Note(ActivityEntry entry) const
+{
+    if (m_options.activity)
+        m_options.activity->Add(std::move(entry));
+}
+
+void ConfiguratorApi::NoteAccount(const CNetworkBridge& account, const std::string& what) const
+{
+    Note({.kind = "account", .account = account.ID(), .text = static_cast<char*>(account.Name()) + what});
+}
+
+void ConfiguratorApi::NoteLock(const CDoorLock& lock, const std::string& kind, int user,
+                               const std::string& what) const
+{
+    Note({.kind = kind, .lock = lock.ID(), .user = user, .text = static_cast<char*>(lock.Name()) + what});
+}
+
+std::string ConfiguratorApi::NameOfUser(int user)
+{
+    const CUser* known = m_system.Security().GetUserAtDoorLockSlot(user - 1);
+    return known ? std::string(static_cast<char*>(known->Name())) : "user " + std::to_string(user);
+}
+
 json ConfiguratorApi::Snapshot()
 {
     return {{"status", Status()}, {"interfaces", Interfaces()}, {"locks", Locks()}, {"users", Users(false)}};
@@ -162,12 +197,14 @@ void ConfiguratorApi::AddInterfaceRoutes()
         const CNetworkBridge* added = number ? m_system.AddInterface(*number) : nullptr;
         if (!added)
             throw ApiError(400, "bad_type", "the library offers no interface of type " + Text(type));
+        NoteAccount(*added, " was added");
         return InterfaceWithMaster(*m_system.BridgeById(added->ID()));
     });
     m_router.Add("GET", "/api/v1/interfaces/{id}",
                  [this](const ApiCall& call) { return InterfaceWithMaster(Bridge(call)); });
     m_router.Add("DELETE", "/api/v1/interfaces/{id}", [this](const ApiCall& call) {
         const unsigned id = Bridge(call).ID();
+        NoteAccount(Bridge(call), " was removed");
         m_system.RemoveInterface(id);
         m_extendedPages.erase(id);
         m_shownLists.erase(id);
@@ -241,6 +278,8 @@ json ConfiguratorApi::RunCommand(const ApiCall& call)
                                (command == "lock" ? CDoorLock::STATE_SECURED : CDoorLock::STATE_UNSECURED)
                            ? "the lock is " + command + "ed already"
                            : "the lock's driver did not take the command");
+    NoteLock(target, "command", user,
+             command == "lock" ? ": lock was sent" : ": unlock was sent for " + NameOfUser(user));
     return LockJson(target);
 }
 
@@ -265,6 +304,7 @@ json ConfiguratorApi::StoreStatusPage(const ApiCall& call)
         PutRowValue(message, page->rows[i], (*items)[i]);
     target.SetExtendedConfig(&message);
     m_system.MarkLockChanged(target.ID());
+    NoteLock(target, "lock", 0, ": settings were stored");
     return Done();
 }
 
@@ -278,6 +318,8 @@ json ConfiguratorApi::EnableUser(const ApiCall& call)
     target.EnableUser(user, enabled);
     m_system.NotifyWrite();
     m_system.MarkLockChanged(target.ID());
+    NoteLock(target, "user", user,
+             (enabled ? ": may be used by " : ": may no longer be used by ") + NameOfUser(user));
     const int handledCount = m_system.AnnounceUserSlot(user - 1);
     return {{"enabled", enabled}, {"handled", handledCount != 0}};
 }
@@ -334,6 +376,7 @@ json ConfiguratorApi::StoreUser(const ApiCall& call)
         throw ApiError(400, "bad_user", *fault);
     if (m_options.userChanged)
         m_options.userChanged(slot);
+    Note({.kind = "user", .user = slot + 1, .text = user.name + " was stored"});
     m_system.NotifyWrite();
     const int handledCount = m_system.AnnounceUserSlot(slot);
     json result = UserJson(slot, *m_system.Security().GetUserAtDoorLockSlot(slot), call.Secrets());
@@ -344,8 +387,10 @@ json ConfiguratorApi::StoreUser(const ApiCall& call)
 json ConfiguratorApi::DeleteUser(const ApiCall& call)
 {
     const int slot = call.Number("slot");
+    const std::string name = NameOfUser(slot + 1);
     if (!m_system.Security().DeleteUser(slot))
         throw ApiError(404, "not_found", "there is no user at slot " + call.path.at("slot"));
+    Note({.kind = "user", .user = slot + 1, .text = name + " was deleted"});
     m_system.NotifyWrite();
     const int handledCount = m_system.AnnounceUserSlot(slot);
     // Whoever gets the slot next must not come into the rights of its last user.

@@ -1,6 +1,7 @@
 #pragma once
 // The routes of the configurator.
 
+#include "devhost/controller/Activity.h"
 #include "devhost/controller/Api.h"
 #include "devhost/controller/StateJson.h"
 
@@ -21,6 +22,7 @@ public:
         std::string listen;             ///< "http://127.0.0.1:PORT"
         std::string authorizeBase;      ///< where a browser reaches the cloud's OAuth host; may be empty
         DiagnosticLog* log = nullptr;   ///< null: no traces are shown
+        Activity* activity = nullptr;   ///< null: nothing is noted or shown
         std::function<void()> shutdown; ///< asks the program to end
         std::function<void(int slot)> userChanged; ///< after a user was stored or deleted; may be empty
     };
@@ -64,6 +66,11 @@ private:
     nlohmann::json EnableUser(const ApiCall& call);
     nlohmann::json Status();
     nlohmann::json Diagnostics();
+    std::vector<ActivityEntry> ReadActivity(const ApiRequest& request, int highest) const;
+    void Note(ActivityEntry entry) const;
+    void NoteAccount(const CNetworkBridge& account, const std::string& what) const;
+    void NoteLock(const CDoorLock& lock, const std::string& kind, int user, const std::string& what) const;
+    std::string NameOfUser(int user);
     nlohmann::json Traces(const ApiCall& call);
     nlohmann::json TraceSwitches();
     nlohmann::json StoreTraceSwitches(const ApiCall& call);

@@ -88,6 +88,7 @@ ApiResponse ConfiguratorApi::OAuthRedirect(const ApiRequest& request)
     if (const std::string fault = CodeFault(code); !fault.empty())
         return Refused(fault);
     bridge->DeviceInterface()->ProcessAuthCode(code.c_str());
+    NoteAccount(*bridge, ": consent was given in a browser");
     return Page(200, "Authorised",
                 "The code was handed to \"" + std::string(static_cast<char*>(bridge->Name())) +
                     "\", which now asks the cloud for its tokens. This page can be closed.");

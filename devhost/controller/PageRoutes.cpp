@@ -93,6 +93,7 @@ json ConfiguratorApi::StorePage(const ApiCall& call)
     CheckList(call.body, shown == m_shownLists.end() ? "" : shown->second, *page);
     if (const auto fault = page->Store(target, values))
         throw ApiError(400, "bad_page", *fault);
+    NoteAccount(Bridge(call), ": settings were stored");
     return ShowPage(bridgeId, *m_system.Pages().Open(bridgeId, target));
 }
 
@@ -129,6 +130,7 @@ json ConfiguratorApi::StoreExtendedPage(const ApiCall& call)
     // The list behind the page may change by this, so the next reply needs a page that was shown anew.
     m_extendedPages.erase(shown);
     target.SetExtBridgeConfig(&message);
+    NoteAccount(Bridge(call), ": settings were stored");
     m_system.NotifyWrite();
     return {{"ok", true}};
 }
@@ -144,6 +146,7 @@ json ConfiguratorApi::RunAction(const ApiCall& call)
     const std::string url = static_cast<char*>(target.GetActionURL(action));
     if (!url.empty())
         return {{"url", url}, {"browser_url", BrowserUrl(url)}};
+    NoteAccount(Bridge(call), ": " + page->ActionText(action) + " was pressed");
     return {{"result", target.ExecuteAction(action, &page->Set())}};
 }
 

@@ -48,7 +48,8 @@ LogOptions MakeLogOptions(const Settings& wanted)
 Program::Program(const Settings& wanted)
     : m_settings(wanted), m_log(MakeLogOptions(wanted)),
       m_page(wanted.webDir.value_or(WebPage::DefaultFolder())), m_folder(wanted.stateDir),
-      m_store(m_folder.ConfigurationFile()), m_transport(MakeTlsOptions(wanted))
+      m_store(m_folder.ConfigurationFile()), m_activity(m_folder.ActivityFile()),
+      m_transport(MakeTlsOptions(wanted))
 {
     m_server = std::make_unique<HttpServer>(m_settings.listenAddress, m_settings.listenPort,
                                             [this](const ApiRequest& request) {
@@ -105,6 +106,7 @@ void Program::StartSystem()
     api.listen = m_address;
     api.authorizeBase = m_settings.authorizeBase;
     api.log = &m_log;
+    api.activity = &m_activity;
     api.shutdown = [this] { m_loop.RequestExit(); };
     api.userChanged = [this](int slot) {
         HideUserSecrets();
@@ -114,6 +116,14 @@ void Program::StartSystem()
 
     m_log.OnNewEntry([this] { m_newLogEntry.store(true); });
     m_system->Start();
+    for (int i = 0; i < m_system->NDoorLock(COMPONENT_FILTER_ALL); ++i) {
+        CDoorLock& lock = *m_system->DoorLock(i);
+        m_notedLocks[lock.ID()] = {static_cast<char*>(lock.Name()), static_cast<char*>(lock.ErrorText()),
+                                   lock.State()};
+    }
+    NoteHost("The host was started");
+    m_activity.OnNew(
+        [this](const ActivityEntry& entry) { m_server->Publish("activity", Text(ActivityJson(entry))); });
     if (m_settings.trace)
         m_system->SetTraceAll(*m_settings.trace);
     HideUserSecrets();
@@ -146,6 +156,7 @@ int Program::Run()
         fail("ended by an error: " + ExceptionText());
     }
     m_loop.Close();
+    NoteHost("The host ended");
     try {
         if (const std::string error = m_system->Stop(); !error.empty())
             fail("the configuration was not saved: " + error);
@@ -205,8 +216,14 @@ void Program::PublishHealth()
         const AccountHealth::Report health = m_system->Health(id).value_or(AccountHealth::Report{});
         now[id] = {health.changes, health.state};
         const auto shown = m_shownHealth.find(id);
-        if (shown != m_shownHealth.end() && shown->second != now[id])
-            m_server->Publish("health", Text({{"interface", id}, {"health", HealthJson(health)}}));
+        if (shown == m_shownHealth.end() || shown->second == now[id])
+            continue;
+        m_server->Publish("health", Text({{"interface", id}, {"health", HealthJson(health)}}));
+        if (shown->second.second != health.state)
+            m_activity.Add(
+                {.kind = "account",
+                 .account = id,
+                 .text = static_cast<char*>(m_system->Bridge(i)->Name()) + (": " + health.reason)});
     }
     m_shownHealth = std::move(now);
 }
@@ -221,8 +238,49 @@ void Program::HideUserSecrets()
     m_log.Secrets().SetKnownSecrets(std::move(pins));
 }
 
+// Tells what changed at a lock that people want to know of; that one moves was told of by its command.
+void Program::NoteLock(unsigned componentId)
+{
+    const auto add = [&](const char* kind, const std::string& text, int user = 0) {
+        m_activity.Add({.kind = kind, .lock = componentId, .user = user, .text = text});
+    };
+    const auto known = m_notedLocks.find(componentId);
+    const std::optional<LockNote> before =
+        known == m_notedLocks.end() ? std::nullopt : std::optional(known->second);
+    CDoorLock* lock = m_system->LockById(componentId);
+    if (!lock) {
+        if (before)
+            add("lock", before->name + " was removed");
+        m_notedLocks.erase(componentId);
+        return;
+    }
+    const LockNote now{static_cast<char*>(lock->Name()), static_cast<char*>(lock->ErrorText()),
+                       lock->State()};
+    m_notedLocks[componentId] = now;
+    if (!before)
+        add("lock", now.name + " was added");
+    if (!now.error.empty() && (!before || now.error != before->error))
+        add("error", now.name + ": " + now.error);
+    if (now.state == CDoorLock::STATE_IN_TRANSIT || (before && now.state == before->state))
+        return;
+    // Users are reported as their number and 100.
+    constexpr int kFirstUser = 100;
+    if (now.state == CDoorLock::STATE_SECURED) {
+        add("lock", now.name + " is locked");
+    } else if (now.state == CDoorLock::STATE_UNSECURED) {
+        const int number = std::max(lock->LastUser() - kFirstUser, 0);
+        const CUser* user = m_system->Security().GetUserAtDoorLockSlot(number - 1);
+        add("lock",
+            now.name + " is unlocked" + (user ? std::string(", by ") + static_cast<char*>(user->Name()) : ""),
+            number);
+    } else if (before) {
+        add("lock", now.name + ": nobody knows any more whether it is locked");
+    }
+}
+
 void Program::OnLockChanged(unsigned componentId)
 {
+    NoteLock(componentId);
     CDoorLock* lock = m_system->LockById(componentId);
     m_server->Publish("lock", Text(lock ? LockJson(*lock) : json{{"id", componentId}, {"gone", true}}));
 }
@@ -246,6 +304,7 @@ void Program::OnSaved(const std::string& error)
 
 void Program::OnRestarted()
 {
+    NoteHost("The system was restarted in place");
     m_server->Publish("restarted", Text({{"restarts", m_system->Restarts()}}));
 }
 

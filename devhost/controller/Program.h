@@ -43,6 +43,8 @@ private:
     void Round(int wakeCount);
     void PublishReports();
     void PublishHealth();
+    void NoteHost(const char* what) { m_activity.Add({.kind = "host", .text = what}); }
+    void NoteLock(unsigned componentId);
     void HideUserSecrets();
 
     void OnLockChanged(unsigned componentId) override;
@@ -63,10 +65,16 @@ private:
     std::uint64_t m_lastReport = 0;
     std::map<unsigned, std::pair<int, AccountHealth::State>> m_shownHealth; // by account: changes and state
     CQXTimer m_sinceHealth;
+    struct LockNote {
+        std::string name, error;
+        int state;
+    };
+    std::map<unsigned, LockNote> m_notedLocks; // as the activity told of them last
     DiagnosticLog m_log;
     WebPage m_page;
     StateFolder m_folder;
     FileStore m_store;
+    Activity m_activity;
     TlsTransport m_transport;
     WorkerSleeper m_sleeper;
     MainLoop m_loop;

@@ -17,6 +17,7 @@ public:
     StateFolder& operator=(const StateFolder&) = delete;
 
     std::filesystem::path ConfigurationFile() const { return m_path / "configuration"; }
+    std::filesystem::path ActivityFile() const { return m_path / "activity.db"; }
 
 private:
     std::filesystem::path m_path;

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <limits>
 
 namespace devhost
 {
@@ -14,9 +15,9 @@ namespace
 
 using nlohmann::json;
 
-std::uint64_t NumberParameter(const ApiCall& call, const char* name, std::uint64_t fallback)
+std::uint64_t NumberParameter(const ApiRequest& request, const char* name, std::uint64_t fallback)
 {
-    const std::string digits = call.request.Parameter(name);
+    const std::string digits = request.Parameter(name);
     if (digits.empty())
         return fallback;
     std::uint64_t value = 0;
@@ -67,8 +68,8 @@ json ConfiguratorApi::Status()
 
 json ConfiguratorApi::Traces(const ApiCall& call)
 {
-    const std::uint64_t since = NumberParameter(call, "since", 0);
-    const std::uint64_t limit = std::min<std::uint64_t>(NumberParameter(call, "limit", 500), 2000);
+    const std::uint64_t since = NumberParameter(call.request, "since", 0);
+    const std::uint64_t limit = std::min<std::uint64_t>(NumberParameter(call.request, "limit", 500), 2000);
     json lines = json::array();
     std::uint64_t last = since;
     if (m_options.log) {
@@ -82,6 +83,23 @@ json ConfiguratorApi::Traces(const ApiCall& call)
             last = m_options.log->LastSequence();
     }
     return {{"traces", lines}, {"last", last}};
+}
+
+std::vector<ActivityEntry> ConfiguratorApi::ReadActivity(const ApiRequest& request, int highest) const
+{
+    if (!m_options.activity)
+        return {};
+    constexpr std::uint64_t kAll = std::numeric_limits<int>::max();
+    const auto number = [&](const char* name, std::uint64_t fallback, std::uint64_t most) {
+        return static_cast<int>(std::min(NumberParameter(request, name, fallback), most));
+    };
+    Activity::Filter filter;
+    filter.before = number("before", 0, kAll);
+    filter.kind = request.Parameter("kind");
+    filter.lock = static_cast<unsigned>(number("lock", 0, kAll));
+    filter.user = number("user", 0, kAll);
+    const auto most = static_cast<std::uint64_t>(highest);
+    return m_options.activity->Read(filter, number("limit", most, most));
 }
 
 // For somebody who is asked for help: all that the page shows and the end of the log. No part of it shows a
@@ -133,6 +151,13 @@ json ConfiguratorApi::StoreTraceSwitches(const ApiCall& call)
 void ConfiguratorApi::AddSystemRoutes()
 {
     m_router.Add("GET", "/api/v1/status", [this](const ApiCall&) { return Status(); });
+    m_router.Add("GET", "/api/v1/activity", [this](const ApiCall& call) {
+        constexpr int kHighest = 1000;
+        json entries = json::array();
+        for (const ActivityEntry& entry : ReadActivity(call.request, kHighest))
+            entries.push_back(ActivityJson(entry));
+        return json{{"activity", entries}};
+    });
     m_router.Add("GET", "/api/v1/diagnostics", [this](const ApiCall&) { return Diagnostics(); });
     m_router.Add("GET", "/api/v1/traces", [this](const ApiCall& call) { return Traces(call); });
     m_router.Add("GET", "/api/v1/trace-switches", [this](const ApiCall&) { return TraceSwitches(); });

@@ -86,6 +86,13 @@ bool PropertyPage::HasAction(int action) const
                        [&](const CPropertySet::Action& a) { return a.iID == action; });
 }
 
+std::string PropertyPage::ActionText(int action) const
+{
+    const auto& actions = m_set.Actions();
+    const auto found = std::ranges::find(actions, action, &CPropertySet::Action::iID);
+    return found == actions.end() ? std::string() : std::string(static_cast<char*>(found->sText));
+}
+
 std::vector<std::string> PropertyPage::ChoiceNames() const
 {
     std::vector<std::string> names;

@@ -40,6 +40,8 @@ public:
     /// Bit 0 of a property's flags marks a line that is only shown, like a status.
     static bool IsReadOnly(const CSystemProperty& property);
     bool HasAction(int action) const;
+    /// What a button says; empty when the page has no such button.
+    std::string ActionText(int action) const;
     /// The names of all choices, in the order of the page.
     std::vector<std::string> ChoiceNames() const;
     CPropertySet& Set() { return m_set; }
