@@ -39,7 +39,7 @@ public:
     /// Which entries are wanted; 0 and empty: any.
     struct Filter {
         std::int64_t before = 0; ///< entries with a lower id only
-        std::string kind;
+        std::string kind = {};
         unsigned lock = 0;
         int user = 0;
     };

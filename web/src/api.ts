@@ -15,6 +15,7 @@ export type ExtendedPage = Schemas["ExtendedPage"];
 export type ActionResult = Schemas["ActionResult"];
 export type StatusPage = Schemas["StatusPage"];
 export type StoredUser = Schemas["StoredUser"];
+export type Activity = Schemas["Activity"];
 export type Counters = Schemas["Counters"];
 export type LogEntry = Schemas["LogEntry"];
 export type Traces = Schemas["Traces"];

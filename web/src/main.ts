@@ -3,6 +3,7 @@
 import { html, nothing, type TemplateResult } from "lit";
 import { customElement, state } from "lit/decorators.js";
 import "./accounts.ts";
+import "./activity.ts";
 import "./host.ts";
 import "./locks.ts";
 import { store } from "./store.ts";
@@ -14,6 +15,7 @@ const VIEWS: Record<string, { name: string; view: () => TemplateResult }> = {
     "#/locks": { name: "Locks", view: () => html`<locks-view></locks-view>` },
     "#/users": { name: "Users", view: () => html`<users-view></users-view>` },
     "#/accounts": { name: "Accounts", view: () => html`<accounts-view></accounts-view>` },
+    "#/activity": { name: "Activity", view: () => html`<activity-view></activity-view>` },
     "#/trace": { name: "Trace", view: () => html`<trace-view></trace-view>` },
     "#/host": { name: "Host", view: () => html`<host-view></host-view>` },
 };

@@ -4,7 +4,7 @@ import type { ReactiveController, ReactiveControllerHost } from "lit";
 import type { Events, Status } from "./api.ts";
 import { EMPTY, reduce, type State } from "./state.ts";
 
-const TYPES = ["snapshot", "lock", "user", "interfaces", "health", "page", "saved", "restarted"] as const;
+const TYPES = ["snapshot", "lock", "user", "interfaces", "health", "page", "activity", "saved", "restarted"] as const;
 const RETRY_MS = 1000;
 
 class Store {
@@ -12,6 +12,7 @@ class Store {
     /** Whether the stream is open: what is shown is current. */
     live = false;
     private readonly views = new Set<() => void>();
+    private readonly listeners = new EventTarget();
 
     /** Follows the events for as long as the page is open. */
     connect(): void {
@@ -33,6 +34,13 @@ class Store {
     apply<Type extends keyof Events>(type: Type, data: Events[Type]): void {
         this.state = reduce(this.state, type, data);
         this.tell();
+        this.listeners.dispatchEvent(new Event(type));
+    }
+
+    /** Calls a function after each event of a type, until the function that is returned is called. */
+    watchEvent(type: keyof Events, listener: () => void): () => void {
+        this.listeners.addEventListener(type, listener);
+        return () => this.listeners.removeEventListener(type, listener);
     }
 
     /** Takes over what was asked for apart from the events, which never tell it alone. */

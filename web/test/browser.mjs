@@ -46,7 +46,7 @@ function startHost(simulator, port = 0) {
 
 /** Every view in both colours and widths: no barrier, a picture of each. */
 async function lookAround(page) {
-    for (const view of ["Accounts", "Locks", "Users", "Trace", "Host"]) {
+    for (const view of ["Accounts", "Locks", "Users", "Activity", "Trace", "Host"]) {
         await page.getByRole("link", { name: view, exact: true }).click();
         await page.getByRole("heading", { name: view, level: 1 }).waitFor();
         for (const colorScheme of ["light", "dark"]) {
@@ -129,6 +129,11 @@ async function firstHour(browser) {
     await card("Front Door").getByRole("button", { name: "Unlock" }).click();
     await card("Front Door").getByRole("progressbar").waitFor();
     await card("Front Door").getByText("by Ann Example").waitFor();
+    await go("Activity");
+    await page.getByText("Front Door is unlocked, by Ann Example").waitFor();
+    await page.getByLabel("About").selectOption("command");
+    await page.getByText("Front Door is unlocked, by Ann Example").waitFor({ state: "detached" });
+    await page.getByText("Front Door: unlock was sent for Ann Example").waitFor();
     await lookAround(page);
 
     // The host goes and comes back under the open page.
@@ -138,6 +143,9 @@ async function firstHour(browser) {
     host = await startHost(simulator, new URL(host.api).port);
     await page.getByText("The host does not answer").waitFor({ state: "detached" });
     await card("Front Door").getByText("84 %").waitFor();
+    await go("Activity"); // is kept
+    await page.getByText("The host was started").first().waitFor();
+    await page.getByText("Front Door is unlocked, by Ann Example").waitFor();
 
     // Reset says what goes before it goes.
     await go("Accounts");
