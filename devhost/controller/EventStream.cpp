@@ -14,6 +14,7 @@
 #include <charconv>
 #include <chrono>
 #include <random>
+#include <system_error>
 #include <utility>
 
 namespace devhost
@@ -113,11 +114,12 @@ void EventStream::Disconnect(Reader& slow)
 // Whether all that came behind an event is still there; then it is put in line.
 bool EventStream::AddMissed(Reader& back, const std::string& lastEventId) const
 {
+    if (!lastEventId.starts_with(m_idPrefix))
+        return false;
     std::uint64_t number = 0;
     const char* end = lastEventId.data() + lastEventId.size();
-    if (!lastEventId.starts_with(m_idPrefix) ||
-        std::from_chars(lastEventId.data() + m_idPrefix.size(), end, number).ptr != end || number > m_last ||
-        m_last - number > m_kept.size())
+    const auto read = std::from_chars(lastEventId.data() + m_idPrefix.size(), end, number);
+    if (read.ec != std::errc{} || read.ptr != end || number > m_last || m_last - number > m_kept.size())
         return false;
     for (std::size_t i = m_kept.size() - (m_last - number); i < m_kept.size(); ++i)
         back.Add(m_kept[i]);

@@ -150,6 +150,8 @@ TEST_F(HttpServerTest, SendsEventsInOrderAndStopsWithOpenConnections)
                                      {start + "0", "lock\ndata: {\"id\":1}\n"},
                                      {start + "3", "snapshot\ndata: {}\n"},
                                      {start + "1x", "snapshot\ndata: {}\n"},
+                                     {start, "snapshot\ndata: {}\n"},
+                                     {start + "18446744073709551616", "snapshot\ndata: {}\n"},
                                      {"00000000-1", "snapshot\ndata: {}\n"}}) {
         Connection back("127.0.0.1", m_port);
         back << "GET /api/v1/events HTTP/1.1\r\n"
