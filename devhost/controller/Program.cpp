@@ -304,7 +304,8 @@ void Program::OnSaved(const std::string& error)
 
 void Program::OnRestarted()
 {
-    NoteHost("The system was restarted in place");
+    if (m_system->Restarts() > 0) // the start is told of like a restart
+        NoteHost("The system was restarted in place");
     m_server->Publish("restarted", Text({{"restarts", m_system->Restarts()}}));
 }
 

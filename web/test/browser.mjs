@@ -64,8 +64,8 @@ async function lookAround(page) {
     }
     // The README's.
     await page.emulateMedia({ colorScheme: "light" });
-    await page.setViewportSize({ width: 820, height: 360 });
-    for (const view of ["Accounts", "Locks", "Users"]) {
+    for (const [view, height] of [["Accounts", 620], ["Locks", 350], ["Users", 280]]) {
+        await page.setViewportSize({ width: 820, height });
         await page.getByRole("link", { name: view, exact: true }).click();
         await page.getByRole("heading", { name: view, level: 1 }).waitFor();
         await page.screenshot({ path: join(pictures, `readme-${view.toLowerCase()}.png`) });
