@@ -4,6 +4,7 @@
 #include "host/HTTP.h"
 
 #include "devhost/framework/network/AccountHealth.h"
+#include "devhost/framework/network/Exchange.h"
 #include "devhost/framework/network/RequestCheck.h"
 #include "devhost/framework/seams/Framework.h"
 #include "devhost/framework/system/WorkerStop.h"
@@ -52,25 +53,40 @@ auto Guarded(const char* step, Step run) noexcept
     return decltype(run()){};
 }
 
-// Tells the health of the worker's account that nothing came, but for what the worker's own end cut off.
-void NoteFailure(const devhost::Transport& transport)
+// Tells whoever watches the worker's traffic what an exchange came to, but for what the worker's own end cut
+// off.
+void Tell(const devhost::Exchange& exchange)
 {
     devhost::AccountHealth* health = devhost::AccountHealth::Current();
     const devhost::WorkerStop* stop = devhost::WorkerStop::Current();
-    if (health && !(stop && stop->StopRequested()))
-        health->Failed(transport.LastFailure());
+    if (!health || (exchange.status == 0 && stop && stop->StopRequested()))
+        return;
+    if (exchange.status != 0)
+        health->Replied(exchange.method, exchange.path, exchange.status);
+    else
+        health->Failed(std::string(exchange.failure));
+    if (const auto& onExchange = devhost::TheFramework().onExchange)
+        onExchange(exchange);
 }
 
-// Tells the health of the worker's account what a request came to. @param request with a well-formed head.
-void NoteReply(std::string_view request, const CHTMLPage& page)
+void TellNoConnection(const std::string& why)
 {
-    devhost::AccountHealth* health = devhost::AccountHealth::Current();
-    int status = 0;
-    page.ParseResponseCode(&status, nullptr);
+    devhost::Exchange exchange;
+    exchange.failure = why;
+    Tell(exchange);
+}
+
+// Takes a request apart whose head is well-formed.
+devhost::Exchange ReadRequest(std::string_view request)
+{
+    constexpr std::string_view kHeadEnd = "\r\n\r\n";
+    devhost::Exchange result;
     const std::size_t target = request.find(' ') + 1;
-    const std::size_t end = request.find_first_of(" ?", target);
-    if (health && target != 0 && end != std::string_view::npos)
-        health->Replied(request.substr(0, target - 1), request.substr(target, end - target), status);
+    const std::size_t body = request.find(kHeadEnd);
+    result.method = request.substr(0, target - 1);
+    result.path = request.substr(target, request.find_first_of(" ?", target) - target);
+    result.body = request.substr(body == std::string_view::npos ? request.size() : body + kHeadEnd.size());
+    return result;
 }
 
 } // namespace
@@ -111,7 +127,7 @@ int CHTTPConnectionSSL::CreateConnection(const char* host, int port, int timeout
         if (connection)
             m_pStream = std::make_unique<Stream>(std::move(connection));
         else
-            NoteFailure(*transport);
+            TellNoConnection(transport->LastFailure());
         return m_pStream ? 1 : 0;
     });
 }
@@ -169,13 +185,18 @@ CHTMLPage* DoHTTPExchangeWithConnection(CHTTPConnectionSSL* connection, const CQ
             return nullptr;
         }
         auto reply = connection->Get()->Exchange(bytes);
+        devhost::Exchange exchange = ReadRequest(bytes);
         if (!reply) {
-            if (const devhost::Transport* transport = devhost::TheFramework().transport)
-                NoteFailure(*transport);
+            const devhost::Transport* transport = devhost::TheFramework().transport;
+            const std::string why = transport ? transport->LastFailure() : "there is no network";
+            exchange.failure = why;
+            Tell(exchange);
             return nullptr;
         }
-        auto page = std::make_unique<CHTMLPage>(std::move(reply->head), std::move(reply->body));
-        NoteReply(bytes, *page);
+        exchange.reply = reply->body;
+        auto page = std::make_unique<CHTMLPage>(std::move(reply->head), reply->body);
+        page->ParseResponseCode(&exchange.status, nullptr);
+        Tell(exchange);
         return page.release();
     });
 }

@@ -19,6 +19,8 @@ class CTraceServer;
 namespace devhost
 {
 
+struct Exchange;
+
 /// One HTTP reply as it came: the head (status line and header lines, ending with the empty line) and the
 /// decoded body.
 struct HttpReply {
@@ -78,6 +80,7 @@ struct Framework {
     CEventServer* eventServer = nullptr;
     CSecurityServer* securityServer = nullptr;
     CTraceServer* traceServer = nullptr;
+    std::function<void(const Exchange&)> onExchange;    // a worker's thread; told after its account's health
     std::function<int()> wakeMainLoop;                  // any thread
     std::function<std::string(int schema)> redirectUri; // any thread
 };
