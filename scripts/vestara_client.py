@@ -90,15 +90,19 @@ class Program:
 
 class JsonApi:
     """A JSON API on loopback. Calls return the parsed reply; they raise Refused for an error reply and
-    StepFailed for none. `check`, when given, is called with method, path, status and parsed reply of each."""
+    StepFailed for none. `check`, when given, is called with method, path, status and parsed reply of each; a
+    `token` goes with each request."""
 
-    def __init__(self, base, check=None):
+    def __init__(self, base, check=None, token=None):
         self.base = base
+        self._headers = {"Authorization": f"Bearer {token}"} if token else {}
         self._check = check
 
     def call(self, method, path, body=None):
         data = None if body is None else json.dumps(body).encode()
-        headers = {"Content-Type": "application/json"} if data is not None or method != "GET" else {}
+        headers = dict(self._headers)
+        if data is not None or method != "GET":
+            headers["Content-Type"] = "application/json"
         request = urllib.request.Request(self.base + path, data=data, method=method, headers=headers)
         try:
             with urllib.request.urlopen(request, timeout=30) as reply:
@@ -236,8 +240,9 @@ class Setup:
             os.path.join(self.state_dir, "host-stderr.log"),
             timeout_s,
         )
-        self.api = JsonApi(self.host.ready["api"] + "/api/v1", self.check)
-        return self.host.ready
+        ready = self.host.ready
+        self.api = JsonApi(ready["api"] + "/api/v1", self.check, ready.get("token"))
+        return ready
 
     def page(self, account):
         """Has the driver fill an account's page; the page, and its properties by their number."""

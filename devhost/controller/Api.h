@@ -34,7 +34,8 @@ struct ApiResponse {
     int status = 200;
     std::string contentType = kJsonType;
     std::string body;
-    std::string allow; ///< for status 405
+    std::string allow;             ///< for status 405
+    std::string authenticate = {}; ///< for status 401
     // What only the page's files have.
     std::string contentSecurityPolicy = {}; ///< empty: the one of all other replies
     std::string cacheControl = {};          ///< empty: not kept

@@ -5,7 +5,6 @@
 
 #include "devhost/controller/EventStream.h"
 #include "devhost/controller/Membership.h"
-#include "devhost/controller/RequestGuard.h"
 #include "devhost/framework/diagnostics/ExceptionText.h"
 
 #include <boost/asio/awaitable.hpp>
@@ -103,7 +102,7 @@ public:
         const std::string option = "--listen " + (v6 ? "[::1]" : address) + ":" + std::to_string(wantedPort);
         // No other loopback address: the guard lets in requests for these names only.
         if (address != "127.0.0.1" && address != "localhost" && !v6)
-            throw std::runtime_error(option + ": the configurator has no password, so it listens on "
+            throw std::runtime_error(option + ": what it serves is for this machine, so it listens on "
                                               "127.0.0.1, localhost or [::1] only");
         const tcp::endpoint endpoint(asio::ip::make_address(v6 ? "::1" : "127.0.0.1"), wantedPort);
         error_code error;
@@ -148,6 +147,8 @@ public:
     }
 
     void OnNewReader(std::function<std::string()> snapshot) { m_snapshot = std::move(snapshot); }
+
+    void RequireToken(WantedToken wanted) { m_wanted = std::move(wanted); }
 
     void OnSignal(std::function<void()> function)
     {
@@ -273,15 +274,17 @@ private:
         headers.path = path;
         // What is sent twice is read differently by different programs.
         if (request.count(http::field::host) != 1 || request.count(http::field::origin) > 1 ||
-            request.count(kFetchSite) > 1)
+            request.count(kFetchSite) > 1 || request.count(http::field::authorization) > 1)
             return ErrorResponse(400, "bad_request",
-                                 "one Host and at most one Origin and Sec-Fetch-Site header are needed");
+                                 "one Host and at most one Origin, Sec-Fetch-Site and Authorization header "
+                                 "are needed");
         headers.host = Header(request, http::field::host);
         headers.origin = Header(request, http::field::origin);
         headers.fetchSite = Header(request, kFetchSite);
         headers.contentType = Header(request, http::field::content_type);
         headers.hasBody = !request.body().empty();
-        return CheckRequest(headers, m_port);
+        headers.authorization = Header(request, http::field::authorization);
+        return CheckRequest(headers, m_port, m_wanted);
     }
 
     bool WantsEvents(const http::request<http::string_body>& request) const
@@ -319,6 +322,8 @@ private:
         SetCommonHeaders(response);
         if (!answer.allow.empty())
             response.set(http::field::allow, answer.allow);
+        if (!answer.authenticate.empty())
+            response.set(http::field::www_authenticate, answer.authenticate);
         if (!answer.contentSecurityPolicy.empty())
             response.set(kPolicy, answer.contentSecurityPolicy);
         if (!answer.cacheControl.empty())
@@ -351,6 +356,7 @@ private:
     std::function<void()> m_onSignal;
     std::function<std::string()> m_snapshot;
     std::uint16_t m_port = 0;
+    WantedToken m_wanted;
     std::thread m_thread;
 
     // Server thread only.
@@ -393,6 +399,11 @@ void HttpServer::Publish(const std::string& type, const std::string& data)
 void HttpServer::OnNewReader(std::function<std::string()> snapshot)
 {
     m_impl->OnNewReader(std::move(snapshot));
+}
+
+void HttpServer::RequireToken(WantedToken wanted)
+{
+    m_impl->RequireToken(std::move(wanted));
 }
 
 void HttpServer::OnSignal(std::function<void()> function)

@@ -1,7 +1,7 @@
 #pragma once
 // The HTTP server of the configurator.
 
-#include "devhost/controller/Api.h"
+#include "devhost/controller/RequestGuard.h"
 
 #include <cstdint>
 #include <functional>
@@ -43,6 +43,9 @@ public:
     /// event "snapshot". Called on the server's thread, and may block; one that throws ends the stream.
     /// Before Start.
     void OnNewReader(std::function<std::string()> snapshot);
+
+    /// Lets only requests in that bear the token (see CheckRequest). Before Start.
+    void RequireToken(WantedToken wanted);
 
     /// Calls a function, on the server's thread, for SIGINT and SIGTERM, and for SIGHUP unless the program
     /// was started with that one ignored (nohup). Before Start: a signal that comes before the thread runs is

@@ -48,7 +48,7 @@ LogOptions MakeLogOptions(const Settings& wanted)
 Program::Program(const Settings& wanted)
     : m_settings(wanted), m_log(MakeLogOptions(wanted)),
       m_page(wanted.webDir.value_or(WebPage::DefaultFolder())), m_folder(wanted.stateDir),
-      m_store(m_folder.ConfigurationFile()), m_activity(m_folder.ActivityFile()),
+      m_token(m_folder.TokenFile(), wanted.apiToken), m_store(m_folder.ConfigurationFile()), m_activity(m_folder.ActivityFile()),
       m_transport(MakeTlsOptions(wanted))
 {
     m_server = std::make_unique<HttpServer>(m_settings.listenAddress, m_settings.listenPort,
@@ -61,12 +61,14 @@ Program::Program(const Settings& wanted)
                                                     return ErrorResponse(503, "shutting_down", closed.what());
                                                 }
                                             });
+    m_server->RequireToken(m_token.Wanted());
     // Before anything is loaded: a signal during the start ends the host like any other, with a save.
     m_server->OnSignal([this] { m_loop.RequestExit(); });
     m_server->OnNewReader([this] { return m_loop.Call([this] { return Text(m_api->Snapshot()); }); });
     const bool v6 = m_settings.listenAddress.find(':') != std::string::npos;
     m_address =
         std::string("http://") + (v6 ? "[::1]" : "127.0.0.1") + ":" + std::to_string(m_server->Port());
+    HideSecrets();
     PlugIn();
     m_library = std::make_unique<PluginLibrary>(m_settings.driver);
     try {
@@ -109,7 +111,7 @@ void Program::StartSystem()
     api.activity = &m_activity;
     api.shutdown = [this] { m_loop.RequestExit(); };
     api.userChanged = [this](int slot) {
-        HideUserSecrets();
+        HideSecrets();
         m_server->Publish("user", Text(m_api->UserOrGone(slot)));
     };
     m_api = std::make_unique<ConfiguratorApi>(*m_system, std::move(api));
@@ -126,7 +128,7 @@ void Program::StartSystem()
         [this](const ActivityEntry& entry) { m_server->Publish("activity", Text(ActivityJson(entry))); });
     if (m_settings.trace)
         m_system->SetTraceAll(*m_settings.trace);
-    HideUserSecrets();
+    HideSecrets();
 }
 
 Program::Unplug::~Unplug()
@@ -168,16 +170,22 @@ int Program::Run()
 
 void Program::PrintReady() const
 {
-    if (m_settings.printReady)
-        std::cout << Text({{"api", m_address},
-                           {"signature", PluginLibrary::SignatureText()},
-                           {"library", m_library->Path().string()},
-                           {"interfaces", m_system->NBridges()},
-                           {"locks", m_system->NDoorLock(COMPONENT_FILTER_ALL)}})
-                  << std::endl;
-    else
-        std::cout << "vestara-devhost is ready: " << m_address << " (driver " << m_library->Path().string()
-                  << ", signature " << PluginLibrary::SignatureText() << ")" << std::endl;
+    const std::string& token = m_token.Text();
+    if (m_settings.printReady) {
+        json ready = {{"api", m_address},
+                      {"signature", PluginLibrary::SignatureText()},
+                      {"library", m_library->Path().string()},
+                      {"interfaces", m_system->NBridges()},
+                      {"locks", m_system->NDoorLock(COMPONENT_FILTER_ALL)}};
+        if (!token.empty())
+            ready["token"] = token;
+        std::cout << Text(ready) << std::endl;
+        return;
+    }
+    // Browsers send no fragment, so the token is in no log of requests and in no referrer.
+    std::cout << "vestara-devhost is ready: " << m_address << (token.empty() ? "" : "/#token=" + token)
+              << " (driver " << m_library->Path().string() << ", signature "
+              << PluginLibrary::SignatureText() << ")" << std::endl;
 }
 
 void Program::Round(int wakeCount)
@@ -228,14 +236,14 @@ void Program::PublishHealth()
     m_shownHealth = std::move(now);
 }
 
-void Program::HideUserSecrets()
+void Program::HideSecrets()
 {
-    std::vector<std::string> pins;
-    for (int slot = 0; slot < SecurityServer::kSlots; ++slot) {
+    std::vector<std::string> secrets{m_token.Text()};
+    for (int slot = 0; m_system && slot < SecurityServer::kSlots; ++slot) {
         if (const CUser* user = m_system->Security().GetUserAtDoorLockSlot(slot))
-            pins.emplace_back(static_cast<char*>(user->PIN_DoorLock()));
+            secrets.emplace_back(static_cast<char*>(user->PIN_DoorLock()));
     }
-    m_log.Secrets().SetKnownSecrets(std::move(pins));
+    m_log.Secrets().SetKnownSecrets(std::move(secrets));
 }
 
 // Tells what changed at a lock that people want to know of; that one moves was told of by its command.

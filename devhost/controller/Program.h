@@ -1,6 +1,7 @@
 #pragma once
 // The development host as one object.
 
+#include "devhost/controller/ApiToken.h"
 #include "devhost/controller/ConfiguratorApi.h"
 #include "devhost/controller/HttpServer.h"
 #include "devhost/controller/MainLoop.h"
@@ -45,7 +46,7 @@ private:
     void PublishHealth();
     void NoteHost(const char* what) { m_activity.Add({.kind = "host", .text = what}); }
     void NoteLock(unsigned componentId);
-    void HideUserSecrets();
+    void HideSecrets();
 
     void OnLockChanged(unsigned componentId) override;
     void OnInterfacesChanged() override;
@@ -73,6 +74,7 @@ private:
     DiagnosticLog m_log;
     WebPage m_page;
     StateFolder m_folder;
+    ApiToken m_token;
     FileStore m_store;
     Activity m_activity;
     TlsTransport m_transport;

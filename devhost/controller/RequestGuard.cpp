@@ -5,6 +5,8 @@
 #include <boost/beast/core/string.hpp>
 #include <boost/url/authority_view.hpp>
 
+#include <openssl/crypto.h>
+
 #include <algorithm>
 #include <array>
 #include <string_view>
@@ -41,6 +43,34 @@ bool IsOurFetch(std::string_view fetchSite)
     return fetchSite.empty() || fetchSite == "same-origin" || fetchSite == "none";
 }
 
+// By what needs none, so that an address in a form that was not thought of needs one.
+bool NeedsToken(std::string_view path)
+{
+    return path != "/" && !path.starts_with(kAssetsPath) && path != kRedirectPath;
+}
+
+// The time that the comparison takes says nothing about the token but its length, which is no secret.
+bool Bears(std::string_view authorization, std::string_view token)
+{
+    constexpr std::string_view kScheme = "Bearer ";
+    if (!boost::beast::iequals(authorization.substr(0, kScheme.size()), kScheme))
+        return false;
+    authorization.remove_prefix(authorization.find_first_not_of(' ', kScheme.size() - 1));
+    return authorization.size() == token.size() &&
+           CRYPTO_memcmp(authorization.data(), token.data(), token.size()) == 0;
+}
+
+ApiResponse WantToken(const WantedToken& wanted)
+{
+    ApiResponse refusal =
+        ErrorResponse(401, "needs_token",
+                      "this host serves only who knows its token: open the address that it printed when it "
+                      "started, or send the token from " +
+                          wanted.where + " as \"Authorization: Bearer TOKEN\"");
+    refusal.authenticate = "Bearer realm=\"configurator\"";
+    return refusal;
+}
+
 bool IsJson(std::string_view contentType)
 {
     const std::string_view type = contentType.substr(0, contentType.find(';'));
@@ -49,7 +79,8 @@ bool IsJson(std::string_view contentType)
 
 } // namespace
 
-std::optional<ApiResponse> CheckRequest(const GuardedHeaders& headers, std::uint16_t port)
+std::optional<ApiResponse> CheckRequest(const GuardedHeaders& headers, std::uint16_t port,
+                                        const WantedToken& wanted)
 {
     if (!IsOurHost(headers.host, port))
         return ErrorResponse(421, "wrong_host",
@@ -62,6 +93,8 @@ std::optional<ApiResponse> CheckRequest(const GuardedHeaders& headers, std::uint
     if (foreign && headers.path != kRedirectPath)
         return ErrorResponse(403, "wrong_origin",
                              "requests of other web pages are refused; enter the address in the browser");
+    if (!wanted.token.empty() && NeedsToken(headers.path) && !Bears(headers.authorization, wanted.token))
+        return WantToken(wanted);
     // A page can send a GET or a POST anywhere without asking, but a DELETE only after a preflight request,
     // which nobody answers here; so a DELETE needs no body whose type could be checked.
     const bool writes = headers.method != "GET" && headers.method != "HEAD" && headers.method != "DELETE";

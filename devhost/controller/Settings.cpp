@@ -62,6 +62,8 @@ std::variant<Settings, int> ParseCommandLine(int argumentCount, const char* cons
     app.add_option(
         "--web-dir", result.webDir,
         "Folder of the configurator's page; otherwise share/configurator beside the program's bin");
+    app.add_flag("--api-token", result.apiToken,
+                 "For a machine with several users: serve only who knows the token that this start prints");
     app.add_flag("--trace,!--no-trace", result.trace, "Switch the traces of all producers on or off");
     app.add_option("--log-file", result.logFile, "Append traces and reports to this file");
     app.add_option("--log-size", result.logSizeMb, "Size in MB at which a log file is put aside")

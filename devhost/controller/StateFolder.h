@@ -18,6 +18,7 @@ public:
 
     std::filesystem::path ConfigurationFile() const { return m_path / "configuration"; }
     std::filesystem::path ActivityFile() const { return m_path / "activity.db"; }
+    std::filesystem::path TokenFile() const { return m_path / "api-token"; }
 
 private:
     std::filesystem::path m_path;

@@ -2,6 +2,8 @@
 
 #include "devhost/controller/WebPage.h"
 
+#include "devhost/controller/RequestGuard.h"
+
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
@@ -11,8 +13,6 @@ namespace devhost
 
 namespace
 {
-
-constexpr const char* kAssets = "/assets/";
 
 // Scripts and styles from here only, nothing inline, so that a name from the cloud that got into the page as
 // markup would run nothing. The page is in no frame and sends no form.
@@ -61,7 +61,7 @@ WebPage::WebPage(const std::filesystem::path& folder)
     if (std::filesystem::is_directory(folder / "assets")) {
         for (const auto& entry : std::filesystem::directory_iterator(folder / "assets")) {
             if (entry.path().extension() != ".gz")
-                byteCount += Read(entry.path(), kAssets + entry.path().filename().string());
+                byteCount += Read(entry.path(), kAssetsPath + entry.path().filename().string());
             if (byteCount > kMaxBytes || m_files.size() > kMaxFiles)
                 throw std::runtime_error("--web-dir " + folder.string() + ": more than " +
                                          std::to_string(kMaxFiles) + " files or " +
@@ -88,7 +88,7 @@ std::size_t WebPage::Read(const std::filesystem::path& path, const std::string& 
 std::optional<ApiResponse> WebPage::Serve(const ApiRequest& request) const
 {
     const bool isPage = request.path == "/";
-    if (!isPage && !request.path.starts_with(kAssets))
+    if (!isPage && !request.path.starts_with(kAssetsPath))
         return std::nullopt;
     if (request.method != "GET")
         return MethodNotAllowed(request.path, "GET");

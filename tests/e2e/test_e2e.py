@@ -23,7 +23,7 @@ sys.path.insert(0, os.path.join(ROOT, "scripts"))
 
 from api_description import ApiDescription  # noqa: E402 (its folder is on the path only now)
 from vestara_client import (  # noqa: E402 (its folder is on the path only now)
-    AUTHORISE, END_AND_READY, HOUSE, Program, Refused, Setup, TraceReader, wait_for)
+    AUTHORISE, END_AND_READY, HOUSE, JsonApi, Program, Refused, Setup, TraceReader, wait_for)
 
 ARGS = None
 
@@ -63,9 +63,9 @@ class EndToEnd(unittest.TestCase):
     def names_of_locks(self):
         return sorted(lock["name"] for lock in self.api.get("/locks")["locks"])
 
-    def start_with_house(self):
+    def start_with_house(self, *options):
         """A host with one authorised account and the two locks of the lake house installed."""
-        self.setup.start_host(options=("--trace",))
+        self.setup.start_host(options=("--trace", *options))
         account = self.api.post("/interfaces")["id"]
         self.setup.authorise(account)
         self.choose(account, "Lake House")
@@ -243,6 +243,29 @@ class Ending(unittest.TestCase):
         process, _ = self.start(limit=(resource.RLIMIT_CORE, most))
         process.send_signal(signal.SIGSEGV)
         self.assertFalse(os.WCOREDUMP(os.waitpid(process.pid, 0)[1]))
+
+
+class Token(EndToEnd):
+    def test_nobody_without_the_token_is_served_and_it_goes_with_the_host(self):
+        self.start_with_house("--api-token")
+        token = self.setup.host.ready["token"]
+        file = os.path.join(ARGS.state_dir, "host", "api-token")
+        with open(file, encoding="ascii") as kept:
+            self.assertEqual((kept.read(), os.stat(file).st_mode & 0o777), (token + "\n", 0o600))
+        self.assertGreaterEqual(len(token), 32)
+        self.api.put("/users/0", {"name": token, "pin": "471108"})  # the driver traces names
+        for wrong in (None, token[::-1]):
+            stranger = JsonApi(self.api.base, ApiDescription().check, wrong)
+            for path in ("/users?secrets=1", "/events"):
+                with self.assertRaisesRegex(Refused, "401 .*" + file) as refused:
+                    stranger.get(path)
+                self.assertIn("Bearer", refused.exception.__cause__.headers["WWW-Authenticate"])
+        self.assertEqual(self.setup.stop_host(), 0)
+        self.assertFalse(os.path.exists(file))
+        with open(os.path.join(ARGS.state_dir, "host.log"), encoding="utf-8") as log:
+            text = log.read()
+        self.assertIn("Updating AccessPerson: [***]", text)
+        self.assertNotIn(token, text)
 
 
 class RunCommand(unittest.TestCase):

@@ -4,7 +4,7 @@ import { html, nothing, type TemplateResult } from "lit";
 import { customElement, state } from "lit/decorators.js";
 import { ask, type Activity } from "./api.ts";
 import { store } from "./store.ts";
-import { attempt, View } from "./view.ts";
+import { attempt, download, View } from "./view.ts";
 
 const PAGE = 100;
 const KINDS: readonly [Activity["kind"], string][] = [
@@ -62,7 +62,7 @@ export class ActivityView extends View {
                 ${chooser("kind", "About", KINDS)}
                 ${chooser("lock", "Lock", locks.map((lock) => [lock.id, lock.name]))}
                 ${chooser("user", "User", users.map((user) => [user.id, user.name]))}
-                <a class="button end" href=${`/api/v1${this.address(".csv")}`} download="activity.csv">Download as a table</a>
+                <button class="end" @click=${() => download(this.address(".csv"), "activity.csv")}>Download as a table</button>
             </div>
             ${this.entries.length === 0 ? html`<p class="empty">Nothing of that kind happened yet.</p>` : html`
             <div class="scroll" tabindex="0" role="region" aria-label="What happened, newest first"><table>

@@ -1,6 +1,7 @@
 // Requests to the host, with the types of its description.
 
 import type { components } from "./api.gen.ts";
+import { send } from "./token.ts";
 
 type Schemas = components["schemas"];
 export type Events = Required<Schemas["Events"]>;
@@ -28,28 +29,36 @@ export class Refusal extends Error {
     }
 }
 
+type Method = "GET" | "POST" | "PUT" | "DELETE";
+
 /**
  * Sends a request to the host's API.
  * @param path behind /api/v1
  * @returns the reply's body
  * @throws {Refusal} also when nobody answers, with the code "away"
  */
-export async function ask<Reply>(method: "GET" | "POST" | "PUT" | "DELETE", path: string, body?: object): Promise<Reply> {
-    let response: Response;
-    let reply: unknown;
+export function ask<Reply>(method: Method, path: string, body?: object): Promise<Reply> {
+    return answered(method, path, (response) => response.json() as Promise<Reply>, body);
+}
+
+/** Gets a file, as `ask` gets a reply. */
+export function askFile(path: string): Promise<Blob> {
+    return answered("GET", path, (response) => response.blob());
+}
+
+async function answered<Reply>(method: Method, path: string, read: (response: Response) => Promise<Reply>, body?: object): Promise<Reply> {
+    let refused: Schemas["Error"];
     try {
         const writes = method === "POST" || method === "PUT";
-        response = await fetch(`/api/v1${path}`, {
+        const response = await send(`/api/v1${path}`, {
             method,
             ...(writes ? { headers: { "Content-Type": "application/json" }, body: JSON.stringify(body ?? {}) } : {}),
         });
-        reply = await response.json();
+        if (response.ok) return await read(response);
+        refused = await response.json() as Schemas["Error"];
     } catch {
         throw new Refusal("away", "The host does not answer. Is it still running?");
     }
-    if (!response.ok) {
-        const { code, message } = (reply as Schemas["Error"]).error;
-        throw new Refusal(code, message.charAt(0).toUpperCase() + message.slice(1) + ".");
-    }
-    return reply as Reply;
+    const { code, message } = refused.error;
+    throw new Refusal(code, message.charAt(0).toUpperCase() + message.slice(1) + ".");
 }

@@ -4,7 +4,7 @@ import { html, nothing, type TemplateResult } from "lit";
 import { customElement } from "lit/decorators.js";
 import { ask, type SaveState, type Status } from "./api.ts";
 import { store } from "./store.ts";
-import { attempt, confirmed, View } from "./view.ts";
+import { attempt, confirmed, download, View } from "./view.ts";
 
 @customElement("host-view")
 export class HostView extends View {
@@ -40,7 +40,7 @@ export class HostView extends View {
             <div class="row">
                 <button @click=${() => this.save()}>Save now</button>
                 <button @click=${() => this.restart()}>Restart the system…</button>
-                <a class="button" href="/api/v1/diagnostics" download="diagnostics.json">Download diagnostics</a>
+                <button @click=${() => download("/diagnostics", "diagnostics.json")}>Download diagnostics</button>
             </div>
             <p class="hint">Diagnostics are all that these views show and the end of the log, without tokens, codes and PINs: to send to
                 whoever helps.</p>`;

@@ -45,9 +45,11 @@ export class ConfiguratorApp extends View {
         return html`
             <header><nav aria-label="Views"><ul>${Object.entries(VIEWS).map(([link, { name }]) => html`
                 <li><a href=${link} aria-current=${link === address ? "page" : nothing}>${name}</a></li>`)}</ul></nav></header>
-            <div role="status" class="stale">${loaded && !store.live ? html`<p class="message warn">The host does not answer; trying again.
+            <div role="status" class="stale">${store.denied ? html`<p class="message warn">This host wants its token, and this page does not have
+                the one of the host's present start. Open the address that the host printed when it started; it ends in <code>#token=…</code>.</p>`
+                : loaded && !store.live ? html`<p class="message warn">The host does not answer; trying again.
                 What is shown is the last that was heard.</p>` : nothing}</div>
-            <main>${loaded ? VIEWS[address]?.view() : html`<p class="hint" aria-busy="true">${store.live ? "Loading…" : "Waiting for the host…"}</p>`}</main>
+            <main>${loaded ? VIEWS[address]?.view() : store.denied ? nothing : html`<p class="hint" aria-busy="true">${store.live ? "Loading…" : "Waiting for the host…"}</p>`}</main>
             <div id="messages" aria-live="polite"></div>`;
     }
 }

@@ -1,8 +1,10 @@
 // The one state of the page, kept current by the host's event stream.
 
+import { EventSource } from "eventsource";
 import type { ReactiveController, ReactiveControllerHost } from "lit";
 import type { Events, Status } from "./api.ts";
 import { EMPTY, reduce, type State } from "./state.ts";
+import { send } from "./token.ts";
 
 const TYPES = ["snapshot", "lock", "user", "interfaces", "health", "page", "activity", "saved", "restarted"] as const;
 const RETRY_MS = 1000;
@@ -11,21 +13,27 @@ class Store {
     state: State = EMPTY;
     /** Whether the stream is open: what is shown is current. */
     live = false;
+    /** Whether the host wants a token that the page does not have. */
+    denied = false;
     private readonly views = new Set<() => void>();
     private readonly listeners = new EventTarget();
 
     /** Follows the events for as long as the page is open. */
     connect(): void {
-        const stream = new EventSource("/api/v1/events");
+        // The browser's own class of this name sends no header for the token.
+        const stream = new EventSource("/api/v1/events", { fetch: (url, init) => send(url, init) });
         for (const type of TYPES) {
             stream.addEventListener(type, (event) => {
                 this.live = true;
+                this.denied = false;
                 this.apply(type, JSON.parse(event.data as string) as Events[typeof type]);
             });
         }
-        stream.onerror = () => {
-            this.setLive(false);
-            // The browser tries again by itself unless it was answered with an error.
+        stream.onerror = ({ code }) => {
+            this.live = false;
+            this.denied = code === 401;
+            this.tell();
+            // It tries again by itself unless it was answered with an error.
             if (stream.readyState === EventSource.CLOSED) setTimeout(() => this.connect(), RETRY_MS);
         };
     }
@@ -53,11 +61,6 @@ class Store {
     watch(view: () => void): () => void {
         this.views.add(view);
         return () => this.views.delete(view);
-    }
-
-    private setLive(live: boolean): void {
-        this.live = live;
-        this.tell();
     }
 
     private tell(): void {

@@ -4,7 +4,7 @@ import { html, type TemplateResult } from "lit";
 import { customElement, state } from "lit/decorators.js";
 import { ask, type LogEntry, type TraceSwitches, type Traces } from "./api.ts";
 import { filtered, logText, type LogFilter } from "./log.ts";
-import { attempt, View } from "./view.ts";
+import { attempt, saveAs, View } from "./view.ts";
 
 const PAUSE_MS = 1000;
 const KEPT = 2000;
@@ -87,10 +87,6 @@ export class TraceView extends View {
     }
 
     private download(entries: readonly LogEntry[]): void {
-        const link = document.createElement("a");
-        link.href = URL.createObjectURL(new Blob([logText(entries)], { type: "text/plain" }));
-        link.download = "trace.txt";
-        link.click();
-        URL.revokeObjectURL(link.href);
+        saveAs("trace.txt", new Blob([logText(entries)], { type: "text/plain" }));
     }
 }

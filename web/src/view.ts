@@ -1,7 +1,7 @@
 // What all views share: elements without a shadow tree, messages, and questions.
 
 import { html, LitElement, type TemplateResult } from "lit";
-import { Refusal } from "./api.ts";
+import { askFile, Refusal } from "./api.ts";
 import { Watching } from "./store.ts";
 import type { Tone } from "./words.ts";
 
@@ -47,6 +47,23 @@ export async function attempt(work: () => Promise<string | undefined>): Promise<
         if (!(error instanceof Refusal)) throw error;
         say(error.message, "bad");
     }
+}
+
+/** Hands a file to the person who asked for it. */
+export function saveAs(name: string, contents: Blob): void {
+    const link = document.createElement("a");
+    link.href = URL.createObjectURL(contents);
+    link.download = name;
+    link.click();
+    URL.revokeObjectURL(link.href);
+}
+
+/** Gets a file from the host and hands it over; a plain link would not bear the token. */
+export function download(path: string, name: string): Promise<void> {
+    return attempt(async () => {
+        saveAs(name, await askFile(path));
+        return undefined;
+    });
 }
 
 /**

@@ -37,11 +37,11 @@ async function until(what, probe, seconds = 20) {
     throw new Error(`not seen within ${seconds} s: ${what}`);
 }
 
-function startHost(simulator, port = 0) {
+function startHost(simulator, port = 0, ...options) {
     const cloud = (host) => ["--connect-to", `${host}:443:127.0.0.1:${simulator.https_port}`];
     return start("vestara-devhost", "--driver", driver, "--state-dir", join(folder, "host"), "--ca-file", simulator.ca_file,
         ...cloud(simulator.oauth_host), ...cloud(simulator.api_host), "--authorize-base", `https://127.0.0.1:${simulator.https_port}`,
-        "--listen", `127.0.0.1:${port}`);
+        "--listen", `127.0.0.1:${port}`, ...options);
 }
 
 /** Every view in both colours and widths: no barrier, a picture of each. */
@@ -157,7 +157,25 @@ async function firstHour(browser) {
     await page.getByRole("dialog").getByRole("button", { name: "Reset" }).click();
     await go("Locks");
     await page.getByText("There are no locks yet.").waitFor();
+    await withToken(page, host, simulator);
     assert.deepEqual(faults, []);
+}
+
+/** The host comes back and wants its token: what the open page says then, and that the printed address opens it. */
+async function withToken(page, host, simulator) {
+    await stop(host.program);
+    const { api, token } = await startHost(simulator, new URL(host.api).port, "--api-token");
+    await page.getByText("This host wants its token").waitFor();
+    await page.goto(`${api}/#token=${token}`);
+    await page.getByText("There are no locks yet.").or(page.getByRole("heading", { name: "Accounts", level: 1 })).waitFor();
+    assert.ok(!page.url().includes(token), page.url());
+    await page.getByRole("link", { name: "Host", exact: true }).click();
+    const saved = page.waitForEvent("download");
+    await page.getByRole("button", { name: "Download diagnostics" }).click();
+    assert.ok(!readFileSync(await (await saved).path(), "utf8").includes(token));
+    await page.reload();
+    await page.getByRole("heading", { name: "Host", level: 1 }).waitFor();
+    await page.getByText("This host wants its token").waitFor({ state: "detached" });
 }
 
 mkdirSync(pictures, { recursive: true });

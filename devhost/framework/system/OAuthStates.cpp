@@ -2,10 +2,9 @@
 
 #include "devhost/framework/system/OAuthStates.h"
 
-#include <spdlog/fmt/fmt.h>
+#include "devhost/framework/values/RandomText.h"
 
 #include <algorithm>
-#include <random>
 
 namespace devhost
 {
@@ -20,11 +19,7 @@ constexpr std::ptrdiff_t kKeptPerBridge = 16;
 
 std::string OAuthStates::Issue(unsigned bridgeId)
 {
-    // The system's random source; throws only where the system has none, and then no state is issued.
-    std::random_device random;
-    std::string state;
-    for (int i = 0; i < 6; ++i)
-        state += fmt::format("{:08x}", random());
+    const std::string state = RandomText();
     const auto isOurs = [&](const Entry& e) { return e.bridgeId == bridgeId; };
     if (std::count_if(m_entries.begin(), m_entries.end(), isOurs) >= kKeptPerBridge)
         m_entries.erase(std::find_if(m_entries.begin(), m_entries.end(), isOurs));

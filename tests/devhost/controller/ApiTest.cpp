@@ -81,6 +81,34 @@ TEST(RequestGuardTest, LetsInOnlyWhatNoForeignPageCanSend)
     }
 }
 
+TEST(RequestGuardTest, WithATokenOnlyThePageAndTheRedirectAreOpen)
+{
+    const char* const kRight = "bearer  0123456789abcdef";
+    struct {
+        const char *path, *authorization;
+        int status;
+    } const rows[] = {
+        {"/", "", 0},
+        {"/assets/main.js", "", 0},
+        {"/oauth/redirect", "", 0},
+        {"/api/v1/status", kRight, 0},
+        {"/api/v1/status", "", 401},
+        {"api/v1/status", "", 401}, // the router takes it for the one above
+        {"/api/v1/events", "Bearer ", 401},
+        {"/api/v1/events", "Bearer 0123456789abcdee", 401},
+        {"/api/v1/events", "Bearer 0123456789abcdef0", 401},
+        {"/api/v1/events", "Basic 0123456789abcdef", 401},
+    };
+    for (const auto& row : rows) {
+        const auto refusal =
+            devhost::CheckRequest({"GET", row.path, "localhost:80", "", "", "", false, row.authorization}, 80,
+                                  {"0123456789abcdef", "/state/api-token"});
+        EXPECT_EQ(refusal ? refusal->status : 0, row.status) << row.path << " " << row.authorization;
+        if (refusal)
+            EXPECT_NE(refusal->body.find("/state/api-token"), std::string::npos);
+    }
+}
+
 TEST_F(ApiTest, BadRequestsAreAnsweredWithWhatIsWrongAndChangeNothing)
 {
     const std::string lock = "PUT " + LockPath(), account = "PUT " + AccountPath();
