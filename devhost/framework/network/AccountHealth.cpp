@@ -22,7 +22,7 @@ std::string WithStatus(const char* what, int status)
 
 } // namespace
 
-AccountHealth::AccountHealth()
+AccountHealth::AccountHealth(unsigned account) : m_account(account)
 {
     m_report.reason = "nothing was asked of the cloud yet";
     m_report.since = Clock::now();

@@ -43,7 +43,10 @@ public:
         int changes = 0;                ///< counts what a reader would want to know; not every good reply
     };
 
-    AccountHealth();
+    /// @param account whose health it is.
+    explicit AccountHealth(unsigned account = 0);
+
+    unsigned Account() const { return m_account; }
 
     /// No reply came. @param why in the transport's words.
     void Failed(std::string why);
@@ -71,6 +74,7 @@ private:
     void Change(State state, std::string reason);
     void NoteError(std::string what);
 
+    const unsigned m_account;
     mutable std::mutex m_mutex;
     Report m_report;
 };

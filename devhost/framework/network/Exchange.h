@@ -9,6 +9,7 @@ namespace devhost
 /// One exchange of a driver's worker, as its bytes had it; views that are good during the call that hands it
 /// over. Bodies hold secrets.
 struct Exchange {
+    unsigned account = 0;     ///< whose worker it was
     std::string_view method;  ///< empty when there was no connection, so that nothing could be sent
     std::string_view path;    ///< without its query
     std::string_view body;    ///< of the request

@@ -55,12 +55,13 @@ auto Guarded(const char* step, Step run) noexcept
 
 // Tells whoever watches the worker's traffic what an exchange came to, but for what the worker's own end cut
 // off.
-void Tell(const devhost::Exchange& exchange)
+void Tell(devhost::Exchange exchange)
 {
     devhost::AccountHealth* health = devhost::AccountHealth::Current();
     const devhost::WorkerStop* stop = devhost::WorkerStop::Current();
     if (!health || (exchange.status == 0 && stop && stop->StopRequested()))
         return;
+    exchange.account = health->Account();
     if (exchange.status != 0)
         health->Replied(exchange.method, exchange.path, exchange.status);
     else

@@ -19,7 +19,7 @@ constexpr std::ptrdiff_t kKeptPerBridge = 16;
 
 std::string OAuthStates::Issue(unsigned bridgeId)
 {
-    const std::string state = RandomText();
+    std::string state = RandomText();
     const auto isOurs = [&](const Entry& e) { return e.bridgeId == bridgeId; };
     if (std::count_if(m_entries.begin(), m_entries.end(), isOurs) >= kKeptPerBridge)
         m_entries.erase(std::find_if(m_entries.begin(), m_entries.end(), isOurs));

@@ -307,9 +307,9 @@ bool System::Holds(const CSystemComponent* component) const
                        [&](const auto& family) { return family->Contains(component); });
 }
 
-int System::AnnounceUserSlot(int slot)
+std::vector<System::SlotNews> System::AnnounceUserSlot(int slot)
 {
-    int handledCount = 0;
+    std::vector<SlotNews> result;
     for (CSystemComponent* component : Components()) {
         auto* lock = dynamic_cast<CDoorLock*>(component);
         if (!lock)
@@ -317,9 +317,9 @@ int System::AnnounceUserSlot(int slot)
         // Slots go to installed locks only: one without a bridge has no cloud to send them to.
         const auto* client = dynamic_cast<CBridgeClient*>(component);
         if (!client || client->Bridge())
-            handledCount += lock->SendHardwareSlotConfig(slot, nullptr);
+            result.push_back({lock->ID(), lock->SendHardwareSlotConfig(slot, nullptr) != 0});
     }
-    return handledCount;
+    return result;
 }
 
 CNetworkBridge* System::TakeOAuthState(const std::string& state)

@@ -102,9 +102,14 @@ public:
     std::vector<const CDeviceInterfaceDef*> InterfaceDefinitions() const;
     std::vector<std::pair<int, const CSystemComponentDef*>> ComponentDefinitions() const;
 
+    /// What a lock made of the news about a user slot.
+    struct SlotNews {
+        unsigned lock;
+        bool handled;
+    };
     /// Tells every door lock that a user slot, or a user's right to any lock, changed.
-    /// @return how many locks handled it.
-    int AnnounceUserSlot(int slot);
+    /// @return what each that was told made of it, in the order of telling.
+    std::vector<SlotNews> AnnounceUserSlot(int slot);
 
     /// The bridge that an OAuth state value was issued for, which is used up by this; null for a value that
     /// is unknown, expired or used, or whose bridge has gone.
@@ -154,7 +159,7 @@ private:
         AccountHealth health;
         std::unique_ptr<CDeviceInterface> interface;
         std::unique_ptr<Worker> worker;
-        Account(unsigned id, int type) : bridge(id, type) {}
+        Account(unsigned id, int type) : bridge(id, type), health(id) {}
     };
 
     void LoadDefinitions();

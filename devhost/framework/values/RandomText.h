@@ -6,7 +6,8 @@
 namespace devhost
 {
 
-/// 192 bits of the system's random source as 48 hexadecimal digits, which need no escape anywhere. Any thread.
+/// 192 bits of the system's random source as 48 hexadecimal digits, which need no escape anywhere. Any
+/// thread.
 /// @throws std::system_error where the system has no such source.
 std::string RandomText();
 
