@@ -79,12 +79,15 @@ void PutRowValue(CQXMSG& message, const LockPage::Row& row, const json& item)
 
 } // namespace
 
-ConfiguratorApi::ConfiguratorApi(System& host, Options parts) : m_system(host), m_options(std::move(parts))
+ConfiguratorApi::ConfiguratorApi(System& host, Options parts)
+    : m_system(host), m_options(std::move(parts)), m_access(host, *m_options.persons),
+      m_guide(host, *m_options.persons, m_access, GuideActions())
 {
     AddInterfaceRoutes();
     AddPageRoutes();
     AddLockRoutes();
     AddUserRoutes();
+    AddAccessRoutes();
     AddSystemRoutes();
 }
 
@@ -172,7 +175,8 @@ std::string ConfiguratorApi::NameOfUser(int user)
 
 json ConfiguratorApi::Snapshot()
 {
-    return {{"status", Status()}, {"interfaces", Interfaces()}, {"locks", Locks()}, {"users", Users(false)}};
+    return {{"status", Status()},    {"interfaces", Interfaces()}, {"locks", Locks()},
+            {"users", Users(false)}, {"access", Access()},         {"guide", GuideJson()}};
 }
 
 json ConfiguratorApi::Interfaces()
@@ -314,13 +318,14 @@ json ConfiguratorApi::EnableUser(const ApiCall& call)
     const int user = call.Number("user");
     if (user < 1 || user > SecurityServer::kSlots)
         throw ApiError(404, "not_found", "users have the numbers 1 to 30");
+    RefuseHeld(user - 1);
     const bool enabled = FlagMember(call.body, "enabled");
     target.EnableUser(user, enabled);
     m_system.NotifyWrite();
     m_system.MarkLockChanged(target.ID());
     NoteLock(target, "user", user,
              (enabled ? ": may be used by " : ": may no longer be used by ") + NameOfUser(user));
-    const int handledCount = m_system.AnnounceUserSlot(user - 1);
+    const int handledCount = AnnounceSlot(user - 1);
     return {{"enabled", enabled}, {"handled", handledCount != 0}};
 }
 
@@ -361,6 +366,7 @@ json ConfiguratorApi::StoreUser(const ApiCall& call)
     const int slot = call.Number("slot");
     if (slot >= SecurityServer::kSlots)
         throw ApiError(404, "not_found", "slots have the numbers 0 to 29");
+    RefuseHeld(slot);
     // A change may leave out what stays, above all the PIN, which a reader is not shown.
     const CUser* old = m_system.Security().GetUserAtDoorLockSlot(slot);
     const auto oldText = [&](CQXString value) { return std::string(static_cast<char*>(value)); };
@@ -372,27 +378,43 @@ json ConfiguratorApi::StoreUser(const ApiCall& call)
         throw ApiError(400, "bad_user", *fault);
     if (const auto fault = m_system.Security().FindDuplicate(slot, user))
         throw ApiError(409, "duplicate_user", *fault);
+    if (const UserData* held = m_guide.Held(); held && (held->name == user.name || held->pin == user.pin))
+        throw ApiError(409, "duplicate_user",
+                       "name or pin is that of the user to whom access is being given");
+    const int handledCount = PutUser(slot, user);
+    json result = UserJson(slot, *m_system.Security().GetUserAtDoorLockSlot(slot), call.Secrets());
+    result["locks_handled"] = handledCount;
+    return result;
+}
+
+int ConfiguratorApi::PutUser(int slot, const UserData& user)
+{
     if (const auto fault = m_system.Security().SetUser(slot, user))
         throw ApiError(400, "bad_user", *fault);
     if (m_options.userChanged)
         m_options.userChanged(slot);
     Note({.kind = "user", .user = slot + 1, .text = user.name + " was stored"});
     m_system.NotifyWrite();
-    const int handledCount = m_system.AnnounceUserSlot(slot);
-    json result = UserJson(slot, *m_system.Security().GetUserAtDoorLockSlot(slot), call.Secrets());
-    result["locks_handled"] = handledCount;
-    return result;
+    return AnnounceSlot(slot);
 }
 
 json ConfiguratorApi::DeleteUser(const ApiCall& call)
 {
     const int slot = call.Number("slot");
-    const std::string name = NameOfUser(slot + 1);
-    if (!m_system.Security().DeleteUser(slot))
+    RefuseHeld(slot);
+    if (!m_system.Security().GetUserAtDoorLockSlot(slot))
         throw ApiError(404, "not_found", "there is no user at slot " + call.path.at("slot"));
+    return {{"ok", true}, {"locks_handled", RemoveUser(slot)}};
+}
+
+int ConfiguratorApi::RemoveUser(int slot)
+{
+    const std::string name = NameOfUser(slot + 1);
+    m_access.Leaving(slot);
+    m_system.Security().DeleteUser(slot);
     Note({.kind = "user", .user = slot + 1, .text = name + " was deleted"});
     m_system.NotifyWrite();
-    const int handledCount = m_system.AnnounceUserSlot(slot);
+    const int handledCount = AnnounceSlot(slot);
     // Whoever gets the slot next must not come into the rights of its last user.
     for (int i = 0; i < m_system.NDoorLock(COMPONENT_FILTER_ALL); ++i) {
         m_system.DoorLock(i)->EnableUser(slot + 1, 0);
@@ -400,7 +422,7 @@ json ConfiguratorApi::DeleteUser(const ApiCall& call)
     }
     if (m_options.userChanged)
         m_options.userChanged(slot);
-    return {{"ok", true}, {"locks_handled", handledCount}};
+    return handledCount;
 }
 
 } // namespace devhost

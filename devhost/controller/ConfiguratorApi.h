@@ -1,6 +1,8 @@
 #pragma once
 // The routes of the configurator.
 
+#include "devhost/controller/AccessGuide.h"
+#include "devhost/controller/AccessMatrix.h"
 #include "devhost/controller/Activity.h"
 #include "devhost/controller/Api.h"
 #include "devhost/controller/StateJson.h"
@@ -19,11 +21,15 @@ public:
     struct Options {
         std::string libraryPath;
         std::string signature;
-        std::string listen;             ///< "http://127.0.0.1:PORT"
-        std::string authorizeBase;      ///< where a browser reaches the cloud's OAuth host; may be empty
-        DiagnosticLog* log = nullptr;   ///< null: no traces are shown
-        Activity* activity = nullptr;   ///< null: nothing is noted or shown
+        std::string listen;           ///< "http://127.0.0.1:PORT"
+        std::string authorizeBase;    ///< where a browser reaches the cloud's OAuth host; may be empty
+        DiagnosticLog* log = nullptr; ///< null: no traces are shown
+        Activity* activity = nullptr; ///< null: nothing is noted or shown
+        /// What the cloud holds of persons; outlives this object.
+        const CloudPersons* persons = nullptr;
         std::function<void()> shutdown; ///< asks the program to end
+        /// Sends an event to the readers of the stream; may be empty.
+        std::function<void(const char* type, const std::string& data)> publish;
         std::function<void(int slot)> userChanged; ///< after a user was stored or deleted; may be empty
     };
 
@@ -32,7 +38,18 @@ public:
     /// Serves one request that passed the guard: a route, or the OAuth redirect.
     ApiResponse Serve(const ApiRequest& request);
 
-    /// All that the page shows, as the routes show each part: {"status","interfaces","locks","users"}.
+    /// Goes on with what takes its time, and publishes who has access as far as that changed. To be called
+    /// about once a second.
+    void FollowAccess();
+    /// Tells that locks or rights may have changed otherwise than by a request.
+    void MarkAccessChanged() { m_accessChanged = true; }
+    /// Ends what is under way, as before the last save.
+    void GiveUp() { m_guide.GiveUp("The host ended meanwhile. The user is as before; give access again."); }
+    /// A user who is not in its slot at this moment, but comes back; null when there is none.
+    const UserData* HeldUser() const { return m_guide.Held(); }
+
+    /// All that the page shows, as the routes show each part:
+    /// {"status","interfaces","locks","users","access","guide"}.
     nlohmann::json Snapshot();
     nlohmann::json Interfaces();
     /// A user as its route shows it, without the PIN, or {"slot":n,"gone":true}.
@@ -45,6 +62,7 @@ private:
     void AddPageRoutes();
     void AddLockRoutes();
     void AddUserRoutes();
+    void AddAccessRoutes();
     void AddSystemRoutes();
 
     CNetworkBridge& Bridge(const ApiCall& call);
@@ -64,6 +82,16 @@ private:
     nlohmann::json StoreUser(const ApiCall& call);
     nlohmann::json DeleteUser(const ApiCall& call);
     nlohmann::json EnableUser(const ApiCall& call);
+    int PutUser(int slot, const UserData& user);
+    int RemoveUser(int slot);
+    nlohmann::json AccessJson(const AccessMatrix::Row& row) const;
+    nlohmann::json GuideJson() const;
+    nlohmann::json Access();
+    nlohmann::json GiveAccess(const ApiCall& call);
+    AccessGuide::Actions GuideActions();
+    int AnnounceSlot(int slot);
+    void RefuseHeld(int slot) const;
+    void Publish(const char* type, const nlohmann::json& data) const;
     nlohmann::json Status();
     nlohmann::json Diagnostics();
     std::vector<ActivityEntry> ReadActivity(const ApiRequest& request, int highest) const;
@@ -80,6 +108,11 @@ private:
     System& m_system;
     Options m_options;
     ApiRouter m_router;
+    AccessMatrix m_access;
+    AccessGuide m_guide;
+    bool m_accessChanged = true;
+    int m_shownChanges = 0;                      // of what the cloud holds, as published last
+    std::map<int, nlohmann::json> m_shownAccess; // by slot
     CQXTimer m_sinceStart;
 
     // Whether an interface is the master shows on its pages only, and building one may ask the cloud for its

@@ -85,6 +85,7 @@ void Program::PlugIn()
     the.diagnostics = &m_log;
     the.sleeper = &m_sleeper;
     the.wakeMainLoop = [this] { return m_loop.Wake(); };
+    the.onExchange = [this](const Exchange& exchange) { m_persons.Take(exchange); };
     // Old configurations are registered with the host's name instead of its address.
     the.redirectUri = [port = m_server->Port(), address = m_address](int schema) {
         const std::string base =
@@ -109,6 +110,8 @@ void Program::StartSystem()
     api.authorizeBase = m_settings.authorizeBase;
     api.log = &m_log;
     api.activity = &m_activity;
+    api.persons = &m_persons;
+    api.publish = [this](const char* type, const std::string& data) { m_server->Publish(type, data); };
     api.shutdown = [this] { m_loop.RequestExit(); };
     api.userChanged = [this](int slot) {
         HideSecrets();
@@ -160,6 +163,7 @@ int Program::Run()
     m_loop.Close();
     NoteHost("The host ended");
     try {
+        m_api->GiveUp();
         if (const std::string error = m_system->Stop(); !error.empty())
             fail("the configuration was not saved: " + error);
     } catch (...) {
@@ -198,6 +202,7 @@ void Program::Round(int wakeCount)
     m_log.TellCounts();
     PublishReports();
     PublishHealth();
+    FollowAccess();
 }
 
 void Program::PublishReports()
@@ -236,6 +241,15 @@ void Program::PublishHealth()
     m_shownHealth = std::move(now);
 }
 
+void Program::FollowAccess()
+{
+    constexpr std::uint32_t kPauseMs = 500;
+    if (m_sinceAccess.QXTickCount() < kPauseMs)
+        return;
+    m_sinceAccess.Restart();
+    m_api->FollowAccess();
+}
+
 void Program::HideSecrets()
 {
     std::vector<std::string> secrets{m_token.Text()};
@@ -243,6 +257,8 @@ void Program::HideSecrets()
         if (const CUser* user = m_system->Security().GetUserAtDoorLockSlot(slot))
             secrets.emplace_back(static_cast<char*>(user->PIN_DoorLock()));
     }
+    if (const UserData* held = m_api ? m_api->HeldUser() : nullptr)
+        secrets.push_back(held->pin);
     m_log.Secrets().SetKnownSecrets(std::move(secrets));
 }
 
@@ -289,6 +305,7 @@ void Program::NoteLock(unsigned componentId)
 void Program::OnLockChanged(unsigned componentId)
 {
     NoteLock(componentId);
+    m_api->MarkAccessChanged();
     CDoorLock* lock = m_system->LockById(componentId);
     m_server->Publish("lock", Text(lock ? LockJson(*lock) : json{{"id", componentId}, {"gone", true}}));
 }

@@ -44,6 +44,7 @@ private:
     void Round(int wakeCount);
     void PublishReports();
     void PublishHealth();
+    void FollowAccess();
     void NoteHost(const char* what) { m_activity.Add({.kind = "host", .text = what}); }
     void NoteLock(unsigned componentId);
     void HideSecrets();
@@ -66,6 +67,7 @@ private:
     std::uint64_t m_lastReport = 0;
     std::map<unsigned, std::pair<int, AccountHealth::State>> m_shownHealth; // by account: changes and state
     CQXTimer m_sinceHealth;
+    CQXTimer m_sinceAccess;
     struct LockNote {
         std::string name, error;
         int state;
@@ -77,6 +79,7 @@ private:
     ApiToken m_token;
     FileStore m_store;
     Activity m_activity;
+    CloudPersons m_persons;
     TlsTransport m_transport;
     WorkerSleeper m_sleeper;
     MainLoop m_loop;

@@ -31,7 +31,8 @@ std::uint64_t NumberParameter(const ApiRequest& request, const char* name, std::
 // others: a PIN that is a year would be given away by what is missing in each time.
 void HideSecrets(json& value, const SecretFilter& filter)
 {
-    constexpr std::array<std::string_view, 5> kFreeTexts = {"text", "reason", "error", "name", "email"};
+    constexpr std::array<std::string_view, 6> kFreeTexts = {"text", "reason", "error",
+                                                            "name", "email",  "cause"};
     for (auto& [key, part] : value.items()) {
         if (part.is_string() && std::ranges::find(kFreeTexts, key) != kFreeTexts.end())
             part = filter.Hide(part.get_ref<const std::string&>());

@@ -144,6 +144,61 @@ class Accounts(EndToEnd):
         self.api.get("/diagnostics")
 
 
+class Access(EndToEnd):
+    def row(self):
+        """What is said of the user at slot 2: the person's word, and one for each lock by its name."""
+        found = self.api.get("/users/2/access")
+        names = {lock["id"]: lock["name"] for lock in self.api.get("/locks")["locks"]}
+        return found["person"]["sync"], {names[cell["lock"]]: cell["sync"] for cell in found["locks"]}
+
+    def store(self, **fields):
+        return self.api.put("/users/2", {"name": "Ann", "email": "", "pin": "73519046", **fields})
+
+    def wait_for_row(self, *wanted):
+        wait_for(f"the row {wanted}", lambda: self.row() == wanted, 60)
+
+    def wait_for_guide(self, *phases):
+        wait_for(f"the step to be {phases}", lambda: self.api.get("/access")["guide"]["phase"] in phases, 90)
+        return self.api.get("/access")["guide"]
+
+    def test_each_difference_has_its_cause_and_the_guided_step_mends_it(self):
+        agrees = ("agrees", {"Front Door": "agrees", "Boat House": "agrees"})
+        self.start_with_house()
+        locks = {lock["name"]: lock["id"] for lock in self.api.get("/locks")["locks"]}
+        self.store()
+        self.wait_for_row(*agrees)
+        for lock in locks.values():
+            self.api.put(f"/locks/{lock}/users/3", {"enabled": True})
+        self.assertEqual(self.row(), ("agrees", {"Front Door": "not_sent", "Boat House": "not_sent"}))
+        self.api.post("/users/2/access", {"locks": list(locks.values())})
+        with self.assertRaisesRegex(Refused, "busy"):
+            self.store(pin="90467351")
+        self.assertEqual(self.wait_for_guide("done", "failed")["phase"], "done")
+        self.assertEqual(self.row(), agrees)
+        world = self.setup.admin.get("/admin/world?secrets=1")
+        person, = [person for person in world["access_persons"] if person["name"] == "Ann"]
+        rights = [access for access in world["accesses"] if access["access_person_id"] == person["id"]]
+        self.assertEqual((person["pin"], len(rights)), ("73519046", 2))
+
+        # The driver does not try again what the cloud refused, or what got lost.
+        for fault, word in (({"kind": "status", "status": 422}, "refused"), ({"kind": "close"}, "lost")):
+            self.setup.admin.post("/admin/faults", [
+                {**fault, "match": {"path": "/access_persons/", "method": "PUT"}, "count": 1}])
+            self.store(pin="90467351" if word == "refused" else "46190357")
+            wait_for(word, lambda word=word: self.row()[0] == word, 60)
+
+        # A deletion that the cloud refuses ends the step, and the user is back with what it had.
+        self.setup.admin.post("/admin/faults", [
+            {"kind": "status", "status": 503, "match": {"path": "/access_persons/", "method": "DELETE"}, "count": 1}])
+        self.api.post("/users/2/access", {"locks": [locks["Front Door"]]})
+        self.assertEqual(self.wait_for_guide("done", "failed")["phase"], "failed")
+        self.assertEqual(self.api.get("/users/2?secrets=1")["pin"], "46190357")
+        # The driver has forgotten the person's id by then, and what it leaves in the cloud is shown.
+        self.api.delete("/users/2")
+        left, = self.api.get("/access")["access"]
+        self.assertEqual((left["wanted"], left["person"]["sync"], left["locks"]), (False, "not_sent", []))
+
+
 class Events(EndToEnd):
     def follow(self, last_id=""):
         """The events from now on, or behind one, as they come: id, type and data of each."""
@@ -171,14 +226,20 @@ class Events(EndToEnd):
         self.setup.admin.post("/admin/faults", [
             {"kind": "status", "status": 503, "match": {"path": "/devices"}, "count": 1}])
         self.setup.page(account)
+        self.api.post(f"/interfaces/{account}/discover")
         self.api.put("/users/2", {"name": "Ann", "email": "", "pin": "4711"})
         self.api.put(f"/locks/{self.api.get('/locks')['locks'][0]['id']}/users/3", {"enabled": True})
-        self.api.post(f"/interfaces/{account}/discover")
+        self.api.post("/users/2/access", {"locks": []})
+        wait_for("the end of that", lambda: self.api.get("/access")["guide"]["phase"] in ("done", "failed"), 60)
         wait_for("an event of every type",
                  lambda: {kind for _, kind, _ in events} == description.event_types, 60)
+        def is_gone(*kinds):
+            return {kind for _, kind, data in events if "gone" in data} == set(kinds)
+
         self.api.delete("/users/2")
+        wait_for("the user to be gone, here and in the cloud", lambda: is_gone("user", "access"), 40)
         self.api.delete(f"/interfaces/{account}")
-        wait_for("what is gone", lambda: sum("gone" in data for _, _, data in events) == 3, 20)
+        wait_for("the locks to be gone", lambda: is_gone("lock", "user", "access"), 20)
         for _, kind, data in events:
             description.check_event(kind, data)
         missed = self.follow(events[0][0])

@@ -27,6 +27,7 @@ protected:
         devhost::ConfiguratorApi::Options options;
         options.authorizeBase = "https://127.0.0.1:8443";
         options.log = &m_log;
+        options.persons = &m_persons;
         m_api = std::make_unique<devhost::ConfiguratorApi>(*m_system, std::move(options));
     }
 
@@ -46,6 +47,7 @@ protected:
     FakeInterface* m_account = nullptr;
     FakeLock* m_lock = nullptr;
     devhost::DiagnosticLog m_log{{}};
+    devhost::CloudPersons m_persons;
     std::unique_ptr<devhost::ConfiguratorApi> m_api;
 };
 
