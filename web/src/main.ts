@@ -9,7 +9,7 @@ import "./locks.ts";
 import { store } from "./store.ts";
 import "./trace.ts";
 import "./users.ts";
-import { View } from "./view.ts";
+import { say, View } from "./view.ts";
 
 const VIEWS: Record<string, { name: string; view: () => TemplateResult }> = {
     "#/locks": { name: "Locks", view: () => html`<locks-view></locks-view>` },
@@ -27,6 +27,11 @@ export class ConfiguratorApp extends View {
     override connectedCallback(): void {
         super.connectedCallback();
         window.addEventListener("hashchange", () => { this.address = location.hash; });
+        store.watchEvent("guide", () => {
+            const { guide } = store.state;
+            if (guide?.phase === "done") say(guide.text, "good");
+            else if (guide?.phase === "failed") say(`Access was not given to ${guide.name}. ${guide.text}`, "bad");
+        });
         store.connect();
     }
 

@@ -1,6 +1,6 @@
 // What the page knows of the host, and how each event changes it.
 
-import type { Events, Interface, Lock, PropertyPage, Status, User } from "./api.ts";
+import type { Access, Events, Guide, Interface, Lock, PropertyPage, Status, User } from "./api.ts";
 
 export interface State {
     /** False until the first snapshot. */
@@ -9,12 +9,16 @@ export interface State {
     readonly interfaces: readonly Interface[];
     readonly locks: readonly Lock[];
     readonly users: readonly User[];
+    /** What the cloud has of the users, by slot; also of one that is gone here and still there. */
+    readonly access: readonly Access[];
+    /** How giving access goes, or went last. */
+    readonly guide: Guide | null;
     /** The open pages of accounts as the host built them last, by account. */
     readonly pages: ReadonlyMap<number, PropertyPage>;
 }
 
 export const EMPTY: State = {
-    loaded: false, status: undefined, interfaces: [], locks: [], users: [], pages: new Map(),
+    loaded: false, status: undefined, interfaces: [], locks: [], users: [], access: [], guide: null, pages: new Map(),
 };
 
 /** The list with an entry put in the place of the one with its key, in the order of keys, or without that one. */
@@ -37,6 +41,12 @@ export function reduce<Type extends keyof Events>(state: State, type: Type, data
             const user = event.data;
             return { ...state, users: put(state.users, (u) => u.slot, user.slot, "gone" in user ? undefined : user) };
         }
+        case "access": {
+            const access = event.data;
+            return { ...state, access: put(state.access, (a) => a.slot, access.slot, "gone" in access ? undefined : access) };
+        }
+        case "guide":
+            return { ...state, guide: event.data };
         case "interfaces": {
             const left = new Set(event.data.interfaces.map((account) => account.id));
             return {

@@ -6,7 +6,7 @@ import type { Events, Status } from "./api.ts";
 import { EMPTY, reduce, type State } from "./state.ts";
 import { send } from "./token.ts";
 
-const TYPES = ["snapshot", "lock", "user", "interfaces", "health", "page", "activity", "saved", "restarted"] as const;
+const TYPES = ["snapshot", "lock", "user", "access", "guide", "interfaces", "health", "page", "activity", "saved", "restarted"] as const;
 const RETRY_MS = 1000;
 
 class Store {

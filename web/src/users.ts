@@ -2,9 +2,10 @@
 
 import { html, nothing, type TemplateResult } from "lit";
 import { customElement, state } from "lit/decorators.js";
-import { ask, Refusal, type Lock, type StoredUser, type User } from "./api.ts";
+import { ask, Refusal, type Access, type Guide, type Lock, type StoredUser, type User, type Verdict } from "./api.ts";
 import { store } from "./store.ts";
-import { attempt, confirmed, say, View } from "./view.ts";
+import { attempt, badge, Clock, confirmed, say, View } from "./view.ts";
+import { differences, guideStep, lasted, listed, syncWords } from "./words.ts";
 
 const SLOTS = 30;
 
@@ -14,35 +15,87 @@ export class UsersView extends View {
     @state() private edited: { slot: number; user: User | undefined } | undefined;
     @state() private fault = "";
 
+    constructor() {
+        super();
+        new Clock(this);
+    }
+
     protected override render(): TemplateResult {
-        const { users, locks } = store.state;
-        const free = [...Array(SLOTS).keys()].find((slot) => !users.some((user) => user.slot === slot));
+        const { users, locks, access, guide } = store.state;
+        const running = guide && guideStep(guide) < 3 ? guide : undefined;
+        const slots = [...Array(SLOTS).keys()];
+        const used = (slot: number) => users.some((user) => user.slot === slot) || running?.slot === slot;
+        const free = slots.find((slot) => !used(slot));
+        const rows = slots.filter((slot) => used(slot) || access.some((row) => row.slot === slot));
         return html`
             <div class="row"><h1>Users</h1><span class="hint">${users.length} of ${SLOTS} slots</span>
                 <button class="end" ?disabled=${free === undefined} @click=${() => this.edit(free ?? 0)}>Add a user</button></div>
-            ${users.length && locks.length ? html`<p class="hint">A changed tick reaches the cloud with the next change of the user's
-                name, PIN or e-mail address, and then for one lock only. To give several locks at once, delete the user, wait until
-                the cloud has done so, and add the user with all of them.</p>` : nothing}
-            ${users.length === 0 ? html`<p class="empty">There is no user yet.</p>` : html`
-            <div class="scroll" tabindex="0" role="region" aria-label="Users and their rights"><table>
+            <div role="status">${running ? html`<div class="wait"><label for="guide">Giving access to ${running.name}: ${running.text}</label>
+                <progress id="guide" max="3" .value=${guideStep(running) + 0.5}></progress></div>` : nothing}</div>
+            ${rows.length === 0 ? html`<p class="empty">There is no user yet. A user has a PIN for the locks' keypads, and may use the locks
+                that are ticked.</p>` : html`
+            <div class="scroll" tabindex="0" role="region" aria-label="Users and their rights"><table class="users">
                 <thead><tr><th>No.</th><th>Name</th><th>E-mail</th><th>PIN</th>${locks.map((lock) => html`<th>${lock.name}</th>`)}<th><span class="hidden">Change</span></th></tr></thead>
-                <tbody>${users.map((user) => this.row(user, locks))}</tbody>
+                <tbody>${rows.map((slot) => this.slotRows(slot, running))}</tbody>
             </table></div>`}
             ${this.edited ? this.form(this.edited.slot, this.edited.user) : nothing}`;
     }
 
-    private row(user: User, locks: readonly Lock[]): TemplateResult {
+    private slotRows(slot: number, running: Guide | undefined): TemplateResult {
+        const { users, locks } = store.state;
+        const user = users.find((other) => other.slot === slot);
+        const access = store.state.access.find((row) => row.slot === slot);
+        if (user) return html`${this.row(user, locks, access)}${this.explanation(slot, access, user, running)}`;
+        return html`<tr>
+            <td>${slot + 1}</td><th scope="row">${running?.slot === slot ? running.name : access?.name}</th>
+            <td colspan=${locks.length + 3} class="hint">${running?.slot === slot ? "Comes back when the cloud has deleted the person."
+                : "Was deleted here and is still in the cloud, with PIN and rights."}</td></tr>
+            ${running?.slot === slot ? nothing : this.explanation(slot, access, undefined, running)}`;
+    }
+
+    private row(user: User, locks: readonly Lock[], access: Access | undefined): TemplateResult {
         const pin = this.pins.get(user.slot);
         return html`<tr>
-            <td>${user.id}</td><th scope="row">${user.name}</th><td>${user.email}</td>
-            <td class="nowrap"><span class="pin">${pin ?? "••••"}</span>
+            <td>${user.id}</td><th scope="row"><div class="row">${user.name}${access ? this.word(access.person) : nothing}</div></th><td data-label="E-mail">${user.email}</td>
+            <td class="nowrap" data-label="PIN"><span class="pin">${pin ?? "••••"}</span>
                 <button aria-pressed=${pin !== undefined} aria-label="${pin === undefined ? "Reveal" : "Hide"} the PIN of ${user.name}"
                     @click=${() => this.reveal(user)}>${pin === undefined ? "Reveal" : "Hide"}</button></td>
-            ${locks.map((lock) => html`<td class="middle"><input type="checkbox" aria-label="${user.name} may use ${lock.name}"
+            ${locks.map((lock) => html`<td data-label=${lock.name}><div class="row"><input type="checkbox" aria-label="${user.name} may use ${lock.name}"
                 .checked=${lock.enabled_users.includes(user.id)}
-                @change=${(event: Event) => this.enable(user, lock, (event.target as HTMLInputElement).checked)}></td>`)}
+                @change=${(event: Event) => this.enable(user, lock, (event.target as HTMLInputElement).checked)}>
+                ${this.word(access?.locks.find((cell) => cell.lock === lock.id))}</div></td>`)}
             <td class="nowrap"><button aria-label="Edit ${user.name}" @click=${() => this.edit(user.slot, user)}>Edit</button>
                 <button aria-label="Delete ${user.name}" @click=${() => this.removeUser(user)}>Delete…</button></td></tr>`;
+    }
+
+    private word(verdict: Verdict | undefined): TemplateResult | typeof nothing {
+        if (!verdict) return nothing;
+        const { text, tone } = syncWords(verdict.sync);
+        return verdict.sync === "agrees" ? html`<span class="hint">${text}</span>` : badge(text, tone);
+    }
+
+    // Why the cloud differs, since when, and what to do.
+    private explanation(slot: number, access: Access | undefined, user: User | undefined, running: Guide | undefined): TemplateResult | typeof nothing {
+        const { locks } = store.state;
+        const found = access ? differences(access, (id) => locks.find((lock) => lock.id === id)?.name ?? `lock ${id}`) : [];
+        if (found.length === 0) return nothing;
+        return html`<tr class="why"><td colspan=${locks.length + 5}>
+            ${found.map(({ about, verdict }) => html`<p><strong>${listed(about)}: ${syncWords(verdict.sync).text.toLowerCase()}</strong>
+                <span class="hint">for ${lasted(verdict.since, Date.now())}.</span> ${verdict.cause} ${verdict.advice}</p>`)}
+            ${user && found.some(({ verdict }) => verdict.give_access) ? html`<button ?disabled=${running !== undefined}
+                @click=${() => this.giveAccess(slot, user)}>Give ${user.name} access…</button>` : nothing}</td></tr>`;
+    }
+
+    private async giveAccess(slot: number, user: User): Promise<void> {
+        const locks = store.state.locks.filter((lock) => lock.enabled_users.includes(user.id));
+        const aim = locks.length ? `access to ${listed(locks.map((lock) => lock.name))}` : "access to no lock";
+        if (await confirmed(`Give ${user.name} ${aim}?`, ["The cloud's person is deleted and created anew, with the locks that are ticked. That takes "
+            + "half a minute, in which the PIN opens no lock. What was changed in the cloud itself, and other locks, are lost."], "Give access"))
+            await attempt(async () => {
+                this.hidePin(slot);
+                await ask("POST", `/users/${slot}/access`, { locks: locks.map((lock) => lock.id) });
+                return undefined;
+            });
     }
 
     private form(slot: number, user: User | undefined): TemplateResult {
@@ -114,7 +167,7 @@ export class UsersView extends View {
             } finally {
                 this.requestUpdate(); // the box shows what is, also after a refusal
             }
-            return `${user.name} ${enabled ? "may" : "may no longer"} use ${lock.name}. The cloud is told with the next change of the user.`;
+            return `${user.name} ${enabled ? "may" : "may no longer"} use ${lock.name}. What that means for the cloud stands below the user.`;
         });
     }
 

@@ -1,6 +1,6 @@
 // What all views share: elements without a shadow tree, messages, and questions.
 
-import { html, LitElement, type TemplateResult } from "lit";
+import { html, LitElement, type ReactiveController, type ReactiveControllerHost, type TemplateResult } from "lit";
 import { askFile, Refusal } from "./api.ts";
 import { Watching } from "./store.ts";
 import type { Tone } from "./words.ts";
@@ -14,6 +14,23 @@ export abstract class View extends LitElement {
     protected override createRenderRoot(): this {
         this.replaceChildren();
         return this;
+    }
+}
+
+const CLOCK_MS = 5000;
+
+/** Renders its element anew every few seconds, for what it says of times. */
+export class Clock implements ReactiveController {
+    private timer: ReturnType<typeof setInterval> | undefined;
+
+    constructor(private readonly host: ReactiveControllerHost) {
+        host.addController(this);
+    }
+    hostConnected(): void {
+        this.timer = setInterval(() => this.host.requestUpdate(), CLOCK_MS);
+    }
+    hostDisconnected(): void {
+        clearInterval(this.timer);
     }
 }
 

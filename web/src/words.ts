@@ -1,6 +1,6 @@
 // What things are called on the page.
 
-import type { Counters, Health, Lock, StatusPage, User } from "./api.ts";
+import type { Access, Counters, Guide, Health, Lock, StatusPage, User, Verdict } from "./api.ts";
 
 export type Tone = "good" | "warn" | "bad" | "plain";
 
@@ -15,6 +15,38 @@ export function healthWords(health: Health): { text: string; tone: Tone } {
         case "well": return { text: "Well", tone: "good" };
         case "quiet": return { text: "Silent", tone: "warn" };
     }
+}
+
+/** Whether the cloud has what is wanted of a user. */
+export function syncWords(sync: Verdict["sync"]): { text: string; tone: Tone } {
+    switch (sync) {
+        case "agrees": return { text: "Agrees", tone: "good" };
+        case "waiting": return { text: "Waiting", tone: "plain" };
+        case "refused": return { text: "Refused", tone: "bad" };
+        case "lost": return { text: "Lost", tone: "bad" };
+        case "not_sent": return { text: "Not sent", tone: "warn" };
+        case "unknown": return { text: "Unknown", tone: "plain" };
+    }
+}
+
+/** What differs of a user, each cause once: what it is about, and the first verdict of this cause. */
+export function differences(access: Access, lockName: (id: number) => string): { about: string[]; verdict: Verdict }[] {
+    const verdicts: [string, Verdict][] = [["Name, PIN and e-mail", access.person],
+        ...access.locks.map((cell): [string, Verdict] => [lockName(cell.lock), cell])];
+    const found = new Map<string, { about: string[]; verdict: Verdict }>();
+    for (const [about, verdict] of verdicts) {
+        if (verdict.sync === "agrees") continue;
+        const key = `${verdict.sync} ${verdict.cause}`;
+        const same = found.get(key);
+        if (same) same.about.push(about);
+        else found.set(key, { about: [about], verdict });
+    }
+    return [...found.values()];
+}
+
+/** How far giving access is: of three steps. */
+export function guideStep(guide: Guide): number {
+    return { deleting: 0, reading: 1, giving: 2, done: 3, failed: 3 }[guide.phase];
 }
 
 /** The state of a lock, and how much it matters. */
@@ -45,13 +77,18 @@ export function traffic(counters: Counters): string {
     return `${counters.sends} requests, ${counters.receives} replies, ${Math.ceil((counters.bytes_sent + counters.bytes_received) / 1024)} KiB`;
 }
 
-/** How long ago something was, in the coarsest unit that says enough. */
+/** How long ago something was. */
 export function ago(time: string, now: number): string {
+    return `${lasted(time, now)} ago`;
+}
+
+/** How long something has been so, in the coarsest unit that says enough. */
+export function lasted(time: string, now: number): string {
     const seconds = Math.max(0, Math.round((now - Date.parse(time)) / 1000));
-    if (seconds < 60) return `${seconds} s ago`;
-    if (seconds < 3600) return `${Math.floor(seconds / 60)} min ago`;
-    if (seconds < 48 * 3600) return `${Math.floor(seconds / 3600)} h ago`;
-    return `${Math.floor(seconds / 86400)} days ago`;
+    if (seconds < 60) return `${seconds} s`;
+    if (seconds < 3600) return `${Math.floor(seconds / 60)} min`;
+    if (seconds < 48 * 3600) return `${Math.floor(seconds / 3600)} h`;
+    return `${Math.floor(seconds / 86400)} days`;
 }
 
 /** "a", "a and b", "a, b and c". */

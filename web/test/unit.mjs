@@ -11,7 +11,7 @@ async function load(name) {
     return import(`data:text/javascript;base64,${Buffer.from(outputFiles[0].contents).toString("base64")}`);
 }
 const { EMPTY, reduce } = await load("state");
-const { ago, lastUser, listed, percent, statusAnswer, statusRows } = await load("words");
+const { ago, differences, lastUser, listed, percent, statusAnswer, statusRows } = await load("words");
 const { filtered, logText } = await load("log");
 
 test("events bring the state to what the host has, also when they come twice", () => {
@@ -19,6 +19,7 @@ test("events bring the state to what the host has, also when they come twice", (
         ["snapshot", { status: { restarts: 0, save: { error: "", pending: true } }, interfaces: [{ id: 1, health: "old" }, { id: 2 }], locks: [{ id: 7 }], users: [{ slot: 3 }] }],
         ["lock", { id: 5, name: "new" }], ["lock", { id: 7, gone: true }],
         ["user", { slot: 1, name: "Ann" }], ["user", { slot: 1, name: "Anna" }], ["user", { slot: 3, gone: true }],
+        ["access", { slot: 3, name: "Bob" }], ["access", { slot: 1, name: "Ann" }], ["access", { slot: 3, gone: true }],
         ["health", { interface: 1, health: "now" }], ["health", { interface: 9, health: "of nobody" }],
         ["page", { interface: 1, page: "p1" }], ["page", { interface: 2, page: "p2" }],
         ["saved", { ok: false, error: "disk full" }], ["restarted", { restarts: 4 }], ["unheard-of", {}],
@@ -28,6 +29,7 @@ test("events bring the state to what the host has, also when they come twice", (
         for (const [type, data] of events) for (let i = 0; i < repeats; ++i) state = reduce(state, type, data);
         assert.deepEqual(state.locks, [{ id: 5, name: "new" }]);
         assert.deepEqual(state.users, [{ slot: 1, name: "Anna" }]);
+        assert.deepEqual(state.access, [{ slot: 1, name: "Ann" }]);
         assert.equal(state.interfaces[0].health, "now");
         assert.deepEqual(state.status, { restarts: 4, save: { error: "disk full", pending: false } });
         state = reduce(state, "interfaces", { interfaces: [{ id: 2 }] });
@@ -45,6 +47,12 @@ test("words for people", () => {
     const now = Date.parse("2026-01-10T00:00:00Z");
     assert.deepEqual([-5, 59, 60, 3600, 48 * 3600].map((s) => ago(new Date(now - s * 1000).toISOString(), now)),
         ["0 s ago", "59 s ago", "1 min ago", "1 h ago", "2 days ago"]);
+});
+
+test("what differs of a user is told once for each cause", () => {
+    const access = { person: { sync: "agrees", cause: "" }, locks: [{ lock: 1, sync: "lost", cause: "A" }, { lock: 2, sync: "agrees", cause: "" },
+        { lock: 3, sync: "lost", cause: "B" }, { lock: 4, sync: "lost", cause: "A" }] };
+    assert.deepEqual(differences(access, (id) => `L${id}`).map(({ about, verdict }) => [about, verdict.lock]), [[["L1", "L4"], 1], [["L3"], 3]]);
 });
 
 test("a lock's page is taken apart, answered row by row, and refused when it is cut", () => {
