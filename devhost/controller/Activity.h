@@ -1,18 +1,15 @@
 #pragma once
 // What happened, for people: kept over restarts, newest first.
 
+#include "devhost/controller/Database.h"
+
 #include <nlohmann/json.hpp>
 
 #include <chrono>
 #include <cstdint>
-#include <filesystem>
 #include <functional>
-#include <memory>
 #include <string>
 #include <vector>
-
-struct sqlite3;
-struct sqlite3_stmt;
 
 namespace devhost
 {
@@ -28,9 +25,8 @@ struct ActivityEntry {
     std::string text = {}; ///< a sentence with the names of that moment; never a secret
 };
 
-/// The newest entries in a database of the state folder. A disk that is full, or a file that cannot be used,
-/// costs entries and never the host: a damaged file is put aside, and without any file entries are kept in
-/// memory until the end. Host thread.
+/// The newest entries, in a table of the database. A disk that is full costs entries and never the host. Host
+/// thread.
 class Activity
 {
 public:
@@ -44,11 +40,10 @@ public:
         int user = 0;
     };
 
-    /// @param file made when missing, mode 0600; empty: in memory.
-    explicit Activity(const std::filesystem::path& file);
-    ~Activity();
-    Activity(const Activity&) = delete;
-    Activity& operator=(const Activity&) = delete;
+    /// For the database, which has it when the activity is made.
+    static const char* const kTable;
+
+    explicit Activity(Database& database);
 
     /// Keeps an entry with the time of now, and tells the listener.
     void Add(ActivityEntry entry);
@@ -58,19 +53,8 @@ public:
     void OnNew(std::function<void(const ActivityEntry&)> function) { m_onNew = std::move(function); }
 
 private:
-    struct Close {
-        void operator()(sqlite3* database) const;
-    };
-    struct Finalize {
-        void operator()(sqlite3_stmt* statement) const;
-    };
-    using Statement = std::unique_ptr<sqlite3_stmt, Finalize>;
-
-    bool Open(const std::string& file);
-    Statement Prepare(const char* sql) const;
-
-    std::unique_ptr<sqlite3, Close> m_database;
-    Statement m_insert, m_forget;
+    Database& m_database;
+    Database::Statement m_insert, m_forget;
     std::function<void(const ActivityEntry&)> m_onNew;
     bool m_failureTold = false;
 };

@@ -82,6 +82,18 @@ std::string ApiRequest::Parameter(const std::string& name) const
     return found == query.end() ? std::string() : found->second;
 }
 
+std::uint64_t ApiRequest::Number(const std::string& name, std::uint64_t fallback) const
+{
+    const std::string digits = Parameter(name);
+    if (digits.empty())
+        return fallback;
+    std::uint64_t value = 0;
+    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
+    if (error != std::errc() || end != digits.data() + digits.size())
+        throw ApiError(400, "bad_parameter", name + " must be a number");
+    return value;
+}
+
 std::optional<ApiRequest> ParseTarget(std::string_view target)
 {
     ApiRequest request;

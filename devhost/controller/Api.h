@@ -3,6 +3,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <optional>
@@ -25,6 +26,9 @@ struct ApiRequest {
 
     /// The value of a query parameter; empty when it is not there.
     std::string Parameter(const std::string& name) const;
+    /// A query parameter as a number; the fallback when it is empty or not there. @throws ApiError 400 when
+    /// it is none.
+    std::uint64_t Number(const std::string& name, std::uint64_t fallback) const;
 };
 
 /// The type of all bodies but those of pages and of the event stream.

@@ -9,8 +9,8 @@
 namespace devhost
 {
 
-/// Makes a token and keeps it in a file that only its owner can read, as long as the object lives. One that an
-/// earlier start has left is replaced, or removed when no token is wanted.
+/// Makes a token and keeps it in a file that only its owner can read, as long as the object lives. One that
+/// an earlier start has left is replaced, or removed when no token is wanted.
 class ApiToken
 {
 public:

@@ -233,14 +233,49 @@ json ConfiguratorApi::Locks()
 {
     json locks = json::array();
     for (int i = 0; i < m_system.NDoorLock(COMPONENT_FILTER_ALL); ++i)
-        locks.push_back(LockJson(*m_system.DoorLock(i)));
+        locks.push_back(ShowLock(*m_system.DoorLock(i)));
     return locks;
+}
+
+json ConfiguratorApi::ShowLock(CDoorLock& shown) const
+{
+    CloudLock cloud;
+    if (const auto* client = dynamic_cast<const CBridgeClient*>(&shown); client && m_options.cloudLocks)
+        cloud = m_options.cloudLocks->Find(static_cast<char*>(client->DeviceID()));
+    if (cloud.lastCommand && m_options.log)
+        cloud.lastCommand->text = m_options.log->Secrets().Hide(cloud.lastCommand->text);
+    return LockJson(shown, cloud);
+}
+
+json ConfiguratorApi::LockOrGone(unsigned id)
+{
+    CDoorLock* lock = m_system.LockById(id);
+    return lock ? ShowLock(*lock) : json{{"id", id}, {"gone", true}};
+}
+
+json ConfiguratorApi::ShowHistory(const ApiCall& call)
+{
+    const auto* client = dynamic_cast<const CBridgeClient*>(&Lock(call));
+    constexpr auto kMostDays = static_cast<std::uint64_t>(LockHistory::kMaxAge.count());
+    const std::uint64_t days = call.request.Number("days", kMostDays);
+    if (days < 1 || days > kMostDays)
+        throw ApiError(400, "bad_parameter", "days must be 1 to " + std::to_string(kMostDays));
+    json points = json::array();
+    if (client && m_options.history) {
+        const auto since = std::chrono::system_clock::now() - std::chrono::days(days);
+        for (const Heartbeat& heartbeat :
+             m_options.history->Read(static_cast<char*>(client->DeviceID()), since))
+            points.push_back(HeartbeatJson(heartbeat));
+    }
+    return {{"points", points}};
 }
 
 void ConfiguratorApi::AddLockRoutes()
 {
     m_router.Add("GET", "/api/v1/locks", [this](const ApiCall&) { return json{{"locks", Locks()}}; });
-    m_router.Add("GET", "/api/v1/locks/{id}", [this](const ApiCall& call) { return LockJson(Lock(call)); });
+    m_router.Add("GET", "/api/v1/locks/{id}", [this](const ApiCall& call) { return ShowLock(Lock(call)); });
+    m_router.Add("GET", "/api/v1/locks/{id}/history",
+                 [this](const ApiCall& call) { return ShowHistory(call); });
     AddChange("POST", "/api/v1/locks/{id}/commands", {"command", "user"},
               [this](const ApiCall& call) { return RunCommand(call); });
     m_router.Add("GET", "/api/v1/locks/{id}/status-page", [this](const ApiCall& call) {
@@ -276,6 +311,7 @@ json ConfiguratorApi::RunCommand(const ApiCall& call)
     const auto* client = dynamic_cast<const CBridgeClient*>(&target);
     if (client && !client->Bridge())
         throw ApiError(409, "refused", "the lock has no account");
+    const auto before = std::chrono::system_clock::now(); // the cloud may answer before this goes on
     if (!target.ExecuteCommand(command == "lock" ? kCommandLock : kCommandUnlock, user))
         throw ApiError(409, "refused",
                        target.State() ==
@@ -284,7 +320,9 @@ json ConfiguratorApi::RunCommand(const ApiCall& call)
                            : "the lock's driver did not take the command");
     NoteLock(target, "command", user,
              command == "lock" ? ": lock was sent" : ": unlock was sent for " + NameOfUser(user));
-    return LockJson(target);
+    if (client && m_options.cloudLocks)
+        m_options.cloudLocks->Asked(static_cast<char*>(client->DeviceID()), command == "unlock", before);
+    return ShowLock(target);
 }
 
 json ConfiguratorApi::StoreStatusPage(const ApiCall& call)

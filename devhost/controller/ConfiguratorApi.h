@@ -21,10 +21,12 @@ public:
     struct Options {
         std::string libraryPath;
         std::string signature;
-        std::string listen;           ///< "http://127.0.0.1:PORT"
-        std::string authorizeBase;    ///< where a browser reaches the cloud's OAuth host; may be empty
-        DiagnosticLog* log = nullptr; ///< null: no traces are shown
-        Activity* activity = nullptr; ///< null: nothing is noted or shown
+        std::string listen;               ///< "http://127.0.0.1:PORT"
+        std::string authorizeBase;        ///< where a browser reaches the cloud's OAuth host; may be empty
+        DiagnosticLog* log = nullptr;     ///< null: no traces are shown
+        Activity* activity = nullptr;     ///< null: nothing is noted or shown
+        CloudLocks* cloudLocks = nullptr; ///< null: nothing is known of what the cloud says
+        const LockHistory* history = nullptr; ///< null: there is none
         /// What the cloud holds of persons; outlives this object.
         const CloudPersons* persons = nullptr;
         std::function<void()> shutdown; ///< asks the program to end
@@ -54,6 +56,8 @@ public:
     nlohmann::json Interfaces();
     /// A user as its route shows it, without the PIN, or {"slot":n,"gone":true}.
     nlohmann::json UserOrGone(int slot);
+    /// A lock as its route shows it, or {"id":n,"gone":true}.
+    nlohmann::json LockOrGone(unsigned id);
 
 private:
     void AddChange(std::string method, std::string pattern, std::vector<std::string> members,
@@ -70,6 +74,8 @@ private:
     CDoorLock& Lock(const ApiCall& call);
     nlohmann::json InterfaceWithMaster(CNetworkBridge& shown) const;
     nlohmann::json Locks();
+    nlohmann::json ShowLock(CDoorLock& shown) const;
+    nlohmann::json ShowHistory(const ApiCall& call);
     nlohmann::json Users(bool showPins);
     nlohmann::json ShowPage(unsigned bridgeId, const PropertyPage& page);
     nlohmann::json RunAction(const ApiCall& call);

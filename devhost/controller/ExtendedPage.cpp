@@ -76,8 +76,12 @@ std::optional<LockPage> LockPage::Read(const CQXMSG& message)
             for (int i = 0; i < entries; ++i) {
                 if (!items.Take(&value))
                     return std::nullopt;
+                if (i == selected)
+                    next.value = value;
             }
             next.entries = entries;
+        } else {
+            next.value = value;
         }
         page.rows.push_back(std::move(next));
     }

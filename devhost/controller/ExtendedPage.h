@@ -35,6 +35,7 @@ struct LockPage {
     struct Row {
         std::string label;
         std::optional<int> entries; ///< to choose from; nothing for a text
+        std::string value = {};     ///< the text, or the name of the selected entry; empty when there is none
     };
     std::vector<Row> rows;
 

@@ -4,6 +4,7 @@
 
 #include "devhost/controller/RequestGuard.h"
 #include "devhost/framework/diagnostics/ExceptionText.h"
+#include "devhost/framework/network/Exchange.h"
 #include "devhost/framework/seams/Framework.h"
 
 #include <cerrno>
@@ -43,13 +44,26 @@ LogOptions MakeLogOptions(const Settings& wanted)
     return result;
 }
 
+Heartbeat HeartbeatOf(const std::string& device, const CloudLock& lock)
+{
+    Heartbeat heartbeat{.device = device, .time = *lock.lastSeen};
+    if (lock.battery)
+        heartbeat.battery = *lock.battery;
+    if (lock.wifi)
+        heartbeat.wifi = *lock.wifi;
+    if (lock.gap)
+        heartbeat.gapSeconds = lock.gap->count();
+    return heartbeat;
+}
+
 } // namespace
 
 Program::Program(const Settings& wanted)
     : m_settings(wanted), m_log(MakeLogOptions(wanted)),
       m_page(wanted.webDir.value_or(WebPage::DefaultFolder())), m_folder(wanted.stateDir),
-      m_token(m_folder.TokenFile(), wanted.apiToken), m_store(m_folder.ConfigurationFile()), m_activity(m_folder.ActivityFile()),
-      m_transport(MakeTlsOptions(wanted))
+      m_token(m_folder.TokenFile(), wanted.apiToken), m_store(m_folder.ConfigurationFile()),
+      m_database(m_folder.ActivityFile(), {Activity::kTable, LockHistory::kTable}), m_activity(m_database),
+      m_history(m_database), m_transport(MakeTlsOptions(wanted))
 {
     m_server = std::make_unique<HttpServer>(m_settings.listenAddress, m_settings.listenPort,
                                             [this](const ApiRequest& request) {
@@ -85,7 +99,10 @@ void Program::PlugIn()
     the.diagnostics = &m_log;
     the.sleeper = &m_sleeper;
     the.wakeMainLoop = [this] { return m_loop.Wake(); };
-    the.onExchange = [this](const Exchange& exchange) { m_persons.Take(exchange); };
+    the.onExchange = [this](const Exchange& exchange) {
+        m_persons.Take(exchange);
+        m_cloudLocks.Take(exchange);
+    };
     // Old configurations are registered with the host's name instead of its address.
     the.redirectUri = [port = m_server->Port(), address = m_address](int schema) {
         const std::string base =
@@ -112,6 +129,8 @@ void Program::StartSystem()
     api.activity = &m_activity;
     api.persons = &m_persons;
     api.publish = [this](const char* type, const std::string& data) { m_server->Publish(type, data); };
+    api.cloudLocks = &m_cloudLocks;
+    api.history = &m_history;
     api.shutdown = [this] { m_loop.RequestExit(); };
     api.userChanged = [this](int slot) {
         HideSecrets();
@@ -188,8 +207,8 @@ void Program::PrintReady() const
     }
     // Browsers send no fragment, so the token is in no log of requests and in no referrer.
     std::cout << "vestara-devhost is ready: " << m_address << (token.empty() ? "" : "/#token=" + token)
-              << " (driver " << m_library->Path().string() << ", signature "
-              << PluginLibrary::SignatureText() << ")" << std::endl;
+              << " (driver " << m_library->Path().string() << ", signature " << PluginLibrary::SignatureText()
+              << ")" << std::endl;
 }
 
 void Program::Round(int wakeCount)
@@ -203,6 +222,7 @@ void Program::Round(int wakeCount)
     PublishReports();
     PublishHealth();
     FollowAccess();
+    PublishLocks();
 }
 
 void Program::PublishReports()
@@ -248,6 +268,34 @@ void Program::FollowAccess()
         return;
     m_sinceAccess.Restart();
     m_api->FollowAccess();
+}
+
+// What the cloud told of locks since the last time; at most once a second, because polls and commands may
+// come in quick succession.
+void Program::PublishLocks()
+{
+    constexpr std::uint32_t kPauseMs = 1000;
+    if (m_sinceLocks.QXTickCount() < kPauseMs)
+        return;
+    m_sinceLocks.Restart();
+    const auto changed = m_cloudLocks.ChangedSince(m_shownLocks);
+    if (changed.empty())
+        return;
+    std::map<std::string, unsigned> installed; // by the cloud's id
+    for (int i = 0; i < m_system->NDoorLock(COMPONENT_FILTER_ALL); ++i) {
+        if (const auto* client = dynamic_cast<const CBridgeClient*>(m_system->DoorLock(i)))
+            installed[static_cast<char*>(client->DeviceID())] = m_system->DoorLock(i)->ID();
+    }
+    std::vector<Heartbeat> heartbeats;
+    for (const auto& [device, lock] : changed) {
+        const auto known = installed.find(device);
+        if (known == installed.end())
+            continue;
+        m_server->Publish("lock", Text(m_api->LockOrGone(known->second)));
+        if (lock.lastSeen)
+            heartbeats.push_back(HeartbeatOf(device, lock));
+    }
+    m_history.Add(heartbeats, std::chrono::system_clock::now());
 }
 
 void Program::HideSecrets()
@@ -306,8 +354,7 @@ void Program::OnLockChanged(unsigned componentId)
 {
     NoteLock(componentId);
     m_api->MarkAccessChanged();
-    CDoorLock* lock = m_system->LockById(componentId);
-    m_server->Publish("lock", Text(lock ? LockJson(*lock) : json{{"id", componentId}, {"gone", true}}));
+    m_server->Publish("lock", Text(m_api->LockOrGone(componentId)));
 }
 
 void Program::OnInterfacesChanged()

@@ -45,6 +45,7 @@ private:
     void PublishReports();
     void PublishHealth();
     void FollowAccess();
+    void PublishLocks();
     void NoteHost(const char* what) { m_activity.Add({.kind = "host", .text = what}); }
     void NoteLock(unsigned componentId);
     void HideSecrets();
@@ -68,6 +69,8 @@ private:
     std::map<unsigned, std::pair<int, AccountHealth::State>> m_shownHealth; // by account: changes and state
     CQXTimer m_sinceHealth;
     CQXTimer m_sinceAccess;
+    std::uint64_t m_shownLocks = 0; // of the cloud's changes
+    CQXTimer m_sinceLocks;
     struct LockNote {
         std::string name, error;
         int state;
@@ -78,8 +81,11 @@ private:
     StateFolder m_folder;
     ApiToken m_token;
     FileStore m_store;
+    Database m_database;
     Activity m_activity;
     CloudPersons m_persons;
+    LockHistory m_history;
+    CloudLocks m_cloudLocks; // written by the workers, which end with the system below
     TlsTransport m_transport;
     WorkerSleeper m_sleeper;
     MainLoop m_loop;

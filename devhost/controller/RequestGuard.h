@@ -32,8 +32,8 @@ struct WantedToken {
 /// browser of the same machine could still send requests to it, so a request must name a loopback host
 /// (another name that leads here is an attack by rebinding that name), must come from no page or from our
 /// own (Origin, and Sec-Fetch-Site for requests that bear no origin), and must have a JSON content type when
-/// it changes something, which a page elsewhere cannot send. With a token it must bear that as well (RFC 6750,
-/// section 2.1), but for the page's files, which hold no data, and the OAuth redirect.
+/// it changes something, which a page elsewhere cannot send. With a token it must bear that as well (RFC
+/// 6750, section 2.1), but for the page's files, which hold no data, and the OAuth redirect.
 /// @param port on which the configurator listens.
 /// @return the refusal, or nothing when the request may pass.
 std::optional<ApiResponse> CheckRequest(const GuardedHeaders& headers, std::uint16_t port,

@@ -24,7 +24,7 @@ struct Settings {
     std::string logFile;
     unsigned logSizeMb = 10; ///< at which a log file is put aside; 1 to 1000
     unsigned logFiles = 5;   ///< that are kept, the current one included; 1 to 100
-    bool apiToken = false; ///< each request needs the token of this start
+    bool apiToken = false;   ///< each request needs the token of this start
     bool printReady = false;
     bool exitWithParent = false;
 };

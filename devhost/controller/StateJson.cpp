@@ -6,7 +6,9 @@
 #include <spdlog/fmt/chrono.h>
 
 #include <algorithm>
+#include <charconv>
 #include <chrono>
+#include <type_traits>
 
 namespace devhost
 {
@@ -62,6 +64,73 @@ json Registered(int value)
     return value < 0 ? json(nullptr) : json(value);
 }
 
+template <class Value>
+json OrNull(const std::optional<Value>& value)
+{
+    if constexpr (std::is_same_v<Value, std::chrono::system_clock::time_point>)
+        return value ? json(TimeText(*value)) : json(nullptr);
+    else if constexpr (std::is_same_v<Value, std::chrono::seconds>)
+        return value ? json(value->count()) : json(nullptr);
+    else
+        return value ? json(*value) : json(nullptr);
+}
+
+json OrNull(const std::string& text)
+{
+    return text.empty() ? json(nullptr) : json(text);
+}
+
+// The lock's driver keeps the threshold to itself, but shows it on its page, as "30%".
+std::optional<int> BatteryThreshold(CDoorLock& lock)
+{
+    CQXMSG message;
+    lock.GetExtendedConfig(&message);
+    const auto page = message.Items().empty() ? std::nullopt : LockPage::Read(message);
+    if (!page)
+        return std::nullopt;
+    for (const LockPage::Row& row : page->rows) {
+        int percent = 0;
+        const char* end = row.value.data() + row.value.size();
+        if (row.label == "Low Battery Warning" && row.entries &&
+            std::from_chars(row.value.data(), end, percent).ec == std::errc())
+            return percent;
+    }
+    return std::nullopt;
+}
+
+json LowBatteryJson(CDoorLock& lock)
+{
+    const auto threshold = BatteryThreshold(lock);
+    const int level = lock.BatteryLevel();
+    return {{"threshold", OrNull(threshold)},
+            {"low", threshold && level >= 0 ? json(level < *threshold) : json(nullptr)}};
+}
+
+const char* OutcomeName(CloudLock::Outcome outcome)
+{
+    switch (outcome) {
+    case CloudLock::Outcome::Accepted:
+        return "accepted";
+    case CloudLock::Outcome::Refused:
+        return "refused";
+    case CloudLock::Outcome::Lost:
+        return "lost";
+    case CloudLock::Outcome::Sent:
+        break;
+    }
+    return "sent";
+}
+
+json CommandJson(const std::optional<CloudLock::Command>& command)
+{
+    if (!command)
+        return nullptr;
+    return {{"command", command->unlocks ? "unlock" : "lock"},
+            {"time", TimeText(command->time)},
+            {"outcome", OutcomeName(command->outcome)},
+            {"text", command->text}};
+}
+
 } // namespace
 
 std::string TimeText(std::chrono::system_clock::time_point time)
@@ -71,10 +140,12 @@ std::string TimeText(std::chrono::system_clock::time_point time)
     return fmt::format("{:%FT%T}.{:03}Z", seconds, ms.count());
 }
 
-json LockJson(CDoorLock& lock)
+json LockJson(CDoorLock& lock, const CloudLock& cloud)
 {
     const auto* client = dynamic_cast<const CBridgeClient*>(&lock);
     const bool working = lock.Working() != 0;
+    const bool nextKnown = cloud.lastSeen && cloud.interval && cloud.online != std::optional(false);
+    const auto next = nextKnown ? std::optional(*cloud.lastSeen + *cloud.interval) : std::nullopt;
     return {
         {"id", lock.ID()},
         {"name", ToText(lock.Name())},
@@ -96,7 +167,25 @@ json LockJson(CDoorLock& lock)
         {"enabled_users", lock.EnabledUsers()},
         {"queue_empty", lock.CommandStackEmpty() != 0},
         {"trace_name", ToText(lock.TraceName())},
+        {"online", OrNull(cloud.online)},
+        {"last_seen", OrNull(cloud.lastSeen)},
+        {"next_heartbeat", OrNull(next)},
+        {"heartbeat_interval", OrNull(cloud.interval)},
+        {"read_at", OrNull(cloud.readAt)},
+        {"updated_at", OrNull(cloud.updatedAt)},
+        {"cloud_state", OrNull(cloud.state)},
+        {"low_battery", LowBatteryJson(lock)},
+        {"serial", OrNull(cloud.serial)},
+        {"last_command", CommandJson(cloud.lastCommand)},
     };
+}
+
+json HeartbeatJson(const Heartbeat& heartbeat)
+{
+    return {{"time", TimeText(heartbeat.time)},
+            {"battery", OrNull(heartbeat.battery)},
+            {"wifi", OrNull(heartbeat.wifi)},
+            {"gap_seconds", OrNull(heartbeat.gapSeconds)}};
 }
 
 json CountersJson(const CNetworkBridge& bridge)
@@ -109,16 +198,15 @@ json CountersJson(const CNetworkBridge& bridge)
 
 json HealthJson(const AccountHealth::Report& health)
 {
-    const auto timeOrNull = [](const auto& time) { return time ? json(TimeText(*time)) : json(nullptr); };
     return {{"state", HealthName(health.state)},
             {"reason", health.reason},
             {"since", TimeText(health.since)},
-            {"last_good", timeOrNull(health.lastGood)},
+            {"last_good", OrNull(health.lastGood)},
             {"last_error", health.lastErrorTime
                                ? json{{"time", TimeText(*health.lastErrorTime)}, {"text", health.lastError}}
                                : json(nullptr)},
             {"failures", health.failures},
-            {"authorised", health.authorised ? json(*health.authorised) : json(nullptr)}};
+            {"authorised", OrNull(health.authorised)}};
 }
 
 json InterfaceJson(System& host, CNetworkBridge& bridge)

@@ -1,7 +1,9 @@
 #pragma once
 // The system's state as JSON, for the configurator.
 
+#include "devhost/controller/CloudLocks.h"
 #include "devhost/controller/ExtendedPage.h"
+#include "devhost/controller/LockHistory.h"
 #include "devhost/framework/diagnostics/DiagnosticLog.h"
 #include "devhost/framework/system/System.h"
 
@@ -15,8 +17,11 @@ namespace devhost
 
 // All for the host thread. Nothing here shows a token.
 
-/// A lock: names, state, battery, signal, progress, error, users.
-nlohmann::json LockJson(CDoorLock& lock);
+/// A lock: names, state, battery, signal, progress, error, users, and what the cloud says of it. Asks the
+/// lock for its page, which tells when it warns of its battery.
+nlohmann::json LockJson(CDoorLock& lock, const CloudLock& cloud);
+/// The heartbeat without its device, which whoever asks knows.
+nlohmann::json HeartbeatJson(const Heartbeat& heartbeat);
 /// An interface: names, health, counters, ids of its locks. Whether it is the master is the caller's to add.
 nlohmann::json InterfaceJson(System& host, CNetworkBridge& bridge);
 nlohmann::json CountersJson(const CNetworkBridge& bridge);

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <limits>
 
 namespace devhost
@@ -14,18 +13,6 @@ namespace
 {
 
 using nlohmann::json;
-
-std::uint64_t NumberParameter(const ApiRequest& request, const char* name, std::uint64_t fallback)
-{
-    const std::string digits = request.Parameter(name);
-    if (digits.empty())
-        return fallback;
-    std::uint64_t value = 0;
-    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
-    if (error != std::errc() || end != digits.data() + digits.size())
-        throw ApiError(400, "bad_parameter", std::string(name) + " must be a number");
-    return value;
-}
 
 // Puts the texts that others wrote through the filter of the log, wherever they stand in a value. Not the
 // others: a PIN that is a year would be given away by what is missing in each time.
@@ -69,8 +56,8 @@ json ConfiguratorApi::Status()
 
 json ConfiguratorApi::Traces(const ApiCall& call)
 {
-    const std::uint64_t since = NumberParameter(call.request, "since", 0);
-    const std::uint64_t limit = std::min<std::uint64_t>(NumberParameter(call.request, "limit", 500), 2000);
+    const std::uint64_t since = call.request.Number("since", 0);
+    const std::uint64_t limit = std::min<std::uint64_t>(call.request.Number("limit", 500), 2000);
     json lines = json::array();
     std::uint64_t last = since;
     if (m_options.log) {
@@ -92,7 +79,7 @@ std::vector<ActivityEntry> ConfiguratorApi::ReadActivity(const ApiRequest& reque
         return {};
     constexpr std::uint64_t kAll = std::numeric_limits<int>::max();
     const auto number = [&](const char* name, std::uint64_t fallback, std::uint64_t most) {
-        return static_cast<int>(std::min(NumberParameter(request, name, fallback), most));
+        return static_cast<int>(std::min(request.Number(name, fallback), most));
     };
     Activity::Filter filter;
     filter.before = number("before", 0, kAll);

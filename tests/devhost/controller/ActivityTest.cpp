@@ -27,7 +27,8 @@ TEST(ActivityTest, KeepsTheNewestOverRestartsAndFindsThem)
     const std::filesystem::path file = testing::TempDir() + "vestara-activity.db";
     std::filesystem::remove(file);
     {
-        Activity activity(file);
+        devhost::Database database(file, {Activity::kTable});
+        Activity activity(database);
         std::string told;
         activity.OnNew([&](const ActivityEntry& entry) { told += std::to_string(entry.id); });
         activity.Add({.kind = "lock", .lock = 5, .user = 2, .text = "a"});
@@ -36,7 +37,8 @@ TEST(ActivityTest, KeepsTheNewestOverRestartsAndFindsThem)
         EXPECT_EQ(told, "123");
     }
     {
-        Activity activity(file);
+        devhost::Database database(file, {Activity::kTable});
+        Activity activity(database);
         EXPECT_EQ(Texts(activity.Read({}, 10)), "c b'\"-- a ");
         EXPECT_EQ(Texts(activity.Read({}, 1)), "c ");
         EXPECT_EQ(Texts(activity.Read({.before = 3}, 1)), "b'\"-- ");
@@ -58,7 +60,8 @@ TEST(ActivityTest, PutsADamagedFileAsideAndGoesOnWithoutAFolder)
     const std::filesystem::path file = testing::TempDir() + "vestara-damaged.db";
     std::ofstream(file) << std::string(4096, 'x');
     for (const auto& path : {file, std::filesystem::path("/nowhere/activity.db")}) {
-        Activity activity(path);
+        devhost::Database database(path, {Activity::kTable});
+        Activity activity(database);
         activity.Add({.kind = "host", .text = "a"});
         EXPECT_EQ(Texts(activity.Read({}, 10)), "a ") << path;
     }

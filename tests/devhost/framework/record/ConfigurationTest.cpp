@@ -62,7 +62,7 @@ TEST_F(ConfigurationTest, EverythingComesBackLinkedAndANameThatTheCloudCutsIsTol
                                      InterfaceJson(*m_system, *Interface(1).NetworkBridge())};
         for (auto& account : accounts)
             account.erase("health"); // begins anew with the host, at another time
-        return nlohmann::json{accounts[0], accounts[1], devhost::LockJson(Lock(1)),
+        return nlohmann::json{accounts[0], accounts[1], devhost::LockJson(Lock(1), {}),
                               devhost::UserJson(2, user, true), m_system->Ids().Next()};
     };
     m_system->Traces().Store("Removed", true);
