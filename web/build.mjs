@@ -1,10 +1,10 @@
 // Builds the configurator's page. Argument: the folder to write, of which nothing old stays. Assets get names that stand
-// for their contents, and each file lies there compressed as well.
+// for their contents, and each file lies there compressed as well. What not every reader needs is a file of its own.
 
 import { createHash } from "node:crypto";
 import { mkdirSync, readFileSync, rmSync, writeFileSync } from "node:fs";
 import { execFileSync } from "node:child_process";
-import { basename, extname, join } from "node:path";
+import { basename, join } from "node:path";
 import { fileURLToPath } from "node:url";
 import { gzipSync } from "node:zlib";
 import { build } from "esbuild";
@@ -33,19 +33,18 @@ await makeTypes();
 execFileSync(process.execPath, [join(here, "node_modules/typescript/bin/tsc"), "--project", here], { stdio: "inherit" });
 const bundle = await build({
     entryPoints: [join(here, "src/main.ts"), join(here, "src/style.css")],
-    bundle: true, minify: true, format: "esm", target: "es2022", legalComments: "none", write: false,
-    outdir: "/", charset: "utf8", logLevel: "warning",
+    bundle: true, splitting: true, minify: true, format: "esm", target: "es2022", legalComments: "none", write: false,
+    outdir: "/", entryNames: "[name]-[hash]", chunkNames: "[name]-[hash]", charset: "utf8", logLevel: "warning",
 });
+const icon = readFileSync(join(here, "src/icon.svg"));
 const files = bundle.outputFiles.map((file) => ({ name: basename(file.path), contents: Buffer.from(file.contents) }));
-files.push({ name: "icon.svg", contents: readFileSync(join(here, "src/icon.svg")) });
+files.push({ name: `icon-${createHash("sha256").update(icon).digest("hex").slice(0, 8)}.svg`, contents: icon });
 
 rmSync(out, { recursive: true, force: true });
 mkdirSync(join(out, "assets"), { recursive: true });
 let page = readFileSync(join(here, "index.html"), "utf8");
 for (const { name, contents } of files) {
-    const hash = createHash("sha256").update(contents).digest("hex").slice(0, 12);
-    const hashed = `${basename(name, extname(name))}-${hash}${extname(name)}`;
-    write(join(out, "assets", hashed), contents);
-    page = page.replace(`/assets/${name}`, `/assets/${hashed}`);
+    write(join(out, "assets", name), contents);
+    page = page.replace(`/assets/${name.replace(/-\w+(?=\.)/, "")}"`, `/assets/${name}"`);
 }
 write(join(out, "index.html"), page);

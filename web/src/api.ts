@@ -8,6 +8,7 @@ export type Events = Required<Schemas["Events"]>;
 export type Interface = Schemas["Interface"];
 export type Health = Schemas["Health"];
 export type Lock = Schemas["Lock"];
+export type Heartbeat = Schemas["Heartbeat"];
 export type User = Schemas["User"];
 export type Access = Schemas["Access"];
 export type Verdict = Schemas["Verdict"];

@@ -4,8 +4,8 @@ import { html, nothing, type TemplateResult } from "lit";
 import { customElement, state } from "lit/decorators.js";
 import { ask, Refusal, type Lock, type StatusPage } from "./api.ts";
 import { store } from "./store.ts";
-import { attempt, badge, failed, View } from "./view.ts";
-import { lastUser, lockWords, percent, statusAnswer, statusRows, type StatusRow } from "./words.ts";
+import { attempt, badge, Clock, failed, say, View } from "./view.ts";
+import { ago, commandWords, heartbeatWords, lastUser, lockWords, onlineWords, percent, statusAnswer, statusRows, type StatusRow } from "./words.ts";
 
 const SECRET_LABEL = "Programming Code";
 
@@ -13,6 +13,12 @@ const SECRET_LABEL = "Programming Code";
 export class LocksView extends View {
     @state() private user = 0;
     @state() private opened = 0;
+    @state() private charted = 0;
+
+    constructor() {
+        super();
+        new Clock(this);
+    }
 
     protected override render(): TemplateResult {
         const { locks, users } = store.state;
@@ -35,26 +41,48 @@ export class LocksView extends View {
         const { users, interfaces } = store.state;
         const who = lock.state === "unlocked" ? lastUser(lock, users) : "";
         const open = this.opened === lock.id;
+        const charted = this.charted === lock.id;
+        const now = Date.now();
+        const offline = onlineWords(lock, now);
+        const last = commandWords(lock, now);
+        const { threshold, low } = lock.low_battery;
         return html`
             <section class="card" aria-labelledby="lock-${lock.id}">
                 <div class="row"><h2 id="lock-${lock.id}">${lock.name}</h2><span class="end">${badge(text, tone)}</span></div>
                 ${lock.error ? html`<p class="message bad" role="alert">${lock.error}</p>` : nothing}
+                ${offline ? html`<p class="message ${offline.tone}">${offline.text}</p>` : nothing}
                 <div class="wait">${lock.working ? html`
-                    <label for="wait-${lock.id}">Waits for the lock's next heartbeat${lock.progress_time ? `, ${lock.progress_time} s` : ", which is late"}</label>
-                    <progress id="wait-${lock.id}" max="100" value=${lock.progress ?? 0}></progress>` : html`<p class="hint">${who}</p>`}</div>
+                    <label for="wait-${lock.id}">Waits for the lock's next heartbeat${lock.progress_time ? `, ${lock.progress_time} s`
+                        : ", which is late. Four minutes after it was due the state becomes unknown"}</label>
+                    <progress id="wait-${lock.id}" max="100" value=${lock.progress ?? 0}></progress>` : html`<p class="hint">${who}</p>`}
+                    ${last ? html`<p class=${last.tone === "bad" ? "message bad" : "hint"}>${last.text}</p>` : nothing}</div>
                 <dl class="facts">
-                    <div><dt>Battery</dt><dd>${percent(lock.battery)}</dd></div>
+                    <div><dt>Battery</dt><dd>${percent(lock.battery)}${threshold === null ? nothing : low ? badge(`Below ${threshold} %`, "warn")
+                        : html` <span class="hint">warns below ${threshold} %</span>`}</dd></div>
                     <div><dt>WiFi</dt><dd>${percent(lock.signal)}</dd></div>
+                    <div><dt>Heartbeat</dt><dd>${heartbeatWords(lock, now)}</dd></div>
+                    <div><dt>Shown as of</dt><dd>${lock.read_at ? ago(lock.read_at, now) : "not asked yet"}</dd></div>
                     <div><dt>Account</dt><dd>${interfaces.find((account) => account.id === lock.bridge)?.name ?? "none"}</dd></div>
                 </dl>
                 <div class="row">
                     <button ?disabled=${lock.state === "locked"} @click=${() => this.command(lock, "lock")}>Lock</button>
                     <button ?disabled=${acting === undefined || lock.state === "unlocked"} @click=${() => this.command(lock, "unlock", acting)}>Unlock</button>
-                    <button class="end" aria-expanded=${open} @click=${() => { this.opened = open ? 0 : lock.id; }}>
-                        ${open ? "Close" : "Settings"}</button>
+                    <button class="end" aria-expanded=${charted} @click=${() => this.chart(charted ? 0 : lock.id)}>History</button>
+                    <button aria-expanded=${open} @click=${() => { this.opened = open ? 0 : lock.id; }}>Settings</button>
                 </div>
+                ${charted ? html`<lock-history .lock=${lock.id}></lock-history>` : nothing}
                 ${open ? html`<lock-settings .lock=${lock}></lock-settings>` : nothing}
             </section>`;
+    }
+
+    // The chart is loaded when it is looked at first.
+    private async chart(id: number): Promise<void> {
+        try {
+            await import("./history.ts");
+            this.charted = id;
+        } catch {
+            say("The chart could not be loaded. Load the page again.", "bad");
+        }
     }
 
     private command(lock: Lock, command: "lock" | "unlock", user?: number): Promise<void> {

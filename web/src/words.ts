@@ -1,6 +1,6 @@
 // What things are called on the page.
 
-import type { Access, Counters, Guide, Health, Lock, StatusPage, User, Verdict } from "./api.ts";
+import type { Access, Counters, Guide, Health, Heartbeat, Lock, StatusPage, User, Verdict } from "./api.ts";
 
 export type Tone = "good" | "warn" | "bad" | "plain";
 
@@ -77,6 +77,52 @@ export function traffic(counters: Counters): string {
     return `${counters.sends} requests, ${counters.receives} replies, ${Math.ceil((counters.bytes_sent + counters.bytes_received) / 1024)} KiB`;
 }
 
+/** Whether the cloud hears from a lock, and since when not. */
+export function onlineWords(lock: Lock, now: number): { text: string; tone: Tone } | undefined {
+    if (lock.online !== false) return undefined;
+    return {
+        tone: "bad",
+        text: lock.last_seen ? `Offline: the cloud has not heard from it for ${lasted(lock.last_seen, now)}. Check its WiFi and its battery.`
+            : "Offline: the cloud has never heard from it. Check its WiFi and its battery.",
+    };
+}
+
+/** When a lock woke last, and when it will next. */
+export function heartbeatWords(lock: Lock, now: number): string {
+    if (!lock.last_seen) return "not heard yet";
+    const last = ago(lock.last_seen, now);
+    if (!lock.next_heartbeat) return last;
+    const seconds = Math.round((Date.parse(lock.next_heartbeat) - now) / 1000);
+    return seconds > 0 ? `${last}, next in ${lasted(lock.next_heartbeat, now)}` : `${last}, the next is due`;
+}
+
+/** What became of the last command, empty when there was none. */
+export function commandWords(lock: Lock, now: number): { text: string; tone: Tone } | undefined {
+    const last = lock.last_command;
+    if (!last) return undefined;
+    const name = last.command === "lock" ? "Lock" : "Unlock";
+    const when = ago(last.time, now);
+    switch (last.outcome) {
+        case "sent": return { text: `${name}, ${when}: waits to be sent to the cloud.`, tone: "plain" };
+        case "accepted": return { text: `${name}, ${when}: taken by the cloud.`, tone: "plain" };
+        case "refused": return { text: `${name}, ${when}: the cloud refused it: ${last.text}. It is not tried again.`, tone: "bad" };
+        case "lost": return { text: `${name}, ${when}: no reply came (${last.text}). It may have been done; it is not tried again.`, tone: "bad" };
+    }
+}
+
+/** The heartbeats of some days in words. */
+export function historyWords(points: readonly Heartbeat[]): string {
+    const last = points.at(-1);
+    if (!last) return "There was no heartbeat yet in this time. Each one that the cloud tells of is kept for thirty days.";
+    const lowest = (name: string, values: (number | null)[]) => {
+        const known = values.filter((value) => value !== null);
+        return known.length ? `${name} ${known.at(-1)} %, lowest ${Math.min(...known)} %; ` : "";
+    };
+    const gap = Math.max(0, ...points.map(({ gap_seconds: seconds }) => seconds ?? 0));
+    return `${points.length === 1 ? "1 heartbeat" : `${points.length} heartbeats`}: ${lowest("battery", points.map(({ battery }) => battery))}`
+        + `${lowest("WiFi", points.map(({ wifi }) => wifi))}longest gap between two ${gap ? duration(gap) : "not known"}.`;
+}
+
 /** How long ago something was. */
 export function ago(time: string, now: number): string {
     return `${lasted(time, now)} ago`;
@@ -84,7 +130,11 @@ export function ago(time: string, now: number): string {
 
 /** How long something has been so, in the coarsest unit that says enough. */
 export function lasted(time: string, now: number): string {
-    const seconds = Math.max(0, Math.round((now - Date.parse(time)) / 1000));
+    const seconds = Math.round(Math.abs(now - Date.parse(time)) / 1000);
+    return duration(seconds);
+}
+
+function duration(seconds: number): string {
     if (seconds < 60) return `${seconds} s`;
     if (seconds < 3600) return `${Math.floor(seconds / 60)} min`;
     if (seconds < 48 * 3600) return `${Math.floor(seconds / 3600)} h`;

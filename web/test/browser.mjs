@@ -145,6 +145,11 @@ async function firstHour(browser) {
     await card("Front Door").getByRole("button", { name: "Unlock" }).click();
     await card("Front Door").getByRole("progressbar").waitFor();
     await card("Front Door").getByText("by Ann Example").waitFor();
+    await card("Front Door").getByText("taken by the cloud").waitFor();
+    await card("Front Door").getByRole("button", { name: "History" }).click();
+    await card("Front Door").getByText(/heartbeats: battery 84 %/).waitFor();
+    await card("Front Door").locator("canvas").waitFor();
+    await lookAt(page, "lock-history");
     await go("Activity");
     await page.getByText("Front Door is unlocked, by Ann Example").waitFor();
     await page.getByLabel("About").selectOption("command");

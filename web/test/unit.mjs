@@ -11,7 +11,7 @@ async function load(name) {
     return import(`data:text/javascript;base64,${Buffer.from(outputFiles[0].contents).toString("base64")}`);
 }
 const { EMPTY, reduce } = await load("state");
-const { ago, differences, lastUser, listed, percent, statusAnswer, statusRows } = await load("words");
+const { ago, commandWords, differences, heartbeatWords, historyWords, lastUser, listed, percent, statusAnswer, statusRows } = await load("words");
 const { filtered, logText } = await load("log");
 
 test("events bring the state to what the host has, also when they come twice", () => {
@@ -46,7 +46,14 @@ test("words for people", () => {
     assert.deepEqual([percent(null), percent(0)], ["not heard yet", "0 %"]);
     const now = Date.parse("2026-01-10T00:00:00Z");
     assert.deepEqual([-5, 59, 60, 3600, 48 * 3600].map((s) => ago(new Date(now - s * 1000).toISOString(), now)),
-        ["0 s ago", "59 s ago", "1 min ago", "1 h ago", "2 days ago"]);
+        ["5 s ago", "59 s ago", "1 min ago", "1 h ago", "2 days ago"]);
+    const at = (seconds) => new Date(now + seconds * 1000).toISOString();
+    assert.deepEqual([{ last_seen: null }, { last_seen: at(-60), next_heartbeat: null }, { last_seen: at(-60), next_heartbeat: at(30) }, { last_seen: at(-60), next_heartbeat: at(-1) }]
+        .map((lock) => heartbeatWords(lock, now)), ["not heard yet", "1 min ago", "1 min ago, next in 30 s", "1 min ago, the next is due"]);
+    assert.match(commandWords({ last_command: { command: "unlock", time: at(-5), outcome: "refused", text: "No (HTTP 422)" } }, now).text,
+        /^Unlock, 5 s ago: the cloud refused it: No \(HTTP 422\)/);
+    assert.equal(historyWords([{ battery: 80, wifi: null, gap_seconds: null }, { battery: 84, wifi: null, gap_seconds: 61 }]),
+        "2 heartbeats: battery 84 %, lowest 80 %; longest gap between two 1 min.");
 });
 
 test("what differs of a user is told once for each cause", () => {
