@@ -1,4 +1,5 @@
-// Serves the admin routes on the model; binding them to loopback and writing files is left to the server.
+// Serves the admin routes on the model. What adds, renames and removes is AdminEdits.cpp's; binding to
+// loopback and writing files is left to the server.
 #include "cloudsim/model/AdminApi.h"
 
 #include "cloudsim/model/AdminView.h"
@@ -21,14 +22,6 @@ struct AdminApi::Route {
     Handler handler;
     std::string_view queryField = {}; // the one that may stand in the query
     Json::value_t bodyType = Json::value_t::object;
-};
-
-struct AdminApi::Call {
-    const std::vector<std::string>& ids;
-    const FormFields query;
-    const Json& list;  // the body of a route that wants an array
-    ObjectReader body; // the body of every other; empty when there is none
-    TimePoint now;
 };
 
 namespace
@@ -65,8 +58,9 @@ void RefuseOtherFields(const FormFields& query, std::string_view allowed)
 
 } // namespace
 
-AdminApi::AdminApi(World& world, OAuthService& oauth, FaultList& faults, const RequestLog& log)
-    : m_world(world), m_oauth(oauth), m_faults(faults), m_log(log)
+AdminApi::AdminApi(World& world, OAuthService& oauth, FaultList& faults, const RequestLog& log,
+                   RandomSource random)
+    : m_world(world), m_oauth(oauth), m_faults(faults), m_log(log), m_random(std::move(random))
 {
 }
 
@@ -82,7 +76,15 @@ const std::vector<AdminApi::Route>& AdminApi::Routes()
         {"POST",   "/admin/locks/*/online",    &AdminApi::SetOnline},
         {"POST",   "/admin/locks/*/heartbeat", &AdminApi::Wake},
         {"POST",   "/admin/locks/*/pin",       &AdminApi::EnterPin},
+        {"POST",   "/admin/locks",             &AdminApi::AddLock},
+        {"PUT",    "/admin/locks/*",           &AdminApi::RenameLock},
         {"DELETE", "/admin/locks/*",           &AdminApi::DeleteLock},
+        {"POST",   "/admin/locations",         &AdminApi::AddLocation},
+        {"PUT",    "/admin/locations/*",       &AdminApi::RenameLocation},
+        {"DELETE", "/admin/locations/*",       &AdminApi::DeleteLocation},
+        {"POST",   "/admin/access_persons",    &AdminApi::AddPerson},
+        {"PUT",    "/admin/access_persons/*",  &AdminApi::RenamePerson},
+        {"DELETE", "/admin/access_persons/*",  &AdminApi::DeletePerson},
         {"POST",   "/admin/tokens/revoke",     &AdminApi::RevokeTokens},
         {"POST",   "/admin/faults",            &AdminApi::AddFaults, {}, Json::value_t::array},
         {"GET",    "/admin/faults",            &AdminApi::ListFaults},
@@ -215,15 +217,6 @@ Json AdminApi::EnterPin(Call& call)
     return {{"access_person_id", person->id}, {"lock", AdminLock(lock, false)}};
 }
 
-Json AdminApi::DeleteLock(Call& call)
-{
-    const std::string id = RequireLock(call).id;
-    call.body.Finish();
-    std::erase_if(m_world.accesses, [&](const Access& access) { return access.lockId == id; });
-    std::erase_if(m_world.locks, [&](const Lock& lock) { return lock.id == id; });
-    return {{"deleted", id}};
-}
-
 Json AdminApi::RevokeTokens(Call& call)
 {
     const bool refreshToo = call.body.Boolean("refresh", false);
@@ -237,15 +230,18 @@ Json AdminApi::AddFaults(Call& call)
     std::vector<Fault> faults;
     for (const Json& entry : call.list)
         faults.push_back(FaultList::Read(entry, "faults[" + std::to_string(faults.size()) + "]"));
+    if (m_faults.All().size() + faults.size() > FaultList::kMost)
+        throw Refusal(409, "too_many", "there are too many faults; clear them first");
     for (Fault& fault : faults)
-        m_faults.Add(std::move(fault));
+        m_faults.Add(std::move(fault), call.now);
     return ListFaults(call);
 }
 
 Json AdminApi::ListFaults(Call& call)
 {
     call.body.Finish();
-    return {{"faults", MakeArray(m_faults.All(), FaultList::Write)}};
+    return {{"faults", MakeArray(m_faults.All(),
+                                 [&](const Fault& fault) { return FaultList::Write(fault, call.now); })}};
 }
 
 Json AdminApi::ClearFaults(Call& call)

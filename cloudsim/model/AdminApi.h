@@ -1,6 +1,7 @@
 #pragma once
 
 #include "cloudsim/model/Faults.h"
+#include "cloudsim/model/Forms.h"
 #include "cloudsim/model/Http.h"
 #include "cloudsim/model/Json.h"
 #include "cloudsim/model/OAuth.h"
@@ -23,15 +24,22 @@ inline constexpr std::string_view kSavePath = "/admin/save";
 class AdminApi
 {
 public:
-    // Borrows everything.
-    AdminApi(World& world, OAuthService& oauth, FaultList& faults, const RequestLog& log);
+    // Borrows everything but the random source, which makes ids, serial numbers and programming codes.
+    AdminApi(World& world, OAuthService& oauth, FaultList& faults, const RequestLog& log,
+             RandomSource random);
 
     // Carries out one request. Throws Refusal.
     Response Handle(const Request& request, TimePoint now);
 
 private:
     struct Route;
-    struct Call;
+    struct Call {
+        const std::vector<std::string>& ids;
+        const FormFields query;
+        const Json& list;  // the body of a route that wants an array
+        ObjectReader body; // the body of every other; empty when there is none
+        TimePoint now;
+    };
     using Handler = Json (AdminApi::*)(Call&);
 
     static const std::vector<Route>& Routes();
@@ -39,6 +47,10 @@ private:
     Response Run(const Route& route, const Request& request, const std::vector<std::string>& ids,
                  TimePoint now);
     Lock& RequireLock(const Call& call);
+    template <typename Item>
+    Item& RequireItem(std::vector<Item>& items, const std::string& id, const char* kind);
+    template <typename Item>
+    std::string NewId(std::vector<Item>& items, const char* kind, std::size_t most);
 
     Json ShowWorld(Call& call);
     Json SaveWorld(Call& call);
@@ -48,7 +60,15 @@ private:
     Json SetOnline(Call& call);
     Json Wake(Call& call);
     Json EnterPin(Call& call);
+    Json AddLocation(Call& call);
+    Json RenameLocation(Call& call);
+    Json DeleteLocation(Call& call);
+    Json AddLock(Call& call);
+    Json RenameLock(Call& call);
     Json DeleteLock(Call& call);
+    Json AddPerson(Call& call);
+    Json RenamePerson(Call& call);
+    Json DeletePerson(Call& call);
     Json RevokeTokens(Call& call);
     Json AddFaults(Call& call);
     Json ListFaults(Call& call);
@@ -59,6 +79,7 @@ private:
     OAuthService& m_oauth;
     FaultList& m_faults;
     const RequestLog& m_log;
+    RandomSource m_random;
 };
 
 } // namespace cloudsim

@@ -10,7 +10,7 @@ namespace cloudsim
 
 Cloud::Cloud(World world, Options options, RandomSource random)
     : m_options(std::move(options)), m_world(std::move(world)), m_oauth(m_options, m_world, random),
-      m_rest(m_options, m_world, m_oauth, random), m_admin(m_world, m_oauth, m_faults, m_log)
+      m_rest(m_options, m_world, m_oauth, random), m_admin(m_world, m_oauth, m_faults, m_log, random)
 {
 }
 
@@ -18,6 +18,7 @@ void Cloud::Advance(TimePoint now)
 {
     for (Lock& lock : m_world.locks)
         AdvanceLock(lock, now);
+    m_faults.DropExpired(now);
 }
 
 Response Cloud::Dispatch(const Request& request, TimePoint now)

@@ -57,18 +57,35 @@ Fault FaultList::Read(const Json& json, const std::string& path)
     if (reader.Has("body"))
         fault.body = reader.Text("body");
     fault.remaining = static_cast<int>(reader.Integer("count", 0, 1000000, 1));
+    fault.duration = std::chrono::seconds(reader.Integer("seconds", 0, 86400, 0));
     reader.Finish();
     return fault;
 }
 
-Json FaultList::Write(const Fault& fault)
+void FaultList::Add(Fault fault, TimePoint now)
 {
+    if (fault.duration.count() > 0)
+        fault.endsAt = now + fault.duration;
+    m_faults.push_back(std::move(fault));
+}
+
+void FaultList::DropExpired(TimePoint now)
+{
+    std::erase_if(m_faults, [now](const Fault& fault) { return fault.endsAt && *fault.endsAt <= now; });
+}
+
+Json FaultList::Write(const Fault& fault, TimePoint now)
+{
+    // Rounded up: a fault that has no second left is gone.
+    const auto left =
+        fault.endsAt ? std::chrono::ceil<std::chrono::seconds>(*fault.endsAt - now) : std::chrono::seconds(0);
     return {{"match", {{"method", fault.method ? Json(*fault.method) : Json()}, {"path", fault.pathPrefix}}},
             {"kind", kKindNames[static_cast<std::size_t>(fault.kind)].name},
             {"status", fault.status},
             {"delay_ms", fault.delay.count()},
             {"body", fault.body},
-            {"count", fault.remaining}};
+            {"count", fault.remaining},
+            {"seconds", left.count()}};
 }
 
 std::optional<Fault> FaultList::Take(const Request& request)

@@ -2,7 +2,10 @@
 
 #include "cloudsim/model/Http.h"
 #include "cloudsim/model/Json.h"
+#include "cloudsim/model/Time.h"
 
+#include <chrono>
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
@@ -27,20 +30,27 @@ struct Fault {
     std::string pathPrefix;            // every path when empty
     int status = 503;                  // for Status; for Body too when given
     std::chrono::milliseconds delay{0};
-    std::string body;  // for Body
-    int remaining = 1; // requests that it still hits; 0 for no limit
+    std::string body;                 // for Body
+    int remaining = 1;                // requests that it still hits; 0 for no limit
+    std::chrono::seconds duration{0}; // from when it is set; 0 for no limit
+    std::optional<TimePoint> endsAt;  // when that is over, once it is set
 };
 
 // The faults in the order in which they were set; each request takes the first one that matches.
 class FaultList
 {
 public:
-    // Reads {"match": {"method", "path"}, "kind", "status", "delay_ms", "body", "count"}. Throws FieldError.
-    static Fault Read(const Json& json, const std::string& path);
-    static Json Write(const Fault& fault);
+    static constexpr std::size_t kMost = 1000;
 
-    void Add(Fault fault) { m_faults.push_back(std::move(fault)); }
+    // Reads {"match": {"method", "path"}, "kind", "status", "delay_ms", "body", "count", "seconds"}. Throws
+    // FieldError.
+    static Fault Read(const Json& json, const std::string& path);
+    // The same, with the requests and seconds that are left.
+    static Json Write(const Fault& fault, TimePoint now);
+
+    void Add(Fault fault, TimePoint now);
     void Clear() { m_faults.clear(); }
+    void DropExpired(TimePoint now);
     const std::vector<Fault>& All() const { return m_faults; }
 
     // The fault that hits this request, counted down; nothing when none does.

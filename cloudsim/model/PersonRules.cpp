@@ -6,11 +6,17 @@
 namespace cloudsim
 {
 
+std::string ReadName(ObjectReader& reader)
+{
+    std::string name = reader.Text("name");
+    if (name.empty() || name.size() > 200)
+        throw FieldError("bad_value", reader.Path("name"), "must have 1 to 200 bytes");
+    return name;
+}
+
 PersonFields ReadPersonFields(ObjectReader& reader, bool withEmail)
 {
-    PersonFields fields{reader.Text("name"), {}, {}};
-    if (fields.name.empty() || fields.name.size() > 200)
-        throw FieldError("bad_value", reader.Path("name"), "must have 1 to 200 bytes");
+    PersonFields fields{ReadName(reader), {}, {}};
     if (withEmail)
         fields.email = reader.OptionalText("email");
     if (fields.email && (fields.email->find('@') == std::string::npos || fields.email->size() > 254))

@@ -13,6 +13,9 @@ struct PersonFields {
     std::optional<std::string> email;
 };
 
+// Reads a name. Throws FieldError for one that is empty or longer than 200 bytes.
+std::string ReadName(ObjectReader& reader);
+
 // Reads "name" and "pin" and, when withEmail is set, an optional "email". Throws FieldError for a name that
 // is empty or longer than 200 bytes, a PIN that is not 4 to 16 digits, and an e-mail without an "@".
 PersonFields ReadPersonFields(ObjectReader& reader, bool withEmail);

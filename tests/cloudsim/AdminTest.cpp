@@ -34,6 +34,32 @@ TEST_F(AdminTest, RevokedTokensAndDeletedLocksAreGone)
     EXPECT_TRUE(m_cloud.CurrentWorld().refreshTokens.empty());
 }
 
+TEST_F(AdminTest, HousesLocksAndPersonsComeAreRenamedAndGo)
+{
+    const auto add = [this](const std::string& kind, const std::string& body) {
+        const Json reply = Json::parse(Admin("POST /admin/" + kind, body).body);
+        Expect(Admin("PUT /admin/" + kind + "/" + reply.value("id", ""), R"({"name":"New"})"), "200");
+        return reply.value("id", "");
+    };
+    const std::string house = add("locations", R"({"name":"Cabin"})");
+    const std::string lock = add("locks", R"({"name":"Gate","location_id":")" + house + R"("})");
+    const std::string person = add("access_persons", R"({"name":"Kim","pin":"5678"})");
+    const World& world = m_cloud.CurrentWorld();
+    EXPECT_EQ(world.locations.back().name + world.locks.back().name + world.persons.back().name, "NewNewNew");
+    EXPECT_NO_THROW(LoadWorld(WholeWorld(), m_now));
+    EXPECT_THAT(Get("/devices").body, HasSubstr(lock));
+    Expect(Admin("DELETE /admin/locations/" + house), "409 location_in_use");
+    Expect(Admin("DELETE /admin/access_persons/alex"), "200");
+    EXPECT_TRUE(world.accesses.empty()) << "the rights go with the person";
+    for (const std::string& path : {"locks/" + lock, "locations/" + house, "access_persons/" + person}) {
+        Expect(Admin("DELETE /admin/" + path), "200", path);
+        Expect(Admin("PUT /admin/" + path, R"({"name":"New"})"), "404", path);
+    }
+    for (int i = 1; i < 50; ++i)
+        add("locations", R"({"name":"Cabin"})");
+    Expect(Admin("POST /admin/locations", R"({"name":"Cabin"})"), "409 too_many");
+}
+
 TEST_F(AdminTest, WrongAdminRequestsAreRefusedAndNamed)
 {
     const std::string before = WholeWorld();
@@ -43,6 +69,9 @@ TEST_F(AdminTest, WrongAdminRequestsAreRefusedAndNamed)
         {"POST /admin/locks/front/turn", R"({"state":"open"})", "422 bad_value state"},
         {"POST /admin/locks/front/battery", R"({"level":101})", "422 bad_value level"},
         {"POST /admin/locks/front/battery", R"({"level":18446744073709551615})", "422 bad_value level"},
+        {"PUT /admin/locks/front", R"({"name":""})", "422 bad_value name must have 1 to 200"},
+        {"POST /admin/locks", R"({"name":"Gate","location_id":"x"})", "422 bad_value location_id"},
+        {"POST /admin/access_persons", R"({"name":"Kim","pin":"1234"})", "409 pin_taken"},
         {"POST /admin/locks/front/pin", R"({"pin":"0000"})", "403 pin_refused"},
         {"POST /admin/locks/back/pin", R"({"pin":"1234"})", "403 pin_refused"},
         {"POST /admin/faults", R"([{"kind":"cut"},{"kind":"x"}])", "422 bad_value faults[1].kind"},
@@ -98,6 +127,12 @@ TEST_F(AdminTest, FaultsHitMatchingRequestsInOrderAndRunOut)
     EXPECT_TRUE(Write("PUT /devices/front/unlock").cutAfterBytes);
     EXPECT_TRUE(FirstLock().pending);
     EXPECT_FALSE(Get("/devices").cutAfterBytes);
+    Admin("POST /admin/faults", R"([{"kind":"close","count":0,"seconds":60}])");
+    m_now += 59999ms;
+    EXPECT_TRUE(Get("/devices").closeWithoutReply);
+    EXPECT_THAT(Admin("GET /admin/faults").body, HasSubstr(R"("count":0,"seconds":1}])"));
+    m_now += 1ms;
+    EXPECT_FALSE(Get("/devices").closeWithoutReply);
     Admin("POST /admin/faults", faults);
     EXPECT_EQ(Admin("DELETE /admin/faults").body, R"({"faults":[]})");
 }
