@@ -232,6 +232,7 @@ class Setup:
                 *("--connect-to", f"{self.simulator.ready['oauth_host']}:443:127.0.0.1:{port}"),
                 *("--connect-to", f"{self.simulator.ready['api_host']}:443:127.0.0.1:{port}"),
                 *("--authorize-base", f"https://127.0.0.1:{port}"),
+                *("--simulator", self.admin.base),
                 *END_AND_READY,
                 *("--listen", f"127.0.0.1:{self.host_port}"),
                 *("--log-file", os.path.join(self.state_dir, "host.log")),

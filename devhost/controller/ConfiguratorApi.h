@@ -23,6 +23,7 @@ public:
         std::string signature;
         std::string listen;               ///< "http://127.0.0.1:PORT"
         std::string authorizeBase;        ///< where a browser reaches the cloud's OAuth host; may be empty
+        bool hasSimulator = false;        ///< its routes are served beside these
         DiagnosticLog* log = nullptr;     ///< null: no traces are shown
         Activity* activity = nullptr;     ///< null: nothing is noted or shown
         CloudLocks* cloudLocks = nullptr; ///< null: nothing is known of what the cloud says

@@ -5,6 +5,7 @@
 
 #include "devhost/controller/EventStream.h"
 #include "devhost/controller/Membership.h"
+#include "devhost/controller/SimulatorRelay.h"
 #include "devhost/framework/diagnostics/ExceptionText.h"
 
 #include <boost/asio/awaitable.hpp>
@@ -137,6 +138,8 @@ public:
             for (Connection* connection : m_connections)
                 connection->stream.close();
             m_events.Stop();
+            if (m_simulator)
+                m_simulator->Stop();
         });
         m_thread.join();
     }
@@ -149,6 +152,8 @@ public:
     void OnNewReader(std::function<std::string()> snapshot) { m_snapshot = std::move(snapshot); }
 
     void RequireToken(WantedToken wanted) { m_wanted = std::move(wanted); }
+
+    void RelaySimulator(const std::string& address) { m_simulator.emplace(address); }
 
     void OnSignal(std::function<void()> function)
     {
@@ -234,7 +239,12 @@ private:
                 co_await SendEvents(stream, Header(request, kLastEventId));
                 co_return;
             }
-            const ApiResponse answer = refusal ? *refusal : Reply(request);
+            // Not as one expression: the compiler destroys the operands of ?: around co_await twice.
+            ApiResponse answer;
+            if (refusal)
+                answer = *refusal;
+            else
+                answer = co_await Reply(request);
             // What follows a request that could not be read to its end is no request.
             keep = !refusal && request.keep_alive();
             http::response<http::string_body> response = ToHttp(answer, keep);
@@ -294,24 +304,26 @@ private:
                !Guard(request, parsed->path);
     }
 
-    ApiResponse Reply(const http::request<http::string_body>& request) const
+    asio::awaitable<ApiResponse> Reply(const http::request<http::string_body>& request)
     {
         auto parsed = ParseTarget(std::string_view(request.target().data(), request.target().size()));
         if (!parsed)
-            return ErrorResponse(400, "bad_request", "the address holds a malformed escape");
+            co_return ErrorResponse(400, "bad_request", "the address holds a malformed escape");
         if (auto refusal = Guard(request, parsed->path))
-            return *refusal;
+            co_return *refusal;
         if (parsed->path == kEventsPath && request.method() == http::verb::get)
-            return ErrorResponse(503, "too_many_readers",
-                                 "the event stream has " + std::to_string(EventStream::kMaxReaders) +
-                                     " readers, and takes no more");
+            co_return ErrorResponse(503, "too_many_readers",
+                                    "the event stream has " + std::to_string(EventStream::kMaxReaders) +
+                                        " readers, and takes no more");
         parsed->method = std::string(request.method_string());
         parsed->body = request.body();
         parsed->acceptsGzip = AcceptsGzip(Header(request, http::field::accept_encoding));
+        if (m_simulator && parsed->path.starts_with(SimulatorRelay::kPrefix))
+            co_return co_await m_simulator->Serve(*parsed);
         try {
-            return m_serve(*parsed);
+            co_return m_serve(*parsed);
         } catch (...) {
-            return ErrorResponse(500, "internal", ExceptionText());
+            co_return ErrorResponse(500, "internal", ExceptionText());
         }
     }
 
@@ -364,6 +376,7 @@ private:
     std::uint64_t m_waits = 0;
     std::set<Connection*> m_connections;
     EventStream m_events{m_context};
+    std::optional<SimulatorRelay> m_simulator;
 };
 
 HttpServer::HttpServer(const std::string& address, std::uint16_t port, Handler serve)
@@ -404,6 +417,11 @@ void HttpServer::OnNewReader(std::function<std::string()> snapshot)
 void HttpServer::RequireToken(WantedToken wanted)
 {
     m_impl->RequireToken(std::move(wanted));
+}
+
+void HttpServer::RelaySimulator(const std::string& address)
+{
+    m_impl->RelaySimulator(address);
 }
 
 void HttpServer::OnSignal(std::function<void()> function)

@@ -47,6 +47,10 @@ public:
     /// Lets only requests in that bear the token (see CheckRequest). Before Start.
     void RequireToken(WantedToken wanted);
 
+    /// Serves the routes below SimulatorRelay::kPrefix from the simulator at an address. Before Start.
+    /// @throws std::runtime_error for what is no address of SimulatorRelay's.
+    void RelaySimulator(const std::string& address);
+
     /// Calls a function, on the server's thread, for SIGINT and SIGTERM, and for SIGHUP unless the program
     /// was started with that one ignored (nohup). Before Start: a signal that comes before the thread runs is
     /// kept until then.

@@ -76,6 +76,8 @@ Program::Program(const Settings& wanted)
                                                 }
                                             });
     m_server->RequireToken(m_token.Wanted());
+    if (!m_settings.simulator.empty())
+        m_server->RelaySimulator(m_settings.simulator);
     // Before anything is loaded: a signal during the start ends the host like any other, with a save.
     m_server->OnSignal([this] { m_loop.RequestExit(); });
     m_server->OnNewReader([this] { return m_loop.Call([this] { return Text(m_api->Snapshot()); }); });
@@ -125,6 +127,7 @@ void Program::StartSystem()
     api.signature = PluginLibrary::SignatureText();
     api.listen = m_address;
     api.authorizeBase = m_settings.authorizeBase;
+    api.hasSimulator = !m_settings.simulator.empty();
     api.log = &m_log;
     api.activity = &m_activity;
     api.persons = &m_persons;

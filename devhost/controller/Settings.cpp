@@ -59,6 +59,8 @@ std::variant<Settings, int> ParseCommandLine(int argumentCount, const char* cons
         ->capture_default_str();
     app.add_option("--authorize-base", result.authorizeBase,
                    "http(s)://HOST[:PORT] under which a browser reaches the cloud's authorize page");
+    app.add_option("--simulator", result.simulator,
+                   "http://127.0.0.1:PORT, the admin address of a cloud simulator that the page shall show");
     app.add_option(
         "--web-dir", result.webDir,
         "Folder of the configurator's page; otherwise share/configurator beside the program's bin");

@@ -20,6 +20,7 @@ struct Settings {
     std::uint16_t listenPort = 0;
     std::optional<std::filesystem::path> webDir; ///< nothing: where the build puts it
     std::string authorizeBase; ///< "https://127.0.0.1:8443", without a path; empty: as the driver says
+    std::string simulator;     ///< "http://127.0.0.1:8444", its admin address; empty: there is none
     std::optional<bool> trace; ///< nothing: as saved
     std::string logFile;
     unsigned logSizeMb = 10; ///< at which a log file is put aside; 1 to 1000

@@ -51,6 +51,7 @@ json ConfiguratorApi::Status()
             {"trace", m_system.Traces().Default()},
             {"idle_calls", m_system.IdleCallsOn()},
             {"restarts", m_system.Restarts()},
+            {"simulator", m_options.hasSimulator},
             {"save", SaveJson(m_system.Saving())}};
 }
 

@@ -199,6 +199,39 @@ class Access(EndToEnd):
         self.assertEqual((left["wanted"], left["person"]["sync"], left["locks"]), (False, "not_sent", []))
 
 
+class Simulator(EndToEnd):
+    def test_relay_takes_only_what_is_meant_and_says_when_nobody_answers(self):
+        self.setup.start_host()
+        self.assertTrue(self.api.get("/status")["simulator"])
+        house = self.api.post("/simulator/locations", {"name": "Cabin"})["id"]
+        self.api.put(f"/simulator/locations/{house}", {"name": "Hut"})
+        lock = self.api.post("/simulator/locks", {"name": "Gate", "location_id": house})["id"]
+        low = self.api.post(f"/simulator/locks/{lock}/battery", {"level": 7})
+        self.assertEqual(low["physical"]["power_level"], 7)
+        fault = {"kind": "status", "match": {"path": "/devices"}, "seconds": 60, "count": 0}
+        self.assertEqual(self.api.post("/simulator/faults", [fault])["faults"][0]["seconds"], 60)
+        self.assertIn("Hut", str(self.setup.admin.get("/admin/world")))
+        self.api.get("/simulator/requests")
+        self.api.get("/simulator/world?secrets=1")  # held against a description without secrets
+        for method, path, body, status in (("POST", "/save", {}, 404), ("PATCH", "/faults", {}, 405),
+                                           ("DELETE", f"/locations/{house}", None, 409),
+                                           ("POST", f"/locks/{lock}/battery", {"level": 101}, 422)):
+            with self.assertRaises(Refused) as refused:
+                self.api.call(method, "/simulator" + path, body)
+            self.assertEqual(refused.exception.status, status, path)
+        self.setup.simulator.process.send_signal(signal.SIGSTOP)
+        late = threading.Thread(target=lambda: self.assertRaises(Refused, self.api.get, "/simulator/world"))
+        late.start()
+        self.api.get("/status")
+        self.assertTrue(late.is_alive(), "others are served while the simulator is waited for")
+        late.join()
+        self.setup.simulator.process.send_signal(signal.SIGCONT)
+        self.setup.simulator.stop()
+        with self.assertRaises(Refused) as refused:
+            self.api.get("/simulator/world")
+        self.assertIn("start it again", str(refused.exception))
+
+
 class Events(EndToEnd):
     def follow(self, last_id=""):
         """The events from now on, or behind one, as they come: id, type and data of each."""
@@ -276,6 +309,7 @@ class Ending(unittest.TestCase):
                 (b"another program has this port", ("--listen", f"127.0.0.1:{taken.getsockname()[1]}"), {}),
                 (b"--ca-file nowhere.pem: No such file", ("--ca-file", "nowhere.pem"), {}),
                 (b"--connect-to", ("--connect-to", "a:b"), {}),
+                (b"--simulator http://example.com:80", ("--simulator", "http://example.com:80"), {}),
                 (b"x cannot be used: Not a directory", (), {"state_dir": ARGS.driver + "/x"}),
                 (b"DllMain", (), {"driver": glob.glob("/lib/*/libm.so.6")[0]}),
             ]
