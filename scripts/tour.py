@@ -396,6 +396,7 @@ def stay_up(setup, screen):
     host = setup.host.ready["api"]
     screen.seen(f"configurator       {host}/")
     screen.seen("    open it          lock and unlock, give somebody a PIN, see how the account is")
+    screen.seen("    view Simulator   break something, and see what the controller makes of it")
     screen.seen(f"cloud simulator    https://127.0.0.1:{setup.simulator.ready['https_port']}")
     screen.seen(f"    its admin      {setup.admin.base}/admin/world")
     screen.seen(f"    its CA         {short_path(setup.ca_file)}")

@@ -24,6 +24,10 @@ export type Activity = Schemas["Activity"];
 export type Counters = Schemas["Counters"];
 export type LogEntry = Schemas["LogEntry"];
 export type Traces = Schemas["Traces"];
+export type SimulatorWorld = Schemas["SimulatorWorld"];
+export type SimulatorLock = Schemas["SimulatorLock"];
+export type SimulatorFault = Schemas["SimulatorFault"];
+export type SimulatorRequests = Schemas["SimulatorRequests"];
 export type TraceSwitches = Schemas["TraceSwitches"];
 
 /** A request that the host refused: its code for programs, and as the message what it says to people. */

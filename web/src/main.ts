@@ -11,7 +11,11 @@ import "./trace.ts";
 import "./users.ts";
 import { say, View } from "./view.ts";
 
-const VIEWS: Record<string, { name: string; view: () => TemplateResult }> = {
+interface Entry {
+    name: string;
+    view: () => TemplateResult;
+}
+const VIEWS: Record<string, Entry> = {
     "#/locks": { name: "Locks", view: () => html`<locks-view></locks-view>` },
     "#/users": { name: "Users", view: () => html`<users-view></users-view>` },
     "#/accounts": { name: "Accounts", view: () => html`<accounts-view></accounts-view>` },
@@ -19,6 +23,19 @@ const VIEWS: Record<string, { name: string; view: () => TemplateResult }> = {
     "#/trace": { name: "Trace", view: () => html`<trace-view></trace-view>` },
     "#/host": { name: "Host", view: () => html`<host-view></host-view>` },
 };
+const SIMULATOR: Record<string, Entry> = {
+    // Loaded when it is looked at first: a controller at work has no simulator.
+    "#/simulator": {
+        name: "Simulator", view: () => {
+            import("./simulator.ts").catch(() => say("The view could not be loaded. Load the page again.", "bad"));
+            return html`<simulator-view></simulator-view>`;
+        },
+    },
+};
+
+function views(): Record<string, Entry> {
+    return store.state.status?.simulator ? { ...VIEWS, ...SIMULATOR } : VIEWS;
+}
 
 @customElement("configurator-app")
 export class ConfiguratorApp extends View {
@@ -37,7 +54,7 @@ export class ConfiguratorApp extends View {
 
     protected override willUpdate(): void {
         const { loaded, locks } = store.state;
-        if (!loaded || this.address in VIEWS) return;
+        if (!loaded || this.address in views()) return;
         // Who has no locks yet has an account to set up. Decided once, so that nobody is moved away later.
         this.address = locks.length ? "#/locks" : "#/accounts";
         history.replaceState(null, "", this.address);
@@ -45,16 +62,17 @@ export class ConfiguratorApp extends View {
 
     protected override render(): TemplateResult {
         const { loaded } = store.state;
-        const address = this.address in VIEWS ? this.address : "#/locks";
-        document.title = `${VIEWS[address]?.name ?? ""} – Configurator`;
+        const entries = views();
+        const address = this.address in entries ? this.address : "#/locks";
+        document.title = `${entries[address]?.name ?? ""} – Configurator`;
         return html`
-            <header><nav aria-label="Views"><ul>${Object.entries(VIEWS).map(([link, { name }]) => html`
+            <header><nav aria-label="Views"><ul>${Object.entries(entries).map(([link, { name }]) => html`
                 <li><a href=${link} aria-current=${link === address ? "page" : nothing}>${name}</a></li>`)}</ul></nav></header>
             <div role="status" class="stale">${store.denied ? html`<p class="message warn">This host wants its token, and this page does not have
                 the one of the host's present start. Open the address that the host printed when it started; it ends in <code>#token=…</code>.</p>`
                 : loaded && !store.live ? html`<p class="message warn">The host does not answer; trying again.
                 What is shown is the last that was heard.</p>` : nothing}</div>
-            <main>${loaded ? VIEWS[address]?.view() : store.denied ? nothing : html`<p class="hint" aria-busy="true">${store.live ? "Loading…" : "Waiting for the host…"}</p>`}</main>
+            <main>${loaded ? entries[address]?.view() : store.denied ? nothing : html`<p class="hint" aria-busy="true">${store.live ? "Loading…" : "Waiting for the host…"}</p>`}</main>
             <div id="messages" aria-live="polite"></div>`;
     }
 }

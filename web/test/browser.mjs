@@ -41,7 +41,7 @@ function startHost(simulator, port = 0, ...options) {
     const cloud = (host) => ["--connect-to", `${host}:443:127.0.0.1:${simulator.https_port}`];
     return start("vestara-devhost", "--driver", driver, "--state-dir", join(folder, "host"), "--ca-file", simulator.ca_file,
         ...cloud(simulator.oauth_host), ...cloud(simulator.api_host), "--authorize-base", `https://127.0.0.1:${simulator.https_port}`,
-        "--listen", `127.0.0.1:${port}`, ...options);
+        "--simulator", `http://127.0.0.1:${simulator.admin_port}`, "--listen", `127.0.0.1:${port}`, ...options);
 }
 
 /** What is shown, in both colours and widths: no barrier, a picture of each. */
@@ -62,7 +62,7 @@ async function lookAt(page, name) {
 }
 
 async function lookAround(page) {
-    for (const view of ["Accounts", "Locks", "Users", "Activity", "Trace", "Host"]) {
+    for (const view of ["Accounts", "Locks", "Users", "Activity", "Trace", "Host", "Simulator"]) {
         await page.getByRole("link", { name: view, exact: true }).click();
         await page.getByRole("heading", { name: view, level: 1 }).waitFor();
         await lookAt(page, view.toLowerCase());
@@ -76,6 +76,47 @@ async function lookAround(page) {
         await page.screenshot({ path: join(pictures, `readme-${view.toLowerCase()}.png`) });
     }
     await page.setViewportSize({ width: 1280, height: 860 });
+}
+
+/** Authorises the one account: in the tab that its button opens, on the cloud's page. */
+async function signIn(page) {
+    const opened = page.context().waitForEvent("page");
+    await page.getByRole("button", { name: "Authorise" }).click();
+    const tab = await opened;
+    await tab.getByRole("button", { name: /allow/i }).click();
+    await tab.getByRole("link", { name: "Back to the configurator" }).waitFor();
+    await tab.close();
+}
+
+/** What is done at the simulator shows on the controller, and an account whose tokens were revoked recovers. */
+async function playWithTheCloud(page, card) {
+    const go = async (view) => {
+        await page.getByRole("link", { name: view, exact: true }).click();
+        await page.getByRole("heading", { name: view, level: 1 }).waitFor();
+    };
+    const press = (name) => page.getByRole("button", { name, exact: true }).click();
+    await go("Simulator");
+    await press("Battery low");
+    await page.getByText("Battery low, Front Door: done.").waitFor();
+    await press("Lock offline");
+    await page.getByText("Lock offline, Front Door: done.").waitFor();
+    await card("Boat House").getByLabel("Keypad PIN").fill("0000");
+    await card("Boat House").getByRole("button", { name: "Enter" }).click();
+    await page.getByText("The PIN is not one of a person with access to this lock.").waitFor();
+    await go("Locks");
+    await card("Front Door").getByText("9 %").waitFor();
+    await card("Front Door").getByText("Offline").waitFor();
+
+    await go("Simulator");
+    await press("Tokens revoked");
+    await go("Accounts");
+    await page.getByText("Sign-in needed").waitFor({ timeout: 60_000 });
+    await signIn(page);
+    await page.getByText("Well", { exact: true }).waitFor({ timeout: 60_000 });
+    await go("Simulator");
+    await press("All well again");
+    await go("Locks");
+    await card("Front Door").getByText("100 %").waitFor();
 }
 
 async function firstHour(browser) {
@@ -97,12 +138,7 @@ async function firstHour(browser) {
 
     // Sign in on the cloud's page, in the tab that the button opens; then a house.
     await page.getByRole("button", { name: "Add an account" }).click();
-    const opened = context.waitForEvent("page");
-    await page.getByRole("button", { name: "Authorise" }).click();
-    const tab = await opened;
-    await tab.getByRole("button", { name: /allow/i }).click();
-    await tab.getByRole("link", { name: "Back to the configurator" }).waitFor();
-    await tab.close();
+    await signIn(page);
     const house = page.getByLabel("House", { exact: true });
     await house.getByRole("option", { name: "Lake House" }).waitFor({ state: "attached" });
     await house.selectOption("Lake House");
@@ -167,6 +203,8 @@ async function firstHour(browser) {
     await go("Activity"); // is kept
     await page.getByText("The host was started").first().waitFor();
     await page.getByText("Front Door is unlocked, by Ann Example").waitFor();
+
+    await playWithTheCloud(page, card);
 
     // Reset says what goes before it goes.
     await go("Accounts");
