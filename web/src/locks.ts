@@ -5,7 +5,7 @@ import { customElement, state } from "lit/decorators.js";
 import { ask, Refusal, type Lock, type StatusPage } from "./api.ts";
 import { store } from "./store.ts";
 import { attempt, badge, Clock, failed, say, View } from "./view.ts";
-import { ago, commandWords, heartbeatWords, lastUser, lockWords, onlineWords, percent, statusAnswer, statusRows, type StatusRow } from "./words.ts";
+import { ago, commandWords, heartbeatWords, lastUser, lockWords, offlineWords, percent, statusAnswer, statusRows, type StatusRow } from "./words.ts";
 
 const SECRET_LABEL = "Programming Code";
 
@@ -43,14 +43,14 @@ export class LocksView extends View {
         const open = this.opened === lock.id;
         const charted = this.charted === lock.id;
         const now = Date.now();
-        const offline = onlineWords(lock, now);
+        const offline = offlineWords(lock, now);
         const last = commandWords(lock, now);
         const { threshold, low } = lock.low_battery;
         return html`
             <section class="card" aria-labelledby="lock-${lock.id}">
                 <div class="row"><h2 id="lock-${lock.id}">${lock.name}</h2><span class="end">${badge(text, tone)}</span></div>
-                ${lock.error ? html`<p class="message bad" role="alert">${lock.error}</p>` : nothing}
-                ${offline ? html`<p class="message ${offline.tone}">${offline.text}</p>` : nothing}
+                ${lock.error && !(offline && lock.error === "Offline") ? html`<p class="message bad" role="alert">${lock.error}</p>` : nothing}
+                ${offline ? html`<p class="message bad" role="alert">${offline}</p>` : nothing}
                 <div class="wait">${lock.working ? html`
                     <label for="wait-${lock.id}">Waits for the lock's next heartbeat${lock.progress_time ? `, ${lock.progress_time} s`
                         : ", which is late. Four minutes after it was due the state becomes unknown"}</label>

@@ -77,14 +77,11 @@ export function traffic(counters: Counters): string {
     return `${counters.sends} requests, ${counters.receives} replies, ${Math.ceil((counters.bytes_sent + counters.bytes_received) / 1024)} KiB`;
 }
 
-/** Whether the cloud hears from a lock, and since when not. */
-export function onlineWords(lock: Lock, now: number): { text: string; tone: Tone } | undefined {
-    if (lock.online !== false) return undefined;
-    return {
-        tone: "bad",
-        text: lock.last_seen ? `Offline: the cloud has not heard from it for ${lasted(lock.last_seen, now)}. Check its WiFi and its battery.`
-            : "Offline: the cloud has never heard from it. Check its WiFi and its battery.",
-    };
+/** Why a lock is offline; empty when it is not. */
+export function offlineWords(lock: Lock, now: number): string {
+    if (lock.online !== false) return "";
+    return lock.last_seen ? `Offline: the cloud has not heard from it for ${lasted(lock.last_seen, now)}. Check its WiFi and its battery.`
+        : "Offline: the cloud has never heard from it. Check its WiFi and its battery.";
 }
 
 /** When a lock woke last, and when it will next. */
