@@ -110,7 +110,7 @@ async function playWithTheCloud(page, card) {
     await go("Simulator");
     await press("Tokens revoked");
     await go("Accounts");
-    await page.getByText("Sign-in needed").waitFor({ timeout: 60_000 });
+    await page.getByText("Sign-in needed", { exact: true }).waitFor({ timeout: 60_000 });
     await signIn(page);
     await page.getByText("Well", { exact: true }).waitFor({ timeout: 60_000 });
     await go("Simulator");
