@@ -189,7 +189,8 @@ class Access(EndToEnd):
 
         # A deletion that the cloud refuses ends the step, and the user is back with what it had.
         self.setup.admin.post("/admin/faults", [
-            {"kind": "status", "status": 503, "match": {"path": "/access_persons/", "method": "DELETE"}, "count": 1}])
+            {"kind": "status", "status": 503, "match": {"path": "/access_persons/", "method": "DELETE"},
+             "count": 1}])
         self.api.post("/users/2/access", {"locks": [locks["Front Door"]]})
         self.assertEqual(self.wait_for_guide("done", "failed")["phase"], "failed")
         self.assertEqual(self.api.get("/users/2?secrets=1")["pin"], "46190357")
@@ -263,9 +264,11 @@ class Events(EndToEnd):
         self.api.put("/users/2", {"name": "Ann", "email": "", "pin": "4711"})
         self.api.put(f"/locks/{self.api.get('/locks')['locks'][0]['id']}/users/3", {"enabled": True})
         self.api.post("/users/2/access", {"locks": []})
-        wait_for("the end of that", lambda: self.api.get("/access")["guide"]["phase"] in ("done", "failed"), 60)
+        wait_for("the end of that",
+                 lambda: self.api.get("/access")["guide"]["phase"] in ("done", "failed"), 60)
         wait_for("an event of every type",
                  lambda: {kind for _, kind, _ in events} == description.event_types, 60)
+
         def is_gone(*kinds):
             return {kind for _, kind, data in events if "gone" in data} == set(kinds)
 
