@@ -101,7 +101,10 @@ export function commandWords(lock: Lock, now: number): { text: string; tone: Ton
     const when = ago(last.time, now);
     switch (last.outcome) {
         case "sent": return { text: `${name}, ${when}: waits to be sent to the cloud.`, tone: "plain" };
-        case "accepted": return { text: `${name}, ${when}: taken by the cloud.`, tone: "plain" };
+        case "accepted": {
+            const done = !lock.working && lock.state === `${last.command}ed`;
+            return { text: `${name}, ${when}: ${done ? "done." : "taken by the cloud."}`, tone: "plain" };
+        }
         case "refused": return { text: `${name}, ${when}: the cloud refused it: ${last.text}. It is not tried again.`, tone: "bad" };
         case "lost": return { text: `${name}, ${when}: no reply came (${last.text}). It may have been done; it is not tried again.`, tone: "bad" };
     }
