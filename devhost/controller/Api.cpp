@@ -7,6 +7,7 @@
 #include <boost/url/url.hpp>
 
 #include <charconv>
+#include <utility>
 
 namespace devhost
 {
@@ -118,6 +119,16 @@ std::optional<ApiRequest> ParseTarget(std::string_view target)
 std::string Text(const nlohmann::json& value)
 {
     return value.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+}
+
+std::optional<int> ToInt(const nlohmann::json& value)
+{
+    if (value.is_number_unsigned() && std::in_range<int>(value.get<std::uint64_t>()))
+        return value.get<int>();
+    if (!value.is_number_unsigned() && value.is_number_integer() &&
+        std::in_range<int>(value.get<std::int64_t>()))
+        return value.get<int>();
+    return std::nullopt;
 }
 
 ApiResponse ErrorResponse(int status, const std::string& code, const std::string& message)

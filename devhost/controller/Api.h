@@ -68,6 +68,10 @@ ApiResponse MethodNotAllowed(const std::string& path, const std::string& allow);
 /// Text of a JSON value; bytes that are no UTF-8 come out as replacement characters.
 std::string Text(const nlohmann::json& value);
 
+/// An integer of a request's body; nothing for what is none, and for one that an int cannot hold, which a
+/// plain conversion would cut.
+std::optional<int> ToInt(const nlohmann::json& value);
+
 /// Takes a request target apart. @return nothing when an escape in the query is malformed.
 std::optional<ApiRequest> ParseTarget(std::string_view target);
 

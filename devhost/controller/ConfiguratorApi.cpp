@@ -5,6 +5,7 @@
 
 #include "devhost/controller/HttpServer.h"
 #include "devhost/controller/RequestGuard.h"
+#include "devhost/controller/StatusPage.h"
 
 #include <algorithm>
 #include <utility>
@@ -44,37 +45,6 @@ bool FlagMember(const json& body, const char* name)
     if (found == body.end() || !found->is_boolean())
         throw ApiError(400, "bad_body", std::string("\"") + name + "\" must be true or false");
     return found->get<bool>();
-}
-
-// Nothing for what is no integer, and for one that an int cannot hold, which a plain conversion would cut.
-std::optional<int> ToInt(const json& value)
-{
-    if (value.is_number_unsigned() && std::in_range<int>(value.get<std::uint64_t>()))
-        return value.get<int>();
-    if (!value.is_number_unsigned() && value.is_number_integer() &&
-        std::in_range<int>(value.get<std::int64_t>()))
-        return value.get<int>();
-    return std::nullopt;
-}
-
-// Puts what came back for a row of a lock's page into the message to its driver.
-void PutRowValue(CQXMSG& message, const LockPage::Row& row, const json& item)
-{
-    const char* kind = row.entries ? "int" : "string";
-    const bool shape = item.is_object() && item.size() == 1 && item.contains(kind);
-    if (shape && !row.entries && item[kind].is_string())
-        return message.PutString(item[kind].get<std::string>().c_str());
-    const auto entry = shape && row.entries ? ToInt(item[kind]) : std::nullopt;
-    if (!entry)
-        throw ApiError(
-            400, "bad_body",
-            "\"" + row.label + "\" takes " +
-                (row.entries ? "the number of an entry: {\"int\":0}" : "a text: {\"string\":\"\"}"));
-    if (*entry < 0 || *entry >= *row.entries)
-        throw ApiError(400, "bad_page",
-                       "\"" + row.label + "\" has no entry " + std::to_string(*entry) + ", but 0 to " +
-                           std::to_string(*row.entries - 1));
-    message.PutInt(*entry);
 }
 
 } // namespace
@@ -278,12 +248,9 @@ void ConfiguratorApi::AddLockRoutes()
                  [this](const ApiCall& call) { return ShowHistory(call); });
     AddChange("POST", "/api/v1/locks/{id}/commands", {"command", "user"},
               [this](const ApiCall& call) { return RunCommand(call); });
-    m_router.Add("GET", "/api/v1/locks/{id}/status-page", [this](const ApiCall& call) {
-        CQXMSG message;
-        Lock(call).GetExtendedConfig(&message);
-        return json{{"items", MessageJson(message, call.Secrets())}};
-    });
-    AddChange("PUT", "/api/v1/locks/{id}/status-page", {"items"},
+    m_router.Add("GET", "/api/v1/locks/{id}/status-page",
+                 [this](const ApiCall& call) { return ShowStatusPage(call); });
+    AddChange("PUT", "/api/v1/locks/{id}/status-page", {"items", "fields"},
               [this](const ApiCall& call) { return StoreStatusPage(call); });
     AddChange("PUT", "/api/v1/locks/{id}/users/{user}", {"enabled"},
               [this](const ApiCall& call) { return EnableUser(call); });
@@ -325,6 +292,17 @@ json ConfiguratorApi::RunCommand(const ApiCall& call)
     return ShowLock(target);
 }
 
+json ConfiguratorApi::ShowStatusPage(const ApiCall& call)
+{
+    CDoorLock& target = Lock(call);
+    CQXMSG message;
+    target.GetExtendedConfig(&message);
+    json fields = StatusFieldsJson(message, call.Secrets());
+    if (call.Secrets())
+        NoteLock(target, "lock", 0, ": the programming code was shown");
+    return {{"items", MessageJson(message, call.Secrets())}, {"fields", std::move(fields)}};
+}
+
 json ConfiguratorApi::StoreStatusPage(const ApiCall& call)
 {
     CDoorLock& target = Lock(call);
@@ -335,16 +313,9 @@ json ConfiguratorApi::StoreStatusPage(const ApiCall& call)
     const auto page = LockPage::Read(current);
     if (!page)
         throw ApiError(502, "bad_page", "the driver's page cannot be read");
-    const auto items = call.body.find("items");
-    // A driver reads without looking, so nothing may be missing, of another kind or outside a list.
-    if (items == call.body.end() || !items->is_array() || items->size() != page->rows.size())
-        throw ApiError(400, "bad_body",
-                       "\"items\" must be one value for each of the page's " +
-                           std::to_string(page->rows.size()) + " rows");
-    CQXMSG message;
-    for (std::size_t i = 0; i < items->size(); ++i)
-        PutRowValue(message, page->rows[i], (*items)[i]);
+    CQXMSG message = StatusAnswer(*page, call.body);
     target.SetExtendedConfig(&message);
+    m_system.NotifyWrite(); // a driver may leave its record for the next save
     m_system.MarkLockChanged(target.ID());
     NoteLock(target, "lock", 0, ": settings were stored");
     return Done();

@@ -85,6 +85,7 @@ private:
     nlohmann::json ShowExtendedPage(const ApiCall& call);
     nlohmann::json StoreExtendedPage(const ApiCall& call);
     nlohmann::json RunCommand(const ApiCall& call);
+    nlohmann::json ShowStatusPage(const ApiCall& call);
     nlohmann::json StoreStatusPage(const ApiCall& call);
     nlohmann::json StoreUser(const ApiCall& call);
     nlohmann::json DeleteUser(const ApiCall& call);

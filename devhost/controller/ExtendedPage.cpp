@@ -2,6 +2,8 @@
 
 #include "devhost/controller/ExtendedPage.h"
 
+#include <algorithm>
+
 namespace devhost
 {
 
@@ -70,22 +72,25 @@ std::optional<LockPage> LockPage::Read(const CQXMSG& message)
         int entries = 0;
         if (!items.Take(&next.label))
             return std::nullopt;
-        if (!items.Take(&value)) {
+        if (!items.Take(&next.text)) {
             if (!items.Take(&selected) || !items.Take(&entries))
                 return std::nullopt;
             for (int i = 0; i < entries; ++i) {
                 if (!items.Take(&value))
                     return std::nullopt;
-                if (i == selected)
-                    next.value = value;
+                next.entries.push_back(value);
             }
-            next.entries = entries;
-        } else {
-            next.value = value;
+            next.selected = selected;
         }
         page.rows.push_back(std::move(next));
     }
     return page;
+}
+
+const LockPage::Row* LockPage::Find(std::string_view label) const
+{
+    const auto found = std::ranges::find(rows, label, &Row::label);
+    return found == rows.end() ? nullptr : &*found;
 }
 
 } // namespace devhost

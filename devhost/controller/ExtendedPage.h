@@ -5,6 +5,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace devhost
@@ -34,10 +35,14 @@ struct ExtendedPage {
 struct LockPage {
     struct Row {
         std::string label;
-        std::optional<int> entries; ///< to choose from; nothing for a text
-        std::string value = {};     ///< the text, or the name of the selected entry; empty when there is none
+        std::string text;            ///< of a row that only shows one
+        std::optional<int> selected; ///< nothing for a text; may be no entry
+        std::vector<std::string> entries = {};
     };
     std::vector<Row> rows;
+
+    /// The row of this label; null when there is none.
+    const Row* Find(std::string_view label) const;
 
     /// Nothing when the message is no such page.
     static std::optional<LockPage> Read(const CQXMSG& message);

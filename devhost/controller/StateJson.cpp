@@ -2,11 +2,12 @@
 
 #include "devhost/controller/StateJson.h"
 
+#include "devhost/controller/StatusPage.h"
+
 #include <boost/crc.hpp>
 #include <spdlog/fmt/chrono.h>
 
 #include <algorithm>
-#include <charconv>
 #include <chrono>
 #include <type_traits>
 
@@ -80,22 +81,13 @@ json OrNull(const std::string& text)
     return text.empty() ? json(nullptr) : json(text);
 }
 
-// The lock's driver keeps the threshold to itself, but shows it on its page, as "30%".
+// The lock's driver keeps the threshold to itself, but shows it on its page.
 std::optional<int> BatteryThreshold(CDoorLock& lock)
 {
     CQXMSG message;
     lock.GetExtendedConfig(&message);
     const auto page = message.Items().empty() ? std::nullopt : LockPage::Read(message);
-    if (!page)
-        return std::nullopt;
-    for (const LockPage::Row& row : page->rows) {
-        int percent = 0;
-        const char* end = row.value.data() + row.value.size();
-        if (row.label == "Low Battery Warning" && row.entries &&
-            std::from_chars(row.value.data(), end, percent).ec == std::errc())
-            return percent;
-    }
-    return std::nullopt;
+    return page ? WarningPercent(*page) : std::nullopt;
 }
 
 json LowBatteryJson(CDoorLock& lock)
@@ -290,23 +282,6 @@ json SaveJson(const SaveState& state)
             {"error", state.lastError},
             {"damaged", state.damaged},
             {"kept_aside", state.keptAside}};
-}
-
-json MessageJson(const CQXMSG& message, bool showSecrets)
-{
-    json items = json::array();
-    bool secret = false;
-    for (const auto& item : message.Items()) {
-        if (const int* number = std::get_if<int>(&item)) {
-            items.push_back({{"int", *number}});
-            continue;
-        }
-        const std::string value = ToText(std::get<CQXString>(item));
-        items.push_back(
-            {{"string", secret && !showSecrets && !value.empty() ? std::string(kHiddenSecret) : value}});
-        secret = value == "Programming Code";
-    }
-    return items;
 }
 
 } // namespace devhost

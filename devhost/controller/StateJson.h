@@ -38,8 +38,4 @@ nlohmann::json SaveJson(const SaveState& state);
 /// The time in UTC with milliseconds, as RFC 3339 writes it.
 std::string TimeText(std::chrono::system_clock::time_point time);
 
-/// The typed items of a lock's page, [{"string":"..."},{"int":0}, ...].
-/// @param showSecrets false: the text after "Programming Code" is hidden.
-nlohmann::json MessageJson(const CQXMSG& message, bool showSecrets);
-
 } // namespace devhost

@@ -133,7 +133,7 @@ public:
         message->PutInt(0x804);
         for (const char* text : {"Programming Code", "778899", "WiFi", "", "Serial", ""})
             message->PutString(text);
-        for (const char* chooser : {"User Codes", "Warning"}) {
+        for (const char* chooser : {"User Codes", "Low Battery Warning"}) {
             message->PutString(chooser);
             message->PutInt(0);
             message->PutInt(2);
@@ -141,7 +141,13 @@ public:
             message->PutString("No");
         }
     }
-    void SetExtendedConfig(CQXMSG*) override { commands.emplace_back("page"); }
+    void SetExtendedConfig(CQXMSG* message) override
+    {
+        for (int i = 0; i < 3; ++i)
+            message->GetString();
+        const int codes = message->GetInt();
+        commands.push_back("page " + std::to_string(codes) + std::to_string(message->GetInt()));
+    }
     using CDoorLock::LockState;
 
     std::function<void()> onIdle = [] {};

@@ -2,12 +2,10 @@
 
 import { html, nothing, type TemplateResult } from "lit";
 import { customElement, state } from "lit/decorators.js";
-import { ask, Refusal, type Lock, type StatusPage } from "./api.ts";
+import { ask, Refusal, type Lock, type StatusFields, type StatusPage } from "./api.ts";
 import { store } from "./store.ts";
 import { attempt, badge, Clock, failed, say, View } from "./view.ts";
-import { ago, commandWords, heartbeatWords, lastUser, lockWords, offlineWords, percent, statusAnswer, statusRows, type StatusRow } from "./words.ts";
-
-const SECRET_LABEL = "Programming Code";
+import { ago, commandWords, heartbeatWords, lastUser, lockWords, offlineWords, percent } from "./words.ts";
 
 @customElement("locks-view")
 export class LocksView extends View {
@@ -98,7 +96,9 @@ export class LocksView extends View {
 export class LockSettings extends View {
     static override properties = { lock: { attribute: false } };
     declare lock: Lock;
-    @state() private rows: StatusRow[] | undefined;
+    /** As they are stored, or null when there are none; changes are kept beside until they are stored, too. */
+    @state() private fields: StatusFields | null | undefined;
+    private changes: { user_codes_enabled?: boolean; low_battery_warning?: { selected: number } } = {};
     @state() private revealed = false;
     @state() private fault = "";
 
@@ -109,8 +109,8 @@ export class LockSettings extends View {
 
     private async load(secrets: boolean): Promise<void> {
         try {
-            this.rows = statusRows(await ask<StatusPage>("GET", `/locks/${this.lock.id}/status-page${secrets ? "?secrets=1" : ""}`));
-            this.fault = this.rows ? "" : "The page that the lock's driver made is not understood.";
+            this.fields = (await ask<StatusPage>("GET", `/locks/${this.lock.id}/status-page${secrets ? "?secrets=1" : ""}`)).fields;
+            this.fault = "";
             this.revealed = secrets;
         } catch (error) {
             if (!(error instanceof Refusal)) throw error;
@@ -120,33 +120,45 @@ export class LockSettings extends View {
 
     protected override render(): TemplateResult {
         if (this.fault) return failed(this.fault, () => this.load(false));
-        if (!this.rows) return html`<p class="hint" aria-busy="true">The driver builds the page…</p>`;
-        if (this.rows.length === 0) return html`<p class="hint">This lock has no settings.</p>`;
+        const { fields } = this;
+        if (fields === undefined) return html`<p class="hint" aria-busy="true">The driver builds the page…</p>`;
+        if (fields === null) return html`<p class="hint">This lock has no settings.</p>`;
+        const { user_codes_enabled: codes, low_battery_warning: warning } = fields;
         return html`
             <form @submit=${(event: Event) => { event.preventDefault(); void this.store(); }}>
-                <div class="fields">${this.rows.map((row) => this.row(row))}</div>
+                <div class="fields">
+                    ${this.text("Serial number", fields.serial_number)}
+                    ${this.text("Programming code", fields.programming_code, true)}
+                    ${codes === null ? nothing : this.chooser("User codes", ["Yes", "No"], codes ? 0 : 1,
+                        (index) => { this.changes.user_codes_enabled = index === 0; })}
+                    ${warning === null ? nothing : this.chooser("Low battery warning", warning.entries, warning.selected,
+                        (selected) => { this.changes.low_battery_warning = { selected }; })}
+                </div>
                 <div class="row end"><button class="primary">Store</button></div>
             </form>`;
     }
 
-    private row(row: StatusRow): TemplateResult {
-        const id = `row-${this.lock.id}-${row.label}`;
-        if (row.entries)
-            return html`<div class="field"><label for=${id}>${row.label}</label>
-                <select id=${id} @change=${(event: Event) => { row.selected = Number((event.target as HTMLSelectElement).value); }}>
-                ${row.selected !== undefined && row.entries[row.selected] === undefined ? html`<option selected disabled>Another value</option>` : nothing}
-                ${row.entries.map((entry, index) => html`<option value=${index} ?selected=${index === row.selected}>${entry}</option>`)}
-                </select></div>`;
-        return html`<div class="field"><span class="label">${row.label}</span>
-            <span class="row"><output>${row.text || "not heard yet"}</output>
-            ${row.label === SECRET_LABEL && row.text ? html`<button type="button" aria-pressed=${this.revealed}
+    private text(label: string, text: string | null, secret = false): TemplateResult | typeof nothing {
+        return text === null ? nothing : html`<div class="field"><span class="label">${label}</span>
+            <span class="row"><output>${text || "not heard yet"}</output>
+            ${secret && text ? html`<button type="button" aria-pressed=${this.revealed}
                 @click=${() => this.load(!this.revealed)}>${this.revealed ? "Hide" : "Reveal"}</button>` : nothing}</span></div>`;
+    }
+
+    private chooser(label: string, entries: readonly string[], selected: number, chosen: (index: number) => void): TemplateResult {
+        const id = `${label}-${this.lock.id}`;
+        return html`<div class="field"><label for=${id}>${label}</label>
+            <select id=${id} @change=${(event: Event) => chosen(Number((event.target as HTMLSelectElement).value))}>
+            ${entries[selected] === undefined ? html`<option selected disabled>Another value</option>` : nothing}
+            ${entries.map((entry, index) => html`<option value=${index} ?selected=${index === selected}>${entry}</option>`)}
+            </select></div>`;
     }
 
     private store(): Promise<void> {
         return attempt(async () => {
-            await ask("PUT", `/locks/${this.lock.id}/status-page`, statusAnswer(this.rows ?? []));
-            await this.load(this.revealed);
+            await ask("PUT", `/locks/${this.lock.id}/status-page`, { fields: this.changes });
+            this.changes = {};
+            await this.load(false);
             return `The settings of ${this.lock.name} were stored.`;
         });
     }

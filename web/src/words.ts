@@ -1,6 +1,6 @@
 // What things are called on the page.
 
-import type { Access, Counters, Guide, Health, Heartbeat, Lock, StatusPage, User, Verdict } from "./api.ts";
+import type { Access, Counters, Guide, Health, Heartbeat, Lock, User, Verdict } from "./api.ts";
 
 export type Tone = "good" | "warn" | "bad" | "plain";
 
@@ -145,41 +145,4 @@ function duration(seconds: number): string {
 export function listed(names: readonly string[]): string {
     const last = names.at(-1) ?? "";
     return names.length < 2 ? last : `${names.slice(0, -1).join(", ")} and ${last}`;
-}
-
-/** A row of a lock's page: a text, or entries of which one is selected. */
-export interface StatusRow {
-    label: string;
-    text?: string;
-    selected?: number;
-    entries?: string[];
-}
-
-/** Takes a lock's page apart. Undefined for one that is not understood. */
-export function statusRows(page: StatusPage): StatusRow[] | undefined {
-    const items = page.items.slice(1);
-    const rows: StatusRow[] = [];
-    const string = () => {
-        const item = items.shift();
-        return item && "string" in item ? item.string : undefined;
-    };
-    while (items.length > 0) {
-        const label = string();
-        const next = items[0];
-        if (label === undefined || next === undefined) return undefined;
-        if ("string" in next) {
-            rows.push({ label, text: string() ?? "" });
-            continue;
-        }
-        const [selected, count] = [items.shift(), items.shift()];
-        if (!selected || !count || !("int" in selected) || !("int" in count) || count.int > items.length) return undefined;
-        const entries = items.splice(0, count.int).map((item) => ("string" in item ? item.string : String(item.int)));
-        rows.push({ label, selected: selected.int, entries });
-    }
-    return rows;
-}
-
-/** What is stored for the rows: the selected entries; texts are not stored. */
-export function statusAnswer(rows: readonly StatusRow[]): StatusPage {
-    return { items: rows.map((row) => (row.entries ? { int: row.selected ?? 0 } : { string: "" })) };
 }

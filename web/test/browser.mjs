@@ -205,7 +205,16 @@ async function firstHour(browser) {
     await card("Front Door").getByText(/heartbeats: battery 84 %/).waitFor();
     await card("Front Door").locator("canvas").waitFor();
     await lookAt(page, "lock-history");
+    // The lock's own settings: the code only when asked for, and a change that stays.
+    await card("Front Door").getByRole("button", { name: "Settings" }).click();
+    await page.getByRole("button", { name: "Reveal" }).click();
+    await page.getByRole("button", { name: "Hide" }).waitFor();
+    await card("Front Door").getByLabel("Low battery warning").selectOption("50%");
+    await page.getByRole("button", { name: "Store" }).click();
+    await page.getByText("The settings of Front Door were stored.").waitFor();
+    assert.equal(await card("Front Door").getByLabel("Low battery warning").inputValue(), "8");
     await go("Activity");
+    await page.getByText("Front Door: the programming code was shown").waitFor();
     await page.getByText("Front Door is unlocked, by Ann Example").waitFor();
     await page.getByLabel("About").selectOption("command");
     await page.getByText("Front Door is unlocked, by Ann Example").waitFor({ state: "detached" });

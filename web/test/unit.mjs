@@ -1,4 +1,4 @@
-// The page's logic without a browser: what events do to the state, words, and a lock's page taken apart.
+// The page's logic without a browser: what events do to the state, words, and the log.
 
 import assert from "node:assert/strict";
 import { test } from "node:test";
@@ -11,7 +11,7 @@ async function load(name) {
     return import(`data:text/javascript;base64,${Buffer.from(outputFiles[0].contents).toString("base64")}`);
 }
 const { EMPTY, reduce } = await load("state");
-const { ago, commandWords, differences, heartbeatWords, historyWords, lastUser, listed, percent, statusAnswer, statusRows } = await load("words");
+const { ago, commandWords, differences, heartbeatWords, historyWords, lastUser, listed, percent } = await load("words");
 const { filtered, logText } = await load("log");
 
 test("events bring the state to what the host has, also when they come twice", () => {
@@ -60,14 +60,6 @@ test("what differs of a user is told once for each cause", () => {
     const access = { person: { sync: "agrees", cause: "" }, locks: [{ lock: 1, sync: "lost", cause: "A" }, { lock: 2, sync: "agrees", cause: "" },
         { lock: 3, sync: "lost", cause: "B" }, { lock: 4, sync: "lost", cause: "A" }] };
     assert.deepEqual(differences(access, (id) => `L${id}`).map(({ about, verdict }) => [about, verdict.lock]), [[["L1", "L4"], 1], [["L3"], 3]]);
-});
-
-test("a lock's page is taken apart, answered row by row, and refused when it is cut", () => {
-    const items = [{ int: 1 }, { string: "Serial" }, { string: "S1" }, { string: "Codes" }, { int: 1 }, { int: 2 }, { string: "Yes" }, { string: "No" }];
-    const rows = statusRows({ items });
-    assert.deepEqual(rows, [{ label: "Serial", text: "S1" }, { label: "Codes", selected: 1, entries: ["Yes", "No"] }]);
-    assert.deepEqual(statusAnswer(rows), { items: [{ string: "" }, { int: 1 }] });
-    for (const count of [2, 4, 5, 6, 7]) assert.equal(statusRows({ items: items.slice(0, count) }), undefined, String(count));
 });
 
 test("log entries are filtered, and written one a line", () => {

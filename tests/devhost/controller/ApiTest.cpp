@@ -135,6 +135,10 @@ TEST_F(ApiTest, BadRequestsAreAnsweredWithWhatIsWrongAndChangeNothing)
         {lock + "/status-page", R"({"items":[{"int":1}]})", kBody}, {lock + "/status-page", "{}", kBody},
         {lock + "/status-page", StatusPage(R"({"int":0},{"int":4294967296})"), kBody},
         {lock + "/status-page", StatusPage(R"({"int":2},{"int":0})"), "400 bad_page"},
+        {lock + "/status-page", R"({"fields":{"user_codes_enabled":1}})", kBody},
+        {lock + "/status-page", R"({"fields":{"serial_number":"1"}})", kBody},
+        {lock + "/status-page", R"({"fields":{"low_battery_warning":{"selected":2}}})", "400 bad_page"},
+        {lock + "/status-page", R"({"fields":{},"items":[]})", kBody},
         {account + "/page", R"({"properties":{"2001":2}})", "400 bad_page"},
         {account + "/page", R"({"properties":{"x":0}})", kBody}, {account + "/page", "{}", kBody},
         {account + "/page", R"({"properties":{},"list":0})", kBody},
@@ -182,7 +186,14 @@ TEST_F(ApiTest, CommandsPagesAndActionsReachTheDriver)
     EXPECT_EQ(m_lock->commands, (std::vector<std::string>{"1271/3", "1270/0"}));
 
     EXPECT_EQ(Ask("PUT " + LockPath() + "/status-page", StatusPage(R"({"int":1},{"int":0})")).status, 200);
-    EXPECT_EQ(m_lock->commands.back(), "page");
+    const std::string both = R"({"fields":{"user_codes_enabled":true,"low_battery_warning":{"selected":1}}})";
+    for (const std::string& body : {std::string(R"({"fields":{"user_codes_enabled":false}})"), both})
+        EXPECT_EQ(Ask("PUT " + LockPath() + "/status-page", body).status, 200);
+    m_lock->commands.erase(m_lock->commands.begin(), m_lock->commands.begin() + 2);
+    EXPECT_EQ(m_lock->commands, (std::vector<std::string>{"page 10", "page 10", "page 01"}));
+    EXPECT_EQ(AskJson("GET " + LockPath() + "/status-page")["fields"], json::parse(R"({
+        "user_codes_enabled":true,"programming_code":"***","serial_number":null,
+        "low_battery_warning":{"selected":0,"entries":["Yes","No"]}})"));
 
     int house = -1, builds = 0;
     m_account->onBuild = [&] { ++builds; };
