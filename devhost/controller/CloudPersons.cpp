@@ -241,6 +241,12 @@ void CloudPersons::Take(const Exchange& exchange)
     m_known = std::move(known);
 }
 
+void CloudPersons::Forget()
+{
+    const std::lock_guard guard(m_mutex);
+    m_known = std::make_shared<Knowledge>();
+}
+
 std::shared_ptr<const CloudPersons::Knowledge> CloudPersons::Now() const
 {
     const std::lock_guard lock(m_mutex);

@@ -72,6 +72,10 @@ public:
     /// Takes in what an exchange shows; any other than of persons is passed over. A worker's thread.
     void Take(const Exchange& exchange);
 
+    /// Forgets everything, as when other accounts take the place of those that it was learned from. While no
+    /// worker runs.
+    void Forget();
+
     /// What is known now. It holds PINs.
     std::shared_ptr<const Knowledge> Now() const;
 

@@ -102,6 +102,7 @@ private:
     void Publish(const char* type, const nlohmann::json& data) const;
     nlohmann::json Status();
     nlohmann::json Diagnostics();
+    nlohmann::json Backup(const ApiCall& call);
     std::vector<ActivityEntry> ReadActivity(const ApiRequest& request, int highest) const;
     void Note(ActivityEntry entry) const;
     void NoteAccount(const CNetworkBridge& account, const std::string& what) const;

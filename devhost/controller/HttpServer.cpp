@@ -224,13 +224,21 @@ private:
         bool keep = true;
         while (keep && !m_stopping) {
             http::request_parser<http::string_body> parser;
-            parser.body_limit(kMaxBody);
+            parser.body_limit(kMaxRestoreBody);
             stream.expires_after(kRequestTime);
             self.waitsSince = ++m_waits;
             error_code error;
-            co_await http::async_read(stream, buffer, parser,
-                                      asio::redirect_error(asio::use_awaitable, error));
-            const std::optional<ApiResponse> refusal = Refuse(error, parser.get());
+            co_await http::async_read_header(stream, buffer, parser,
+                                             asio::redirect_error(asio::use_awaitable, error));
+            const std::size_t limit = error ? kMaxBody : BodyLimit(parser.get());
+            // The parser looks at an announced length with the head, and at chunks as they come.
+            if (!error && parser.content_length().value_or(0) > limit)
+                error = http::error::body_limit;
+            parser.body_limit(limit);
+            if (!error)
+                co_await http::async_read(stream, buffer, parser,
+                                          asio::redirect_error(asio::use_awaitable, error));
+            const std::optional<ApiResponse> refusal = Refuse(error, parser.get(), limit);
             if (error && !refusal)
                 co_return;
             const http::request<http::string_body> request = parser.release();
@@ -258,11 +266,12 @@ private:
     }
 
     // The reply to a request that could not be read; nothing when it could, or nobody is there to answer.
-    static std::optional<ApiResponse> Refuse(const error_code& error,
-                                             const http::request<http::string_body>& request)
+    static std::optional<ApiResponse>
+    Refuse(const error_code& error, const http::request<http::string_body>& request, std::size_t limit)
     {
         if (error == http::error::body_limit)
-            return ErrorResponse(413, "too_large", "a body has at most 64 KiB");
+            return ErrorResponse(413, "too_large",
+                                 "a body has at most " + std::to_string(limit / 1024) + " KiB");
         if (error == http::error::header_limit)
             return ErrorResponse(431, "too_large", "the headers are too large");
         if (error && error.category() == make_error_code(http::error::bad_method).category() &&
@@ -295,6 +304,14 @@ private:
         headers.hasBody = !request.body().empty();
         headers.authorization = Header(request, http::field::authorization);
         return CheckRequest(headers, m_port, m_wanted);
+    }
+
+    // A large body is taken in only from who may send one. By the head alone, as the body is still to come.
+    std::size_t BodyLimit(const http::request<http::string_body>& head) const
+    {
+        const auto parsed = ParseTarget(std::string_view(head.target().data(), head.target().size()));
+        return parsed && parsed->path == kRestorePath && !Guard(head, parsed->path) ? kMaxRestoreBody
+                                                                                    : kMaxBody;
     }
 
     bool WantsEvents(const http::request<http::string_body>& request) const

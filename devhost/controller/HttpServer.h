@@ -11,13 +11,16 @@
 namespace devhost
 {
 
-/// Serves HTTP/1.1 on one loopback address with one thread of its own: requests of at most 64 KiB to a
-/// handler, and an event stream at /api/v1/events. At most 64 connections are open, 32 of them for events; a
-/// further one ends the one whose peer has been idle longest.
+/// Serves HTTP/1.1 on one loopback address with one thread of its own: requests of at most 64 KiB (a
+/// backup: 4 MiB) to a handler, and an event stream at /api/v1/events. At most 64 connections are open, 32 of
+/// them for events; a further one ends the one whose peer has been idle longest.
 class HttpServer
 {
 public:
     static constexpr std::size_t kMaxBody = std::size_t{64} * 1024;
+    /// Of a backup that is restored: room for the records of thousands of locks.
+    static constexpr std::size_t kMaxRestoreBody = std::size_t{4} * 1024 * 1024;
+    static constexpr const char* kRestorePath = "/api/v1/restore";
     static constexpr const char* kEventsPath = "/api/v1/events";
 
     /// Serves one request that passed the guard. Called on the server's thread, and may block. What it throws

@@ -70,7 +70,7 @@ Program::Program(const Settings& wanted)
                                                 if (auto file = m_page.Serve(request))
                                                     return std::move(*file);
                                                 try {
-                                                    return m_loop.Call([&] { return m_api->Serve(request); });
+                                                    return m_loop.Call([&] { return Serve(request); });
                                                 } catch (const LoopClosed& closed) {
                                                     return ErrorResponse(503, "shutting_down", closed.what());
                                                 }
@@ -87,11 +87,15 @@ Program::Program(const Settings& wanted)
     HideSecrets();
     PlugIn();
     m_library = std::make_unique<PluginLibrary>(m_settings.driver);
+    m_ownRoutes.Add("POST", HttpServer::kRestorePath, [this](const ApiCall& call) { return Restore(call); });
     try {
         StartSystem();
     } catch (...) {
         throw std::runtime_error(ExceptionText()); // the library's own is not good once that is unloaded
     }
+    NoteHost("The host was started");
+    m_activity.OnNew(
+        [this](const ActivityEntry& entry) { m_server->Publish("activity", Text(ActivityJson(entry))); });
 }
 
 void Program::PlugIn()
@@ -148,9 +152,6 @@ void Program::StartSystem()
         m_notedLocks[lock.ID()] = {static_cast<char*>(lock.Name()), static_cast<char*>(lock.ErrorText()),
                                    lock.State()};
     }
-    NoteHost("The host was started");
-    m_activity.OnNew(
-        [this](const ActivityEntry& entry) { m_server->Publish("activity", Text(ActivityJson(entry))); });
     if (m_settings.trace)
         m_system->SetTraceAll(*m_settings.trace);
     HideSecrets();
@@ -192,6 +193,11 @@ int Program::Run()
         fail("the configuration was not saved: " + ExceptionText());
     }
     return status;
+}
+
+ApiResponse Program::Serve(const ApiRequest& request)
+{
+    return request.path == HttpServer::kRestorePath ? m_ownRoutes.Serve(request) : m_api->Serve(request);
 }
 
 void Program::PrintReady() const

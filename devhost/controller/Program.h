@@ -41,6 +41,12 @@ private:
     void PlugIn();
     void StartSystem();
     void PrintReady() const;
+    ApiResponse Serve(const ApiRequest& request);
+    nlohmann::json Restore(const ApiCall& call);
+    std::string CheckRecords(const std::string& configuration);
+    void DropSystem();
+    std::string TryStart();
+    void StartAgain() noexcept;
     void Round(int wakeCount);
     void PublishReports();
     void PublishHealth();
@@ -95,6 +101,7 @@ private:
     std::unique_ptr<PluginLibrary> m_library;
     std::unique_ptr<System> m_system;
     std::unique_ptr<ConfiguratorApi> m_api;
+    ApiRouter m_ownRoutes; // of what m_api cannot do, as it goes with it
 };
 
 } // namespace devhost

@@ -17,6 +17,8 @@ public:
     StateFolder& operator=(const StateFolder&) = delete;
 
     std::filesystem::path ConfigurationFile() const { return m_path / "configuration"; }
+    /// The one that the last restored backup replaced.
+    std::filesystem::path ReplacedFile() const { return m_path / "configuration.before-restore"; }
     std::filesystem::path ActivityFile() const { return m_path / "activity.db"; }
     std::filesystem::path TokenFile() const { return m_path / "api-token"; }
 

@@ -2,6 +2,8 @@
 
 #include "devhost/controller/ConfiguratorApi.h"
 
+#include "devhost/framework/record/Configuration.h"
+
 #include <algorithm>
 #include <array>
 #include <limits>
@@ -110,6 +112,25 @@ json ConfiguratorApi::Diagnostics()
     return result;
 }
 
+// What POST /api/v1/restore takes; that is Restore.cpp's, as the system goes with it.
+json ConfiguratorApi::Backup(const ApiCall& call)
+{
+    if (!call.Secrets())
+        throw ApiError(400, "bad_parameter",
+                       "a backup holds tokens, PINs and programming codes; ask for it with ?secrets=1");
+    if (m_guide.Held())
+        throw ApiError(409, "busy",
+                       "access is being given to a user, who would be missing; wait until that has ended");
+    std::string error;
+    const auto text = Configuration(m_system).Write(&error);
+    if (!text)
+        throw ApiError(500, "not_saved", error);
+    Note({.kind = "host", .text = "A backup of the configuration was taken"});
+    return {{"version", VESTARA_VERSION},
+            {"time", TimeText(std::chrono::system_clock::now())},
+            {"configuration", *text}};
+}
+
 json ConfiguratorApi::TraceSwitches()
 {
     json switches = json::object();
@@ -152,6 +173,7 @@ void ConfiguratorApi::AddSystemRoutes()
     m_router.Add("GET", "/api/v1/trace-switches", [this](const ApiCall&) { return TraceSwitches(); });
     m_router.Add("PUT", "/api/v1/trace-switches",
                  [this](const ApiCall& call) { return StoreTraceSwitches(call); });
+    m_router.Add("GET", "/api/v1/backup", [this](const ApiCall& call) { return Backup(call); });
     AddChange("POST", "/api/v1/save", {}, [this](const ApiCall&) {
         if (const std::string error = m_system.Save(); !error.empty())
             throw ApiError(500, "not_saved", error);

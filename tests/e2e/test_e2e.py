@@ -7,6 +7,7 @@ import glob
 import json
 import os
 import pty
+import re
 import resource
 import select
 import shutil
@@ -17,6 +18,7 @@ import sys
 import threading
 import unittest
 import urllib.request
+import zlib
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 sys.path.insert(0, os.path.join(ROOT, "scripts"))
@@ -364,6 +366,47 @@ class Token(EndToEnd):
             text = log.read()
         self.assertIn("Updating AccessPerson: [***]", text)
         self.assertNotIn(token, text)
+
+
+class Restore(EndToEnd):
+    def state(self):
+        return (self.names_of_locks(), self.api.get("/users?secrets=1"),
+                [account["id"] for account in self.api.get("/interfaces")["interfaces"]])
+
+    def test_a_backup_comes_back_and_a_bad_one_changes_nothing(self):
+        account = self.start_with_house()
+        self.api.put("/users/3", {"name": "Ann", "pin": "73519046"})
+        saved = self.state()
+        with self.assertRaisesRegex(Refused, "secrets=1"):
+            self.api.get("/backup")
+        backup = self.api.get("/backup?secrets=1")
+        self.api.delete(f"/interfaces/{account}")
+        self.api.put("/users/3", {"name": "Bob", "pin": "90467351"})
+        other = self.state()
+        self.assertNotEqual(other, saved)
+
+        lines = backup["configuration"].splitlines(keepends=True)
+        lock = next(line for line in lines if line.startswith("component "))
+        payload = "".join(re.findall("%..|.", lock.split(" ")[3])[:10])  # type, id and no more
+        checked = f"component{payload}".encode()
+        cut = f"component {len(payload)} {zlib.crc32(checked):08x} {payload}\n"
+        for bad, why in [("".join(lines[:-1]), "records are missing"),
+                         (backup["configuration"].replace(lock, cut), "driver cannot use"),
+                         ("", "no whole backup")]:
+            with self.assertRaisesRegex(Refused, f"400 .*{why}"):
+                self.api.post("/restore", {"configuration": bad})
+            self.assertEqual(self.state(), other)
+
+        kept = self.api.post("/restore", backup)["kept_aside"]
+        self.assertEqual(self.state(), saved)
+        with open(kept, encoding="ascii") as file:
+            self.assertEqual(("end " in file.read(), os.stat(kept).st_mode & 0o777), (True, 0o600))
+        wait_for("the account at work with the tokens of the backup", lambda: any(
+            found["health"]["state"] == "well" for found in self.api.get("/interfaces")["interfaces"]), 30)
+        texts = json.dumps(self.api.get("/activity"))
+        self.assertIn("was replaced by a backup", texts)
+        self.assertNotIn("73519046", texts)
+        self.setup.stop_host()
 
 
 class RunCommand(unittest.TestCase):

@@ -19,6 +19,7 @@ export type PropertyPage = Schemas["PropertyPage"];
 export type ExtendedPage = Schemas["ExtendedPage"];
 export type ActionResult = Schemas["ActionResult"];
 export type StatusPage = Schemas["StatusPage"];
+export type Backup = Schemas["Backup"];
 export type StatusFields = Schemas["StatusFields"];
 export type StoredUser = Schemas["StoredUser"];
 export type Activity = Schemas["Activity"];

@@ -233,6 +233,22 @@ async function firstHour(browser) {
     await page.getByText("The host was started").first().waitFor();
     await page.getByText("Front Door is unlocked, by Ann Example").waitFor();
 
+    // A backup, a change, and back.
+    await go("Host");
+    await page.getByRole("button", { name: "Download a backup…" }).click();
+    const backup = page.waitForEvent("download");
+    await page.getByRole("dialog").getByRole("button", { name: "Download" }).click();
+    const file = await (await backup).path();
+    await fetch(`${host.api}/api/v1/users/0`, { method: "DELETE" });
+    const chooser = page.waitForEvent("filechooser");
+    await page.getByRole("button", { name: "Restore a backup…" }).click();
+    await (await chooser).setFiles(file);
+    await page.getByRole("dialog").getByText("users and their rights (0)").waitFor();
+    await page.getByRole("dialog").getByRole("button", { name: "Restore" }).click();
+    await page.getByText("The backup was restored").waitFor();
+    await go("Users");
+    await page.getByRole("checkbox", { name: "Ann Example may use Front Door" }).waitFor();
+
     await playWithTheCloud(page, card);
 
     // Reset says what goes before it goes.

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <functional>
 #include <limits>
+#include <map>
 
 namespace devhost
 {
@@ -44,7 +45,8 @@ std::string Line(const std::string& kind, const MemoryFile& record)
 
 void Configuration::Fault(int line, const std::string& what)
 {
-    m_sound = false;
+    if (m_firstFault.empty())
+        m_firstFault = what;
     AssertWrap("configuration", line, what.c_str());
 }
 
@@ -124,6 +126,30 @@ void Configuration::Parse(std::string_view text)
     }
 }
 
+std::optional<std::string> Configuration::FindFault(std::string_view text)
+{
+    std::optional<Header> header;
+    std::map<std::string, int> counts;
+    for (int number = 1; !text.empty(); ++number) {
+        const std::size_t end = text.find('\n');
+        const auto record = RecordLine::Parse(text.substr(0, end));
+        if (!record)
+            return "line " + std::to_string(number) + " is damaged";
+        if (record->kind == kHeader)
+            header = ParseHeader(*record);
+        ++counts[record->kind];
+        text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+    }
+    if (!header || counts[kHeader] != 1)
+        return "there is not one sound first record";
+    if (header->version > kVersion)
+        return "a newer host has written it";
+    if (counts[kEnd] != 1 || counts[kBridge] != header->bridgeCount ||
+        counts[kComponent] != header->componentCount)
+        return "records are missing or too many";
+    return std::nullopt;
+}
+
 bool Configuration::Read(std::string_view text)
 {
     Parse(text);
@@ -140,7 +166,7 @@ bool Configuration::Read(std::string_view text)
         }
     }
     CheckCounts();
-    return m_sound;
+    return m_firstFault.empty();
 }
 
 void Configuration::CheckCounts()
@@ -166,20 +192,27 @@ bool Configuration::NoteId(int id)
     return true;
 }
 
-void Configuration::ReadHeader(const RecordLine& line)
+std::optional<Configuration::Header> Configuration::ParseHeader(const RecordLine& line)
 {
     MemoryFile record(line.bytes);
-    int nextId = 0;
-    int bridgeCount = 0;
-    int componentCount = 0;
-    if (!record.ReadInt(&m_version) || !record.ReadInt(&nextId) || !record.ReadInt(&bridgeCount) ||
-        !record.ReadInt(&componentCount))
+    Header header;
+    if (!record.ReadInt(&header.version) || !record.ReadInt(&header.nextId) ||
+        !record.ReadInt(&header.bridgeCount) || !record.ReadInt(&header.componentCount))
+        return std::nullopt;
+    return header;
+}
+
+void Configuration::ReadHeader(const RecordLine& line)
+{
+    const auto header = ParseHeader(line);
+    if (!header)
         return Fault(ContentReport, "the configuration's first record cannot be read");
-    m_expectedBridges = bridgeCount;
-    m_expectedComponents = componentCount;
+    m_version = header->version;
+    m_expectedBridges = header->bridgeCount;
+    m_expectedComponents = header->componentCount;
     // Ids are never given out twice, also when what had the highest one was removed before the save.
-    if (nextId > 1)
-        m_system.m_ids.NoteUsed(static_cast<unsigned>(nextId - 1));
+    if (header->nextId > 1)
+        m_system.m_ids.NoteUsed(static_cast<unsigned>(header->nextId - 1));
 }
 
 void Configuration::ReadTrace(const RecordLine& line)

@@ -26,6 +26,10 @@ public:
 
     explicit Configuration(System& owner) : m_system(owner) {}
 
+    /// What is wrong with a text, as far as it shows without the objects that read the records: each line's
+    /// form and checksum, and that all records are there. Nothing when it is whole. Reports nothing.
+    static std::optional<std::string> FindFault(std::string_view text);
+
     /// The text of the whole system; nothing when an object could not write its record.
     /// @param error then says which one.
     std::optional<std::string> Write(std::string* error);
@@ -34,6 +38,9 @@ public:
     /// interfaces, then components. Links and initialisation are left to the system.
     /// @return whether all of the text was sound. Each fault is reported.
     bool Read(std::string_view text);
+
+    /// What the first fault was that Read found; empty without one.
+    const std::string& FirstFault() const { return m_firstFault; }
 
 private:
     void Parse(std::string_view text);
@@ -46,6 +53,15 @@ private:
     bool NoteId(int id);
     void Fault(int line, const std::string& what);
 
+    // The first record: how the others are written, and how many follow.
+    struct Header {
+        int version = 0;
+        int nextId = 0;
+        int bridgeCount = 0;
+        int componentCount = 0;
+    };
+    static std::optional<Header> ParseHeader(const RecordLine& line);
+
     System& m_system;
     std::vector<RecordLine> m_lines;
     std::vector<int> m_used; // ids of bridges and components so far
@@ -54,7 +70,7 @@ private:
     std::optional<int> m_expectedComponents;
     int m_bridgeCount = 0;
     int m_componentCount = 0;
-    bool m_sound = true;
+    std::string m_firstFault;
 };
 
 } // namespace devhost

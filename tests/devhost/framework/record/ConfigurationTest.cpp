@@ -1,5 +1,6 @@
 // Saving and loading the configuration: round trips, every kind of damage, and saves that fail.
 
+#include "devhost/framework/record/Configuration.h"
 #include "devhost/controller/StateJson.h"
 #include "devhost/framework/record/MemoryFile.h"
 #include "devhost/framework/record/RecordLine.h"
@@ -89,6 +90,7 @@ TEST_F(ConfigurationTest, EverythingComesBackLinkedAndANameThatTheCloudCutsIsTol
 TEST_F(ConfigurationTest, DamageSpoilsOnlyWhatItHitsAndTheFileIsKeptAside)
 {
     const std::string sound = *m_store.text;
+    EXPECT_EQ(devhost::Configuration::FindFault(sound), std::nullopt);
     const auto flip = [](std::string s) { return s.replace(s.size() - 2, 1, 1, '~'); };
     const auto by = [](std::string created) { return [created](const std::string&) { return created; }; };
     // clang-format off
@@ -115,6 +117,8 @@ TEST_F(ConfigurationTest, DamageSpoilsOnlyWhatItHitsAndTheFileIsKeptAside)
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         const std::string damaged = Changed(sound, row.kind, row.change);
+        // The last three show only to who reads the records.
+        EXPECT_EQ(devhost::Configuration::FindFault(damaged).has_value(), &row < std::end(rows) - 3);
         m_store.text = damaged;
         m_store.aside.clear();
         Restart();
