@@ -246,6 +246,10 @@ void ConfiguratorApi::AddLockRoutes()
     m_router.Add("GET", "/api/v1/locks/{id}", [this](const ApiCall& call) { return ShowLock(Lock(call)); });
     m_router.Add("GET", "/api/v1/locks/{id}/history",
                  [this](const ApiCall& call) { return ShowHistory(call); });
+    m_router.Add("DELETE", "/api/v1/locks/{id}", [this](const ApiCall& call) {
+        m_system.RemoveLock(Lock(call).ID()); // the activity tells of it with every other removal
+        return Done();
+    });
     AddChange("POST", "/api/v1/locks/{id}/commands", {"command", "user"},
               [this](const ApiCall& call) { return RunCommand(call); });
     m_router.Add("GET", "/api/v1/locks/{id}/status-page",

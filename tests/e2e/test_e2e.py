@@ -368,6 +368,35 @@ class Token(EndToEnd):
         self.assertNotIn(token, text)
 
 
+class Removal(EndToEnd):
+    def test_a_lock_goes_from_here_only_and_comes_back_by_discovery_as_a_new_one(self):
+        account = self.start_with_house()
+        locks = self.api.get("/locks")["locks"]
+        gone, = [lock["id"] for lock in locks if lock["name"] == "Front Door"]
+        for lock in locks:
+            self.api.put(f"/locks/{lock['id']}/users/1", {"enabled": True})
+        self.api.put("/users/0", {"name": "Ann", "pin": "73519046"})
+
+        def accesses():
+            return {access["accessible_id"] for access in self.setup.admin.get("/admin/world")["accesses"]}
+
+        wait_for("Ann's access", lambda: "lock-lake-front" in accesses(), 40)
+        reader = TraceReader(self.api)
+        self.api.delete(f"/locks/{gone}")
+        with self.assertRaisesRegex(Refused, "404"):
+            self.api.delete(f"/locks/{gone}")
+        self.assertEqual(self.api.get("/status")["restarts"], 1)
+        self.wait_for_lines(reader, "DoorLock not found in system - try re-discovering")
+        self.assertEqual(self.names_of_locks(), ["Boat House"])
+        self.assertIn("lock-lake-front", accesses())
+
+        self.api.post(f"/interfaces/{account}/discover")
+        wait_for("the lock again", lambda: self.names_of_locks() == ["Boat House", "Front Door"], 40)
+        back, = [lock for lock in self.api.get("/locks")["locks"] if lock["name"] == "Front Door"]
+        self.assertEqual((back["id"] > gone, back["enabled_users"]), (True, []))
+        self.setup.stop_host()
+
+
 class Restore(EndToEnd):
     def state(self):
         return (self.names_of_locks(), self.api.get("/users?secrets=1"),

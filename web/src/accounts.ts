@@ -39,7 +39,7 @@ export class AccountsView extends View {
                 <button class="end" @click=${() => this.add()}>Add an account</button>
             </div>
             <p class="hint">An account links this controller to one house of a cloud account. The first one signs in; the
-            others use its sign-in.</p>
+            others use its sign-in. Names of houses are the cloud's: change them there.</p>
             ${interfaces.length === 0 ? html`<p class="empty">There is no account yet. Add one, then authorise it.</p>` : nothing}
             <div class="stack">${interfaces.map((account) => this.card(account, account.id === opened))}</div>`;
     }

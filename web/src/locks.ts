@@ -4,7 +4,7 @@ import { html, nothing, type TemplateResult } from "lit";
 import { customElement, state } from "lit/decorators.js";
 import { ask, Refusal, type Lock, type StatusFields, type StatusPage } from "./api.ts";
 import { store } from "./store.ts";
-import { attempt, badge, Clock, failed, say, View } from "./view.ts";
+import { attempt, badge, Clock, confirmed, failed, say, View } from "./view.ts";
 import { ago, commandWords, heartbeatWords, lastUser, lockWords, offlineWords, percent } from "./words.ts";
 
 @customElement("locks-view")
@@ -122,7 +122,8 @@ export class LockSettings extends View {
         if (this.fault) return failed(this.fault, () => this.load(false));
         const { fields } = this;
         if (fields === undefined) return html`<p class="hint" aria-busy="true">The driver builds the page…</p>`;
-        if (fields === null) return html`<p class="hint">This lock has no settings.</p>`;
+        if (fields === null) return html`<p class="hint">This lock has no settings.</p>
+            <div class="row end"><button type="button" @click=${() => this.removeLock()}>Remove…</button></div>`;
         const { user_codes_enabled: codes, low_battery_warning: warning } = fields;
         return html`
             <form @submit=${(event: Event) => { event.preventDefault(); void this.store(); }}>
@@ -134,8 +135,22 @@ export class LockSettings extends View {
                     ${warning === null ? nothing : this.chooser("Low battery warning", warning.entries, warning.selected,
                         (selected) => { this.changes.low_battery_warning = { selected }; })}
                 </div>
-                <div class="row end"><button class="primary">Store</button></div>
-            </form>`;
+                <div class="row end"><button type="button" @click=${() => this.removeLock()}>Remove…</button><button class="primary">Store</button></div>
+            </form>
+            <p class="hint">The name is the cloud's, which overwrites any other with each poll: rename the lock there.</p>`;
+    }
+
+    private async removeLock(): Promise<void> {
+        const { id, name } = this.lock;
+        if (await confirmed(`Remove ${name}?`, [
+            "It goes from this controller, with the rights of users to it here, and the system restarts in place.",
+            "The cloud is not told: persons keep their access to the lock there. Only deleting a user takes it away, at all locks.",
+            "To bring it back, press Look for locks in its account's settings. It then is a new lock, and users have to be given access again.",
+        ], "Remove"))
+            await attempt(async () => {
+                await ask("DELETE", `/locks/${id}`);
+                return `${name} was removed. Look for locks in its account's settings to bring it back.`;
+            });
     }
 
     private text(label: string, text: string | null, secret = false): TemplateResult | typeof nothing {

@@ -251,6 +251,18 @@ async function firstHour(browser) {
 
     await playWithTheCloud(page, card);
 
+    // A lock that is removed, and looked for again.
+    await go("Locks");
+    await card("Boat House").getByRole("button", { name: "Settings" }).click();
+    await card("Boat House").getByRole("button", { name: "Remove…" }).click();
+    await page.getByRole("dialog").getByText("The cloud is not told").waitFor();
+    await page.getByRole("dialog").getByRole("button", { name: "Remove" }).click();
+    await card("Boat House").waitFor({ state: "detached" });
+    await go("Accounts");
+    await page.getByRole("button", { name: "Look for locks" }).click();
+    await go("Locks");
+    await card("Boat House").waitFor();
+
     // Reset says what goes before it goes.
     await go("Accounts");
     await page.getByRole("button", { name: "Reset" }).click();

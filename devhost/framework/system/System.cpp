@@ -221,6 +221,21 @@ bool System::RemoveInterface(unsigned bridgeId)
     return true;
 }
 
+bool System::RemoveLock(unsigned componentId)
+{
+    CDoorLock* lock = LockById(componentId);
+    if (!lock)
+        return false;
+    // The account's worker may walk its locks at any time.
+    OnSystemExit1("configurator", 2, 0);
+    lock->UnInstall();
+    FamilyOfType(lock->ComponentType())->DeleteComponent(lock, nullptr);
+    OnSystemInit();
+    OnPostSystemInit();
+    NotifyWrite();
+    return true;
+}
+
 // Locks that stay behind keep no pointer to a bridge that goes.
 void System::ClearBridge(const CBridge& gone)
 {

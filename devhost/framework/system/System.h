@@ -91,6 +91,10 @@ public:
     /// bridge.
     /// @return false for an unknown id.
     bool RemoveInterface(unsigned bridgeId);
+    /// Uninstalls a lock and deletes it, between the two halves of a restart in place, as the driver does
+    /// with its own.
+    /// @return false for an unknown id.
+    bool RemoveLock(unsigned componentId);
     CNetworkBridge* BridgeById(unsigned bridgeId);
     /// How an account and the cloud get on; nothing for an unknown id.
     std::optional<AccountHealth::Report> Health(unsigned bridgeId);
