@@ -102,6 +102,8 @@ json ConfiguratorApi::InterfaceWithMaster(CNetworkBridge& shown) const
     const auto known = m_masters.find(shown.ID());
     json result = InterfaceJson(m_system, shown);
     result["master"] = known == m_masters.end() ? json(nullptr) : json(known->second);
+    const auto houses = m_options.houses ? m_options.houses->Of(shown.ID()) : std::nullopt;
+    result["houses"] = houses ? json(*houses) : json(nullptr);
     return result;
 }
 

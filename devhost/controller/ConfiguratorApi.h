@@ -5,6 +5,7 @@
 #include "devhost/controller/AccessMatrix.h"
 #include "devhost/controller/Activity.h"
 #include "devhost/controller/Api.h"
+#include "devhost/controller/CloudHouses.h"
 #include "devhost/controller/StateJson.h"
 
 #include <functional>
@@ -21,12 +22,13 @@ public:
     struct Options {
         std::string libraryPath;
         std::string signature;
-        std::string listen;               ///< "http://127.0.0.1:PORT"
-        std::string authorizeBase;        ///< where a browser reaches the cloud's OAuth host; may be empty
-        bool hasSimulator = false;        ///< its routes are served beside these
-        DiagnosticLog* log = nullptr;     ///< null: no traces are shown
-        Activity* activity = nullptr;     ///< null: nothing is noted or shown
-        CloudLocks* cloudLocks = nullptr; ///< null: nothing is known of what the cloud says
+        std::string listen;                  ///< "http://127.0.0.1:PORT"
+        std::string authorizeBase;           ///< where a browser reaches the cloud's OAuth host; may be empty
+        bool hasSimulator = false;           ///< its routes are served beside these
+        DiagnosticLog* log = nullptr;        ///< null: no traces are shown
+        Activity* activity = nullptr;        ///< null: nothing is noted or shown
+        const CloudHouses* houses = nullptr; ///< null: nothing is known of what the cloud offers
+        CloudLocks* cloudLocks = nullptr;    ///< null: nothing is known of what the cloud says
         const LockHistory* history = nullptr; ///< null: there is none
         /// What the cloud holds of persons; outlives this object.
         const CloudPersons* persons = nullptr;

@@ -108,6 +108,7 @@ void Program::PlugIn()
     the.onExchange = [this](const Exchange& exchange) {
         m_persons.Take(exchange);
         m_cloudLocks.Take(exchange);
+        m_houses.Take(exchange);
     };
     // Old configurations are registered with the host's name instead of its address.
     the.redirectUri = [port = m_server->Port(), address = m_address](int schema) {
@@ -137,6 +138,7 @@ void Program::StartSystem()
     api.persons = &m_persons;
     api.publish = [this](const char* type, const std::string& data) { m_server->Publish(type, data); };
     api.cloudLocks = &m_cloudLocks;
+    api.houses = &m_houses;
     api.history = &m_history;
     api.shutdown = [this] { m_loop.RequestExit(); };
     api.userChanged = [this](int slot) {
@@ -252,6 +254,8 @@ void Program::PublishHealth()
     if (m_sinceHealth.QXTickCount() < kPauseMs)
         return;
     m_sinceHealth.Restart();
+    if (m_houses.TakeChanged())
+        OnInterfacesChanged();
     std::map<unsigned, std::pair<int, AccountHealth::State>> now;
     for (int i = 0; i < m_system->NBridges(); ++i) {
         const unsigned id = m_system->Bridge(i)->ID();

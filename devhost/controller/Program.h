@@ -91,6 +91,7 @@ private:
     Activity m_activity;
     CloudPersons m_persons;
     LockHistory m_history;
+    CloudHouses m_houses;
     CloudLocks m_cloudLocks; // written by the workers, which end with the system below
     TlsTransport m_transport;
     WorkerSleeper m_sleeper;

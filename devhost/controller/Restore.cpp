@@ -70,6 +70,7 @@ void Program::DropSystem()
     m_api.reset();
     m_system.reset();
     m_persons.Forget();
+    m_houses.Forget();
     m_notedLocks.clear();
     m_shownHealth.clear();
 }

@@ -123,6 +123,18 @@ json CommandJson(const std::optional<CloudLock::Command>& command)
             {"text", command->text}};
 }
 
+// The driver names an account after its house, "Vestara Interface (Lake House)", also over restarts.
+json HouseJson(const System& host, const CNetworkBridge& bridge)
+{
+    const std::string name = ToText(bridge.Name());
+    for (const CDeviceInterfaceDef* definition : host.InterfaceDefinitions()) {
+        const std::string start = std::string(ToText(definition->Name())) + " (";
+        if (definition->Type() == bridge.InterfaceType() && name.starts_with(start) && name.ends_with(')'))
+            return name.substr(start.size(), name.size() - start.size() - 1);
+    }
+    return nullptr;
+}
+
 } // namespace
 
 std::string TimeText(std::chrono::system_clock::time_point time)
@@ -212,6 +224,7 @@ json InterfaceJson(System& host, CNetworkBridge& bridge)
     return {{"id", bridge.ID()},
             {"type", bridge.InterfaceType()},
             {"name", ToText(bridge.Name())},
+            {"house", HouseJson(host, bridge)},
             {"trace_name", ToText(bridge.DeviceInterface()->TraceName())},
             {"health", HealthJson(host.Health(bridge.ID()).value_or(AccountHealth::Report{}))},
             {"counters", CountersJson(bridge)},

@@ -20,10 +20,10 @@ using nlohmann::json;
 // others: a PIN that is a year would be given away by what is missing in each time.
 void HideSecrets(json& value, const SecretFilter& filter)
 {
-    constexpr std::array<std::string_view, 6> kFreeTexts = {"text", "reason", "error",
-                                                            "name", "email",  "cause"};
+    constexpr std::array<std::string_view, 7> kFreeTexts = {"text",  "reason", "error", "name",
+                                                            "email", "cause",  "house"};
     for (auto& [key, part] : value.items()) {
-        if (part.is_string() && std::ranges::find(kFreeTexts, key) != kFreeTexts.end())
+        if (part.is_string() && (value.is_array() || std::ranges::find(kFreeTexts, key) != kFreeTexts.end()))
             part = filter.Hide(part.get_ref<const std::string&>());
         else if (part.is_structured())
             HideSecrets(part, filter);

@@ -119,6 +119,8 @@ class Accounts(EndToEnd):
         self.assert_diagnostics_hold_no_secret()
         self.api.delete(f"/interfaces/{first}")
         self.assertEqual(self.names_of_locks(), ["Flat Door"])
+        left = self.api.get(f"/interfaces/{second}")
+        self.assertEqual((left["house"], left["houses"]), ("Town Flat", ["Lake House", "Town Flat"]))
         wait_for("the second account as the new master", lambda: self.may_be_authorised(second), 20)
 
     def assert_diagnostics_hold_no_secret(self):

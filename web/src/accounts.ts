@@ -70,6 +70,7 @@ export class AccountsView extends View {
                     <div><dt>Since</dt><dd>${ago(account.health.since, Date.now())}</dd></div>
                     <div><dt>Last good request</dt><dd>${good ? ago(good, Date.now()) : "none yet"}</dd></div>
                     ${failures > 0 && error ? html`<div><dt>Failed in a row</dt><dd>${failures}, last: ${error.text}</dd></div>` : nothing}
+                    ${account.house === null ? html`<div><dt>House</dt><dd>none chosen${account.houses?.length ? `; the cloud has ${listed(account.houses)}` : ""}</dd></div>` : nothing}
                     <div><dt>Traffic</dt><dd>${traffic(this.counters[account.id] ?? account.counters)}</dd></div>
                     <div><dt>Locks</dt><dd>${listed(locks.map((lock) => lock.name)) || "none"}</dd></div>
                 </dl>
