@@ -89,6 +89,7 @@ TEST(LockHistoryTest, KeepsTheNewestAndDrawsManyTogetherWithTheWorst)
     LockHistory history(database);
     const auto now = devhost::Database::Time(100'000h);
     std::vector<devhost::Heartbeat> beats;
+    beats.reserve(2 * LockHistory::kMaxPoints + 4);
     for (int i = 0; i < 2 * static_cast<int>(LockHistory::kMaxPoints); ++i)
         beats.push_back({.device = "a",
                          .time = now - i * 1min,
