@@ -195,7 +195,7 @@ void ConfiguratorApi::AddInterfaceRoutes()
         json counters = json::object();
         for (int i = 0; i < m_system.NBridges(); ++i) {
             const unsigned id = m_system.Bridge(i)->ID();
-            counters[std::to_string(id)] = CountersJson(*m_system.BridgeById(id));
+            counters[std::to_string(id)] = CountersJson(m_system, *m_system.BridgeById(id));
         }
         return json{{"counters", counters}};
     });

@@ -192,12 +192,20 @@ json HeartbeatJson(const Heartbeat& heartbeat)
             {"gap_seconds", OrNull(heartbeat.gapSeconds)}};
 }
 
-json CountersJson(const CNetworkBridge& bridge)
+json CountersJson(System& host, const CNetworkBridge& bridge)
 {
+    json queueEmpty; // that of the account is told by any of its locks
+    for (int i = 0; i < host.NDoorLock(COMPONENT_FILTER_ALL) && queueEmpty.is_null(); ++i) {
+        CDoorLock& lock = *host.DoorLock(i);
+        const auto* client = dynamic_cast<const CBridgeClient*>(&lock);
+        if (client && client->BridgeID() == bridge.ID())
+            queueEmpty = lock.CommandStackEmpty() != 0;
+    }
     return {{"bytes_sent", bridge.NBytesSent()},
             {"sends", bridge.NSends()},
             {"bytes_received", bridge.NBytesReceived()},
-            {"receives", bridge.NReceives()}};
+            {"receives", bridge.NReceives()},
+            {"queue_empty", queueEmpty}};
 }
 
 json HealthJson(const AccountHealth::Report& health)
@@ -227,7 +235,7 @@ json InterfaceJson(System& host, CNetworkBridge& bridge)
             {"house", HouseJson(host, bridge)},
             {"trace_name", ToText(bridge.DeviceInterface()->TraceName())},
             {"health", HealthJson(host.Health(bridge.ID()).value_or(AccountHealth::Report{}))},
-            {"counters", CountersJson(bridge)},
+            {"counters", CountersJson(host, bridge)},
             {"locks", locks}};
 }
 

@@ -24,7 +24,8 @@ nlohmann::json LockJson(CDoorLock& lock, const CloudLock& cloud);
 nlohmann::json HeartbeatJson(const Heartbeat& heartbeat);
 /// An interface: names, health, counters, ids of its locks. Whether it is the master is the caller's to add.
 nlohmann::json InterfaceJson(System& host, CNetworkBridge& bridge);
-nlohmann::json CountersJson(const CNetworkBridge& bridge);
+/// The traffic of an account, and whether it has requests to send; null without a lock, which would know.
+nlohmann::json CountersJson(System& host, const CNetworkBridge& bridge);
 nlohmann::json HealthJson(const AccountHealth::Report& health);
 /// A short text that stands for the names of choices in their order; other names or another order give
 /// another one.

@@ -74,7 +74,7 @@ export function percent(value: number | null): string {
 
 /** The traffic of an account since the host's start. */
 export function traffic(counters: Counters): string {
-    return `${counters.sends} requests, ${counters.receives} replies, ${Math.ceil((counters.bytes_sent + counters.bytes_received) / 1024)} KiB`;
+    return `${counters.sends} requests, ${counters.receives} replies, ${Math.ceil((counters.bytes_sent + counters.bytes_received) / 1024)} KiB${counters.queue_empty === false ? "; more wait to be sent" : ""}`;
 }
 
 /** Why a lock is offline; empty when it is not. */
