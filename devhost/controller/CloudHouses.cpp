@@ -3,6 +3,7 @@
 #include "devhost/controller/CloudHouses.h"
 
 #include "devhost/framework/network/Exchange.h"
+#include "devhost/framework/values/JsonParser.h"
 
 #include <nlohmann/json.hpp>
 
@@ -16,7 +17,8 @@ using nlohmann::json;
 
 std::optional<std::vector<std::string>> ReadNames(std::string_view reply)
 {
-    const json list = json::parse(reply, nullptr, false);
+    // What the driver itself takes for no JSON is not read here either.
+    const json list = reply.size() > kMaxJsonBytes ? json() : json::parse(reply, nullptr, false);
     const auto data = list.is_object() ? list.find("data") : list.end();
     if (data == list.end() || !data->is_array())
         return std::nullopt;

@@ -2,6 +2,8 @@
 
 #include "devhost/controller/CloudPersons.h"
 
+#include "devhost/framework/values/JsonParser.h"
+
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -39,9 +41,10 @@ const json& ObjectOf(const json& object, const char* name)
     return found != object.end() && found->is_object() ? *found : kNone;
 }
 
+// What the driver itself takes for no JSON is not read here either.
 json ReadJson(std::string_view text)
 {
-    return json::parse(text, nullptr, false);
+    return text.size() > kMaxJsonBytes ? json() : json::parse(text, nullptr, false);
 }
 
 // The parts of a path of persons behind its first.
@@ -183,8 +186,8 @@ bool IsSoAlready(CloudPersons::Step step, int status)
 
 } // namespace
 
-void CloudPersons::Take(const Exchange& exchange)
-{
+void CloudPersons::Take(const Exchange& exchange) noexcept
+try {
     const Time now = Clock::now();
     if (exchange.method.empty()) {
         const std::lock_guard lock(m_mutex);
@@ -239,6 +242,8 @@ void CloudPersons::Take(const Exchange& exchange)
         known->outcomes.pop_front();
     ++known->changes;
     m_known = std::move(known);
+} catch (...) {
+    return; // what is learned here is for show only
 }
 
 void CloudPersons::Forget()

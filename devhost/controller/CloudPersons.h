@@ -69,8 +69,9 @@ public:
         int changes = 0;                       ///< counts what makes a difference to a reader
     };
 
-    /// Takes in what an exchange shows; any other than of persons is passed over. A worker's thread.
-    void Take(const Exchange& exchange);
+    /// Takes in what an exchange shows; any other than of persons is passed over. A worker's thread. Never
+    /// throws.
+    void Take(const Exchange& exchange) noexcept;
 
     /// Forgets everything, as when other accounts take the place of those that it was learned from. While no
     /// worker runs.

@@ -7,12 +7,7 @@
 namespace devhost
 {
 
-namespace
-{
-
 using nlohmann::json;
-
-} // namespace
 
 // Only the driver can judge its records, and there is one system at a time. So the running one is stopped
 // for it, with its last save, and comes back from that when anything is wrong.
