@@ -169,6 +169,10 @@ CloudLock Merge(const CloudLock& old, CloudLock read, CloudLock::Time now)
             *read.lastSeen > *old.lastSeen)
             read.gap = std::chrono::duration_cast<std::chrono::seconds>(*read.lastSeen - *old.lastSeen);
     }
+    if (auto& command = read.lastCommand; command && command->heardBefore &&
+                                          read.lastSeen > command->heardBefore &&
+                                          read.state == (command->unlocks ? "unlocked" : "locked"))
+        command = {.unlocks = command->unlocks, .time = command->time, .outcome = CloudLock::Outcome::Done};
     return read;
 }
 
@@ -230,6 +234,20 @@ void CloudLocks::Asked(const std::string& deviceId, bool unlocks, Time time)
     Forget();
 }
 
+void CloudLocks::GaveUp(const std::string& deviceId)
+{
+    const std::lock_guard lock(m_mutex);
+    const auto found = m_entries.find(deviceId);
+    if (found == m_entries.end() || !found->second.lock.lastCommand)
+        return;
+    CloudLock next = found->second.lock;
+    CloudLock::Outcome& outcome = next.lastCommand->outcome;
+    if (outcome != CloudLock::Outcome::Sent && outcome != CloudLock::Outcome::Accepted)
+        return;
+    outcome = CloudLock::Outcome::Unanswered;
+    Change(found->second, next);
+}
+
 CloudLock CloudLocks::Find(const std::string& deviceId) const
 {
     const std::lock_guard lock(m_mutex);
@@ -278,6 +296,8 @@ void CloudLocks::Answered(const std::string& deviceId, CloudLock::Command comman
             return;
         command.time = next.lastCommand->time;
     }
+    if (command.outcome != CloudLock::Outcome::Refused)
+        command.heardBefore = next.lastSeen.value_or(Time());
     next.lastCommand = std::move(command);
     Change(entry, next);
     Forget();

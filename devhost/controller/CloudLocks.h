@@ -25,16 +25,20 @@ struct CloudLock {
     using Time = std::chrono::system_clock::time_point;
 
     enum class Outcome {
-        Sent,     ///< given to the driver; the cloud has not answered
-        Accepted, ///< the cloud keeps it for the lock's next heartbeat
-        Refused,  ///< by the cloud
-        Lost,     ///< sent, but no reply came
+        Sent,       ///< given to the driver; the cloud has not answered
+        Accepted,   ///< the cloud keeps it for the lock's next heartbeat
+        Done,       ///< the lock woke since, and is as it was wanted
+        Refused,    ///< by the cloud
+        Lost,       ///< sent, but no reply came
+        Unanswered, ///< the driver waits no longer for the lock
     };
     struct Command {
         bool unlocks = false;
         Time time = {};
         Outcome outcome = Outcome::Sent;
         std::string text = {}; ///< why it was refused or lost, in others' words
+        /// A heartbeat after this one may show that it is done; nothing when the cloud cannot have it.
+        std::optional<Time> heardBefore = {};
         bool operator==(const Command&) const = default;
     };
 
@@ -70,6 +74,9 @@ public:
     /// Notes that a command was given to the driver, unless the cloud has answered it already.
     /// @param time from before it was given.
     void Asked(const std::string& deviceId, bool unlocks, Time time);
+
+    /// Notes that the driver waits no longer for what a command that is still open should have led to.
+    void GaveUp(const std::string& deviceId);
 
     /// The lock; without any fact when it was never heard of.
     CloudLock Find(const std::string& deviceId) const;

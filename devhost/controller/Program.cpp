@@ -360,6 +360,8 @@ void Program::NoteLock(unsigned componentId)
             number);
     } else if (before) {
         add("lock", now.name + ": nobody knows any more whether it is locked");
+        if (const auto* client = dynamic_cast<const CBridgeClient*>(lock))
+            m_cloudLocks.GaveUp(static_cast<char*>(client->DeviceID()));
     }
 }
 

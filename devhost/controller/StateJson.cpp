@@ -103,10 +103,14 @@ const char* OutcomeName(CloudLock::Outcome outcome)
     switch (outcome) {
     case CloudLock::Outcome::Accepted:
         return "accepted";
+    case CloudLock::Outcome::Done:
+        return "done";
     case CloudLock::Outcome::Refused:
         return "refused";
     case CloudLock::Outcome::Lost:
         return "lost";
+    case CloudLock::Outcome::Unanswered:
+        return "unanswered";
     case CloudLock::Outcome::Sent:
         break;
     }

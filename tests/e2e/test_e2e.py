@@ -204,6 +204,34 @@ class Access(EndToEnd):
         self.assertEqual((left["wanted"], left["person"]["sync"], left["locks"]), (False, "not_sent", []))
 
 
+class Locks(EndToEnd):
+    def test_what_became_of_a_command_and_the_heartbeats_are_learned_from_the_traffic(self):
+        self.start_with_house()
+        lock, = [lock["id"] for lock in self.api.get("/locks")["locks"] if lock["name"] == "Front Door"]
+
+        def wait_for_outcome(outcome):
+            wait_for(outcome,
+                     lambda: self.api.get(f"/locks/{lock}")["last_command"]["outcome"] == outcome, 60)
+            return self.api.get(f"/locks/{lock}")
+
+        before = self.api.get(f"/locks/{lock}")
+        self.assertIsNone(before["last_command"])
+        self.api.put("/users/2", {"name": "Ann", "email": "", "pin": "73519046"})
+        self.api.post(f"/locks/{lock}/commands", {"command": "unlock", "user": 3})
+        after = wait_for_outcome("done")
+        self.assertEqual((after["online"], after["cloud_state"], after["heartbeat_interval"]),
+                         (True, "unlocked", 20))
+        self.assertGreater(after["last_seen"], before["last_seen"])
+        times = [point["time"] for point in self.api.get(f"/locks/{lock}/history?days=1")["points"]]
+        self.assertIn(before["last_seen"], times)
+        self.assertEqual(times, sorted(set(times)))
+
+        self.setup.admin.post("/admin/faults", [
+            {"kind": "status", "status": 422, "match": {"path": "/devices/", "method": "PUT"}, "count": 1}])
+        self.api.post(f"/locks/{lock}/commands", {"command": "lock"})
+        self.assertIn("HTTP 422", wait_for_outcome("refused")["last_command"]["text"])
+
+
 class Simulator(EndToEnd):
     def test_relay_takes_only_what_is_meant_and_says_when_nobody_answers(self):
         self.setup.start_host()

@@ -54,10 +54,15 @@ TEST(CloudLocksTest, EachExchangeShowsWhatTheCloudSaysOfALock)
         {"GET", "/devices/a", 200, R"({"id":"a","messages":"gone","alive":true})", "off every 60 gap 40 84%"},
         {"GET", "/devices/b", 200, R"({"id":"b","alive":true})", "off every 60 gap 40 84%"},
         {"PUT", "/devices/a/unlock", 200, R"({"id":"a"})", "off every 60 gap 40 84% unlock1"},
+        {"GET", "/devices/a", 200, R"({"id":"a","state":"unlocked"})", "off every 60 gap 40 84% unlock1"},
+        {"GET", "/devices/a", 200, R"({"id":"a","state":"locked","connected_at":"2026-01-10T12:01:00Z"})",
+         "off every 60 gap 20 84% unlock1"},
+        {"GET", "/devices/a", 200, R"({"id":"a","state":"unlocked"})", "off every 60 gap 20 84% unlock2"},
+        {"GET", "/devices/a", 200, R"({"id":"a","state":"locked"})", "off every 60 gap 20 84% unlock2"},
         {"PUT", "/devices/a/lock", 422, R"({"message":"Battery"})",
-         "off every 60 gap 40 84% lock2Battery (HTTP 422)"},
-        {"PUT", "/devices/a/lock", 0, "", "off every 60 gap 40 84% lock3cut"},
-        {"PUT", "/devices/a/status", 422, "", "off every 60 gap 40 84% lock3cut"},
+         "off every 60 gap 20 84% lock3Battery (HTTP 422)"},
+        {"PUT", "/devices/a/lock", 0, "", "off every 60 gap 20 84% lock4cut"},
+        {"PUT", "/devices/a/status", 422, "", "off every 60 gap 20 84% lock4cut"},
     };
     CloudLocks locks;
     for (auto now = CloudLocks::Time(1000s); const auto& row : rows) {
@@ -74,8 +79,12 @@ TEST(CloudLocksTest, EachExchangeShowsWhatTheCloudSaysOfALock)
     // A command that the cloud has answered already is not asked any more.
     locks.Asked("a", true, CloudLocks::Time(1000s));
     EXPECT_EQ(locks.Find("a").lastCommand->outcome, CloudLock::Outcome::Lost);
+    locks.GaveUp("a"); // of one that is lost already nothing new is known
+    EXPECT_EQ(locks.Find("a").lastCommand->outcome, CloudLock::Outcome::Lost);
     locks.Asked("a", true, CloudLocks::Time(2000s));
     EXPECT_EQ(locks.Find("a").lastCommand->outcome, CloudLock::Outcome::Sent);
+    locks.GaveUp("a");
+    EXPECT_EQ(locks.Find("a").lastCommand->outcome, CloudLock::Outcome::Unanswered);
 
     std::uint64_t seen = 0;
     EXPECT_EQ(locks.ChangedSince(seen).size(), 2u);
@@ -111,6 +120,13 @@ TEST(LockHistoryTest, KeepsTheNewestAndDrawsManyTogetherWithTheWorst)
     EXPECT_EQ(history.Read("a", now - 10min).size(), 11u);
     history.Add({{.device = "c", .time = now + LockHistory::kMaxAge}}, now + LockHistory::kMaxAge);
     EXPECT_EQ(history.Read("a", devhost::Database::Time()).size(), 1u);
+
+    std::vector<devhost::Heartbeat> all;
+    for (int i = 0; i < LockHistory::kMaxRows; ++i)
+        all.push_back({.device = "d", .time = now + std::chrono::days(25) + i * 1s});
+    history.Add(all, now + LockHistory::kMaxAge);
+    EXPECT_TRUE(history.Read("c", devhost::Database::Time()).empty());
+    EXPECT_EQ(history.Read("d", now + std::chrono::days(25)).front().time, now + std::chrono::days(25) + 99s);
 }
 
 } // namespace
