@@ -9,6 +9,11 @@ import { historyWords } from "./words.ts";
 
 const RELOAD_MS = 60_000;
 const HEIGHT = 220;
+const HOUR_S = 3600;
+const MOST_DAYS = 30;
+// Apart without colours, too.
+const LINES = [["Battery", "percent", "--accent", "solid", []], ["WiFi", "percent", "--warn", "dashed", [8, 4]],
+    ["Gap between heartbeats", "gap", "--text", "dotted", [2, 3]]] as const;
 
 /** The heartbeats of one lock as a chart of battery, WiFi and the gaps between them. */
 @customElement("lock-history")
@@ -57,13 +62,16 @@ export class LockHistory extends View {
     protected override render(): TemplateResult {
         if (this.fault) return failed(this.fault, () => void this.load());
         const id = `days-${this.lock}`;
+        const { points } = this;
         return html`
             <div class="row"><label for=${id}>History of</label>
                 <select id=${id} @change=${(event: Event) => { this.days = Number((event.target as HTMLSelectElement).value); void this.load(); }}>
-                    ${[1, 7, 30].map((days) => html`<option value=${days} ?selected=${days === this.days}>${days === 1 ? "1 day" : `${days} days`}</option>`)}
+                    ${[1, 7, MOST_DAYS].map((days) => html`<option value=${days} ?selected=${days === this.days}>${days === 1 ? "1 day" : `${days} days`}</option>`)}
                 </select></div>
-            <p class="hint">${this.points ? historyWords(this.points) : "Loading…"}</p>
-            <div class="chart" aria-hidden="true"></div>`;
+            ${points?.length === 0 ? html`<p class="empty">${this.days < MOST_DAYS ? "No heartbeat in this time." : "No history yet."}
+                The chart begins with the first heartbeat that the cloud tells of; each is kept for ${MOST_DAYS} days.</p>`
+                : html`<p class="hint">${points ? historyWords(points) : "Loading…"}</p>
+                    <div class="chart" aria-hidden="true"></div>`}`;
     }
 
     protected override updated(changed: PropertyValues): void {
@@ -76,22 +84,34 @@ export class LockHistory extends View {
         this.chart = undefined;
         if (!place || !this.points?.length) return;
         const style = getComputedStyle(this);
-        const [text, soft, line] = ["--text", "--soft", "--line"].map((name) => style.getPropertyValue(name));
-        const colours = ["--accent", "--warn", "--soft"].map((name) => style.getPropertyValue(name));
-        const axis = { stroke: soft ?? "", grid: { stroke: line ?? "", width: 1 }, ticks: { stroke: line ?? "", width: 1 } };
-        const series = (label: string, index: number, scale: string) => ({ label, scale, stroke: colours[index] ?? text ?? "", width: 1.5, spanGaps: true });
+        const colour = (name: string) => style.getPropertyValue(name);
+        const line = { stroke: colour("--line"), width: 1 };
+        const axis = { stroke: colour("--soft"), grid: line, ticks: line };
+        const now = Date.now() / 1000;
+        const longest = Math.max(0, ...this.points.map(({ gap_seconds: gap }) => gap ?? 0));
+        const [unit, per] = longest > 4 * HOUR_S ? ["h", HOUR_S] : longest > 240 ? ["min", 60] : ["s", 1];
         this.chart = new uPlot({
-            width: place.clientWidth, height: HEIGHT, cursor: { show: false }, legend: { live: false },
-            scales: { percent: { range: [0, 100] }, minutes: { range: (_, __, most) => [0, Math.max(5, most)] } },
-            axes: [{ ...axis, values: (_, ticks) => ticks.map((tick) => new Date(tick * 1000).toLocaleString([], this.days > 1
-                ? { day: "numeric", month: "short" } : { hour: "2-digit", minute: "2-digit" })) }, { ...axis, scale: "percent", values: (_, ticks) => ticks.map((tick) => `${tick} %`) },
-                { ...axis, scale: "minutes", side: 1, size: 60, grid: { show: false }, values: (_, ticks) => ticks.map((tick) => `${tick} min`) }],
-            series: [{}, series("Battery", 0, "percent"), series("WiFi", 1, "percent"), { ...series("Gap between heartbeats", 2, "minutes"), dash: [4, 4] }],
+            width: place.clientWidth, height: HEIGHT, cursor: { show: false },
+            legend: { live: false, markers: { dash: (_, index) => LINES[index - 1]?.[3] ?? "solid" } },
+            scales: { x: { range: (_, first, last) => [Math.min(first, now - HOUR_S), Math.max(last, now)] },
+                percent: { range: [0, 100] }, gap: { range: (_, __, most) => [0, Math.max(1, most * 1.1)] } },
+            axes: [{ ...axis, space: 70, values: (_, ticks) => ticks.map(dateOrTime) },
+                { ...axis, scale: "percent", size: 56, values: (_, ticks) => ticks.map((tick) => `${tick} %`) },
+                { ...axis, scale: "gap", side: 1, size: 68, grid: { show: false }, values: (_, ticks) => ticks.map((tick) => `${tick} ${unit}`) }],
+            series: [{}, ...LINES.map(([label, scale, name, , dash]) => ({ label, scale, stroke: colour(name), width: 1.5,
+                dash: [...dash], points: { size: 4, fill: colour(name) }, spanGaps: true }))],
         }, [
             this.points.map(({ time }) => Date.parse(time) / 1000),
             this.points.map(({ battery }) => battery),
             this.points.map(({ wifi }) => wifi),
-            this.points.map(({ gap_seconds: gap }) => (gap === null ? null : gap / 60)),
+            this.points.map(({ gap_seconds: gap }) => (gap === null ? null : gap / per)),
         ], place);
     }
+}
+
+/** A tick of the time axis: the day where one begins, else the time of day. */
+function dateOrTime(seconds: number): string {
+    const tick = new Date(seconds * 1000);
+    return tick.getHours() + tick.getMinutes() === 0 ? tick.toLocaleDateString([], { day: "numeric", month: "short" })
+        : tick.toLocaleTimeString([], { hour: "2-digit", minute: "2-digit" });
 }

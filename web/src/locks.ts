@@ -5,7 +5,7 @@ import { customElement, state } from "lit/decorators.js";
 import { ask, Refusal, type Lock, type StatusFields, type StatusPage } from "./api.ts";
 import { store } from "./store.ts";
 import { attempt, badge, Clock, confirmed, failed, say, View } from "./view.ts";
-import { ago, commandWords, heartbeatWords, lastUser, lockWords, offlineWords, percent } from "./words.ts";
+import { ago, commandWords, contraryWords, heartbeatWords, lastUser, lockWords, offlineWords, percent, waitWords } from "./words.ts";
 
 @customElement("locks-view")
 export class LocksView extends View {
@@ -41,21 +41,23 @@ export class LocksView extends View {
         const open = this.opened === lock.id;
         const charted = this.charted === lock.id;
         const now = Date.now();
-        const offline = offlineWords(lock, now);
+        const offline = offlineWords(lock);
         const last = commandWords(lock, now);
+        const contrary = contraryWords(lock);
         const { threshold, low } = lock.low_battery;
         return html`
             <section class="card" aria-labelledby="lock-${lock.id}">
                 <div class="row"><h2 id="lock-${lock.id}">${lock.name}</h2><span class="end">${badge(text, tone)}</span></div>
-                ${lock.error && !(offline && lock.error === "Offline") ? html`<p class="message bad" role="alert">${lock.error}</p>` : nothing}
+                ${lock.error && !(offline && lock.error === "Offline") ? html`<p class="message bad" role="alert">${lock.error}
+                    <span class="hint">Told until the lock's state changes or the next command.</span></p>` : nothing}
                 ${offline ? html`<p class="message bad" role="alert">${offline}</p>` : nothing}
+                ${contrary ? html`<p class="message warn">${contrary}</p>` : nothing}
                 <div class="wait">${lock.working ? html`
-                    <label for="wait-${lock.id}">Waits for the lock's next heartbeat${lock.progress_time ? `, ${lock.progress_time} s`
-                        : ", which is late. Four minutes after it was due the state becomes unknown"}</label>
+                    <label for="wait-${lock.id}">${waitWords(lock)}</label>
                     <progress id="wait-${lock.id}" max="100" value=${lock.progress ?? 0}></progress>` : html`<p class="hint">${who}</p>`}
                     ${last ? html`<p class=${last.tone === "bad" ? "message bad" : "hint"}>${last.text}</p>` : nothing}</div>
-                <dl class="facts">
-                    <div><dt>Battery</dt><dd>${percent(lock.battery)}${threshold === null ? nothing : low ? badge(`Below ${threshold} %`, "warn")
+                <dl class="facts even">
+                    <div><dt>Battery</dt><dd>${percent(lock.battery)}${threshold === null ? nothing : low ? html` ${badge(`Below ${threshold} %`, "warn")}`
                         : html` <span class="hint">warns below ${threshold} %</span>`}</dd></div>
                     <div><dt>WiFi</dt><dd>${percent(lock.signal)}</dd></div>
                     <div><dt>Heartbeat</dt><dd>${heartbeatWords(lock, now)}</dd></div>
@@ -65,8 +67,8 @@ export class LocksView extends View {
                 <div class="row">
                     <button ?disabled=${lock.state === "locked"} @click=${() => this.command(lock, "lock")}>Lock</button>
                     <button ?disabled=${acting === undefined || lock.state === "unlocked"} @click=${() => this.command(lock, "unlock", acting)}>Unlock</button>
-                    <button class="end" aria-expanded=${charted} @click=${() => this.chart(charted ? 0 : lock.id)}>History</button>
-                    <button aria-expanded=${open} @click=${() => { this.opened = open ? 0 : lock.id; }}>Settings</button>
+                    <span class="end"><button aria-expanded=${charted} @click=${() => this.chart(charted ? 0 : lock.id)}>History</button>
+                    <button aria-expanded=${open} @click=${() => { this.opened = open ? 0 : lock.id; }}>Settings</button></span>
                 </div>
                 ${charted ? html`<lock-history .lock=${lock.id}></lock-history>` : nothing}
                 ${open ? html`<lock-settings .lock=${lock}></lock-settings>` : nothing}

@@ -77,11 +77,24 @@ export function traffic(counters: Counters): string {
     return `${counters.sends} requests, ${counters.receives} replies, ${Math.ceil((counters.bytes_sent + counters.bytes_received) / 1024)} KiB${counters.queue_empty === false ? "; more wait to be sent" : ""}`;
 }
 
-/** Why a lock is offline; empty when it is not. */
-export function offlineWords(lock: Lock, now: number): string {
+/** Why a lock is offline; empty when it is not. Without times: an alert that changes is read out again. */
+export function offlineWords(lock: Lock): string {
     if (lock.online !== false) return "";
-    return lock.last_seen ? `Offline: the cloud has not heard from it for ${lasted(lock.last_seen, now)}. Check its WiFi and its battery.`
-        : "Offline: the cloud has never heard from it. Check its WiFi and its battery.";
+    return `Offline: the cloud ${lock.last_seen ? "hears nothing from it any more" : "has never heard from it"}. Check its WiFi and its battery.`;
+}
+
+/** That the driver shows a lock otherwise than the cloud, which it does against its last command; empty when it does not. */
+export function contraryWords(lock: Lock): string {
+    const both = ["locked", "unlocked"];
+    if (lock.working || lock.cloud_state === lock.state || !both.includes(lock.state) || !both.includes(lock.cloud_state ?? "")) return "";
+    return `The cloud says that it is ${lock.cloud_state}. The driver keeps to its last command until there is another: see to the door.`;
+}
+
+/** What a command under way waits for, and what comes of it if that does not come. */
+export function waitWords(lock: Lock): string {
+    const late = lock.progress === 100;
+    const left = lock.progress_time ? `, ${lock.progress_time} s` : "";
+    return `Waits for the lock's next heartbeat${late ? ", which is late" : left}. If none comes, the state is unknown four minutes after it was due.`;
 }
 
 /** When a lock woke last, and when it will next. */
@@ -101,19 +114,18 @@ export function commandWords(lock: Lock, now: number): { text: string; tone: Ton
     const when = ago(last.time, now);
     switch (last.outcome) {
         case "sent": return { text: `${name}, ${when}: waits to be sent to the cloud.`, tone: "plain" };
-        case "accepted": {
-            const done = !lock.working && lock.state === `${last.command}ed`;
-            return { text: `${name}, ${when}: ${done ? "done." : "taken by the cloud."}`, tone: "plain" };
-        }
+        case "accepted": return { text: `${name}, ${when}: taken by the cloud.`, tone: "plain" };
+        case "done": return { text: `${name}, ${when}: done.`, tone: "plain" };
         case "refused": return { text: `${name}, ${when}: the cloud refused it: ${last.text}. It is not tried again.`, tone: "bad" };
         case "lost": return { text: `${name}, ${when}: no reply came (${last.text}). It may have been done; it is not tried again.`, tone: "bad" };
+        case "unanswered": return { text: `${name}, ${when}: the lock did not answer. See whether it and the account are online, then try again.`, tone: "bad" };
     }
 }
 
-/** The heartbeats of some days in words. */
+/** The heartbeats of some days in words, empty when there was none. */
 export function historyWords(points: readonly Heartbeat[]): string {
     const last = points.at(-1);
-    if (!last) return "There was no heartbeat yet in this time. Each one that the cloud tells of is kept for thirty days.";
+    if (!last) return "";
     const lowest = (name: string, values: (number | null)[]) => {
         const known = values.filter((value) => value !== null);
         return known.length ? `${name} ${known.at(-1)} %, lowest ${Math.min(...known)} %; ` : "";

@@ -11,7 +11,7 @@ async function load(name) {
     return import(`data:text/javascript;base64,${Buffer.from(outputFiles[0].contents).toString("base64")}`);
 }
 const { EMPTY, reduce } = await load("state");
-const { ago, commandWords, differences, heartbeatWords, historyWords, lastUser, listed, percent } = await load("words");
+const { ago, commandWords, contraryWords, differences, heartbeatWords, historyWords, lastUser, listed, percent, waitWords } = await load("words");
 const { filtered, logText } = await load("log");
 
 test("events bring the state to what the host has, also when they come twice", () => {
@@ -52,6 +52,10 @@ test("words for people", () => {
         .map((lock) => heartbeatWords(lock, now)), ["not heard yet", "1 min ago", "1 min ago, next in 30 s", "1 min ago, the next is due"]);
     assert.match(commandWords({ last_command: { command: "unlock", time: at(-5), outcome: "refused", text: "No (HTTP 422)" } }, now).text,
         /^Unlock, 5 s ago: the cloud refused it: No \(HTTP 422\)/);
+    assert.deepEqual([[false, "locked", "unlocked"], [true, "locked", "unlocked"], [false, "locked", "locked"], [false, "unknown", "locked"], [false, "locked", null]]
+        .map(([working, state, cloud_state]) => contraryWords({ working, state, cloud_state }) !== ""), [true, false, false, false, false]);
+    assert.deepEqual([[0, 0], [40, 12], [100, 0]].map(([progress, progress_time]) => waitWords({ progress, progress_time }).split(".")[0]),
+        ["", ", 12 s", ", which is late"].map((left) => `Waits for the lock's next heartbeat${left}`));
     assert.equal(historyWords([{ battery: 80, wifi: null, gap_seconds: null }, { battery: 84, wifi: null, gap_seconds: 61 }]),
         "2 heartbeats: battery 84 %, lowest 80 %; longest gap between two 1 min.");
 });
