@@ -10,6 +10,7 @@ import { historyWords } from "./words.ts";
 const RELOAD_MS = 60_000;
 const HEIGHT = 220;
 const HOUR_S = 3600;
+const LEAST_S = 600; // that the time axis shows: of a lock that was just installed, no seconds
 const MOST_DAYS = 30;
 // Apart without colours, too.
 const LINES = [["Battery", "percent", "--accent", "solid", []], ["WiFi", "percent", "--warn", "dashed", [8, 4]],
@@ -93,7 +94,7 @@ export class LockHistory extends View {
         this.chart = new uPlot({
             width: place.clientWidth, height: HEIGHT, cursor: { show: false },
             legend: { live: false, markers: { dash: (_, index) => LINES[index - 1]?.[3] ?? "solid" } },
-            scales: { x: { range: (_, first, last) => [Math.min(first, now - HOUR_S), Math.max(last, now)] },
+            scales: { x: { range: (_, first, last) => [Math.min(first, now - LEAST_S), Math.max(last, now)] },
                 percent: { range: [0, 100] }, gap: { range: (_, __, most) => [0, Math.max(1, most * 1.1)] } },
             axes: [{ ...axis, space: 70, values: (_, ticks) => ticks.map(dateOrTime) },
                 { ...axis, scale: "percent", size: 56, values: (_, ticks) => ticks.map((tick) => `${tick} %`) },

@@ -69,7 +69,7 @@ async function lookAround(page) {
     }
     // The README's.
     await page.emulateMedia({ colorScheme: "light" });
-    for (const [view, height] of [["Accounts", 620], ["Locks", 400], ["Users", 280]]) {
+    for (const [view, height] of [["Accounts", 620], ["Locks", 440], ["Users", 280]]) {
         await page.setViewportSize({ width: 820, height });
         await page.getByRole("link", { name: view, exact: true }).click();
         await page.getByRole("heading", { name: view, level: 1 }).waitFor();
