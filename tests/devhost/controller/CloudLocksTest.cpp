@@ -122,6 +122,7 @@ TEST(LockHistoryTest, KeepsTheNewestAndDrawsManyTogetherWithTheWorst)
     EXPECT_EQ(history.Read("a", devhost::Database::Time()).size(), 1u);
 
     std::vector<devhost::Heartbeat> all;
+    all.reserve(LockHistory::kMaxRows);
     for (int i = 0; i < LockHistory::kMaxRows; ++i)
         all.push_back({.device = "d", .time = now + std::chrono::days(25) + i * 1s});
     history.Add(all, now + LockHistory::kMaxAge);
