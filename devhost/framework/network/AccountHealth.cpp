@@ -33,6 +33,11 @@ AccountHealth* AccountHealth::Current()
     return g_current;
 }
 
+AccountHealth* AccountHealth::Exchange(AccountHealth* other)
+{
+    return std::exchange(g_current, other);
+}
+
 AccountHealth::Scope::Scope(AccountHealth& health) : m_previous(std::exchange(g_current, &health)) {}
 
 AccountHealth::Scope::~Scope()

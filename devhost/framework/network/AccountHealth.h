@@ -56,6 +56,9 @@ public:
 
     /// The health of the account whose worker the calling thread is; null on another thread.
     static AccountHealth* Current();
+    /// Makes another health, or none, that of the calling thread. For whoever runs several workers on one thread.
+    /// @return the one before.
+    static AccountHealth* Exchange(AccountHealth* other);
 
     /// Makes a health that of the calling thread, as long as the object lives.
     class Scope

@@ -69,12 +69,33 @@ public:
     virtual void Sleep(std::chrono::milliseconds time) = 0;
 };
 
+/// A worker under way. Whoever started it joins it before it is destroyed.
+class RunningWorker
+{
+public:
+    virtual ~RunningWorker() = default;
+    /// Waits until the worker's function has returned. Host thread.
+    virtual void Join() = 0;
+};
+
+/// Runs workers beside the host thread. A simulation runs them in turns on the host's own thread.
+class WorkerRunner
+{
+public:
+    virtual ~WorkerRunner() = default;
+    /// Starts a function that runs until it returns by itself; it throws nothing. Host thread.
+    /// @param name of at most 15 characters, for people.
+    /// @throws std::exception when no thread can be started.
+    virtual std::unique_ptr<RunningWorker> Start(const std::string& name, std::function<void()> work) = 0;
+};
+
 /// What stands behind the host services. Borrowed pointers and functions; whoever sets one keeps it alive and
 /// takes it out again. Set on the host thread while no driver code runs.
 struct Framework {
     Transport* transport = nullptr;        // null: no connection can be made
     DiagnosticSink* diagnostics = nullptr; // null: lines and reports are dropped
     Sleeper* sleeper = nullptr;            // null: Sleep returns at once
+    WorkerRunner* workers = nullptr;       // null: each worker is a thread
     CSystem* system = nullptr;
     CIDServer* idServer = nullptr;
     CEventServer* eventServer = nullptr;

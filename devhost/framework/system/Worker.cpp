@@ -7,6 +7,8 @@
 
 #include <pthread.h>
 #include <string>
+#include <thread>
+#include <utility>
 
 namespace devhost
 {
@@ -16,6 +18,22 @@ namespace
 
 constexpr int kReportThrown = 1;
 
+class WorkerThread : public RunningWorker
+{
+public:
+    WorkerThread(const std::string& name, std::function<void()> work)
+        : m_thread([name, work = std::move(work)] {
+              pthread_setname_np(pthread_self(), name.c_str()); // the log shows it
+              work();
+          })
+    {
+    }
+    void Join() override { m_thread.join(); }
+
+private:
+    std::thread m_thread;
+};
+
 } // namespace
 
 void Worker::Start()
@@ -24,9 +42,8 @@ void Worker::Start()
         return;
     m_bridge.ShuttingDown(0);
     m_stop = std::make_unique<WorkerStop>();
-    m_thread = std::thread([interface = &m_interface, stop = m_stop.get(), health = &m_health,
-                            name = "account-" + std::to_string(m_bridge.ID() % 1000000)] {
-        pthread_setname_np(pthread_self(), name.c_str()); // the log shows it; at most 15 characters
+    const std::string name = "account-" + std::to_string(m_bridge.ID() % 1000000);
+    auto work = [interface = &m_interface, stop = m_stop.get(), health = &m_health] {
         const WorkerStop::Scope scope(*stop);
         const AccountHealth::Scope watched(*health);
         try {
@@ -34,7 +51,9 @@ void Worker::Start()
         } catch (...) {
             AssertWrap("worker", kReportThrown, ("the worker ended by an error: " + ExceptionText()).c_str());
         }
-    });
+    };
+    WorkerRunner* runner = TheFramework().workers;
+    m_running = runner ? runner->Start(name, work) : std::make_unique<WorkerThread>(name, work);
 }
 
 void Worker::RequestStop()
@@ -49,7 +68,8 @@ void Worker::Stop()
     if (!Running())
         return;
     RequestStop();
-    m_thread.join();
+    m_running->Join();
+    m_running.reset();
 }
 
 } // namespace devhost

@@ -2,16 +2,16 @@
 // The worker thread of one interface.
 
 #include "devhost/framework/network/AccountHealth.h"
+#include "devhost/framework/seams/Framework.h"
 #include "devhost/framework/system/WorkerStop.h"
 #include "host/DeviceInterface.h"
 
 #include <memory>
-#include <thread>
 
 namespace devhost
 {
 
-/// Runs an interface's Run on a thread of its own. Started and stopped on the host thread.
+/// Runs an interface's Run on a thread of its own, or as the framework's runner of workers does it. Started and stopped on the host thread.
 class Worker
 {
 public:
@@ -31,14 +31,14 @@ public:
     /// Asks the thread to end and joins it. A pause of the thread ends at once, an exchange after a short
     /// grace at the latest.
     void Stop();
-    bool Running() const { return m_thread.joinable(); }
+    bool Running() const { return m_running != nullptr; }
 
 private:
     CDeviceInterface& m_interface;
     CNetworkBridge& m_bridge;
     AccountHealth& m_health;
     std::unique_ptr<WorkerStop> m_stop; // one for each thread, because a raised flag stays raised
-    std::thread m_thread;
+    std::unique_ptr<RunningWorker> m_running;
 };
 
 } // namespace devhost

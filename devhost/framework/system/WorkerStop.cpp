@@ -47,6 +47,11 @@ WorkerStop* WorkerStop::Current()
     return g_current;
 }
 
+WorkerStop* WorkerStop::Exchange(WorkerStop* other)
+{
+    return std::exchange(g_current, other);
+}
+
 WorkerStop::Scope::Scope(WorkerStop& stop) : m_previous(std::exchange(g_current, &stop)) {}
 
 WorkerStop::Scope::~Scope()
