@@ -68,6 +68,7 @@ OAuthService::OAuthService(const Options& options, World& world, RandomSource ra
 
 void OAuthService::ForgetExpired(TimePoint now)
 {
+    std::erase_if(m_spent, [&](const auto& entry) { return entry.second <= now; });
     EraseExpired(m_codes, now);
     EraseExpired(m_consents, now);
     std::erase_if(m_world.accessTokens, [now](const AccessToken& token) { return token.expiresAt <= now; });
@@ -156,7 +157,7 @@ Response OAuthService::Token(const Request& request, TimePoint now)
     if (grant == "authorization_code")
         RedeemCode(fields);
     else if (grant == "refresh_token")
-        RedeemRefreshToken(fields);
+        RedeemRefreshToken(fields, now);
     else
         throw Refusal(400, "unsupported_grant_type",
                       "grant_type must be \"authorization_code\" or \"refresh_token\"");
@@ -178,14 +179,19 @@ void OAuthService::RedeemCode(const FormFields& fields)
         throw Refusal(400, "invalid_grant", "redirect_uri is not the one that the code was issued for");
 }
 
-void OAuthService::RedeemRefreshToken(const FormFields& fields)
+void OAuthService::RedeemRefreshToken(const FormFields& fields, TimePoint now)
 {
     RefuseUnknownFields(fields, {"client_id", "client_secret", "refresh_token", "grant_type"});
     CheckClient(fields);
-    const auto found = std::ranges::find(m_world.refreshTokens, RequireField(fields, "refresh_token"));
+    const std::string token = RequireField(fields, "refresh_token");
+    const auto found = std::ranges::find(m_world.refreshTokens, token);
+    if (found == m_world.refreshTokens.end() && m_spent.contains(token))
+        return;
     if (found == m_world.refreshTokens.end())
         throw Refusal(400, "invalid_grant", "the refresh token is unknown, used or revoked");
     m_world.refreshTokens.erase(found);
+    if (m_options.refreshGrace.count() > 0)
+        m_spent[token] = now + m_options.refreshGrace;
 }
 
 Response OAuthService::IssueTokens(TimePoint now)
@@ -235,6 +241,7 @@ std::size_t OAuthService::RevokeAccessTokens()
 
 std::size_t OAuthService::RevokeRefreshTokens()
 {
+    m_spent.clear();
     return std::exchange(m_world.refreshTokens, {}).size();
 }
 

@@ -19,6 +19,8 @@ struct Options {
     std::string oauthHost = VESTARA_OAUTH_HOST;
     std::string apiHost = VESTARA_API_HOST;
     std::chrono::seconds tokenLifetime{7200};
+    // How long a refresh token is still good after its first use; 0: it is spent at once.
+    std::chrono::seconds refreshGrace{0};
     bool autoApprove = false;              // the authorize page redirects at once
     std::vector<std::string> redirectUris; // allowed besides loopback http addresses
 };

@@ -20,6 +20,7 @@ struct CommandLine {
     std::string stateDir = ".state/cloudsim";
     std::string logLevel = "info";
     std::int64_t tokenLifetime = 7200;
+    std::int64_t refreshGrace = 0;
     bool printReady = false;
     bool exitWithParent = false;
     cloudsim::ServerOptions server;
@@ -46,6 +47,10 @@ void Describe(CLI::App& app, CommandLine& line)
     app.add_option("--api-host", line.server.cloud.apiHost, "Name of the REST host")->capture_default_str();
     app.add_option("--token-lifetime", line.tokenLifetime, "Lifetime of an access token in seconds")
         ->check(CLI::Range(std::int64_t{1}, std::int64_t{31536000}))
+        ->capture_default_str();
+    app.add_option("--refresh-grace", line.refreshGrace,
+                   "Seconds for which a refresh token is still good after its first use")
+        ->check(CLI::Range(std::int64_t{0}, std::int64_t{86400}))
         ->capture_default_str();
     app.add_flag("--auto-approve", line.server.cloud.autoApprove,
                  "Consent at once, without the page's button");
@@ -113,6 +118,7 @@ int Run(CommandLine& line)
     // Before any thread starts, so that only WaitForEnd takes them.
     const sigset_t signals = BlockEndingSignals();
 
+    line.server.cloud.refreshGrace = std::chrono::seconds(line.refreshGrace);
     line.server.cloud.tokenLifetime = std::chrono::seconds(line.tokenLifetime);
     line.server.saveFolder = line.stateDir;
     const auto now = std::chrono::floor<std::chrono::milliseconds>(std::chrono::system_clock::now());
