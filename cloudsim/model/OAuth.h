@@ -64,7 +64,7 @@ private:
     World& m_world;
     RandomSource m_random;
     std::map<std::string, Code, std::less<>> m_codes;
-    std::map<std::string, TimePoint, std::less<>> m_spent; // refresh tokens in their grace, and its end
+    std::map<std::string, TimePoint, std::less<>> m_spent;  // refresh tokens in their grace, and its end
     std::map<std::string, Consent, std::less<>> m_consents; // by the form's one-time token
 };
 

@@ -56,7 +56,8 @@ public:
 
     /// The health of the account whose worker the calling thread is; null on another thread.
     static AccountHealth* Current();
-    /// Makes another health, or none, that of the calling thread. For whoever runs several workers on one thread.
+    /// Makes another health, or none, that of the calling thread. For whoever runs several workers on one
+    /// thread.
     /// @return the one before.
     static AccountHealth* Exchange(AccountHealth* other);
 

@@ -41,7 +41,8 @@ public:
 
     /// The flag of the calling thread; null on a thread that is no worker.
     static WorkerStop* Current();
-    /// Makes another flag, or none, that of the calling thread. For whoever runs several workers on one thread.
+    /// Makes another flag, or none, that of the calling thread. For whoever runs several workers on one
+    /// thread.
     /// @return the one before.
     static WorkerStop* Exchange(WorkerStop* other);
 
