@@ -36,6 +36,13 @@ using Tcp = asio::ip::tcp;
 
 constexpr int kReportTooLong = 1;
 
+// RFC 9325, sections 4.1 and 4.2: of TLS 1.2 only ciphers whose keys are made anew for each connection and
+// that authenticate what they encrypt, and nothing below 112 bits in certificates and keys (level 2). OpenSSL
+// takes what is not set here from the machine's settings, which may bear peers without encryption or
+// certificate.
+constexpr const char* kCiphers = "ECDHE+AESGCM:ECDHE+CHACHA20:DHE+AESGCM:DHE+CHACHA20:!aNULL:!PSK";
+constexpr int kSecurityLevel = 2;
+
 thread_local std::string g_lastFailure;
 
 void LogFailure(const std::string& peer, std::string_view what)
@@ -133,6 +140,9 @@ bool TlsConnection::Fail(const char* step, const error_code& error) const
         what = "timed out";
     else if (error == asio::ssl::error::stream_truncated || error == asio::error::eof)
         what = "the connection was cut";
+    else if (error.category() == asio::error::get_ssl_category() &&
+             ERR_GET_REASON(static_cast<unsigned long>(error.value())) == SSL_R_WRONG_VERSION_NUMBER)
+        what = "the peer does not speak TLS";
     LogFailure(m_peer, std::string(step) + " failed: " + what);
     return false;
 }
@@ -375,7 +385,12 @@ TlsTransport::Impl::Impl(TlsOptions options)
     : m_options(std::move(options)), m_settings{NextNumber(), m_options.exchangeTimeout, m_options.resumeFor}
 {
     TlsConnection::TakeSessions(m_context);
-    SSL_CTX_set_min_proto_version(m_context.native_handle(), TLS1_2_VERSION);
+    SSL_CTX* context = m_context.native_handle();
+    // The level last, because a list of ciphers may set one too.
+    if (SSL_CTX_set_min_proto_version(context, TLS1_2_VERSION) != 1 ||
+        SSL_CTX_set_max_proto_version(context, 0) != 1 || SSL_CTX_set_cipher_list(context, kCiphers) != 1)
+        throw std::runtime_error("this machine's OpenSSL has no protocol and cipher that is good enough");
+    SSL_CTX_set_security_level(context, kSecurityLevel);
     m_context.set_verify_mode(asio::ssl::verify_peer);
     error_code error;
     if (m_options.caFile.empty())

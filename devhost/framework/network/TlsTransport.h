@@ -33,9 +33,10 @@ struct TlsOptions {
 };
 
 /// Connects with TLS 1.2 or later, and always verifies the chain and the host name, which must be among the
-/// certificate's alternative names (RFC 9525). Every failure is written as a trace line of the producer
-/// "tls", a reply that is too long as a report. A calling worker that is asked to stop waits no longer than
-/// its grace. Any thread; the object outlives its connections.
+/// certificate's alternative names (RFC 9525). Versions, ciphers and the least strength of keys and hashes
+/// are the same on every machine, whatever its OpenSSL is set to bear. Every failure is written as a trace
+/// line of the producer "tls", a reply that is too long as a report. A calling worker that is asked to stop
+/// waits no longer than its grace. Any thread; the object outlives its connections.
 ///
 /// What was verified with a peer stands for the sessions that this handshake began: the next connection of
 /// the same thread to the same host, port and address resumes one when the server agrees (RFC 8446, section
