@@ -58,7 +58,10 @@ inline std::string Expand(const std::string& field)
         while (count > 0 && field[i + 1 + digits] >= '0' && field[i + 1 + digits] <= '9')
             ++digits;
         if (digits > 0 && field[i + 1 + digits] == '*') {
-            const std::size_t start = i + 2 + digits, end = field.find('}', start);
+            const std::size_t start = i + 2 + digits;
+            std::size_t end = start;
+            for (int open = 1; field[end] != '}' || --open > 0; ++end)
+                open += field[end] == '{' ? 1 : 0;
             const std::string piece = Expand(field.substr(start, end - start));
             for (std::size_t n = 0; n < count; ++n)
                 out += piece;

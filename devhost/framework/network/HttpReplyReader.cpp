@@ -49,8 +49,8 @@ HttpReplyReader::State HttpReplyReader::Feed(std::string_view bytes)
             m_head.append(m_pending, 0, takenSize);
         m_pending.erase(0, takenSize);
         if (error == http::error::need_more) {
-            // What cannot be taken yet is at most a head or a chunk's header with its trailers.
-            if (m_pending.size() > kMaxHeadBytes)
+            // What cannot be taken yet is at most the rest of a head or a chunk's header with its trailers.
+            if (m_pending.size() + (m_headChecked ? 0 : m_head.size()) > kMaxHeadBytes)
                 Fail("a header is too long");
             break;
         }
@@ -84,6 +84,8 @@ void HttpReplyReader::CheckHead()
         (encodingCount == 1 && !boost::beast::iequals(reply[http::field::transfer_encoding], "chunked")))
         return Fail("unknown transfer encoding");
     const unsigned status = reply.result_int();
+    if (status < 100 || status > 599)
+        return Fail("unknown status");
     if (status == 101)
         return Fail("the protocol was switched without being asked");
     if (status / 100 == 1) {

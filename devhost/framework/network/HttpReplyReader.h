@@ -17,8 +17,8 @@ namespace devhost
 
 /// Collects one final reply (RFC 9112): informational replies before it are skipped; the body is framed by
 /// its length, by chunks, or, when neither is given, by the end of the connection. Contradictory framing,
-/// sizes past the limits, a NUL in the body, and anything malformed end the reading. Bytes after the reply
-/// are ignored. One thread.
+/// sizes past the limits, a status outside 100 to 599, a NUL in the body, and anything malformed end the
+/// reading. Bytes after the reply are ignored. One thread.
 class HttpReplyReader
 {
 public:
