@@ -10,6 +10,8 @@
 #include <functional>
 #include <limits>
 #include <map>
+#include <set>
+#include <utility>
 
 namespace devhost
 {
@@ -41,6 +43,21 @@ std::string Line(const std::string& kind, const MemoryFile& record)
     return RecordLine{kind, record.Bytes()}.Format() + "\n";
 }
 
+// Whether there is one first and one last record, so many records as the first one says, and none of them
+// twice.
+bool AreAllThere(const std::vector<RecordLine>& lines, std::optional<int> recordCount)
+{
+    std::set<std::pair<std::string_view, std::string_view>> seen;
+    std::map<std::string_view, int> counts;
+    for (const RecordLine& line : lines) {
+        ++counts[line.kind];
+        if (!seen.emplace(line.kind, line.bytes).second)
+            return false;
+    }
+    return counts[kHeader] == 1 && counts[kEnd] == 1 &&
+           (!recordCount || lines.size() == static_cast<std::size_t>(*recordCount) + 2);
+}
+
 } // namespace
 
 void Configuration::Fault(int line, const std::string& what)
@@ -54,8 +71,8 @@ std::optional<std::string> Configuration::Write(std::string* error)
 {
     std::string body;
     // What is stored is what there is, so that switches of removed producers go. Those of objects whose
-    // library is away are not told from them, and stay with their records.
-    if (m_system.m_keptRecords.empty())
+    // library is away, or whose record was damaged, are not told from them, and stay.
+    if (m_system.m_keptRecords.empty() && !m_system.m_saving.damaged)
         m_system.m_traces.Clear();
     for (CTraceProducer* producer : m_system.TraceProducers())
         m_system.m_traces.Store(static_cast<char*>(producer->TraceName()), producer->TraceEnabled() != 0);
@@ -110,6 +127,7 @@ std::optional<std::string> Configuration::Write(std::string* error)
     header.WriteInt(static_cast<int>(m_system.m_ids.Next()));
     header.WriteInt(static_cast<int>(bridgeCount));
     header.WriteInt(static_cast<int>(componentCount));
+    header.WriteInt(static_cast<int>(std::ranges::count(body, '\n')));
     return Line(kHeader, header) + body + Line(kEnd, MemoryFile());
 }
 
@@ -129,22 +147,24 @@ void Configuration::Parse(std::string_view text)
 std::optional<std::string> Configuration::FindFault(std::string_view text)
 {
     std::optional<Header> header;
+    std::vector<RecordLine> lines;
     std::map<std::string, int> counts;
     for (int number = 1; !text.empty(); ++number) {
         const std::size_t end = text.find('\n');
-        const auto record = RecordLine::Parse(text.substr(0, end));
+        auto record = RecordLine::Parse(text.substr(0, end));
         if (!record)
             return "line " + std::to_string(number) + " is damaged";
         if (record->kind == kHeader)
             header = ParseHeader(*record);
         ++counts[record->kind];
+        lines.push_back(std::move(*record));
         text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
     }
     if (!header || counts[kHeader] != 1)
         return "there is not one sound first record";
     if (header->version > kVersion)
         return "a newer host has written it";
-    if (counts[kEnd] != 1 || counts[kBridge] != header->bridgeCount ||
+    if (!AreAllThere(lines, header->recordCount) || counts[kBridge] != header->bridgeCount ||
         counts[kComponent] != header->componentCount)
         return "records are missing or too many";
     return std::nullopt;
@@ -171,15 +191,15 @@ bool Configuration::Read(std::string_view text)
 
 void Configuration::CheckCounts()
 {
-    if (!m_expectedBridges)
+    if (!m_expected)
         return Fault(CountReport, "the configuration has no sound first record");
-    const bool ended = std::any_of(m_lines.begin(), m_lines.end(),
-                                   [](const RecordLine& record) { return record.kind == kEnd; });
-    if (!ended || m_bridgeCount < *m_expectedBridges || m_componentCount < *m_expectedComponents)
-        Fault(CountReport, "records are missing in the configuration: " + std::to_string(m_bridgeCount) +
-                               " of " + std::to_string(*m_expectedBridges) + " interfaces and " +
-                               std::to_string(m_componentCount) + " of " +
-                               std::to_string(*m_expectedComponents) + " components were read");
+    if (!AreAllThere(m_lines, m_expected->recordCount) || m_bridgeCount != m_expected->bridgeCount ||
+        m_componentCount != m_expected->componentCount)
+        Fault(CountReport,
+              "records are missing in the configuration, or too many: " + std::to_string(m_bridgeCount) +
+                  " of " + std::to_string(m_expected->bridgeCount) + " interfaces and " +
+                  std::to_string(m_componentCount) + " of " + std::to_string(m_expected->componentCount) +
+                  " components were read");
 }
 
 bool Configuration::NoteId(int id)
@@ -199,6 +219,9 @@ std::optional<Configuration::Header> Configuration::ParseHeader(const RecordLine
     if (!record.ReadInt(&header.version) || !record.ReadInt(&header.nextId) ||
         !record.ReadInt(&header.bridgeCount) || !record.ReadInt(&header.componentCount))
         return std::nullopt;
+    // One that was written before all records were counted has no more.
+    if (int recordCount = 0; record.ReadInt(&recordCount))
+        header.recordCount = recordCount;
     return header;
 }
 
@@ -208,8 +231,7 @@ void Configuration::ReadHeader(const RecordLine& line)
     if (!header)
         return Fault(ContentReport, "the configuration's first record cannot be read");
     m_version = header->version;
-    m_expectedBridges = header->bridgeCount;
-    m_expectedComponents = header->componentCount;
+    m_expected = header;
     // Ids are never given out twice, also when what had the highest one was removed before the save.
     if (header->nextId > 1)
         m_system.m_ids.NoteUsed(static_cast<unsigned>(header->nextId - 1));

@@ -15,9 +15,9 @@ class System;
 
 /// Writes and reads the configuration of a system. Host thread; used for the length of one save or load.
 ///
-/// The text is one record a line (RecordLine): "configuration" (version, next id, how many bridges and
-/// components follow), "trace", "user", "bridge", "component", and "end". A record that is damaged or
-/// missing is reported and the rest is taken.
+/// The text is one record a line (RecordLine): "configuration" (version, next id, how many bridges,
+/// components and records of all kinds follow), "trace", "user", "bridge", "component", and "end". A record
+/// that is damaged, missing or too many is reported and the rest is taken.
 class Configuration
 {
 public:
@@ -59,6 +59,7 @@ private:
         int nextId = 0;
         int bridgeCount = 0;
         int componentCount = 0;
+        std::optional<int> recordCount{}; // of all kinds, this one and the last left out
     };
     static std::optional<Header> ParseHeader(const RecordLine& line);
 
@@ -66,8 +67,7 @@ private:
     std::vector<RecordLine> m_lines;
     std::vector<int> m_used; // ids of bridges and components so far
     int m_version = kVersion;
-    std::optional<int> m_expectedBridges;
-    std::optional<int> m_expectedComponents;
+    std::optional<Header> m_expected;
     int m_bridgeCount = 0;
     int m_componentCount = 0;
     std::string m_firstFault;

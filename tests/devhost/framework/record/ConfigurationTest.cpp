@@ -1,4 +1,5 @@
-// Saving and loading the configuration: round trips, every kind of damage, and saves that fail.
+// Saving and loading the configuration: round trips, records that are damaged inside, and saves that fail.
+// What is damaged as a text is in tests/borders.
 
 #include "devhost/framework/record/Configuration.h"
 #include "devhost/controller/StateJson.h"
@@ -87,12 +88,13 @@ TEST_F(ConfigurationTest, EverythingComesBackLinkedAndANameThatTheCloudCutsIsTol
     EXPECT_NE(told[0].find("slot 3 is kept, but its name must not end in a blank"), std::string::npos);
 }
 
-TEST_F(ConfigurationTest, DamageSpoilsOnlyWhatItHitsAndTheFileIsKeptAside)
+TEST_F(ConfigurationTest, WrongRecordsAreLeftOutAndTheFileIsKeptAside)
 {
     const std::string sound = *m_store.text;
     EXPECT_EQ(devhost::Configuration::FindFault(sound), std::nullopt);
-    const auto flip = [](std::string s) { return s.replace(s.size() - 2, 1, 1, '~'); };
     const auto by = [](std::string created) { return [created](const std::string&) { return created; }; };
+    const std::string earlier = Record("configuration", {1500, 9, 2, 2}); // when not all records were counted
+    EXPECT_EQ(devhost::Configuration::FindFault(Changed(sound, "configuration", by(earlier))), std::nullopt);
     // clang-format off
     struct {
         const char* name;
@@ -101,14 +103,7 @@ TEST_F(ConfigurationTest, DamageSpoilsOnlyWhatItHitsAndTheFileIsKeptAside)
         int bridges, locks;
         bool user;
     } const rows[] = {
-        {"a byte of a lock", "component", flip, 2, 1, true},
-        {"a byte of an account", "bridge", flip, 1, 2, true},
-        {"the kind of a record", "user", [](auto s) { return "x" + s; }, 2, 2, false},
-        {"a length", "user", [](auto s) { return s.insert(5, "9"); }, 2, 2, false},
         {"the first line", "configuration", by(std::string(5000, '\0') + "\n"), 2, 2, true},
-        {"no last line", "end", by(""), 2, 2, true},
-        {"a lock left out", "component", by(""), 2, 1, true},
-        {"an account twice", "bridge", [](auto s) { return s + s; }, 2, 2, true},
         {"a lock that ends early", "component", by(Record("component", {kFakeLockType, 3})), 2, 1, true},
         {"an id of nothing", "component", by(Record("component", {kFakeLockType, -1})), 2, 1, true},
         {"a PIN of letters", "user", by(Record("user", {2}, {"Ann", "", "abcd"})), 2, 2, false},
