@@ -1,4 +1,4 @@
-// The configurator: who is let in, what each route answers, the OAuth redirect.
+// The configurator: who is let in, and what each route answers.
 
 #include "devhost/controller/ConfiguratorApi.h"
 #include "devhost/controller/RequestGuard.h"
@@ -279,36 +279,4 @@ TEST_F(ApiTest, ChangesOfUsersAreReportedToInstalledLocksAndRightsEndWithTheUser
     EXPECT_EQ(m_lock->slots, (std::vector<int>{2, 2, 2, 2}));
     EXPECT_EQ(m_lock->IsUserEnabled(3), 0);
     EXPECT_TRUE(orphan.slots.empty()) << "a lock without an account has no cloud to tell";
-}
-
-TEST_F(ApiTest, TheRedirectHandsACodeOverOnceAndExplainsEveryRefusal)
-{
-    const auto newState = [&] { return "&state=" + m_account->NewState(); };
-    const std::string used = newState();
-    // clang-format off
-    struct {
-        std::string query;
-        int status;
-        const char* says;
-    } const rows[] = {
-        {"code=abc%2F1" + used, 200, "Authorised"}, {"code=abc" + used, 400, "used already"},
-        {"code=abc", 400, "no state"}, {newState(), 400, "no authorisation code"},
-        {"code=a%0D%0Ab" + newState(), 400, "no code has"}, {"code=a%C3%A9" + newState(), 400, "no code has"},
-        {"code=" + std::string(2049, 'a') + newState(), 400, "2048"},
-        {"code=a%26grant_type" + newState(), 400, "&#38;"}, {"code=a=b" + newState(), 400, "holds &#34;="},
-        {"code=a+b" + newState(), 400, "form"}, {"code=a%2Bb" + newState(), 400, "form"},
-        {"code=a%25b" + newState(), 400, "form"}, {"code=a%3Bb" + newState(), 400, "form"},
-        {"code=~%21%3A%23" + newState(), 200, "Authorised"},
-        {"code=a&code=b" + newState(), 400, "twice"},
-        {"error=access_denied" + newState(), 403, "access_denied"},
-        {"error=%3Cscript%3E" + newState(), 400, "&#60;script&#62;"},
-    };
-    // clang-format on
-    for (const auto& row : rows) {
-        const ApiResponse answer = Ask("GET /oauth/redirect?" + row.query);
-        EXPECT_EQ(answer.status, row.status) << row.query;
-        EXPECT_NE(answer.body.find(row.says), std::string::npos) << row.query << "\n" << answer.body;
-        EXPECT_EQ(answer.body.find("<script"), std::string::npos);
-    }
-    EXPECT_EQ(m_account->codes, (std::vector<std::string>{"abc/1", "~!:#"}));
 }

@@ -1,3 +1,5 @@
+// JSON trees: searching, writing, copying and tracing. What is parsed is in tests/borders.
+
 #include "host/JSON.h"
 #include "devhost/framework/seams/Framework.h"
 #include "devhost/framework/values/JsonParser.h"
@@ -16,80 +18,6 @@ std::string Written(const CJSONObject& node)
     CHTTPBuf buffer(0);
     node.Write(&buffer, 1, JSON_WRITE_COMPACT);
     return buffer.Data();
-}
-
-// The text after parsing and writing; "no JSON" when it is not taken.
-std::string RoundTrip(std::string_view text)
-{
-    const auto tree = ParseJson(text);
-    return tree ? Written(*tree) : "no JSON";
-}
-
-TEST(JsonTest, WhatIsParsedIsWrittenAsItCame)
-{
-    using namespace std::string_view_literals;
-    std::string repeating = "{"; // with so many members that keys are looked up in a set
-    for (int i = 0; i < 100; ++i)
-        repeating += "\"k" + std::to_string(i % 60) + "\":" + std::to_string(i) + ",";
-    repeating.back() = '}';
-    // clang-format off
-    const std::string kRows[][2] = {
-        {"{}", "{}"}, {"\"text\"", "\"text\""}, {"5", "5"},
-        {" [ 1 , \"a\" , true , false , null , { } ] ", "[1,\"a\",true,false,null,{}]"},
-        // Numbers keep their spelling.
-        {"[0,-0,-1,1E5,12.50,1e-2,18446744073709551616,-9223372036854775809,9007199254740993]",
-         "[0,-0,-1,1E5,12.50,1e-2,18446744073709551616,-9223372036854775809,9007199254740993]"},
-        // Of equal keys the first one stays, with all that is below it.
-        {R"({"a":1,"b":2,"a":{"c":[1,{}]},"d":3})", R"({"a":1,"b":2,"d":3})"},
-        {R"({"a":{"x":1},"a":{"y":1},"A":2})", R"({"a":{"x":1},"A":2})"},
-        {repeating, repeating.substr(0, repeating.find(",\"k0\":60")) + "}"},
-        {R"(["\u00e4\ud83d\udd12\n\"\\\/"])", "[\"\xC3\xA4\xF0\x9F\x94\x92\\n\\\"\\\\/\"]"},
-        {R"(["a\u0000z",{"k\u0000":1}])", "[\"a\xEF\xBF\xBDz\",{\"k\xEF\xBF\xBD\":1}]"},
-    };
-    // clang-format on
-    for (const auto& [text, result] : kRows)
-        EXPECT_EQ(RoundTrip(text), result) << text;
-    for (const std::string_view text : {""sv, "{\"a\":1} x"sv, "{\"a\":1"sv, "[\"\xFF\"]"sv,
-                                        "[\"\\ud800\"]"sv, "[1e999]"sv, "<html>"sv, "[1]\0"sv})
-        EXPECT_EQ(RoundTrip(text), "no JSON") << text;
-}
-
-TEST(JsonTest, BoundsAreExactAndNamed)
-{
-    using devhost::kMaxJsonChildren, devhost::kMaxJsonDepth, devhost::kMaxJsonValues;
-    const auto list = [](char opening, std::size_t n, const std::string& piece, char closing) {
-        std::string text(1, opening);
-        for (std::size_t i = 0; i < n; ++i)
-            text.append(i == 0 ? "" : ",").append(piece);
-        return text + closing;
-    };
-    const std::string longText(devhost::kMaxJsonBytes - 3, 'x');
-    // As many lists as leave room for one more, each of them with its elements a whole number of times.
-    const std::string lists =
-        list('[', kMaxJsonValues / kMaxJsonChildren - 1, list('[', kMaxJsonChildren - 1, "0", ']'), ',');
-    constexpr const char* wide = "more than 10000 members or elements in one object or array";
-    // clang-format off
-    const struct {
-        std::string text;
-        const char* passed; // null: it is taken for JSON
-    } kRows[] = {
-        {std::string(kMaxJsonDepth, '[') + std::string(kMaxJsonDepth, ']'), nullptr},
-        {std::string(kMaxJsonDepth + 1, '['), "more than 64 levels"},
-        {list('[', kMaxJsonChildren, "0", ']'), nullptr}, {list('[', kMaxJsonChildren + 1, "[]", ']'), wide},
-        // Members that repeat a key count too.
-        {list('{', kMaxJsonChildren, "\"k\":1", '}'), nullptr}, {list('{', kMaxJsonChildren + 1, "\"k\":1", '}'), wide},
-        {lists + list('[', kMaxJsonChildren - 2, "0", ']') + "]", nullptr},
-        {lists + list('[', kMaxJsonChildren - 2, "0", ']') + ",[]]", "more than 200000 values"},
-        {lists + list('[', kMaxJsonChildren - 1, "0", ']') + "]", "more than 200000 values"},
-        {"[\"" + longText.substr(1) + "\"]", nullptr}, {" [\"" + longText.substr(1) + "\"]", "more than 4194304 bytes"},
-        {"<p>" + longText + "</p>", ""}, {"[1", ""},
-    };
-    // clang-format on
-    for (const auto& row : kRows) {
-        std::string passed;
-        EXPECT_EQ(ParseJson(row.text, &passed) != nullptr, row.passed == nullptr) << row.text.substr(0, 40);
-        EXPECT_EQ(passed, row.passed ? row.passed : "") << row.text.substr(0, 40);
-    }
 }
 
 TEST(JsonTest, SearchesTheSubtreeDepthFirst)
