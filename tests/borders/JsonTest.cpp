@@ -7,9 +7,10 @@
 TEST(JsonBorderTest, WhatIsReadIsWrittenAsItCameAndEveryBoundIsExact)
 {
     for (const borders::Row& row : borders::ReadTable("json")) {
-        const std::string expected = borders::Expand(row.at("result"));
+        const std::string text = borders::Expand(row.at("text")),
+                          expected = borders::Expand(row.at("result"));
         std::string passed;
-        const auto tree = devhost::ParseJson(borders::Expand(row.at("text")), &passed);
+        const auto tree = devhost::ParseJson(text, &passed);
         std::string result = passed.empty() ? "none" : "passed: " + passed;
         if (tree && passed.empty()) {
             CHTTPBuf buffer(0);
@@ -17,5 +18,10 @@ TEST(JsonBorderTest, WhatIsReadIsWrittenAsItCameAndEveryBoundIsExact)
             result = buffer.Data();
         }
         EXPECT_TRUE(result == expected) << row.at("case") << ": " << result.substr(0, 200);
+        // A reply without a length may end anywhere.
+        const bool nested = tree && (text.ends_with('}') || text.ends_with(']'));
+        for (std::size_t size = 0; nested && size < text.size() && text.size() < 1000; ++size)
+            EXPECT_EQ(devhost::ParseJson(text.substr(0, size)), nullptr)
+                << row.at("case") << " cut at " << size;
     }
 }
