@@ -25,7 +25,7 @@ Database::Database(const std::filesystem::path& file, std::initializer_list<cons
 {
     if (!file.empty() && Open(file.string(), tables))
         return;
-    if (!file.empty()) {
+    if (!file.empty() && IsContentWrong()) {
         std::error_code ignored;
         std::filesystem::path aside = file;
         aside += ".damaged";
@@ -51,6 +51,13 @@ bool Database::Open(const std::string& file, std::initializer_list<const char*> 
     if (!Run("PRAGMA journal_mode=WAL; PRAGMA synchronous=NORMAL"))
         return false;
     return std::ranges::all_of(tables, [this](const char* table) { return Run(table); });
+}
+
+// Whether what failed last is for what the file holds, and not for a full disk or the like.
+bool Database::IsContentWrong() const
+{
+    const int error = sqlite3_errcode(m_database.get());
+    return error == SQLITE_CORRUPT || error == SQLITE_NOTADB || error == SQLITE_ERROR; // or has other tables
 }
 
 Database::Statement Database::Prepare(const char* sql) const

@@ -15,8 +15,9 @@ struct sqlite3_stmt;
 namespace devhost
 {
 
-/// One open SQLite file. A file that cannot be used is put aside under its name and ".damaged", and without
-/// any file the tables are in memory until the end. Host thread; outlives its statements.
+/// One open SQLite file. A file that is damaged is put aside under its name and ".damaged". Without any file,
+/// or with one that cannot be used for another reason, which stays, the tables are in memory until the end.
+/// Host thread; outlives its statements.
 class Database
 {
 public:
@@ -59,6 +60,7 @@ private:
     };
 
     bool Open(const std::string& file, std::initializer_list<const char*> tables);
+    bool IsContentWrong() const;
 
     std::unique_ptr<sqlite3, Close> m_database;
 };

@@ -1,11 +1,14 @@
-// Disks that fail at every step of a save, and two hosts on one folder.
+// Disks that fail at every step of a save or are full, and two hosts on one folder.
 
+#include "devhost/controller/Activity.h"
+#include "devhost/controller/Database.h"
 #include "devhost/controller/StateFolder.h"
 #include "devhost/framework/record/Store.h"
 #include "tests/borders/Table.h"
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -15,6 +18,7 @@
 #include <limits>
 #include <optional>
 
+#include <sys/resource.h>
 #include <unistd.h>
 
 namespace
@@ -120,6 +124,25 @@ TEST_F(StorageBorderTest, ASaveThatFailsSaysSoAndLeavesAWholeTextAndNothingElse)
         }
         EXPECT_EQ(failures, row.at("call") == "room" ? 60 : row.at("stored") == "either" ? 2 : 1);
     }
+}
+
+TEST_F(StorageBorderTest, AHistoryThatIsSoundStaysWhereItIsWhenTheDiskIsFull)
+{
+    const auto open = [&] {
+        devhost::Database database(m_folder / "activity.db", {devhost::Activity::kTable});
+    };
+    open();
+    const auto onFullSize = std::signal(SIGXFSZ, SIG_IGN);
+    rlimit before = {};
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
+    for (const rlim_t room : {0, 1000, 40000}) {
+        const rlimit full{room, before.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &full);
+        open();
+        setrlimit(RLIMIT_FSIZE, &before);
+        EXPECT_FALSE(std::filesystem::exists(m_folder / "activity.db.damaged")) << room;
+    }
+    std::signal(SIGXFSZ, onFullSize);
 }
 
 TEST_F(StorageBorderTest, ASecondHostOnTheFolderIsRefusedUntilTheFirstHasGone)
