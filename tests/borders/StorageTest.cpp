@@ -135,7 +135,7 @@ TEST_F(StorageBorderTest, AHistoryThatIsSoundStaysWhereItIsWhenTheDiskIsFull)
     const auto onFullSize = std::signal(SIGXFSZ, SIG_IGN);
     rlimit before = {};
     ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
-    for (const rlim_t room : {0, 1000, 40000}) {
+    for (const rlim_t room : {0UL, 1000UL, 40000UL}) {
         const rlimit full{room, before.rlim_max};
         setrlimit(RLIMIT_FSIZE, &full);
         open();
