@@ -150,10 +150,11 @@ private:
         boost::system::error_code error;
         std::string received;
         asio::ssl::stream<tcp::socket> stream(m_acceptor.accept(), m_context);
-        if (m_words["end"] == "mute")
-            return received;
-        if (!m_words["raw"].empty()) {
-            asio::write(stream.next_layer(), asio::buffer(borders::Expand(m_words["raw"])), error);
+        // One that goes at once would have the client's first words come back as a reset.
+        if (const std::string raw = borders::Expand(m_words["raw"]);
+            !raw.empty() || m_words["end"] == "mute") {
+            asio::write(stream.next_layer(), asio::buffer(raw), error);
+            stream.next_layer().shutdown(tcp::socket::shutdown_send, error);
             asio::read(stream.next_layer(), asio::dynamic_buffer(received), error);
             return received;
         }
