@@ -38,6 +38,8 @@ public:
         __sanitizer_start_switch_fiber(last ? nullptr : &m_fake, bottom, size);
     }
     void Done() { __sanitizer_finish_switch_fiber(m_fake, nullptr, nullptr); }
+    /// The first words on a new stack.
+    static void Arrived() { __sanitizer_finish_switch_fiber(nullptr, nullptr, nullptr); }
 
 private:
     void* m_fake = nullptr;
@@ -62,6 +64,7 @@ class Switch
 public:
     Switch(const void* /*Bottom*/, std::size_t /*Size*/, bool /*Last*/ = false) {}
     void Done() {}
+    static void Arrived() {}
 };
 struct HostStack {
     const void* bottom = nullptr;
@@ -90,7 +93,7 @@ public:
                                        boost::context::preallocated(stack.sp, stack.size, stack), stacks,
                                        [this, work = std::move(work)](boost::context::fiber&& host) {
                                            m_host = std::move(host);
-                                           Switch(nullptr, 0).Done();
+                                           Switch::Arrived();
                                            work();
                                            m_ended = true;
                                            Switch last(TheHostStack().bottom, TheHostStack().size, true);
