@@ -2,15 +2,15 @@
 // nothing is lost without a report.
 
 #include "devhost/framework/record/Configuration.h"
-#include "tests/borders/Table.h"
 #include "tests/devhost/FakePlugin.h"
+#include "tests/support/Table.h"
 
 #include <algorithm>
 
 namespace
 {
 
-using borders::Split;
+using support::Split;
 
 class ConfigurationBorderTest : public SystemTest
 {
@@ -95,8 +95,8 @@ TEST_F(ConfigurationBorderTest, WhatIsNotHitIsLoadedAndSavedAndNothingIsLostInSi
         return lines;
     };
     const std::vector<std::string> sound = records(m_sound);
-    for (const borders::Row& row : borders::ReadTable("configuration")) {
-        const std::vector<std::string> texts = Damaged(row.at("way"), borders::Expand(row.at("with")));
+    for (const support::Row& row : support::ReadTable("configuration")) {
+        const std::vector<std::string> texts = Damaged(row.at("way"), support::Expand(row.at("with")));
         EXPECT_FALSE(texts.empty()) << row.at("way");
         for (const std::string& damaged : texts) {
             if (damaged == m_sound)

@@ -1,7 +1,7 @@
 // Framing of replies: what is one, where it ends, and what is none.
 
 #include "devhost/framework/network/HttpReplyReader.h"
-#include "tests/borders/Table.h"
+#include "tests/support/Table.h"
 
 namespace
 {
@@ -33,12 +33,12 @@ std::string Read(std::string_view bytes, std::size_t pieceSize, bool closed)
 TEST(HttpBorderTest, AReplyIsWholeWithItsLastByteAndRefusedWhenItIsCutOrContradictsItself)
 {
     constexpr std::size_t kFewBytes = 1000; // up to which every way to cut is tried
-    for (const borders::Row& row : borders::ReadTable("http")) {
+    for (const support::Row& row : support::ReadTable("http")) {
         SCOPED_TRACE(row.at("case"));
-        const std::string reply = borders::Expand(row.at("reply")),
-                          result = borders::Expand(row.at("result"));
+        const std::string reply = support::Expand(row.at("reply")),
+                          result = support::Expand(row.at("result"));
         const bool closed = row.at("then") == "closed";
-        const std::string bytes = reply + (closed ? "" : borders::Expand(row.at("then")));
+        const std::string bytes = reply + (closed ? "" : support::Expand(row.at("then")));
         for (const std::size_t pieceSize : {1U, 3U, 1000U, 16384U}) {
             if (pieceSize <= 3 && bytes.size() > kFewBytes)
                 continue;

@@ -2,13 +2,13 @@
 
 #include "host/JSON.h"
 #include "devhost/framework/values/JsonParser.h"
-#include "tests/borders/Table.h"
+#include "tests/support/Table.h"
 
 TEST(JsonBorderTest, WhatIsReadIsWrittenAsItCameAndEveryBoundIsExact)
 {
-    for (const borders::Row& row : borders::ReadTable("json")) {
-        const std::string text = borders::Expand(row.at("text")),
-                          expected = borders::Expand(row.at("result"));
+    for (const support::Row& row : support::ReadTable("json")) {
+        const std::string text = support::Expand(row.at("text")),
+                          expected = support::Expand(row.at("result"));
         std::string passed;
         const auto tree = devhost::ParseJson(text, &passed);
         std::string result = passed.empty() ? "none" : "passed: " + passed;

@@ -2,14 +2,14 @@
 
 #include "devhost/controller/ConfiguratorApi.h"
 #include "devhost/controller/RequestGuard.h"
-#include "tests/borders/Table.h"
 #include "tests/devhost/FakePlugin.h"
+#include "tests/support/Table.h"
 
 namespace
 {
 
 // The text with each name in place of its value.
-std::string Filled(std::string text, const borders::Row& values)
+std::string Filled(std::string text, const support::Row& values)
 {
     for (const auto& [name, value] : values) {
         for (std::size_t at = text.find(name); at != std::string::npos; at = text.find(name))
@@ -26,11 +26,11 @@ class RedirectBorderTest : public SystemTest
 
 TEST_F(RedirectBorderTest, ARedirectHandsOverOneCodeOfAStateThatWasIssuedAndExplainsEveryRefusal)
 {
-    for (const borders::Row& row : borders::ReadTable("redirect")) {
+    for (const support::Row& row : support::ReadTable("redirect")) {
         SCOPED_TRACE(row.at("case"));
         const auto accounts = RestartWithTwo();
         FakeInterface &first = accounts.first, &second = accounts.second, &gone = AddInterface();
-        borders::Row states{{"$old", first.NewState()},
+        support::Row states{{"$old", first.NewState()},
                             {"$gone", gone.NewState()},
                             {"$other", second.NewState()},
                             {"$none", std::string(48, 'a')}};
@@ -47,8 +47,8 @@ TEST_F(RedirectBorderTest, ARedirectHandsOverOneCodeOfAStateThatWasIssuedAndExpl
         devhost::ConfiguratorApi api(*m_system, std::move(options));
 
         std::string statuses, page;
-        for (const std::string& query : borders::Split(row.at("redirects"), ' ')) {
-            auto request = devhost::ParseTarget("/oauth/redirect?" + Filled(borders::Expand(query), states));
+        for (const std::string& query : support::Split(row.at("redirects"), ' ')) {
+            auto request = devhost::ParseTarget("/oauth/redirect?" + Filled(support::Expand(query), states));
             ASSERT_TRUE(request);
             request->method = "GET";
             const devhost::ApiResponse answer = api.Serve(*request);
@@ -59,13 +59,13 @@ TEST_F(RedirectBorderTest, ARedirectHandsOverOneCodeOfAStateThatWasIssuedAndExpl
                 EXPECT_EQ(page.find(state), std::string::npos) << name;
         }
         EXPECT_EQ(statuses, row.at("statuses"));
-        EXPECT_NE(page.find(borders::Expand(row.at("says"))), std::string::npos) << page;
+        EXPECT_NE(page.find(support::Expand(row.at("says"))), std::string::npos) << page;
         std::string handed;
         for (const FakeInterface* account : {&first, &second}) {
             for (const std::string& code : account->codes)
                 handed += (handed.empty() ? "" : " ") +
                           std::string(account == &first ? "first:" : "second:") + code;
         }
-        EXPECT_EQ(handed, borders::Expand(row.at("handed")));
+        EXPECT_EQ(handed, support::Expand(row.at("handed")));
     }
 }

@@ -4,7 +4,7 @@
 #include "devhost/controller/Database.h"
 #include "devhost/controller/StateFolder.h"
 #include "devhost/framework/record/Store.h"
-#include "tests/borders/Table.h"
+#include "tests/support/Table.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -100,7 +100,7 @@ TEST_F(StorageBorderTest, ASaveThatFailsSaysSoAndLeavesAWholeTextAndNothingElse)
 {
     const std::string old(50, 'o'), next(60, 'n');
     devhost::FileStore store(m_folder / "configuration");
-    for (const borders::Row& row : borders::ReadTable("storage")) {
+    for (const support::Row& row : support::ReadTable("storage")) {
         SCOPED_TRACE(row.at("case"));
         int failures = 0;
         for (int i = 0;; ++i, ++failures) {

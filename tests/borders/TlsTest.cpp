@@ -1,8 +1,8 @@
 // Servers that must be refused, and the few like them that must not: certificates as rows describe them.
 
 #include "devhost/framework/network/TlsTransport.h"
-#include "tests/borders/Table.h"
 #include "tests/support/Journal.h"
+#include "tests/support/Table.h"
 
 #include <boost/asio.hpp>
 #include <boost/asio/ssl.hpp>
@@ -20,7 +20,8 @@ namespace
 
 namespace asio = boost::asio;
 using asio::ip::tcp;
-using borders::Row;
+using support::Row;
+using support::Words;
 
 constexpr const char* kHost = "api.cloud.example";
 const std::string kRequest = "GET /secret HTTP/1.1\r\nHost: x\r\n\r\n";
@@ -41,14 +42,6 @@ struct Identity {
     Certificate certificate;
     Key key;
 };
-
-// The words NAME=VALUE of a field, over what stands for the names that it leaves out.
-Row Words(const std::string& field, Row words)
-{
-    for (const std::string& word : borders::Split(field, ' '))
-        words[word.substr(0, word.find('='))] = word.substr(word.find('=') + 1);
-    return words;
-}
 
 Key MakeKey(const std::string& kind)
 {
@@ -151,7 +144,7 @@ private:
         std::string received;
         asio::ssl::stream<tcp::socket> stream(m_acceptor.accept(), m_context);
         // One that goes at once would have the client's first words come back as a reset.
-        if (const std::string raw = borders::Expand(m_words["raw"]);
+        if (const std::string raw = support::Expand(m_words["raw"]);
             !raw.empty() || m_words["end"] == "mute") {
             asio::write(stream.next_layer(), asio::buffer(raw), error);
             stream.next_layer().shutdown(tcp::socket::shutdown_send, error);
@@ -163,7 +156,7 @@ private:
             asio::read_until(stream, asio::dynamic_buffer(received), "\r\n\r\n", error);
         if (error)
             return received;
-        asio::write(stream, asio::buffer("HTTP/1.1 200 OK\r\n" + borders::Expand(m_words["reply"])), error);
+        asio::write(stream, asio::buffer("HTTP/1.1 200 OK\r\n" + support::Expand(m_words["reply"])), error);
         if (m_words["end"] == "close")
             stream.shutdown(error);
         return received;
@@ -183,11 +176,11 @@ TEST(TlsBorderTest, AServerIsRefusedForAReasonThatTheLogNamesBeforeItGetsAByteOf
     support::Journal journal;
     devhost::TheFramework().diagnostics = &journal;
     const std::string caFile = testing::TempDir() + "border-ca-" + std::to_string(getpid());
-    for (const Row& row : borders::ReadTable("tls")) {
+    for (const Row& row : support::ReadTable("tls")) {
         SCOPED_TRACE(row.at("case"));
         std::vector<Identity> chain;
         chain.push_back(Issue(Words(row.at("root"), Authority("Root")), nullptr));
-        for (const std::string& words : borders::Split(row.at("between"), '|'))
+        for (const std::string& words : support::Split(row.at("between"), '|'))
             chain.push_back(
                 Issue(Words(words, Authority("Between " + std::to_string(chain.size()))), &chain.back()));
         Row leaf = Words(row.at("leaf"), Leaf());

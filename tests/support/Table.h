@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-namespace borders
+namespace support
 {
 
 using Row = std::map<std::string, std::string>; ///< fields by the names of their columns
@@ -24,11 +24,12 @@ inline std::vector<std::string> Split(const std::string& text, char separator)
     return pieces;
 }
 
-/// Rows of the table NAME.tsv: fields between tabs, the first row names the columns, "-" is an empty field,
+/// Rows of the table NAME.tsv of the program: fields between tabs, the first row names the columns, "-" is an
+/// empty field,
 /// "#" begins a comment. The test fails when a row has another number of fields.
 inline std::vector<Row> ReadTable(const std::string& name)
 {
-    std::ifstream file(std::string(BORDERS_FOLDER "/") + name + ".tsv");
+    std::ifstream file(std::string(TABLES_FOLDER "/") + name + ".tsv");
     std::vector<std::string> columns;
     std::vector<Row> rows;
     for (std::string line; std::getline(file, line);) {
@@ -46,6 +47,15 @@ inline std::vector<Row> ReadTable(const std::string& name)
     }
     EXPECT_FALSE(rows.empty()) << name;
     return rows;
+}
+
+/// The words NAME=VALUE of a field, over what stands for the names that it leaves out. A word without a value
+/// is its own.
+inline Row Words(const std::string& field, Row words = {})
+{
+    for (const std::string& word : Split(field, ' '))
+        words[word.substr(0, word.find('='))] = word.substr(word.find('=') + 1);
+    return words;
 }
 
 /// A field with what it writes in short: \r \n \t \\ \0, a byte \xNN, and {N*TEXT} for N times the text.
@@ -79,4 +89,4 @@ inline std::string Expand(const std::string& field)
     return out;
 }
 
-} // namespace borders
+} // namespace support
