@@ -1,5 +1,6 @@
 // The command line of vestara-sim.
 
+#include "sim/Load.h"
 #include "sim/Simulation.h"
 
 #include <CLI/CLI.hpp>
@@ -22,6 +23,8 @@ struct CommandLine {
     int runs = 1;
     bool trace = false;
     bool keepLong = false;
+    bool load = false;
+    bool bearing = false;
 };
 
 void Describe(CLI::App& app, CommandLine& line)
@@ -50,6 +53,11 @@ void Describe(CLI::App& app, CommandLine& line)
         ->check(CLI::Range(1, 1'000'000))
         ->capture_default_str();
     app.add_flag("--trace", line.trace, "Prints every event");
+    app.add_flag(
+        "--load", line.load,
+        "Measures instead what the cloud gets of a controller in each state, and of --runs controllers "
+        "after outages");
+    app.add_flag("--bearing", line.bearing, "Measures instead what the controller's host has to do");
     app.add_flag("--keep-long", line.keepLong, "Does not shorten a run that failed");
 }
 
@@ -125,6 +133,12 @@ int main(int argc, char** argv)
         line.settings.faults = *sim::ParseFaults(line.faults);
         line.settings.someOperations = !line.operations.empty();
         line.settings.operations = Numbers(line.operations);
+        if (line.load)
+            sim::PrintLoad(line.settings, line.runs, std::cout);
+        if (line.bearing)
+            sim::PrintBearing(line.settings, std::cout);
+        if (line.load || line.bearing)
+            return 0;
         for (int run = 0; run < line.runs; ++run, ++line.settings.seed) {
             if (const int status = RunOne(line))
                 return status;

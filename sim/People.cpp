@@ -150,6 +150,16 @@ CVestaraInterface* People::Master()
 }
 
 // An installer looks for what is missing, and does it.
+void People::SetUp()
+{
+    if (Busy())
+        return;
+    if (static_cast<int>(m_controller.Accounts().size()) < m_settings.accounts)
+        AddAccount(m_pace);
+    else
+        Visit(m_pace);
+}
+
 void People::Visit(Random& chance)
 {
     CVestaraInterface* const master = Master();

@@ -26,6 +26,9 @@ public:
 
     /// Does what is due. @return whether anything was done.
     bool Act();
+    /// The next step of an installer who sets all accounts up and does nothing else; does nothing when all is
+    /// done or under way.
+    void SetUp();
     /// While they rest nothing begins; what was begun is ended.
     void Rest(bool resting) { m_resting = resting; }
     /// Whether something that was begun goes on later.

@@ -187,8 +187,16 @@ void SimulatedCloud::Storm(std::uint64_t lengthMs)
                     std::to_string(lengthMs / 1000) + " s");
 }
 
+void SimulatedCloud::Force(Fault fault, int status)
+{
+    m_forced = fault;
+    m_forcedStatus = status;
+}
+
 SimulatedCloud::Fault SimulatedCloud::Draw()
 {
+    if (m_forced != Fault::None)
+        return m_forced;
     if (m_calm)
         return Fault::None;
     if (m_storm != Fault::None && m_scheduler.NowMs() < m_stormEndsMs && m_chance.Happens(800'000))
@@ -207,6 +215,8 @@ std::unique_ptr<devhost::Connection> SimulatedCloud::Connect(const std::string& 
         m_journal.Break("idle-never-waits", "a connection to " + host + " was asked for on the host thread");
         return nullptr;
     }
+    if (onConnect)
+        onConnect();
     if (port != 443 || (host != VESTARA_API_HOST && host != VESTARA_OAUTH_HOST))
         m_journal.Break("sent-once", "a connection to " + host + ":" + std::to_string(port));
     m_scheduler.Wait(m_chance.Between(1, 60));
@@ -287,7 +297,7 @@ std::optional<devhost::HttpReply> SimulatedCloud::Carry(std::string_view bytes, 
 
 std::string SimulatedCloud::StatusReply()
 {
-    const int status = m_chance.Pick(kStatuses);
+    const int status = m_forcedStatus != 0 ? m_forcedStatus : m_chance.Pick(kStatuses);
     return Reply(status, m_chance.Below(2) == 0 ? R"({"messages":[{"text":"chance"}]})"
                                                 : R"({"errorcode":"chance","message":"by chance"})");
 }

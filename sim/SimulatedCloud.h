@@ -45,6 +45,24 @@ struct Delivery {
 class SimulatedCloud : public devhost::Transport
 {
 public:
+    enum class Fault {
+        None,
+        Refused,
+        NoAnswer,
+        LostRequest,
+        LostReply,
+        CutReply,
+        Slow,
+        TooSlow,
+        Status,
+        OtherSuccess,
+        NoJson,
+        HostileJson,
+        Duplicates,
+        Reordered,
+        Last = Reordered,
+    };
+
     SimulatedCloud(const Settings& settings, Scheduler& scheduler, Journal& journal);
 
     std::unique_ptr<devhost::Connection> Connect(const std::string& host, int port,
@@ -66,6 +84,9 @@ public:
     void Calm(bool calm);
     /// For so long nearly every exchange meets the same fault.
     void Storm(std::uint64_t lengthMs);
+    /// An outage: every exchange meets this fault until it is None again.
+    /// @param status of Fault::Status; 0: any.
+    void Force(Fault fault, int status = 0);
     /// The controller is cut off for good: nothing of what it does reaches the cloud any more.
     void Cut(bool cut) { m_cut = cut; }
     /// When a fault hit last, or a storm ended.
@@ -74,26 +95,10 @@ public:
     const std::set<std::string>& Tokens() const { return m_tokens; }
 
     std::function<void(const Delivery&)> onDelivery;
+    std::function<void()> onConnect; ///< a connection is asked for; may be empty
 
 private:
     class Link;
-    enum class Fault {
-        None,
-        Refused,
-        NoAnswer,
-        LostRequest,
-        LostReply,
-        CutReply,
-        Slow,
-        TooSlow,
-        Status,
-        OtherSuccess,
-        NoJson,
-        HostileJson,
-        Duplicates,
-        Reordered,
-        Last = Reordered,
-    };
     static const char* Name(Fault fault);
 
     Fault Draw();
@@ -114,6 +119,8 @@ private:
     bool m_calm = false;
     bool m_cut = false;
     Fault m_storm = Fault::None;
+    Fault m_forced = Fault::None;
+    int m_forcedStatus = 0;
     std::uint64_t m_stormEndsMs = 0;
     std::uint64_t m_lastTroubleMs = 0;
     std::string m_failure;

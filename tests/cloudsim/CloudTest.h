@@ -75,6 +75,8 @@ inline std::string NestedArrays(std::size_t levels)
 class CloudTest : public testing::Test
 {
 protected:
+    explicit CloudTest(const Options& options = {}) : m_options(options) {}
+
     // A request's bytes: its line without the version, the headers that every request has, and the rest.
     std::string Bytes(const std::string& line, const std::string& rest = "\r\n") const
     {
@@ -106,7 +108,8 @@ protected:
     std::string WholeWorld() const { return SaveWorld(m_cloud.CurrentWorld()); }
 
     std::string m_drawn; // the last random text
-    Cloud m_cloud{SmallWorld(), {}, [this, random = SeededRandom(1)](std::size_t count) mutable {
+    Options m_options;
+    Cloud m_cloud{SmallWorld(), m_options, [this, random = SeededRandom(1)](std::size_t count) mutable {
                       return m_drawn = random(count);
                   }};
     TimePoint m_now = kStart;

@@ -11,6 +11,7 @@ const std::string kClient =
 class OAuthTest : public CloudTest
 {
 protected:
+    using CloudTest::CloudTest;
     Response Browse(const std::string& target, const std::string& host = "127.0.0.1:4433")
     {
         return Send("GET " + target + " HTTP/1.1\r\nHost: " + host + "\r\n\r\n");
@@ -73,6 +74,31 @@ TEST_F(OAuthTest, RefreshTokensRotateAndAccessTokensEnd)
     Expect(Get("/locations"), "401 expired_token");
     Expect(Refresh("refresh-1"), "400 invalid_grant");
     Expect(Refresh(reply.at("refresh_token")), "200");
+}
+
+class GraceTest : public OAuthTest
+{
+protected:
+    static Options WithGrace()
+    {
+        Options options;
+        options.refreshGrace = 60s;
+        return options;
+    }
+    GraceTest() : OAuthTest(WithGrace()) {}
+};
+
+TEST_F(GraceTest, ARefreshTokenThatWasReplacedIsBorneForItsGraceUnlessTheGrantIsRevoked)
+{
+    const std::string second = Json::parse(Refresh("refresh-1").body).at("refresh_token");
+    m_now += 60s - 1ms;
+    const std::string third = Json::parse(Refresh("refresh-1").body).at("refresh_token");
+    Expect(Refresh(second), "200");
+    m_now += 1ms;
+    Expect(Refresh("refresh-1"), "400 invalid_grant");
+    Expect(Refresh(third), "200");
+    Expect(Admin("POST /admin/tokens/revoke", R"({"refresh":true})"), "200");
+    Expect(Refresh(third), "400 invalid_grant");
 }
 
 TEST_F(OAuthTest, WrongTokenRequestsAreRefusedAndNamed)
