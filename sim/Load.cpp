@@ -34,7 +34,8 @@ public:
             next(delivery);
         };
         cloud.Calm(true);
-        const auto locks = static_cast<std::size_t>(settings.accounts * settings.locks);
+        const auto locks =
+            static_cast<std::size_t>(settings.accounts) * static_cast<std::size_t>(settings.locks);
         while (controller.Locks().size() < locks || people.Busy()) {
             people.SetUp();
             Live(kMinuteMs);
@@ -151,7 +152,8 @@ void PrintComingBack(const Settings& first, const Outage& outage, std::uint64_t 
         return 3600.0 * sum / static_cast<double>(to - from) / controllers;
     };
     out << std::left << std::setw(11) << outage.name << std::right << std::setw(4) << lengthMs / kMinuteMs
-        << " min: " << std::setprecision(0) << static_cast<double>(during * kHourMs / lengthMs) / controllers
+        << " min: " << std::setprecision(0)
+        << static_cast<double>(during * kHourMs) / static_cast<double>(lengthMs) / controllers
         << " an hour meanwhile, at most " << waiting << " wait; then an hour's rate in the first 5 s "
         << rate(0, 5) << ", 5-15 s " << rate(5, 15) << ", 15-30 s " << rate(15, 30) << ", to 1 min "
         << rate(30, 60) << ", to 5 min " << rate(60, 300) << ", later " << rate(300, 600)
@@ -203,7 +205,7 @@ void PrintLoad(Settings settings, int controllers, std::ostream& out)
         out);
     out << "After an outage, " << controllers << " controllers:\n";
     for (const Outage& outage : kOutages) {
-        for (const std::uint64_t minutes : {10, 60, 180})
+        for (const std::uint64_t minutes : {10u, 60u, 180u})
             PrintComingBack(settings, outage, minutes * kMinuteMs, controllers, out);
     }
 }

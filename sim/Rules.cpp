@@ -125,7 +125,8 @@ void Rules::AfterRound(int wakes, bool acted)
 {
     CheckCommands();
     const std::uint64_t allocations = Allocations();
-    const auto locks = static_cast<std::uint64_t>(m_settings.accounts * m_settings.locks);
+    const auto locks =
+        static_cast<std::uint64_t>(m_settings.accounts) * static_cast<std::uint64_t>(m_settings.locks);
     const std::uint64_t most = kAllocationsOfARound + kAllocationsOfALock * locks;
     if (allocations - m_allocations > most * static_cast<std::uint64_t>(std::max(wakes, 1)) && !acted)
         m_journal.Break("idle-is-bounded",

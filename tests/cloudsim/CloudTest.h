@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace cloudsim::test
 {
@@ -75,7 +76,7 @@ inline std::string NestedArrays(std::size_t levels)
 class CloudTest : public testing::Test
 {
 protected:
-    explicit CloudTest(const Options& options = {}) : m_options(options) {}
+    explicit CloudTest(Options options = {}) : m_options(std::move(options)) {}
 
     // A request's bytes: its line without the version, the headers that every request has, and the rest.
     std::string Bytes(const std::string& line, const std::string& rest = "\r\n") const
