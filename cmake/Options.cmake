@@ -9,6 +9,9 @@ set(VESTARA_SANITIZE "" CACHE STRING
   "Checkers to build with: memory (addresses and undefined behaviour), thread, or none")
 set_property(CACHE VESTARA_SANITIZE PROPERTY STRINGS "" memory thread)
 
+# libFuzzer, which comes with Clang, looks which branches an input takes.
+option(VESTARA_FUZZ "Build the fuzzers (target fuzzers), with Clang" OFF)
+
 # The two cloud hosts are fixed for a deployment, so they are compiled into the driver and set here only.
 set(VESTARA_OAUTH_HOST oauth.vestara.example CACHE STRING "Host name of the cloud's OAuth server")
 set(VESTARA_API_HOST api.vestara.example CACHE STRING "Host name of the cloud's REST API")
@@ -29,6 +32,10 @@ elseif(VESTARA_SANITIZE)
   message(FATAL_ERROR "VESTARA_SANITIZE is \"${VESTARA_SANITIZE}\": memory, thread or nothing")
 endif()
 
+if(VESTARA_FUZZ)
+  target_compile_options(vestara_options INTERFACE -fsanitize=fuzzer-no-link)
+endif()
+
 # A controller has little memory: code of the size that it is worth, and no copy of what nothing calls.
 add_library(vestara_driver_options INTERFACE)
 target_compile_options(vestara_driver_options INTERFACE
@@ -46,5 +53,5 @@ target_compile_definitions(vestara_version INTERFACE VESTARA_VERSION="${PROJECT_
 # in the folder of the source.
 function(vestara_allow_empty_optional target source)
   set_source_files_properties(${source} TARGET_DIRECTORY ${target}
-    PROPERTIES COMPILE_OPTIONS $<$<BOOL:${VESTARA_SANITIZE}>:-Wno-maybe-uninitialized>)
+    PROPERTIES COMPILE_OPTIONS $<$<AND:$<BOOL:${VESTARA_SANITIZE}>,$<CXX_COMPILER_ID:GNU>>:-Wno-maybe-uninitialized>)
 endfunction()

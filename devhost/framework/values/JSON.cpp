@@ -69,12 +69,14 @@ bool IsKey(std::string_view key, std::string_view wanted)
     return key.size() == wanted.size() && (wanted.empty() || key[0] == wanted[0]) && key == wanted;
 }
 
-// The first node under pRoot, depth first and in order, that has the key and, if asked for, a text.
+// The first node under the root, depth first and in order, that has the key and, if asked for, a text. An
+// element of an array has no key, not even an empty one.
 CJSONObject* Find(CJSONObject* root, std::string_view key, bool scalarOnly, bool subtree)
 {
+    const bool keyed = root->Kind() != CJSONObject::KIND_ARRAY;
     for (int i = 0; i < root->NObjects(); ++i) {
         CJSONObject* child = root->Object(i);
-        if (IsKey(child->Key(), key) && !(scalarOnly && IsContainer(*child)))
+        if (keyed && IsKey(child->Key(), key) && !(scalarOnly && IsContainer(*child)))
             return child;
         if (!subtree || child->NObjects() == 0)
             continue;
