@@ -32,7 +32,11 @@ std::string Encode(std::string_view bytes)
     constexpr auto kPlain = urls::unreserved_chars - urls::grammar::lut_chars('~');
     urls::encoding_opts options;
     options.lower_case = true;
-    return urls::encode(bytes, kPlain, options);
+    // Into a text that is there: the form that makes its own lets no exception out and would end the host
+    // where memory runs out.
+    std::string encoded(urls::encoded_size(bytes, kPlain, options), '\0');
+    urls::encode(encoded.data(), encoded.size(), bytes, kPlain, options);
+    return encoded;
 }
 
 template <class T>

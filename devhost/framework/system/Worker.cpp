@@ -3,6 +3,7 @@
 #include "devhost/framework/system/Worker.h"
 
 #include "devhost/framework/diagnostics/ExceptionText.h"
+#include "host/Platform.h"
 #include "host/Trace.h"
 
 #include <pthread.h>
@@ -17,6 +18,24 @@ namespace
 {
 
 constexpr int kReportThrown = 1;
+constexpr unsigned kPauseAfterErrorMs = 10000;
+
+// The driver's loop, which knows no exceptions. What is thrown through it, when memory runs out, costs what
+// it was at; the account goes on after a pause.
+void RunLoop(CDeviceInterface& interface, const WorkerStop& stop)
+{
+    while (!stop.StopRequested()) {
+        try {
+            interface.Run();
+            return;
+        } catch (...) {
+            AssertWrap(
+                "worker", kReportThrown,
+                ("the worker was stopped by an error and goes on in 10 s: " + ExceptionText()).c_str());
+        }
+        Sleep(kPauseAfterErrorMs);
+    }
+}
 
 class WorkerThread : public RunningWorker
 {
@@ -46,11 +65,7 @@ void Worker::Start()
     auto work = [interface = &m_interface, stop = m_stop.get(), health = &m_health] {
         const WorkerStop::Scope scope(*stop);
         const AccountHealth::Scope watched(*health);
-        try {
-            interface->Run();
-        } catch (...) {
-            AssertWrap("worker", kReportThrown, ("the worker ended by an error: " + ExceptionText()).c_str());
-        }
+        RunLoop(*interface, *stop);
     };
     WorkerRunner* runner = TheFramework().workers;
     m_running = runner ? runner->Start(name, work) : std::make_unique<WorkerThread>(name, work);

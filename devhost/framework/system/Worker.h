@@ -11,8 +11,9 @@
 namespace devhost
 {
 
-/// Runs an interface's Run on a thread of its own, or as the framework's runner of workers does it. Started
-/// and stopped on the host thread.
+/// Runs an interface's Run on a thread of its own, or as the framework's runner of workers does it. An
+/// exception out of it is reported, and Run is called again after a pause. Started and stopped on the host
+/// thread.
 class Worker
 {
 public:

@@ -69,7 +69,7 @@ TEST_F(SystemTest, RestartAndRemovalJoinWorkersThatSleep)
     awaitRuns(second, 1);
     m_system->OnSystemExit1("test", 1, 0);
     EXPECT_EQ(first.running + second.running, 0);
-    first.onRun = [] { throw 1; }; // ends that worker, and nothing else
+    first.onRun = [] { throw 1; }; // stops that worker for a while, and nothing else
     m_system->OnSystemInit();
     m_system->OnPostSystemInit();
     awaitRuns(first, 2);
@@ -83,9 +83,9 @@ TEST_F(SystemTest, RestartAndRemovalJoinWorkersThatSleep)
     };
     EXPECT_TRUE(m_system->RemoveInterface(first.BridgeID()));
     EXPECT_GT(lastIdles, 0) << "its last reply may hold what its siblings need";
-    EXPECT_EQ(
-        m_journal.TakeReports(),
-        std::vector<std::string>{"worker 1: the worker ended by an error: an exception of an unknown type"});
+    EXPECT_EQ(m_journal.TakeReports(),
+              std::vector<std::string>{"worker 1: the worker was stopped by an error and goes on in 10 s: "
+                                       "an exception of an unknown type"});
     second.onIdle = [&] {
         EXPECT_EQ(second.running, 0);
         second.token = "last-reply";
