@@ -66,7 +66,9 @@ void CVestaraInterface::ProcessLocation(CQXString sID, CQXString sName)
 
     if (TraceEnabled())
         Trace(FormatLine(pOwner ? "Already claimed: [%s]" : "Adding: [%s]", Text(sID)));
-    m_Locations.Live().AddTail(std::make_unique<CLocationPair>(std::move(sID), std::move(sName)).release());
+    auto pLocation = std::make_unique<CLocationPair>(std::move(sID), std::move(sName));
+    m_Locations.Live().AddTail(pLocation.get());
+    static_cast<void>(pLocation.release()); // only now: the list may have no memory for it
     m_bNotifyConfig = 1;
 }
 

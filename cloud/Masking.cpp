@@ -12,8 +12,11 @@ void CMaskList::Fill(std::initializer_list<CQXString> Secrets)
 {
     const std::lock_guard Lock(m_Mutex);
     Free();
-    for (const CQXString& sSecret : Secrets)
-        m_List.AddTail(std::make_unique<CQXString>(sSecret).release());
+    for (const CQXString& sSecret : Secrets) {
+        auto pSecret = std::make_unique<CQXString>(sSecret);
+        m_List.AddTail(pSecret.get());
+        static_cast<void>(pSecret.release());
+    }
 }
 
 void CMaskList::Purge()

@@ -11,7 +11,8 @@ int CVestaraInterface::AddCommand(VestaraMethod eMethod, CommandID eCommand, CQX
     auto pCommand =
         std::make_unique<CVestaraCommand>(eMethod, eCommand, std::move(sLocationID), std::move(sDeviceID),
                                           std::move(sUserID), std::move(sAccessID));
-    m_Commands.AddTail(pCommand.release());
+    m_Commands.AddTail(pCommand.get());
+    static_cast<void>(pCommand.release()); // only now: the queue may have no memory for it
 
     // The new command counts already, so the worker's next turn comes sooner.
     return AdjustTickRate();
@@ -26,7 +27,8 @@ int CVestaraInterface::AddResponse(std::unique_ptr<CVestaraCommand> pCommand)
 {
     // The pace stays as it is on purpose: a waiting reply is the host thread's work, and the worker counts it
     // at the end of its turn.
-    m_Responses.AddTail(pCommand.release());
+    m_Responses.AddTail(pCommand.get());
+    static_cast<void>(pCommand.release());
     return SetMainLoopTrigger();
 }
 
