@@ -156,9 +156,24 @@ void Rules::ConvergeAccount(CVestaraInterface& account)
     }
     if (account.FindInterface(account.LocationID()) != &account)
         return Except("house-served-twice");
+    CheckTies(account);
     for (const cloudsim::Lock& lock : m_cloud.World().locks) {
         if (lock.locationId == house && !account.FindDoorLock(lock.id.c_str()))
             Except("polls-install-nothing");
+    }
+}
+
+void Rules::CheckTies(CVestaraInterface& account)
+{
+    const auto& persons = CVestaraInterfaceProbe(account).AccessPersons().All();
+    for (int slot = 0; slot < kSlots; ++slot) {
+        const CUser* user = m_controller.System().Security().GetUserAtDoorLockSlot(slot);
+        const auto person = std::ranges::find_if(persons, [user](const auto& candidate) {
+            return user && candidate->Name().Compare(user->Name()) == 0;
+        });
+        if (person != persons.end() && (*person)->Index() != slot)
+            m_journal.Break("registry-holds", "the person of slot " + std::to_string(slot) + " is at " +
+                                                  std::to_string((*person)->Index()));
     }
 }
 

@@ -60,6 +60,7 @@ private:
     void CheckCredits();
     void CheckMemory();
     void ConvergeAccount(CVestaraInterface& account);
+    void CheckTies(CVestaraInterface& account);
     void ConvergeLock(CVestaraInterface& account, CPortivo& lock);
     void ConvergeSlots();
     bool SlotIsMirrored(int slot, std::string* difference);

@@ -53,6 +53,7 @@ const std::vector<std::string>& HostileBodies()
         R"({"data":[{"type":"access_user","id":"%s%n","name":"%s%s%s%n","pin":"%d","email":"null"}],"meta":1})",
         R"({"id":"lock-0-0","state":"unlocked","alive":"maybe","connected_at":"99999999999-1-1T"})",
         R"({"messages":[{"text":"%n%n"}]})",
+        R"({"data":[],"meta":{"messages":"down for %s%n"}})",
         R"({"messages":{"messages":{"messages":{}}}})",
         R"({"access_token":"a b","refresh_token":"","expires_in":"-1"})",
         R"({"access_token":"x\r\nX-Header: y","refresh_token":"z","expires_in":"0"})",
