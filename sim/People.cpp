@@ -64,6 +64,7 @@ const std::vector<People::Kind>& People::Kinds()
         {"storm", 1, Faults::Normal, &People::Storm},
         {"change persons in the cloud", 3, Faults::Hostile, &People::ChangePersons},
         {"change locks in the cloud", 3, Faults::Hostile, &People::ChangeLocks},
+        {"change houses in the cloud", 1, Faults::Hostile, &People::ChangeHouses},
         {"revoke tokens", 2, Faults::Hostile, &People::RevokeTokens},
         {"storm again", 5, Faults::Hostile, &People::Storm},
     };
@@ -539,6 +540,32 @@ void People::ChangeLocks(Random& chance)
     }
     m_cloud.Admin("POST", "locks",
                   json{{"name", "New door"}, {"location_id", house}, {"heartbeat_interval", 120}}.dump());
+}
+
+void People::ChangeHouses(Random& chance)
+{
+    const auto& world = m_cloud.World();
+    // One for each account, and the foreign one: the driver takes a single house that is left by itself.
+    const auto least = static_cast<std::size_t>(m_settings.accounts) + 1;
+    const std::string id = chance.Pick(world.locations).id;
+    if (world.locations.size() < least + 2 && chance.Below(2) == 0) {
+        m_cloud.Admin("POST", "locations", json{{"name", "New house"}}.dump());
+        m_cloud.Admin("POST", "locks",
+                      json{{"name", "New door"},
+                           {"location_id", world.locations.back().id},
+                           {"heartbeat_interval", 120}}
+                          .dump());
+    } else if (world.locations.size() > least && id != kForeignHouse) {
+        m_rules.OnLocksGone();
+        std::vector<std::string> gone;
+        for (const cloudsim::Lock& lock : world.locks) {
+            if (lock.locationId == id)
+                gone.push_back(lock.id);
+        }
+        for (const std::string& lock : gone)
+            m_cloud.Admin("DELETE", "locks/" + lock, "");
+        m_cloud.Admin("DELETE", "locations/" + id, "");
+    }
 }
 
 void People::RevokeTokens(Random& chance)

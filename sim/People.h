@@ -81,6 +81,7 @@ private:
     void Rename(Random& chance);
     void ChangePersons(Random& chance);
     void ChangeLocks(Random& chance);
+    void ChangeHouses(Random& chance);
     void RevokeTokens(Random& chance);
     void Storm(Random& chance);
 

@@ -225,8 +225,12 @@ void Rules::EverySecond()
     for (CVestaraInterface* account : m_controller.Accounts()) {
         const bool empty = account->NCommands() + account->NResponses() == 0;
         std::uint64_t& since = m_queuedSinceMs[account->BridgeID()];
-        // An account without a token turns slowly, and one without a refresh token waits for people.
-        if (empty || CQXString(CVestaraInterfaceProbe(*account).AccessToken()).IsEmpty() || since == 0)
+        // An account without an access token turns slowly, and so does the one that refreshes, when it has
+        // nothing to refresh with: only people can help.
+        CVestaraInterfaceProbe fields(*account);
+        const bool slow = CQXString(fields.AccessToken()).IsEmpty() ||
+                          (fields.Master() && CQXString(fields.RefreshToken()).IsEmpty());
+        if (empty || slow || since == 0)
             since = now;
         if (now > std::max(since, m_cloud.LastTroubleMs()) + kDrainMs)
             m_journal.Break("queues-drain", std::to_string(account->NCommands()) + " commands and " +

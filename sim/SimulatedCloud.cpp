@@ -167,9 +167,10 @@ cloudsim::TimePoint SimulatedCloud::Now() const
 
 const char* SimulatedCloud::Name(Fault fault)
 {
-    constexpr std::array kNames{"",          "refused",      "no answer",  "lost request", "lost reply",
-                                "cut reply", "slow",         "too slow",   "status",       "other success",
-                                "no JSON",   "hostile JSON", "duplicates", "reordered"};
+    constexpr std::array kNames{
+        "",         "refused",  "no answer", "lost request",  "lost reply", "late request", "cut reply",
+        "slow",     "too slow", "status",    "other success", "no JSON",    "hostile JSON", "duplicates",
+        "reordered"};
     static_assert(kNames.size() == static_cast<std::size_t>(Fault::Last) + 1);
     return kNames[static_cast<std::size_t>(fault)];
 }
@@ -178,6 +179,7 @@ void SimulatedCloud::Calm(bool calm)
 {
     m_calm = calm;
     m_storm = Fault::None;
+    CarryLate(true);
 }
 
 void SimulatedCloud::Storm(std::uint64_t lengthMs)
@@ -247,6 +249,18 @@ std::optional<devhost::HttpReply> SimulatedCloud::Lost(Delivery& delivery, const
     return std::nullopt;
 }
 
+void SimulatedCloud::CarryLate(bool all)
+{
+    std::erase_if(m_late, [&](const Late& late) {
+        if (!all && late.atMs > m_scheduler.NowMs())
+            return false;
+        m_model.HandleRaw(late.bytes, Now());
+        m_lastTroubleMs = m_scheduler.NowMs();
+        m_journal.Event("network  a request came late: " + late.bytes.substr(0, late.bytes.find(" HTTP/")));
+        return true;
+    });
+}
+
 std::optional<devhost::HttpReply> SimulatedCloud::Carry(std::string_view bytes, Fault fault)
 {
     Delivery delivery;
@@ -262,6 +276,14 @@ std::optional<devhost::HttpReply> SimulatedCloud::Carry(std::string_view bytes, 
     m_scheduler.Wait(m_chance.Between(1, 80));
     if (m_cut || m_scheduler.Stopping() || fault == Fault::LostRequest)
         return Lost(delivery, "the request was lost");
+    CarryLate(false);
+    if (fault == Fault::LateRequest) {
+        // Whoever sent it may have sent others by then.
+        m_late.push_back(
+            {m_scheduler.NowMs() + kExchangeLimitMs + m_chance.Between(0, 60'000), std::string(bytes)});
+        m_scheduler.Wait(kExchangeLimitMs);
+        return Lost(delivery, "the request comes late");
+    }
     std::string reply;
     if (fault == Fault::Status) {
         reply = StatusReply();

@@ -51,6 +51,7 @@ public:
         NoAnswer,
         LostRequest,
         LostReply,
+        LateRequest,
         CutReply,
         Slow,
         TooSlow,
@@ -76,7 +77,11 @@ public:
 
     const cloudsim::World& World() const { return m_model.CurrentWorld(); }
     /// Lets the cloud's own time go on.
-    void Advance() { m_model.Advance(Now()); }
+    void Advance()
+    {
+        CarryLate(false);
+        m_model.Advance(Now());
+    }
     /// The cloud's calendar, which is right whatever the controller's says.
     cloudsim::TimePoint Now() const;
 
@@ -108,6 +113,7 @@ private:
     std::string StatusReply();
     void NoteTokens(const std::string& body);
     std::optional<devhost::HttpReply> Lost(Delivery& delivery, const char* why);
+    void CarryLate(bool all);
 
     const Settings& m_settings;
     Scheduler& m_scheduler;
@@ -125,6 +131,11 @@ private:
     std::uint64_t m_lastTroubleMs = 0;
     std::string m_failure;
     std::set<std::string> m_tokens;
+    struct Late {
+        std::uint64_t atMs;
+        std::string bytes;
+    };
+    std::vector<Late> m_late; // requests under way whose clients have gone
 };
 
 } // namespace sim
