@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <iterator>
+#include <string_view>
 
 namespace
 {
@@ -102,17 +103,30 @@ constexpr Row<Attributes> kKeys[] = {
 };
 // clang-format on
 
-// A look-up indexes its table, so row i must be the row of value i, from 0 to the last value.
-template <class AnyRow, class Id, std::size_t nRows>
-constexpr bool IsComplete(const AnyRow (&Rows)[nRows], Id eLast)
+// A look-up indexes its table, so row i must be the row of value i.
+template <class AnyRow, std::size_t nRows>
+constexpr bool IsInOrder(const AnyRow (&Rows)[nRows])
 {
     for (std::size_t i = 0; i < nRows; ++i)
         if (static_cast<std::size_t>(Rows[i].eId) != i)
             return false;
-    return static_cast<std::size_t>(eLast) + 1 == nRows;
+    return true;
 }
-static_assert(IsComplete(kPaths, CMD_DEVICE_UNLOCK));
-static_assert(IsComplete(kKeys, ATTR_ACCESSIBLE_ID));
+static_assert(IsInOrder(kPaths));
+static_assert(IsInOrder(kKeys));
+
+// Whether a value is in the list of its enumeration. GCC and Clang name a function with its arguments, and
+// spell a value that has no enumerator as a cast, "(CommandID)18".
+template <auto eValue>
+consteval bool IsEnumerator()
+{
+    return std::string_view(__PRETTY_FUNCTION__).find("eValue = (") == std::string_view::npos;
+}
+// The values follow one another, so a new one that got no row is the one behind the last row.
+static_assert(IsEnumerator<CMD_DEVICE_UNLOCK>() &&
+              !IsEnumerator<static_cast<CommandID>(std::size(kPaths))>());
+static_assert(IsEnumerator<ATTR_ACCESSIBLE_ID>() &&
+              !IsEnumerator<static_cast<Attributes>(std::size(kKeys))>());
 
 // A template is a format, so it has exactly one "%s" for each of its ids and no other conversion.
 constexpr bool IsFilledBy(const PathRow& Path)

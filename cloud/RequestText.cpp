@@ -93,6 +93,33 @@ CQXString WriteTarget(const CVestaraCommand& Command)
     return CQXString();
 }
 
+bool HasBody(CommandID eCommand)
+{
+    switch (eCommand) {
+    case CMD_ACCESS_PERSON_DELETE:
+    case CMD_ACCESS_REVOKE:
+    case CMD_ACCESS_PERSON_NOTIFY:
+    case CMD_DEVICE_LOCK:
+    case CMD_DEVICE_UNLOCK:
+        return false;
+    case CMD_TOKEN_AUTHORIZE:
+    case CMD_TOKEN_REFRESH:
+    case CMD_LOCATIONS_LIST:
+    case CMD_LOCATION_GET:
+    case CMD_DEVICES_STATUS:
+    case CMD_DEVICES_DISCOVER:
+    case CMD_DEVICE_GET:
+    case CMD_ACCESS_PERSONS_LIST:
+    case CMD_ACCESS_PERSON_CREATE:
+    case CMD_ACCESS_PERSON_UPDATE:
+    case CMD_ACCESSES_QUERY:
+    case CMD_ACCESSES_LIST:
+    case CMD_ACCESS_GRANT:
+        break;
+    }
+    return true;
+}
+
 CQXString TokenCodeForm(const CQXString& sAuthCode, const CQXString& sRedirectURI)
 {
     CQXString sForm;

@@ -14,6 +14,9 @@ const char* HostName(VestaraMethod eMethod);
 CQXString ReadTarget(const CVestaraCommand& Command);
 CQXString WriteTarget(const CVestaraCommand& Command);
 
+// Whether a change carries a JSON body; true for a value that is no command, whose body is an empty object.
+bool HasBody(CommandID eCommand);
+
 // Form bodies of the token requests. Their bytes are fixed: every value goes in as it is, none is encoded. So
 // code, refresh token and redirect address must not hold a character that means something in a form. For code
 // and redirect address the host sees to that.

@@ -55,12 +55,8 @@ int CVestaraInterface::AssembleChange(CQXString* pBody, CVestaraCommand* pComman
     if (pCommand->LocationID().IsEmpty())
         return Report(1865, FormatLine("Missing LocationID on WRITE"));
 
-    const CommandID eCommand = pCommand->GetCommandID();
-    const bool bBodiless = eCommand == CMD_ACCESS_PERSON_DELETE ||
-                           (eCommand >= CMD_ACCESS_REVOKE && eCommand <= CMD_DEVICE_UNLOCK);
-
     // A body that cannot be built is left empty and the request goes out all the same, on purpose.
-    if (!bBodiless)
+    if (HasBody(pCommand->GetCommandID()))
         GenerateMessage(pCommand, pBody);
     return 1;
 }
@@ -69,10 +65,9 @@ int CVestaraInterface::GenerateMessage(CVestaraCommand* pCommand, CQXString* pBo
 {
     pBody->Empty();
     CJSONObject Root(CJSONObject::KIND_OBJECT);
-    const CommandID eCommand = pCommand->GetCommandID();
     const CQXString& sUserID = pCommand->UserID();
-
-    if (eCommand == CMD_ACCESS_PERSON_CREATE) {
+    switch (pCommand->GetCommandID()) {
+    case CMD_ACCESS_PERSON_CREATE: {
         // The cloud has no id for this person yet, so the command names the controller's user slot.
         const std::optional<CAccessPerson> Person = CopyOfPersonByIndex(IntegerOf(sUserID));
         if (!Person)
@@ -82,17 +77,38 @@ int CVestaraInterface::GenerateMessage(CVestaraCommand* pCommand, CQXString* pBo
                           FormatLine("User by this index [%s] already has an ID - not creating duplicate",
                                      Text(sUserID)));
         AddNewPerson(&Root, *Person);
-    } else if (eCommand == CMD_ACCESS_PERSON_UPDATE) {
+        break;
+    }
+    case CMD_ACCESS_PERSON_UPDATE: {
         // It says index although the look-up is by id (see Report).
         const std::optional<CAccessPerson> Person = CopyOfPersonByID(sUserID);
         if (!Person)
             return Report(2129, FormatLine("Could not ID user by index: [%s]", Text(sUserID)));
         AddChangedPerson(&Root, *Person);
-    } else if (eCommand == CMD_ACCESS_GRANT) {
+        break;
+    }
+    case CMD_ACCESS_GRANT:
         // The person only has to exist; the path names it.
         if (!CopyOfPersonByID(sUserID))
             return Report(2145, FormatLine("Could not ID user by index: [%s]", Text(sUserID)));
         AddGrantedLock(&Root, pCommand->DeviceID());
+        break;
+    case CMD_TOKEN_AUTHORIZE:
+    case CMD_TOKEN_REFRESH:
+    case CMD_LOCATIONS_LIST:
+    case CMD_LOCATION_GET:
+    case CMD_DEVICES_STATUS:
+    case CMD_DEVICES_DISCOVER:
+    case CMD_DEVICE_GET:
+    case CMD_ACCESS_PERSONS_LIST:
+    case CMD_ACCESS_PERSON_DELETE:
+    case CMD_ACCESSES_QUERY:
+    case CMD_ACCESSES_LIST:
+    case CMD_ACCESS_REVOKE:
+    case CMD_ACCESS_PERSON_NOTIFY:
+    case CMD_DEVICE_LOCK:
+    case CMD_DEVICE_UNLOCK:
+        break; // nothing of their own to say: an empty object
     }
 
     Root.Trace(this);

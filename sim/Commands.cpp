@@ -80,9 +80,13 @@ std::string LineOf(VestaraMethod method, CommandID id, const std::string& device
         return "PUT /devices/" + device + "/lock";
     case CMD_DEVICE_UNLOCK:
         return "PUT /devices/" + device + "/unlock";
-    default:
-        return method == METHOD_READ ? "" : "?";
+    case CMD_LOCATION_GET:
+    case CMD_DEVICE_GET:
+    case CMD_ACCESSES_QUERY:
+    case CMD_ACCESS_PERSON_NOTIFY:
+        break; // nothing sends these
     }
+    return method == METHOD_READ ? "" : "?";
 }
 
 void OnDelete(const void* block)

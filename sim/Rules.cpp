@@ -27,7 +27,29 @@ constexpr std::size_t kUnlocksKept = 16;
 
 bool IsPersonCommand(CommandID id)
 {
-    return id >= CMD_ACCESS_PERSON_CREATE && id <= CMD_ACCESS_REVOKE;
+    switch (id) {
+    case CMD_ACCESS_PERSON_CREATE:
+    case CMD_ACCESS_PERSON_UPDATE:
+    case CMD_ACCESS_PERSON_DELETE:
+    case CMD_ACCESSES_QUERY:
+    case CMD_ACCESSES_LIST:
+    case CMD_ACCESS_GRANT:
+    case CMD_ACCESS_REVOKE:
+        return true;
+    case CMD_TOKEN_AUTHORIZE:
+    case CMD_TOKEN_REFRESH:
+    case CMD_LOCATIONS_LIST:
+    case CMD_LOCATION_GET:
+    case CMD_DEVICES_STATUS:
+    case CMD_DEVICES_DISCOVER:
+    case CMD_DEVICE_GET:
+    case CMD_ACCESS_PERSONS_LIST:
+    case CMD_ACCESS_PERSON_NOTIFY:
+    case CMD_DEVICE_LOCK:
+    case CMD_DEVICE_UNLOCK:
+        break;
+    }
+    return false;
 }
 
 } // namespace
