@@ -3,7 +3,7 @@
 #   vestara_options         warnings and checkers, for all code of the project
 #   vestara_driver_options  how the driver's code is generated
 #   vestara_cloud_hosts     the two cloud hosts
-#   vestara_version         the version, for the programs that tell it
+#   vestara_version         the version, for the programs that tell it and the library's note
 
 set(VESTARA_SANITIZE "" CACHE STRING
   "Checkers to build with: memory (addresses and undefined behaviour), thread, or none")
@@ -17,8 +17,9 @@ set(VESTARA_OAUTH_HOST oauth.vestara.example CACHE STRING "Host name of the clou
 set(VESTARA_API_HOST api.vestara.example CACHE STRING "Host name of the cloud's REST API")
 
 add_library(vestara_options INTERFACE)
+# A switch over an enumeration names each of its values, so that a new one which was forgotten does not compile.
 target_compile_options(vestara_options INTERFACE
-  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -fno-omit-frame-pointer)
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Werror=switch -fno-omit-frame-pointer)
 if(VESTARA_SANITIZE STREQUAL "memory")
   target_compile_options(vestara_options INTERFACE -fsanitize=address,undefined -fno-sanitize-recover=undefined)
   target_link_options(vestara_options INTERFACE -fsanitize=address,undefined)
@@ -36,10 +37,29 @@ if(VESTARA_FUZZ)
   target_compile_options(vestara_options INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 
+# What stands in an attacker's way when a fault of memory is left: addresses that nobody knows, a guard in each stack
+# frame, checked copies of the C library, tables that are read-only once the program runs, and jumps that only land
+# where a function begins. The checkers bring their own.
+include(CheckPIESupported)
+check_pie_supported(LANGUAGES CXX)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+if(NOT VESTARA_SANITIZE)
+  target_compile_options(vestara_options INTERFACE -fstack-protector-strong -fstack-clash-protection
+    $<$<CONFIG:Release>:-U_FORTIFY_SOURCE> $<$<CONFIG:Release>:-D_FORTIFY_SOURCE=2>)
+  if(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64")
+    target_compile_options(vestara_options INTERFACE -fcf-protection=full)
+  elseif(CMAKE_SYSTEM_PROCESSOR STREQUAL "aarch64")
+    target_compile_options(vestara_options INTERFACE -mbranch-protection=standard)
+  endif()
+  target_link_options(vestara_options INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack)
+endif()
+
 # A controller has little memory: code of the size that it is worth, and no copy of what nothing calls.
+# The folder that it is built in leaves no trace, so that anybody can build the same bytes again.
 add_library(vestara_driver_options INTERFACE)
 target_compile_options(vestara_driver_options INTERFACE
-  $<$<CONFIG:Release>:-O2> -fno-plt -ffunction-sections -fdata-sections)
+  $<$<CONFIG:Release>:-O2> -fno-plt -ffunction-sections -fdata-sections
+  -ffile-prefix-map=${CMAKE_SOURCE_DIR}/= -ffile-prefix-map=${CMAKE_BINARY_DIR}/=)
 
 add_library(vestara_cloud_hosts INTERFACE)
 target_compile_definitions(vestara_cloud_hosts INTERFACE

@@ -5,6 +5,7 @@ when a signal ends the tour, as Ctrl-C (130) and the terminal's end (129) do.
 """
 
 import argparse
+import dataclasses
 import errno
 import fcntl
 import os
@@ -20,8 +21,6 @@ import urllib.request
 
 from vestara_client import Browser, Setup, StepFailed, TraceReader, wait_for
 
-ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
-RUNS = os.path.join(ROOT, ".state")
 KEPT_RUNS = 5
 AUTHORISE_ACTION = 20002
 HOUSE_PROPERTY = "2001"
@@ -32,6 +31,21 @@ COMMAND_TIMEOUT_S = 75
 # A user's number is its slot's, counted from one.
 USER = {"slot": 3, "number": 4, "name": "Robin Keeper", "email": "robin@example.com", "pin": "0471",
         "new_pin": "04720", "new_email": "keeper@example.com"}
+
+
+@dataclasses.dataclass
+class Command:
+    """By which command the tour was started: its name, the folder of the runs that have none given, whether
+    its help is given here, and which options stand before the user's."""
+
+    name: str
+    runs: str
+    has_help: bool = False
+    version: str = ""
+    given: tuple = ()
+
+
+RUN = Command("run", os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))), ".state"))
 
 
 class WrongOption(Exception):
@@ -416,21 +430,33 @@ def port_number(text):
     return number
 
 
-def options():
-    """The command line. The help is that of the script `run`, which can give it before there is a Python."""
-    parser = argparse.ArgumentParser(prog="run", usage="./run [options]; ./run --help lists them",
-                                     add_help=False, allow_abbrev=False)
-    parser.add_argument("--tour", action="store_true")
-    for name in ("--host-port", "--sim-port", "--admin-port"):
-        parser.add_argument(name, type=port_number, default=0)
-    parser.add_argument("--state-dir")
-    parser.add_argument("--fixture", default=os.path.join(ROOT, "cloudsim", "fixtures", "house.json"))
+def options(command):
+    """The command line. The script `run` gives its help itself, since it can before there is a Python."""
+    usage = None if command.has_help else "./run [options]; ./run --help lists them"
+    parser = argparse.ArgumentParser(
+        prog=command.name, usage=usage, add_help=command.has_help, allow_abbrev=False,
+        description="Shows the driver at work against the cloud simulator (about a minute), and keeps both "
+        "programs up until Ctrl-C or until the terminal is closed.")
+    if command.version:
+        parser.add_argument("--version", action="version", version=f"{command.name} {command.version}")
+    parser.add_argument("--tour", action="store_true",
+                        help="end after the tour; exit status 0 when every step was seen")
+    parser.add_argument("--state-dir", metavar="DIR",
+                        help="folder for certificates, configuration and logs (default: a new one in "
+                        f"{command.runs}, which keeps the last five)")
+    for name, program in (("--host-port", "development host"), ("--sim-port", "simulator (HTTPS)"),
+                          ("--admin-port", "simulator's admin routes")):
+        parser.add_argument(name, metavar="PORT", type=port_number, default=0,
+                            help=f"port of the {program} (default: a free one)")
+    parser.add_argument("--fixture", metavar="FILE",
+                        help="world that the simulator starts from; the tour wants two locks in its first "
+                        "house (default: the simulator's own)")
     # For tests: some builds have no page, and not every machine has what replies are checked with.
     for name in ("--check-options", "--without-page", "--check-replies"):
-        parser.add_argument(name, action="store_true")
-    parser.add_argument("--bin", required=True)
-    parser.add_argument("--driver", required=True)
-    return parser.parse_args()
+        parser.add_argument(name, action="store_true", help=argparse.SUPPRESS)
+    parser.add_argument("--bin", required=True, help=argparse.SUPPRESS)
+    parser.add_argument("--driver", required=True, help=argparse.SUPPRESS)
+    return parser.parse_args([*command.given, *sys.argv[1:]])
 
 
 def check_port(option, port):
@@ -465,7 +491,7 @@ def check_folder(folder, text, advice):
         raise WrongOption(f"{text}: {reason}", advice) from error
 
 
-def check_options(args):
+def check_options(command, args):
     """Raises WrongOption for a value that the programs could not use, so that the complaint names the option
     given."""
     ports = {}
@@ -477,21 +503,24 @@ def check_options(args):
             ports[port] = option
     for port, option in ports.items():
         check_port(option, port)
-    try:
-        open(args.fixture, "rb").close()
-    except OSError as error:
-        raise WrongOption(f"--fixture {args.fixture}: {error.strerror}",
-                          "give a JSON file, or leave --fixture out.") from error
+    if args.fixture:
+        try:
+            open(args.fixture, "rb").close()
+        except OSError as error:
+            raise WrongOption(f"--fixture {args.fixture}: {error.strerror}",
+                              "give a JSON file, or leave --fixture out.") from error
     if args.state_dir:
         check_folder(args.state_dir, f"--state-dir {args.state_dir}",
                      "give a folder that you may write to, or leave --state-dir out.")
     else:
-        mine = RUNS if os.path.exists(RUNS) else ROOT
+        mine = command.runs
+        while not os.path.exists(mine):
+            mine = os.path.dirname(mine)
         if os.stat(mine).st_uid == os.geteuid():
-            check_folder(RUNS, RUNS, "free or mend that folder, or give --state-dir.")
+            check_folder(command.runs, command.runs, "free or mend that folder, or give --state-dir.")
         else:
-            check_folder(RUNS, f"{mine} belongs to {owner_of(mine)}",
-                         f"run this as {owner_of(mine)}, or in a copy of the tree that is your own.")
+            check_folder(command.runs, f"{mine} belongs to {owner_of(mine)}",
+                         f"run this as {owner_of(mine)}, or give --state-dir, or use a copy of your own.")
 
 
 def claim(folder):
@@ -505,7 +534,7 @@ def claim(folder):
     return descriptor
 
 
-def state_folder(args):
+def state_folder(command, args):
     """The folder of this run, claimed. Of the runs that had none given the oldest go, unless one is up."""
     if args.state_dir:
         folder = os.path.abspath(args.state_dir)
@@ -513,11 +542,11 @@ def state_folder(args):
             raise WrongOption(f"--state-dir {args.state_dir}: another run has it",
                               "end that one, or give another folder.")
         return folder
-    folder = os.path.join(RUNS, time.strftime("%Y%m%d-%H%M%S-") + str(os.getpid()))
+    folder = os.path.join(command.runs, time.strftime("%Y%m%d-%H%M%S-") + str(os.getpid()))
     os.mkdir(folder)
     claim(folder)
-    names = sorted(name for name in os.listdir(RUNS) if re.fullmatch(r"\d{8}-\d{6}-\d+", name))
-    for old in (os.path.join(RUNS, name) for name in names[:-KEPT_RUNS]):
+    names = sorted(name for name in os.listdir(command.runs) if re.fullmatch(r"\d{8}-\d{6}-\d+", name))
+    for old in (os.path.join(command.runs, name) for name in names[:-KEPT_RUNS]):
         descriptor = claim(old)
         if descriptor is not None:
             shutil.rmtree(old, ignore_errors=True)
@@ -544,16 +573,16 @@ def end_on(signals):
             signal.signal(number, signalled)
 
 
-def main():
-    args = options()
+def main(command=RUN):
+    args = options(command)
     screen = Screen()
     setup = None
     is_up = False
     try:
-        check_options(args)
+        check_options(command, args)
         if args.check_options:
             return 0
-        state_dir = state_folder(args)
+        state_dir = state_folder(command, args)
         end_on((signal.SIGINT, signal.SIGTERM, signal.SIGHUP))
         check = None
         if args.check_replies:
@@ -571,7 +600,7 @@ def main():
             stay_up(setup, screen)
         return 0
     except WrongOption as wrong:
-        print("run: {}\nWhat to do: {}".format(*wrong.args), file=sys.stderr)
+        print("{}: {}\nWhat to do: {}".format(command.name, *wrong.args), file=sys.stderr)
         return 2
     except StepFailed as failure:
         print(f"\nFailed: {failure}\nLogs: {short_path(state_dir)}", file=sys.stderr)

@@ -191,7 +191,8 @@ END_AND_READY = ("--exit-with-parent", "--print-ready")
 class Setup:
     """One simulator and one development host that talks to it, with their folders below `state_dir`.
 
-    `check`, when given, looks at the host's replies, as JsonApi says.
+    `fixture` may be None, for the simulator's own. `check`, when given, looks at the host's replies, as
+    JsonApi says.
     """
 
     def __init__(self, bin_dir, driver, state_dir, fixture, sim_port=0, admin_port=0, host_port=0,
@@ -209,7 +210,7 @@ class Setup:
             [
                 os.path.join(bin_dir, "vestara-cloudsim"),
                 *("--state-dir", os.path.join(state_dir, "cloudsim")),
-                *("--fixture", fixture),
+                *(("--fixture", fixture) if fixture else ()),
                 *("--https-port", str(sim_port)),
                 *("--admin-port", str(admin_port)),
                 *END_AND_READY,

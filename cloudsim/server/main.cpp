@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 #include <csignal>
 #include <cstring>
+#include <filesystem>
 #include <iostream>
 #include <pthread.h>
 #include <spdlog/sinks/stdout_color_sinks.h>
@@ -15,8 +16,16 @@
 namespace
 {
 
+// ../share/vestara/fixtures/house.json, from the folder of this program, installed or not.
+std::string DefaultFixture()
+{
+    std::error_code error;
+    const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
+    return (program.parent_path().parent_path() / "share/vestara/fixtures/house.json").string();
+}
+
 struct CommandLine {
-    std::string fixture = VESTARA_CLOUDSIM_FIXTURES "/house.json";
+    std::string fixture = DefaultFixture();
     std::string stateDir = ".state/cloudsim";
     std::string logLevel = "info";
     std::int64_t tokenLifetime = 7200;

@@ -63,7 +63,7 @@ std::variant<Settings, int> ParseCommandLine(int argumentCount, const char* cons
                    "http://127.0.0.1:PORT, the admin address of a cloud simulator that the page shall show");
     app.add_option(
         "--web-dir", result.webDir,
-        "Folder of the configurator's page; otherwise share/configurator beside the program's bin");
+        "Folder of the configurator's page; otherwise share/vestara/configurator beside the program's bin");
     app.add_flag("--api-token", result.apiToken,
                  "For a machine with several users: serve only who knows the token that this start prints");
     app.add_flag("--trace,!--no-trace", result.trace, "Switch the traces of all producers on or off");

@@ -47,7 +47,7 @@ std::filesystem::path WebPage::DefaultFolder()
 {
     std::error_code error;
     const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
-    const auto folder = program.parent_path().parent_path() / "share/configurator";
+    const auto folder = program.parent_path().parent_path() / "share/vestara/configurator";
     return !error && std::filesystem::exists(folder / "index.html", error) ? folder : std::filesystem::path();
 }
 

@@ -24,8 +24,8 @@ public:
     /// @throws std::runtime_error when the folder has no index.html, a file of unknown kind, or too much.
     explicit WebPage(const std::filesystem::path& folder);
 
-    /// Where the page lies when nobody says: ../share/configurator, from the folder of this program; empty
-    /// when it is not there.
+    /// Where the page lies when nobody says: ../share/vestara/configurator, from the folder of this program;
+    /// empty when it is not there.
     static std::filesystem::path DefaultFolder();
 
     /// @return nothing when the request is for something else than the page.
