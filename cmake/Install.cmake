@@ -80,6 +80,10 @@ if(VESTARA_OWN_HOST AND NOT VESTARA_DRIVER_ONLY)
   install(FILES README.md CHANGELOG.md CONTRIBUTING.md DESTINATION ${Doc} COMPONENT doc)
   install(DIRECTORY docs DESTINATION ${Doc} COMPONENT doc PATTERN man EXCLUDE)
   install_package_texts(doc vestara-doc)
+
+  # Beside the packages lies what is in them.
+  set(CPACK_POST_BUILD_SCRIPTS ${CMAKE_SOURCE_DIR}/packaging/WriteSbom.cmake)
+  set(CPACK_VESTARA_SBOM ${CMAKE_SOURCE_DIR}/scripts/sbom.py --build ${CMAKE_BINARY_DIR})
 endif()
 
 set(CPACK_GENERATOR DEB)

@@ -1,5 +1,6 @@
-// Builds the configurator's page. Argument: the folder to write, of which nothing old stays. Assets get names that stand
-// for their contents, and each file lies there compressed as well. What not every reader needs is a file of its own.
+// Builds the configurator's page. Arguments: the folder to write, of which nothing old stays, and a file for what was
+// bundled, which scripts/sbom.py reads. Assets get names that stand for their contents, and each file lies there
+// compressed as well. What not every reader needs is a file of its own.
 
 import { createHash } from "node:crypto";
 import { mkdirSync, readFileSync, rmSync, writeFileSync } from "node:fs";
@@ -11,9 +12,9 @@ import { build } from "esbuild";
 import openapi, { astToString } from "openapi-typescript";
 
 const here = fileURLToPath(new URL(".", import.meta.url));
-const out = process.argv[2];
-if (!out) {
-    console.error("Usage: node web/build.mjs FOLDER");
+const [out, metafile] = process.argv.slice(2);
+if (!metafile) {
+    console.error("Usage: node web/build.mjs FOLDER METAFILE");
     process.exit(2);
 }
 
@@ -35,6 +36,7 @@ const bundle = await build({
     entryPoints: [join(here, "src/main.ts"), join(here, "src/style.css")],
     bundle: true, splitting: true, minify: true, format: "esm", target: "es2022", legalComments: "none", write: false,
     outdir: "/", entryNames: "[name]-[hash]", chunkNames: "[name]-[hash]", charset: "utf8", logLevel: "warning",
+    metafile: true, absWorkingDir: here,
 });
 const icon = readFileSync(join(here, "src/icon.svg"));
 const files = bundle.outputFiles.map((file) => ({ name: basename(file.path), contents: Buffer.from(file.contents) }));
@@ -48,3 +50,4 @@ for (const { name, contents } of files) {
     page = page.replace(`/assets/${name.replace(/-\w+(?=\.)/, "")}"`, `/assets/${name}"`);
 }
 write(join(out, "index.html"), page);
+writeFileSync(metafile, JSON.stringify(bundle.metafile));
