@@ -25,6 +25,8 @@ constexpr unsigned kBridgeId = 7;
 constexpr int kVersion = 1461;
 constexpr int kLockFamily = 25;
 constexpr int kUserSlot = 4;
+// What a turn without a refresh token says.
+constexpr char kNoToken[] = "vestarai 729 Refresh Token is Empty - cannot re-authenticate";
 using Row = std::vector<std::variant<int, std::string>>;
 
 std::vector<std::string> g_requests; // host, line and body of each that was not looked at yet
@@ -190,6 +192,7 @@ void Authorise(CDeviceInterface* account, CActionButtonHandler* buttons)
     Expect("token request's head", form.substr(0, form.find("&client_id")), "POST /oauth/token code=code-1");
     Expect("token request's end", form.substr(form.find("&redirect_uri")),
            "&redirect_uri=https://relay.example/back&grant_type=authorization_code");
+    Expect("reports", std::exchange(g_controller.reports, {}), {kNoToken});
     Expect("saves asked for", g_controller.saves > 0, true);
 }
 
@@ -291,10 +294,12 @@ void SaveAndReadBack(const Plugin& plugin, CDeviceInterface* account, CDoorLock*
 
 void Reset(CDeviceNetwork* account)
 {
+    Expect("reports", g_controller.reports, {});
     account->Reset();
     for (int i = 0; i < 40; ++i)
         g_controller.Round();
     Expect("restarts", g_controller.restarts, 1);
+    Expect("reports", std::exchange(g_controller.reports, {}), {kNoToken});
     Expect("components and clients", static_cast<int>(g_controller.components.size()) + account->NClients(),
            0);
     Expect("requests", g_requests, {});

@@ -305,7 +305,7 @@ std::string other_host::Formatted(const char* format, std::va_list arguments)
 std::unique_ptr<CJSONObject> other_host::Parsed(const char*& text)
 {
     const auto skip = [&text] { text += std::strspn(text, " \n\r\t,:"); };
-    const auto upTo = [&text](const char* ends) {
+    const auto until = [&text](const char* ends) {
         const std::string part(text, std::strcspn(text, ends));
         text += part.size();
         return part;
@@ -316,7 +316,7 @@ std::unique_ptr<CJSONObject> other_host::Parsed(const char*& text)
         const bool isText = *text == '"';
         text += isText ? 1 : 0;
         auto value = std::make_unique<CJSONObject>(isText ? CJSONObject::KIND_TEXT : CJSONObject::KIND_BARE);
-        value->node->text = upTo(isText ? "\"" : ",]} \n");
+        value->node->text = until(isText ? "\"" : ",]} \n");
         text += isText ? 1 : 0;
         return value;
     }
