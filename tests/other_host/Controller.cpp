@@ -43,7 +43,8 @@ void Controller::Round()
     workersTurn.release();
     loopsTurn.acquire();
     bridge->DeviceInterface()->OnInterfaceIdle();
-    for (std::size_t i = 0; i < components.size(); ++i)
+    // By index, because a component may go with any call.
+    for (std::size_t i = 0; i < components.size(); ++i) // NOLINT(modernize-loop-convert)
         components[i]->OnComponentIdle();
 }
 
@@ -88,8 +89,8 @@ int CTraceProducer::TraceEnabled() const { return trace->on; }
 
 CTraceServer* CTraceServer::Instance()
 {
-    static CTraceServer s_server;
-    return &s_server;
+    static CTraceServer server;
+    return &server;
 }
 void CTraceServer::LoadStateFor(CTraceProducer* producer) { producer->trace->on = true; }
 
@@ -252,8 +253,8 @@ CBridgeClient* CDeviceNetwork::Client(int i) const
 {
     return i >= 0 && i < NClients() ? m_clients->clients[static_cast<std::size_t>(i)] : nullptr;
 }
-void CDeviceNetwork::AddClient(CBridgeClient* added) { m_clients->clients.push_back(added); }
-void CDeviceNetwork::RemoveClient(CBridgeClient* removed) { std::erase(m_clients->clients, removed); }
+void CDeviceNetwork::AddClient(CBridgeClient* joining) { m_clients->clients.push_back(joining); }
+void CDeviceNetwork::RemoveClient(CBridgeClient* leaving) { std::erase(m_clients->clients, leaving); }
 
 CSystemComponent::CSystemComponent(CSystemComponentDef* definition) : component(std::make_unique<Own>())
 {
@@ -346,14 +347,14 @@ void CDoorLock::LockState(int state) { lock->state = state; }
 
 CIDServer* CIDServer::Instance()
 {
-    static CIDServer s_server;
-    return &s_server;
+    static CIDServer server;
+    return &server;
 }
 unsigned CIDServer::NewID() { return ++g_controller.lastId; }
 CEventServer* CEventServer::Instance()
 {
-    static CEventServer s_server;
-    return &s_server;
+    static CEventServer server;
+    return &server;
 }
 int CEventServer::DeleteAllByOwner(unsigned /*owner*/) { return 1; }
 int CUser::ID() const { return 52; }
@@ -363,18 +364,18 @@ CQXString CUser::Email() const { return ""; }
 void CTabLayoutManager::AppendAllTabID(unsigned /*component*/, int /*reserved*/) {}
 CSecurityServer* CSecurityServer::Instance()
 {
-    static CSecurityServer s_server;
-    return &s_server;
+    static CSecurityServer server;
+    return &server;
 }
 CUser* CSecurityServer::GetUserAtDoorLockSlot(int slot)
 {
-    static CUser s_user;
-    return slot >= 0 && slot == g_controller.userSlot ? &s_user : nullptr;
+    static CUser user;
+    return slot >= 0 && slot == g_controller.userSlot ? &user : nullptr;
 }
 CTabLayoutManager* CSecurityServer::TabLayoutManager()
 {
-    static CTabLayoutManager s_manager;
-    return &s_manager;
+    static CTabLayoutManager manager;
+    return &manager;
 }
 void CSecurityServer::Update() {}
 
@@ -405,13 +406,13 @@ void CSystemFamily::OnComponentAutoInstall(CSystemComponent* /*component*/) {}
 
 CSystem* CSystem::Instance()
 {
-    static CSystem s_system;
-    return &s_system;
+    static CSystem system;
+    return &system;
 }
 CSystemFamily* CSystem::FamilyByFamily(int family)
 {
-    static CSystemFamily s_locks;
-    return family == 25 ? &s_locks : nullptr;
+    static CSystemFamily locks;
+    return family == 25 ? &locks : nullptr;
 }
 CDoorLock* CSystem::DoorLock(int i) { return dynamic_cast<CDoorLock*>(FamilyByFamily(25)->Component(i)); }
 int CSystem::NDoorLock(COMPONENT_FILTER_TYPE filter) { return FamilyByFamily(25)->NComponents(filter); }

@@ -139,11 +139,20 @@ struct Plugin {
     std::unique_ptr<CSystemComponentDef> componentDefinition;
 };
 
-Plugin::Plugin(const char* path) : library(dlopen(path, RTLD_NOW | RTLD_LOCAL))
+void* Loaded(const char* path)
 {
+    void* library = dlopen(path, RTLD_NOW | RTLD_LOCAL);
     Expect("loading", library ? "" : std::string(dlerror()), "");
     Expect("DllMain", EntryPoint<int(int, unsigned, void*)>(library, "_Z7DllMainijPv")(0, 1, nullptr), 1);
     Expect("signature", EntryPoint<unsigned()>(library, "GetLibSignature")(), 0x08000090u);
+    return library;
+}
+
+Plugin::Plugin(const char* path)
+    : library(Loaded(path)),
+      createInterface(EntryPoint<CDeviceInterface*(CDeviceInterfaceDef*)>(library, "CreateDeviceInterface")),
+      createComponent(EntryPoint<CSystemComponent*(CSystemComponentDef*)>(library, "CreateSystemComponent"))
+{
     CQXObList interfaces;
     CQXObList components;
     EntryPoint<void(void*, CQXObList*)>(library, "LoadDeviceInterfaces")(nullptr, &interfaces);
@@ -156,8 +165,6 @@ Plugin::Plugin(const char* path) : library(dlopen(path, RTLD_NOW | RTLD_LOCAL))
     Expect("definitions left", interfaces.GetCount() + components.GetCount(), 0);
     Expect("interface flags", interfaceDefinition->flags, 0x0E104204);
     Expect("component name", std::string(componentDefinition->name), "Vestara Portivo");
-    createInterface = EntryPoint<CDeviceInterface*(CDeviceInterfaceDef*)>(library, "CreateDeviceInterface");
-    createComponent = EntryPoint<CSystemComponent*(CSystemComponentDef*)>(library, "CreateSystemComponent");
     CSystemComponentDef foreign(nullptr, 1, "", "", 0, 0);
     Expect("component of a foreign definition", createComponent(&foreign) != nullptr, false);
 }

@@ -32,10 +32,8 @@ CQXString::CQXString(const CQXString& other) : m_block(other.m_block)
 CQXString::~CQXString() { Empty(); }
 CQXString& CQXString::operator=(const CQXString& other)
 {
-    if (other.m_block)
-        ++other.m_block->users;
-    Empty();
-    m_block = other.m_block;
+    CQXString copy(other);
+    std::swap(m_block, copy.m_block);
     return *this;
 }
 CQXString& CQXString::operator=(const char* text) { return *this = CQXString(text); }
@@ -43,8 +41,8 @@ CQXString& CQXString::operator+=(const CQXString& other) { return *this += stati
 CQXString& CQXString::operator+=(const char* text) { return *this = (std::string(*this) + text).c_str(); }
 CQXString::operator char*() const
 {
-    static char s_nothing[1];
-    return m_block ? m_block->text.data() : s_nothing;
+    static char nothing[1];
+    return m_block ? m_block->text.data() : nothing;
 }
 int CQXString::GetLength() const { return m_block ? static_cast<int>(m_block->text.size()) : 0; }
 int CQXString::IsEmpty() const { return !m_block; }
@@ -88,7 +86,7 @@ CQXString CQXString::Obfuscate(CQXString* text, CQXObList* secrets)
 class CQXPos
 {
 public:
-    void* item;
+    void* item = nullptr;
 };
 struct CQXObList::Own {
     std::vector<std::unique_ptr<CQXPos>> places;
@@ -105,7 +103,8 @@ CQXObList::CQXObList() : m_row(std::make_unique<Own>()) {}
 CQXObList::~CQXObList() = default;
 CQXPos* CQXObList::AddTail(void* item)
 {
-    m_row->places.push_back(std::unique_ptr<CQXPos>(new CQXPos{item}));
+    m_row->places.push_back(std::make_unique<CQXPos>());
+    m_row->places.back()->item = item;
     return m_row->places.back().get();
 }
 void* CQXObList::RemoveHead()
@@ -155,7 +154,6 @@ CQXCritical::CQXCritical() : m_handle(new int) {}
 CQXCritical::~CQXCritical() { delete static_cast<int*>(m_handle); }
 
 CQXTimer::CQXTimer() : m_startMs(g_controller.clockMs) {}
-CQXTimer::~CQXTimer() = default;
 void CQXTimer::Restart() { SetElapsed(0); }
 void CQXTimer::SetElapsed(unsigned milliseconds) { m_startMs = g_controller.clockMs - milliseconds; }
 unsigned CQXTimer::QXTickCount() const { return static_cast<unsigned>(g_controller.clockMs - m_startMs); }
@@ -184,7 +182,7 @@ int CQXMSG::GetInt()
 }
 CQXString CQXMSG::GetString()
 {
-    const std::string* value = Next<std::string>(*items);
+    const auto* value = Next<std::string>(*items);
     return value ? value->c_str() : "";
 }
 
@@ -208,7 +206,7 @@ int CQXFile::ReadInt(int* value)
 }
 int CQXFile::ReadString(CQXString* value)
 {
-    const std::string* read = Next<std::string>(*items);
+    const auto* read = Next<std::string>(*items);
     if (read)
         *value = read->c_str();
     return read ? 1 : 0;
@@ -306,7 +304,7 @@ std::unique_ptr<CJSONObject> other_host::Parsed(const char*& text)
 {
     const auto skip = [&text] { text += std::strspn(text, " \n\r\t,:"); };
     const auto until = [&text](const char* ends) {
-        const std::string part(text, std::strcspn(text, ends));
+        std::string part(text, std::strcspn(text, ends));
         text += part.size();
         return part;
     };

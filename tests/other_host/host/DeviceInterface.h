@@ -43,8 +43,8 @@ public:
     ~CDeviceNetwork() override;
     int NClients() const;
     CBridgeClient* Client(int i) const;
-    void AddClient(CBridgeClient* client);
-    void RemoveClient(CBridgeClient* client);
+    void AddClient(CBridgeClient* joining);
+    void RemoveClient(CBridgeClient* leaving);
 
 private:
     struct Own;

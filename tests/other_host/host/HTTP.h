@@ -12,7 +12,7 @@ class CHTTPConnectionSSL
 public:
     explicit CHTTPConnectionSSL(int method);
     ~CHTTPConnectionSSL();
-    int CreateConnection(const char* host, int port, int timeoutMs, int reserved);
+    int CreateConnection(const char* name, int port, int timeoutMs, int reserved);
 
     CQXString host; // the host's own
 };

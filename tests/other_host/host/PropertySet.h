@@ -16,9 +16,7 @@ class CPropertyUpdateDelegate
 public:
     virtual int UpdateProperty(CSystemProperty* property, PROPERTY_UPDATE_CTX context, CPropertySet* set,
                                int reserved1, int reserved2) = 0;
-
-protected:
-    ~CPropertyUpdateDelegate();
+    virtual ~CPropertyUpdateDelegate();
 };
 
 class CActionButtonHandler
@@ -26,9 +24,7 @@ class CActionButtonHandler
 public:
     virtual CQXString GetActionURL(int action) = 0;
     virtual int ExecuteAction(int action, CPropertySet* set) = 0;
-
-protected:
-    ~CActionButtonHandler();
+    virtual ~CActionButtonHandler();
 };
 
 class CSystemProperty

@@ -7,7 +7,6 @@ class CQXTimer
 {
 public:
     CQXTimer();
-    ~CQXTimer();
     void Restart();
     void SetElapsed(unsigned milliseconds);
     unsigned QXTickCount() const;

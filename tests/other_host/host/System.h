@@ -18,7 +18,7 @@ public:
     int NComponents(COMPONENT_FILTER_TYPE filter);
     CSystemComponent* AddNewComponent(int type, CQXString name, FACTORY_MODE mode, CQXFile* file,
                                       QXT_SYSCONFIG_CHANGE_SRC* source);
-    void DeleteComponent(CSystemComponent* component, QXT_SYSCONFIG_CHANGE_SRC* source);
+    void DeleteComponent(CSystemComponent* removed, QXT_SYSCONFIG_CHANGE_SRC* source);
     void OnComponentAutoInstall(CSystemComponent* component);
 };
 
