@@ -1,0 +1,5 @@
+#pragma once
+// Free services.
+
+void Sleep(unsigned milliseconds);
+int SetMainLoopTrigger();
