@@ -44,8 +44,9 @@ void Controller::Round()
     loopsTurn.acquire();
     bridge->DeviceInterface()->OnInterfaceIdle();
     // By index, because a component may go with any call.
-    for (std::size_t i = 0; i < components.size(); ++i) // NOLINT(modernize-loop-convert)
-        components[i]->OnComponentIdle();
+    CSystemFamily* family = CSystem::Instance()->FamilyByFamily(25);
+    for (int i = 0; CSystemComponent* component = family->Component(i); ++i)
+        component->OnComponentIdle();
 }
 
 } // namespace other_host

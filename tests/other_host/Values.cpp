@@ -141,11 +141,7 @@ struct CTSObList::Own {
 };
 CTSObList::CTSObList() : m_queue(std::make_unique<Own>()) {}
 CTSObList::~CTSObList() = default;
-int CTSObList::AddTail(void* item)
-{
-    m_queue->list.AddTail(item);
-    return GetCount();
-}
+void CTSObList::AddTail(void* item) { m_queue->list.AddTail(item); }
 void* CTSObList::RemoveHead() { return m_queue->list.RemoveHead(); }
 int CTSObList::IsEmpty() const { return m_queue->list.IsEmpty(); }
 int CTSObList::GetCount() const { return m_queue->list.GetCount(); }

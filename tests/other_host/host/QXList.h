@@ -30,7 +30,7 @@ class CTSObList
 public:
     CTSObList();
     ~CTSObList();
-    int AddTail(void* item); // the new count
+    void AddTail(void* item);
     void* RemoveHead();
     int IsEmpty() const;
     int GetCount() const;
