@@ -55,11 +55,12 @@ if(NOT VESTARA_SANITIZE)
 endif()
 
 # A controller has little memory: code of the size that it is worth, and no copy of what nothing calls.
-# The folder that it is built in leaves no trace, so that anybody can build the same bytes again.
+# The folder that it is built in leaves no trace in what is delivered, so that anybody can build the same bytes again.
 add_library(vestara_driver_options INTERFACE)
 target_compile_options(vestara_driver_options INTERFACE
   $<$<CONFIG:Release>:-O2> -fno-plt -ffunction-sections -fdata-sections
-  -ffile-prefix-map=${CMAKE_SOURCE_DIR}/= -ffile-prefix-map=${CMAKE_BINARY_DIR}/=)
+  $<$<CONFIG:Release>:-ffile-prefix-map=${CMAKE_SOURCE_DIR}/=>
+  $<$<CONFIG:Release>:-ffile-prefix-map=${CMAKE_BINARY_DIR}/=>)
 
 add_library(vestara_cloud_hosts INTERFACE)
 target_compile_definitions(vestara_cloud_hosts INTERFACE
