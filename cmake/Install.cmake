@@ -1,10 +1,18 @@
 # What is installed where, by the components driver, tools and doc; and the Debian packages that CPack makes of it. The
 # packages split the tools, so what belongs to one of them is installed under a second component of that package's name.
 
-include(GNUInstallDirs)
 # Where Debian looks for libraries, whatever the prefix is.
-if(CMAKE_LIBRARY_ARCHITECTURE AND NOT CMAKE_INSTALL_LIBDIR MATCHES "${CMAKE_LIBRARY_ARCHITECTURE}$")
-  set(CMAKE_INSTALL_LIBDIR lib/${CMAKE_LIBRARY_ARCHITECTURE} CACHE PATH "Folder of libraries" FORCE)
+if(CMAKE_LIBRARY_ARCHITECTURE)
+  set(CMAKE_INSTALL_LIBDIR lib/${CMAKE_LIBRARY_ARCHITECTURE} CACHE PATH "Folder of libraries")
+endif()
+include(GNUInstallDirs)
+
+# Not among the libraries that programs link with: it has one version and a host that loads it by its path.
+install(TARGETS LVESTARA LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/vestara COMPONENT driver)
+
+# Packages come from the whole build only: the driver alone needs nothing of what makes them.
+if(VESTARA_DRIVER_ONLY OR NOT VESTARA_OWN_HOST)
+  return()
 endif()
 
 # The newest entry of the changelog is the version that is built; its date is that of manual pages and packages.
@@ -42,49 +50,41 @@ endfunction()
 function(install_package_texts Component Package)
   install(FILES packaging/copyright ${Install}/changelog.gz DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${Package}
     COMPONENT ${Component} EXCLUDE_FROM_ALL)
-  if(EXISTS ${CMAKE_SOURCE_DIR}/packaging/${Package}.lintian-overrides)
-    install(FILES packaging/${Package}.lintian-overrides DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides
-      RENAME ${Package} COMPONENT ${Component} EXCLUDE_FROM_ALL)
-  endif()
+  install(FILES packaging/${Package}.lintian-overrides DESTINATION ${CMAKE_INSTALL_DATADIR}/lintian/overrides
+    RENAME ${Package} COMPONENT ${Component} EXCLUDE_FROM_ALL)
 endfunction()
 
-# Not among the libraries that programs link with: it has one version and a host that loads it by its path.
-install(TARGETS LVESTARA LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/vestara COMPONENT driver)
 install_package_texts(driver libvestara-driver)
-set(CPACK_COMPONENTS_ALL driver)
+set(CPACK_COMPONENTS_ALL driver devhost cloudsim doc)
+set(Share ${CMAKE_INSTALL_DATADIR}/vestara)
+foreach(Program vestara-devhost vestara-cloudsim vestara-demo)
+  compress_filled(docs/man/${Program}.1.in ${Program}.1)
+endforeach()
 
-if(VESTARA_OWN_HOST AND NOT VESTARA_DRIVER_ONLY)
-  list(APPEND CPACK_COMPONENTS_ALL devhost cloudsim doc)
-  set(Share ${CMAKE_INSTALL_DATADIR}/vestara)
-  foreach(Program vestara-devhost vestara-cloudsim vestara-demo)
-    compress_filled(docs/man/${Program}.1.in ${Program}.1)
-  endforeach()
+install_tool(devhost TARGETS vestara-devhost RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install_tool(devhost DIRECTORY ${CMAKE_BINARY_DIR}/share/vestara/configurator DESTINATION ${Share} OPTIONAL)
+install_tool(devhost FILES ${Install}/vestara-devhost.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+configure_file(packaging/vestara-devhost.service.in ${Install}/vestara-devhost.service @ONLY)
+install(FILES ${Install}/vestara-devhost.service DESTINATION lib/systemd/system COMPONENT devhost EXCLUDE_FROM_ALL)
+install_package_texts(devhost vestara-devhost)
 
-  install_tool(devhost TARGETS vestara-devhost RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-  install_tool(devhost DIRECTORY ${CMAKE_BINARY_DIR}/share/vestara/configurator DESTINATION ${Share} OPTIONAL)
-  install_tool(devhost FILES ${Install}/vestara-devhost.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
-  configure_file(packaging/vestara-devhost.service.in ${Install}/vestara-devhost.service @ONLY)
-  install(FILES ${Install}/vestara-devhost.service DESTINATION lib/systemd/system COMPONENT devhost EXCLUDE_FROM_ALL)
-  install_package_texts(devhost vestara-devhost)
+install_tool(cloudsim TARGETS vestara-cloudsim RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install_tool(cloudsim DIRECTORY cloudsim/fixtures DESTINATION ${Share})
+configure_file(scripts/vestara-demo.in ${Install}/vestara-demo @ONLY)
+install_tool(cloudsim PROGRAMS ${Install}/vestara-demo DESTINATION ${CMAKE_INSTALL_BINDIR})
+install_tool(cloudsim FILES scripts/tour.py scripts/vestara_client.py DESTINATION ${Share}/demo)
+install_tool(cloudsim FILES ${Install}/vestara-cloudsim.1.gz ${Install}/vestara-demo.1.gz
+  DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+install_package_texts(cloudsim vestara-cloudsim)
 
-  install_tool(cloudsim TARGETS vestara-cloudsim RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
-  install_tool(cloudsim DIRECTORY cloudsim/fixtures DESTINATION ${Share})
-  configure_file(scripts/vestara-demo.in ${Install}/vestara-demo @ONLY)
-  install_tool(cloudsim PROGRAMS ${Install}/vestara-demo DESTINATION ${CMAKE_INSTALL_BINDIR})
-  install_tool(cloudsim FILES scripts/tour.py scripts/vestara_client.py DESTINATION ${Share}/demo)
-  install_tool(cloudsim FILES ${Install}/vestara-cloudsim.1.gz ${Install}/vestara-demo.1.gz
-    DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
-  install_package_texts(cloudsim vestara-cloudsim)
+set(Doc ${CMAKE_INSTALL_DATADIR}/doc/vestara-doc)
+install(FILES README.md CHANGELOG.md CONTRIBUTING.md DESTINATION ${Doc} COMPONENT doc)
+install(DIRECTORY docs DESTINATION ${Doc} COMPONENT doc PATTERN man EXCLUDE)
+install_package_texts(doc vestara-doc)
 
-  set(Doc ${CMAKE_INSTALL_DATADIR}/doc/vestara-doc)
-  install(FILES README.md CHANGELOG.md CONTRIBUTING.md DESTINATION ${Doc} COMPONENT doc)
-  install(DIRECTORY docs DESTINATION ${Doc} COMPONENT doc PATTERN man EXCLUDE)
-  install_package_texts(doc vestara-doc)
-
-  # Beside the packages lies what is in them.
-  set(CPACK_POST_BUILD_SCRIPTS ${CMAKE_SOURCE_DIR}/packaging/WriteSbom.cmake)
-  set(CPACK_VESTARA_SBOM ${CMAKE_SOURCE_DIR}/scripts/sbom.py --build ${CMAKE_BINARY_DIR})
-endif()
+# Beside the packages lies what is in them.
+set(CPACK_POST_BUILD_SCRIPTS ${CMAKE_SOURCE_DIR}/packaging/WriteSbom.cmake)
+set(CPACK_VESTARA_SBOM ${CMAKE_SOURCE_DIR}/scripts/sbom.py --build ${CMAKE_BINARY_DIR})
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME vestara)

@@ -6,7 +6,7 @@
 set(Copy "${WORK}/another place with a longer name")
 file(REMOVE_RECURSE ${WORK})
 file(MAKE_DIRECTORY ${Copy})
-foreach(Entry CMakeLists.txt CHANGELOG.md packaging cmake host plugin cloud interface lock access)
+foreach(Entry CMakeLists.txt cmake host plugin cloud interface lock access)
   file(COPY ${SOURCE}/${Entry} DESTINATION ${Copy})
 endforeach()
 string(REPLACE "|" ";" Cache "${CACHE}")
